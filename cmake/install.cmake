@@ -1,0 +1,13 @@
+# Install and package rules: headers, both libraries, a CMake package and a pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS vela vela_static EXPORT vela-targets)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vela DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(vela_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vela)
+install(EXPORT vela-targets FILE vela-config.cmake NAMESPACE vela:: DESTINATION ${vela_package_dir})
+write_basic_package_version_file(vela-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vela-config-version.cmake DESTINATION ${vela_package_dir})
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/vela.pc.in vela.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/vela.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,48 @@
+# The library: one object per module, linked once as libvela.so and archived once as libvela.a.
+file(GLOB_RECURSE vela_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/source/*.cpp)
+
+# Modules whose inner loops are worth unrolling and vectorising; the rest stays small.
+set(vela_hot_modules)
+foreach(module IN LISTS vela_hot_modules)
+  set_source_files_properties(${PROJECT_SOURCE_DIR}/source/${module}.cpp PROPERTIES COMPILE_OPTIONS -O3)
+endforeach()
+
+add_library(vela_objects OBJECT ${vela_sources})
+target_include_directories(vela_objects PUBLIC
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR}/source)
+target_link_libraries(vela_objects PRIVATE $<BUILD_INTERFACE:vela_options>)
+target_compile_options(vela_objects PRIVATE
+  -Wmissing-declarations -fno-exceptions -fno-rtti -fno-threadsafe-statics
+  -fno-asynchronous-unwind-tables -fno-semantic-interposition -ffunction-sections)
+target_compile_definitions(vela_objects PRIVATE _FILE_OFFSET_BITS=64)
+set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden)
+
+# The exported symbols stand in one list; the linker's version script is made from it.
+set(vela_symbol_list ${PROJECT_SOURCE_DIR}/cmake/symbols.list)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${vela_symbol_list})
+file(STRINGS ${vela_symbol_list} vela_symbols REGEX "^[A-Za-z_]")
+list(JOIN vela_symbols ";\n        " vela_symbols_text)
+set(vela_version_script ${PROJECT_BINARY_DIR}/vela.map)
+file(WRITE ${vela_version_script} "{\n    global:\n        ${vela_symbols_text};\n    local:\n        *;\n};\n")
+
+# Linked by the C driver, so that neither libstdc++ nor a shared libgcc is ever a dependency.
+set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
+add_library(vela SHARED $<TARGET_OBJECTS:vela_objects>)
+add_library(vela_static STATIC $<TARGET_OBJECTS:vela_objects>)
+foreach(target vela vela_static)
+  set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C OUTPUT_NAME vela)
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  add_library(vela::${target} ALIAS ${target})
+endforeach()
+target_link_libraries(vela_static INTERFACE m)
+target_link_libraries(vela PRIVATE m)
+target_link_options(vela PRIVATE -static-libgcc -Wl,-Bsymbolic-functions,--gc-sections,--as-needed
+  -Wl,--version-script=${vela_version_script})
+if(VELA_SANITIZE)
+  target_link_options(vela PRIVATE -fsanitize=${VELA_SANITIZE})
+else()
+  target_link_options(vela PRIVATE -Wl,-z,defs)
+endif()
+set_target_properties(vela PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+  LINK_DEPENDS ${vela_version_script})

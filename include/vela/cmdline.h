@@ -1,0 +1,79 @@
+/**
+ * @file
+ * Command-line options, one call an option.
+ *
+ * The caller describes its options in a table and calls cmdline_getopt() until it returns -1. Operands (arguments that
+ * are no options) are moved behind the options as they are met and keep their order: after the last call they are
+ * `argv[cmdline_optidx]` to `argv[argc - 1]`. A value is always an argument of its own (`-r 8000`, `--rate 8000`);
+ * short options may be clustered (`-vq`); there is no end-of-options marker, so `--` is the short option "-".
+ *
+ * The parser's state is process-wide: one parse at a time, from one thread. Nothing is allocated; the table, the
+ * vector and its strings stay the caller's. All output goes to the standard output.
+ */
+#ifndef VELA_CMDLINE_H
+#define VELA_CMDLINE_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/** What a cmdline_option::flags can hold. With both bits set, CMDLINE_OPTIONAL rules; other bits are ignored. */
+enum {
+    CMDLINE_REQUIRED = 1, /**< the option takes a value that must be present */
+    CMDLINE_OPTIONAL = 2  /**< the option takes a value that may be absent */
+};
+
+/** One option. A table of options ends with a record whose short_name is 0. */
+typedef struct cmdline_option {
+    char short_name;       /**< the character of the short form; 0 ends the table */
+    const char *long_name; /**< the long form without its dashes, or null */
+    const char *help;      /**< what cmdline_usage() prints beside the option, or null */
+    uint32_t flags;        /**< 0, CMDLINE_REQUIRED or CMDLINE_OPTIONAL */
+} cmdline_option;
+
+/** Index in the vector of the next argument to examine; 1 at the start. After the parse, that of the first operand. */
+extern int32_t cmdline_optidx;
+
+/** Value of the option returned last, or null. Points into the argument vector. */
+extern char *cmdline_optarg;
+
+/** Returns the parser to its initial state, for a second argument vector in the same process. */
+void cmdline_reset(void);
+
+/**
+ * Takes the next option, or moves the next operand behind the options.
+ *
+ * @param argc     number of arguments; nothing at or behind `argv[argc]` is read
+ * @param argv     the arguments; their order changes, the strings do not
+ * @param options  the option table
+ * @return the option's character (1 to 255, read as unsigned), with cmdline_optarg set to its value or null;
+ *         0 when an operand was moved, or when a required value is missing (a message says so);
+ *         '?' for an unknown option (a message names it, except for `-?` itself);
+ *         -1 when nothing is left
+ *
+ * A required value is taken whatever it looks like; an optional one only if it does not begin with "-". A short option
+ * that takes a value ends its cluster: `-sv NAME` is `-s NAME`.
+ */
+int16_t cmdline_getopt(int32_t argc, char **argv, const cmdline_option *options);
+
+/**
+ * Prints a usage screen: "usage: PROGRAM SYNOPSIS", a line for each option, and one for the help option `-?,--help`.
+ *
+ * @param options       the option table, or null for none
+ * @param program_name  what stands behind "usage: "
+ * @param synopsis      what follows it, or null for "[options]"
+ */
+void cmdline_usage(const cmdline_option *options, const char *program_name, const char *synopsis);
+
+/** Prints "cmdline: " and a line for each of `argv[first]` to `argv[argc - 1]`. */
+void cmdline_print(int32_t argc, char **argv, int32_t first);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,11 @@
+/**
+ * @file
+ * Every module of the library in one include.
+ */
+#ifndef VELA_VELA_H
+#define VELA_VELA_H
+
+#include <vela/check.h>
+#include <vela/cmdline.h>
+
+#endif

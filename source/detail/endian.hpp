@@ -1,0 +1,24 @@
+// Loads and stores of unaligned integers in an explicit byte order, the same on every host.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+namespace vela::detail {
+
+template <std::endian order>
+inline std::uint16_t load16(const void *from) {
+    std::uint16_t value;
+    std::memcpy(&value, from, sizeof value);
+    return order == std::endian::native ? value : __builtin_bswap16(value);
+}
+
+template <std::endian order>
+inline void store16(void *to, std::uint16_t value) {
+    if (order != std::endian::native)
+        value = __builtin_bswap16(value);
+    std::memcpy(to, &value, sizeof value);
+}
+
+} // namespace vela::detail

@@ -1,0 +1,10 @@
+#include <cstdio>
+#include <vela/vela.h>
+
+int main(int argc, char **argv) {
+    constexpr cmdline_option options[] = {{'v', "verbose", "say more", 0}, {}};
+    while (cmdline_getopt(argc, argv, options) >= 0)
+        ;
+    cmdline_print(argc, argv, cmdline_optidx);
+    return std::fflush(stdout);
+}

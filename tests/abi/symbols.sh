@@ -1,0 +1,24 @@
+#!/bin/sh
+# The library exports exactly the listed symbols and needs nothing but libc and libm.
+# usage: symbols.sh LIBRARY LIST NM READELF
+set -eu
+library=$1 list=$2 nm=$3 readelf=$4
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+status=0
+
+grep '^[A-Za-z_]' "$list" | sort >"$work/listed"
+$nm -D --defined-only "$library" | awk '{ print $NF }' | sort >"$work/exported"
+if ! diff "$work/listed" "$work/exported"; then
+    echo "exported symbols (>) differ from $list (<)"
+    status=1
+fi
+
+$readelf -d "$library" >"$work/dynamic"
+foreign=$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' "$work/dynamic" | grep -v -x -e 'libc\.so\.6' -e 'libm\.so\.6' || true)
+if [ -n "$foreign" ]; then
+    echo "needs more than libc and libm:" $foreign
+    status=1
+fi
+grep -q 'SONAME.*\[libvela\.so\.1\]' "$work/dynamic" || { echo "wrong SONAME"; status=1; }
+exit $status

@@ -1,0 +1,36 @@
+// What the suites share: comparison of texts, and what a piece of code prints.
+#pragma once
+
+#include <check.h>
+#include <cstdio>
+#include <string>
+#include <unistd.h>
+
+// ck_assert_str_eq() for texts of any kind and lifetime.
+#define assert_text_eq(actual, expected)                                                                     \
+    do {                                                                                                     \
+        const std::string actual_text = (actual), expected_text = (expected);                                \
+        ck_assert_str_eq(actual_text.c_str(), expected_text.c_str());                                        \
+    } while (0)
+
+// Runs action with the stream's descriptor sent to a temporary file and returns what arrived there.
+template <class Action>
+std::string captured(FILE *stream, Action action) {
+    FILE *file = std::tmpfile();
+    ck_assert_ptr_nonnull(file);
+    std::fflush(stream);
+    const int descriptor = fileno(stream);
+    const int saved = dup(descriptor);
+    ck_assert_int_ge(dup2(fileno(file), descriptor), 0);
+    action();
+    std::fflush(stream);
+    ck_assert_int_ge(dup2(saved, descriptor), 0);
+    close(saved);
+
+    std::string text;
+    std::rewind(file);
+    for (int c; (c = std::fgetc(file)) != EOF;)
+        text += static_cast<char>(c);
+    std::fclose(file);
+    return text;
+}
