@@ -21,8 +21,7 @@ void note(std::string line);
 
 // Registers one implementation of a case.
 template <class Function>
-benchmark::internal::Benchmark *add(const std::string &case_name, const std::string &implementation,
-                                    Function run) {
+benchmark::internal::Benchmark *add(const std::string &case_name, const std::string &implementation, Function run) {
     return benchmark::RegisterBenchmark((case_name + "/" + implementation).c_str(), run);
 }
 

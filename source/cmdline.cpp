@@ -76,16 +76,15 @@ int16_t take_long_option(const remaining_arguments &arguments, const cmdline_opt
     return take_value(arguments, *option);
 }
 
-int16_t take_short_option(const remaining_arguments &arguments, const cmdline_option *options,
-                          size_t length) {
+int16_t take_short_option(const remaining_arguments &arguments, const cmdline_option *options, size_t length) {
     // A caller that moved cmdline_optidx in the middle of a cluster starts the new one from its first option.
     if (++cluster_position >= length)
         cluster_position = 1;
     const char name = arguments.front()[cluster_position];
     if (cluster_position == length - 1)
         end_cluster();
-    const auto *option = find_option(
-        options, [name](const cmdline_option &candidate) { return candidate.short_name == name; });
+    const auto *option =
+        find_option(options, [name](const cmdline_option &candidate) { return candidate.short_name == name; });
     if (!option) {
         if (name != '?')
             std::printf("unknown option: %c\n", name);

@@ -41,8 +41,7 @@ std::string parse(arguments &given) {
     std::string trace;
     for (int result; (result = cmdline_getopt(given.count(), given.vector.data(), kOptions)) != -1;) {
         trace += trace.empty() ? "" : " ";
-        trace +=
-            result > ' ' && result < 128 ? std::string(1, static_cast<char>(result)) : std::to_string(result);
+        trace += result > ' ' && result < 128 ? std::string(1, static_cast<char>(result)) : std::to_string(result);
         if (cmdline_optarg)
             trace += std::string("=") + cmdline_optarg;
     }
@@ -63,11 +62,7 @@ START_TEST(options_operands_and_messages)
     const row rows[] = {
         {{"prog"}, "", "", "prog", 1},
         {{"prog", "a", "-v", "b"}, "0 v 0", "", "prog -v a b", 2},
-        {{"prog", "a", "b", "-r", "8000", "c", "-q", "d"},
-         "0 0 r=8000 0 q 0",
-         "",
-         "prog -r 8000 -q a b c d",
-         4},
+        {{"prog", "a", "b", "-r", "8000", "c", "-q", "d"}, "0 0 r=8000 0 q 0", "", "prog -r 8000 -q a b c d", 4},
         {{"prog", "-vq", "-qvv"}, "v q q v v", "", "prog -vq -qvv", 3},
         {{"prog", "--verbose", "--rate", "-9"}, "v r=-9", "", "prog --verbose --rate -9", 4},
         {{"prog", "--verbose=1", "--verb", "--v"},
@@ -148,8 +143,7 @@ START_TEST(usage_screen)
     const std::string bare = captured(stdout, [] { cmdline_usage(nullptr, "prog", nullptr); });
     assert_text_eq(bare, "usage: prog [options]\n" + help);
 
-    const std::string full =
-        captured(stdout, [] { cmdline_usage(kOptions, "resample", "[options] IN OUT"); });
+    const std::string full = captured(stdout, [] { cmdline_usage(kOptions, "resample", "[options] IN OUT"); });
     const std::string expected = "usage: resample [options] IN OUT\n"
                                  "  -v,--verbose                verbose output mode\n"
                                  "  -q                          \n"

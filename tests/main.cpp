@@ -16,9 +16,8 @@ int main(int argc, char **argv) {
     }
 
     SRunner *runner = nullptr;
-#define SUITE(name)                                                                                          \
-    __vela_check_add_suite_if_enabled(&runner, #name, name##_suite, &config, srunner_create,                 \
-                                      srunner_add_suite);
+#define SUITE(name)                                                                                                    \
+    __vela_check_add_suite_if_enabled(&runner, #name, name##_suite, &config, srunner_create, srunner_add_suite);
 #include "suites.inc"
 #undef SUITE
     if (!runner) {

@@ -7,10 +7,10 @@
 #include <unistd.h>
 
 // ck_assert_str_eq() for texts of any kind and lifetime.
-#define assert_text_eq(actual, expected)                                                                     \
-    do {                                                                                                     \
-        const std::string actual_text = (actual), expected_text = (expected);                                \
-        ck_assert_str_eq(actual_text.c_str(), expected_text.c_str());                                        \
+#define assert_text_eq(actual, expected)                                                                               \
+    do {                                                                                                               \
+        const std::string actual_text = (actual), expected_text = (expected);                                          \
+        ck_assert_str_eq(actual_text.c_str(), expected_text.c_str());                                                  \
     } while (0)
 
 // Runs action with the stream's descriptor sent to a temporary file and returns what arrived there.

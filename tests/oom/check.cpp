@@ -6,8 +6,7 @@
 START_TEST(strings_that_cannot_be_copied)
 {
     oom::each_allocation_fails([] {
-        char program[] = "tests", suite[] = "-s", name[] = "url", xml[] = "-x", file[] = "log.xml",
-             verbose[] = "-v";
+        char program[] = "tests", suite[] = "-s", name[] = "url", xml[] = "-x", file[] = "log.xml", verbose[] = "-v";
         char *argv[] = {program, suite, name, suite, name, xml, file, verbose};
         vela_check_config config;
         cmdline_reset();

@@ -1,0 +1,21 @@
+# What the scripts share. Sourced with $root set to the project's folder.
+
+logs=$root/build/logs
+mkdir -p "$logs"
+
+# step NAME TEXT COMMAND...: says TEXT, runs the command with its output kept in a log, and shows the log if it fails.
+step() {
+    step_log=$logs/$1.log
+    echo "$2"
+    shift 2
+    if ! "$@" >"$step_log" 2>&1 </dev/null; then
+        tail -n 100 "$step_log" >&2
+        echo "failed: $* (whole log: $step_log)" >&2
+        exit 1
+    fi
+}
+
+# Ninja where it is present; its own generator otherwise.
+generator() {
+    if command -v ninja >/dev/null; then echo Ninja; else echo "Unix Makefiles"; fi
+}
