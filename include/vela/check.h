@@ -56,7 +56,11 @@ void __vela_check_add_suite_if_enabled(struct SRunner **runner_slot, const char 
                                        struct SRunner *(*create_runner)(struct Suite *suite),
                                        void (*add_suite)(struct SRunner *runner, struct Suite *suite));
 
-/** Releases the configuration's strings and sets them to null; the numbers stay. Harmless when called again. */
+/**
+ * Releases the configuration's strings and sets them to null; the numbers stay. Harmless when called again.
+ *
+ * @param config  a configuration that __vela_check_parse_cmdline() has filled
+ */
 void __vela_check_destroy_cfg(vela_check_config *config);
 
 #pragma GCC visibility pop

@@ -68,7 +68,13 @@ int16_t cmdline_getopt(int32_t argc, char **argv, const cmdline_option *options)
  */
 void cmdline_usage(const cmdline_option *options, const char *program_name, const char *synopsis);
 
-/** Prints "cmdline: " and a line for each of `argv[first]` to `argv[argc - 1]`. */
+/**
+ * Prints "cmdline: " and a line "  <ARGUMENT>" for each of `argv[first]` to `argv[argc - 1]`.
+ *
+ * @param argc   number of arguments
+ * @param argv   the arguments
+ * @param first  index of the first to print; from argc on, only the heading is printed
+ */
 void cmdline_print(int32_t argc, char **argv, int32_t first);
 
 #pragma GCC visibility pop

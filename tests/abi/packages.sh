@@ -1,5 +1,6 @@
 #!/bin/sh
-# The installed library serves a C11 and a C++17 program, found through pkg-config and through CMake.
+# The library serves the README's first program as C11 and as C++17: installed and found through pkg-config or CMake, and
+# as a subdirectory of another project.
 # usage: packages.sh SOURCE-DIR BUILD-DIR
 set -eu
 source=$1 build=$2
@@ -8,18 +9,29 @@ trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
 cmake --install "$build" --prefix "$prefix" >/dev/null
 
-export PKG_CONFIG_PATH="$(dirname "$(find "$prefix" -name vela.pc)")"
-libraries=$(pkg-config --define-variable=prefix="$prefix" --variable=libdir vela)
-flags=$(pkg-config --define-variable=prefix="$prefix" --cflags --libs vela)
-cc -std=c11 "$source/tests/abi/consumer/main.c" $flags -o "$work/c11"
-c++ -std=c++17 "$source/tests/abi/consumer/main.cpp" $flags -o "$work/c++17"
+mkdir "$work/consumer"
+cp "$source/tests/abi/consumer.cmake" "$work/consumer/CMakeLists.txt"
+sed -n '/^```c$/,/^```$/p' "$source/README.md" | sed '1d;$d' >"$work/consumer/first.c"
+sed 's/NULL/nullptr/g' "$work/consumer/first.c" >"$work/consumer/first.cpp"
+
+runs() { "$@" one -v two | grep -q '<two>' || { echo "$* does not list its operands"; exit 1; }; }
+
+PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name vela.pc)")
+export PKG_CONFIG_PATH
+found="pkg-config --define-variable=prefix=$prefix"
+libraries=$($found --variable=libdir vela)
+flags=$($found --cflags --libs vela)
+cc -std=c11 "$work/consumer/first.c" $flags -o "$work/c11"
+c++ -std=c++17 "$work/consumer/first.cpp" $flags -o "$work/c++17"
 for program in c11 c++17; do
-    LD_LIBRARY_PATH=$libraries "$work/$program" one two | grep -q '<two>'
+    runs env LD_LIBRARY_PATH="$libraries" "$work/$program"
 done
 
-cmake -S "$source/tests/abi/consumer" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
-cmake --build "$work/build" >/dev/null
-for program in shared static; do
-    "$work/build/consumer_c_$program" one two | grep -q '<two>'
-    "$work/build/consumer_cpp_$program" one two | grep -q '<two>'
+cmake -S "$work/consumer" -B "$work/installed" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake -S "$work/consumer" -B "$work/subdirectory" -DVELA_SOURCE="$source" -DCMAKE_CXX_FLAGS_DEBUG=-O0 >/dev/null
+for kind in installed subdirectory; do
+    cmake --build "$work/$kind" >/dev/null
+    for program in c_shared c_static cpp_shared cpp_static; do
+        runs "$work/$kind/$program"
+    done
 done
