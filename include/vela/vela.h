@@ -7,5 +7,6 @@
 
 #include <vela/check.h>
 #include <vela/cmdline.h>
+#include <vela/text.h>
 
 #endif

@@ -1,0 +1,105 @@
+/**
+ * @file
+ * Small text functions: hexadecimal digits and text, line ends and white space trimmed in place, and buffers
+ * split into chunks of fixed length.
+ *
+ * Nothing is allocated: the caller provides and owns every buffer. Output of a given length (hexadecimal
+ * text, bytes, chunks) is not NUL-terminated. Hexadecimal text is written in upper case and read in both.
+ */
+#ifndef VELA_TEXT_H
+#define VELA_TEXT_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/**
+ * The hexadecimal digit of a value.
+ *
+ * @param value  0 to 15
+ * @return '0' to '9' or 'A' to 'F'; 255 for any other value
+ */
+uint8_t int2hex(int32_t value);
+
+/**
+ * The value of a hexadecimal digit.
+ *
+ * @param ch  a character; letters in either case
+ * @return 0 to 15; 255 for a character that is no hexadecimal digit
+ */
+uint8_t hex2int(uint8_t ch);
+
+/**
+ * Writes bytes as hexadecimal text, two upper-case digits a byte, high four bits first.
+ *
+ * @param bin  the bytes
+ * @param len  their number
+ * @param hex  receives 2 x `len` characters; no part of it may overlap `bin`
+ * @return the number of characters written, 2 x `len`
+ */
+uint32_t bin2hex(const uint8_t *bin, uint32_t len, char *hex);
+
+/**
+ * Reads hexadecimal text into bytes, two characters a byte. Nothing is checked: a character that is no digit
+ * counts as 255, so that a byte is (16 x hex2int(first) + hex2int(second)) modulo 256.
+ *
+ * @param hex  the characters
+ * @param len  their number; an odd one at the end is ignored
+ * @param bin  receives `len` / 2 bytes; may be `hex` itself
+ * @return the number of bytes written, `len` / 2
+ */
+uint32_t hex2bin(const char *hex, uint32_t len, uint8_t *bin);
+
+/**
+ * Removes the end of a line in place: at most one newline and then at most one carriage return.
+ *
+ * @param str  a NUL-terminated string
+ * @return the index of the last character looked at: the string's length - 1 if it had no newline, - 2 if it
+ * had one, whether or not a carriage return was removed as well. So -1 for an empty string and for a newline
+ * alone
+ */
+int32_t chomp(char *str);
+
+/**
+ * Overwrites the white space at both ends of a string with NUL; what is white space follows the current
+ * locale.
+ *
+ * The text is not moved: where the string began with white space, `str` itself is empty afterwards.
+ *
+ * @param str  a NUL-terminated string
+ * @return the first character within `str` that is not white space; the terminating NUL if there is none
+ */
+char *strip(char *str);
+
+/**
+ * The room that chunk_split() needs.
+ *
+ * @param src    the input, not read; null means none
+ * @param len    its length in bytes
+ * @param chunk  length of a chunk in bytes, greater than 0 (asserted where there is input)
+ * @return `len` + (`len` - 1) / `chunk`; 0 without input, and where the sum does not fit 32 bits
+ */
+uint32_t chunk_split_len(const void *src, uint32_t len, uint32_t chunk);
+
+/**
+ * Copies bytes with a newline between every two consecutive chunks, and none behind the last.
+ *
+ * @param src       the input, or null
+ * @param len       its length in bytes
+ * @param dst       the output, not overlapping `src`, or null
+ * @param dst_size  the output's size in bytes
+ * @param chunk     length of a chunk in bytes, greater than 0 (asserted where there is input)
+ * @return the number of bytes written, chunk_split_len() of the same input; 0 with nothing written when there
+ * is no input, no output, or not enough room
+ */
+int32_t chunk_split(const void *src, uint32_t len, void *dst, uint32_t dst_size, uint32_t chunk);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif
