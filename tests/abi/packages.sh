@@ -1,9 +1,9 @@
 #!/bin/sh
 # The library serves the README's first program as C11 and as C++17: installed and found through pkg-config or CMake, and
 # as a subdirectory of another project.
-# usage: packages.sh SOURCE-DIR BUILD-DIR
+# usage: packages.sh SOURCE-DIR BUILD-DIR CMAKE-GENERATOR
 set -eu
-source=$1 build=$2
+source=$1 build=$2 generator=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
@@ -27,8 +27,8 @@ for program in c11 c++17; do
     runs env LD_LIBRARY_PATH="$libraries" "$work/$program"
 done
 
-cmake -S "$work/consumer" -B "$work/installed" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
-cmake -S "$work/consumer" -B "$work/subdirectory" -DVELA_SOURCE="$source" -DCMAKE_CXX_FLAGS_DEBUG=-O0 >/dev/null
+cmake -G "$generator" -S "$work/consumer" -B "$work/installed" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake -G "$generator" -S "$work/consumer" -B "$work/subdirectory" -DVELA_SOURCE="$source" -DCMAKE_CXX_FLAGS_DEBUG=-O0 >/dev/null
 for kind in installed subdirectory; do
     cmake --build "$work/$kind" >/dev/null
     for program in c_shared c_static cpp_shared cpp_static; do
