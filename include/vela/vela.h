@@ -8,5 +8,7 @@
 #include <vela/check.h>
 #include <vela/cmdline.h>
 #include <vela/text.h>
+#include <vela/filesystem.h>
+#include <vela/time.h>
 
 #endif

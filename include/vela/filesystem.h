@@ -1,0 +1,102 @@
+/**
+ * @file
+ * Tests of paths, creation of directories with their parents, and directory walks that collect the paths matching a
+ * regular expression.
+ *
+ * Paths are byte strings as the system takes them. A list that walk_dir() returns belongs to the caller, who releases
+ * each of its strings and then the list with free().
+ */
+#ifndef VELA_FILESYSTEM_H
+#define VELA_FILESYSTEM_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/** What walk_dir() visits. Files of every type but directories and symbolic links are always candidates. */
+enum {
+    WALK_RECURSE = 1, /**< descend into subdirectories */
+    WALK_LINKS = 2,   /**< symbolic links are candidates; they are never followed */
+    WALK_HIDDEN = 4,  /**< names that begin with "." are visited, except "." and ".." */
+    WALK_DIRS = 8     /**< directories themselves are candidates */
+};
+
+/** A growing list of names. An empty list is all zero. */
+typedef struct name_list {
+    uint32_t capacity; /**< slots in the array; 0 before the first name */
+    int32_t count;     /**< names stored */
+    char **names;      /**< the names, each allocated on its own; every slot from count on is null */
+} name_list;
+
+/**
+ * Says whether a path can be examined with stat(); symbolic links are followed.
+ *
+ * @param path  the path
+ * @return 1 or 0
+ */
+int32_t exists(const char *path);
+
+/**
+ * Says whether a path leads to a directory; symbolic links are followed.
+ *
+ * @param path  the path
+ * @return 1 or 0
+ */
+int32_t is_dir(const char *path);
+
+/**
+ * Says whether a path leads to a regular file; symbolic links are followed.
+ *
+ * @param path  the path
+ * @return 1 or 0
+ */
+int32_t is_file(const char *path);
+
+/**
+ * Makes a directory and its missing parents, each with mode 0700 reduced by the process's file-creation mask.
+ *
+ * A directory that somebody else makes in the meantime serves as well. Those made before a failure stay.
+ *
+ * @param path  the directory's path; repeated and trailing slashes are harmless
+ * @return 0 when the directory is there; -1 when something else has its path or a parent's, when memory runs out, or
+ *         when mkdir() fails
+ */
+int32_t mkdirp(const char *path);
+
+/**
+ * Appends a copy of a name to a list, growing the array so that at least one null slot remains behind the names.
+ *
+ * @param list  the list
+ * @param name  the name
+ * @return 0, or 1 when memory runs out; the names stored are then the same as before
+ */
+int32_t add_to_names(name_list *list, const char *name);
+
+/**
+ * Walks a directory and collects the paths that match a regular expression, in the order in which the system lists the
+ * entries; what a subdirectory holds comes before the subdirectory itself.
+ *
+ * Each path is `dir`, a slash and what leads on from there, and is matched as a whole; the expression may match
+ * anywhere in it unless it is anchored. Trouble on the way is reported on the standard error stream as warn() does:
+ * "can't open PATH" for a directory, "Can't stat PATH" for an entry that could not be examined or whose path has more
+ * than 4095 characters. The walk goes on with the next entry.
+ *
+ * @param dir      where to begin; at most 4094 characters. Followed even if it is a symbolic link
+ * @param pattern  POSIX extended regular expression (regcomp(3)), in the program's current locale
+ * @param flags    bits of WALK_RECURSE, WALK_LINKS, WALK_HIDDEN, WALK_DIRS
+ * @param result   receives the list, ended by a null pointer, or null when nothing matched; untouched by result 1
+ * @return 0 when all went well; 1 when the pattern does not compile; 2 when `dir` is too long; 3 when `dir` could not
+ *         be opened or read, an entry of it could not be examined, memory ran out, or the walk of a subdirectory left
+ * an error behind, which the next subdirectory that opens forgets. What was collected is returned in every case.
+ */
+int32_t walk_dir(const char *dir, const char *pattern, int32_t flags, char ***result);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif
