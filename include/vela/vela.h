@@ -7,8 +7,8 @@
 
 #include <vela/check.h>
 #include <vela/cmdline.h>
-#include <vela/text.h>
 #include <vela/filesystem.h>
+#include <vela/text.h>
 #include <vela/time.h>
 
 #endif
