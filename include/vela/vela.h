@@ -10,5 +10,6 @@
 #include <vela/filesystem.h>
 #include <vela/text.h>
 #include <vela/time.h>
+#include <vela/colour.h>
 
 #endif

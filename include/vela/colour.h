@@ -1,0 +1,82 @@
+/**
+ * @file
+ * 8-bit RGB to YCbCr and back, and 4:2:2 pictures to RGB.
+ *
+ * An RGB pixel is three bytes R, G, B; a YCbCr pixel three bytes Y, Cb, Cr. Three variants: full range (luma and chroma
+ * over 0 to 255, luma weights of ITU-R BT.601, as in JPEG files), and the studio ranges of ITU-R BT.601 and BT.709
+ * (luma 16 to 235, chroma 16 to 240). RGB is taken and given as it is stored: no transfer function is applied.
+ *
+ * All arithmetic is in integers with Q12 coefficients (4096 stands for 1.0), so results are the same bits everywhere.
+ * Buffers stay the caller's, need no alignment, and nothing outside the stated sizes is read or written.
+ */
+#ifndef VELA_COLOUR_H
+#define VELA_COLOUR_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/**
+ * @name Coefficient matrices
+ *
+ * For conversion by other means, such as a display controller. Each function fills `matrix` with nine Q12 coefficients,
+ * row by row: the published ones times 4096, truncated toward zero. An encoding matrix (`rgb_to_ycc`) has the rows Y,
+ * Cb, Cr over the columns R, G, B; a decoding matrix (`ycc_to_rgb`) the rows R, G, B over the columns Y, Cb, Cr.
+ *
+ * Offsets are not part of the matrix: encoding adds 16 to studio luma and 128 to chroma behind the product, decoding
+ * subtracts them in front of it.
+ *
+ * @param matrix  room for nine numbers
+ */
+/** @{ */
+void get_rgb_to_ycc(int32_t *matrix);    /**< full range, encoding */
+void get_ycc_to_rgb(int32_t *matrix);    /**< full range, decoding */
+void get_rgb_to_ycc601(int32_t *matrix); /**< BT.601, encoding */
+void get_ycc_to_rgb601(int32_t *matrix); /**< BT.601, decoding */
+void get_rgb_to_ycc709(int32_t *matrix); /**< BT.709, encoding */
+void get_ycc_to_rgb709(int32_t *matrix); /**< BT.709, decoding */
+/** @} */
+
+/**
+ * @name Pixel conversions
+ *
+ * Each converts `count` pixels with the matrix of its variant, rounds to nearest (halves up) and limits the result to 0
+ * to 255.
+ *
+ * @param src    `count` pixels of three bytes
+ * @param dst    room for `count` pixels of three bytes: the memory of `src` itself, or none of it
+ * @param count  number of pixels; 0 does nothing
+ */
+/** @{ */
+void srgb_to_yccfull(const uint8_t *src, uint8_t *dst, uint32_t count);  /**< RGB to full range */
+void yccfull_to_srgb(const uint8_t *src, uint8_t *dst, uint32_t count);  /**< full range to RGB */
+void srgb_to_yccbt601(const uint8_t *src, uint8_t *dst, uint32_t count); /**< RGB to BT.601 */
+void yccbt601_to_srgb(const uint8_t *src, uint8_t *dst, uint32_t count); /**< BT.601 to RGB */
+void srgb_to_yccbt709(const uint8_t *src, uint8_t *dst, uint32_t count); /**< RGB to BT.709 */
+void yccbt709_to_srgb(const uint8_t *src, uint8_t *dst, uint32_t count); /**< BT.709 to RGB */
+/** @} */
+
+/**
+ * Unpacks a full-range 4:2:2 picture into RGB.
+ *
+ * Four bytes Cb, Y0, Cr, Y1 hold two pixels side by side, which share the chroma (the order is known as UYVY).
+ *
+ * @param src     the first row; a row of an odd width ends with the bytes Cb, Y0, Cr of its last pixel, a byte behind
+ *                them is not read
+ * @param width   pixels a row; 0 does nothing
+ * @param height  rows; 0 does nothing
+ * @param stride  bytes from the start of one source row to that of the next; rows may overlap
+ * @param dst     room for `width` x `height` pixels of three bytes, which follow each other without gaps; none of the
+ *                memory of `src`
+ */
+void cyc422_to_srgb(const uint8_t *src, uint32_t width, uint32_t height, uint32_t stride, uint8_t *dst);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif
