@@ -7,9 +7,9 @@
 
 #include <vela/check.h>
 #include <vela/cmdline.h>
+#include <vela/colour.h>
 #include <vela/filesystem.h>
 #include <vela/text.h>
 #include <vela/time.h>
-#include <vela/colour.h>
 
 #endif
