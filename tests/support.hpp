@@ -2,6 +2,7 @@
 #pragma once
 
 #include <check.h>
+#undef fail // a macro that would break the standard headers below
 #include <cstdio>
 #include <string>
 #include <unistd.h>

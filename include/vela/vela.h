@@ -5,11 +5,13 @@
 #ifndef VELA_VELA_H
 #define VELA_VELA_H
 
+#include <vela/cgi.h>
 #include <vela/check.h>
 #include <vela/cmdline.h>
 #include <vela/colour.h>
 #include <vela/filesystem.h>
 #include <vela/text.h>
 #include <vela/time.h>
+#include <vela/url.h>
 
 #endif

@@ -1,0 +1,136 @@
+/**
+ * @file
+ * CGI programs (RFC 3875): the request that a web server passes to its program, and error responses.
+ *
+ * cgi_setup() reads the request from the environment and the standard input; values are then looked up by
+ * name. Names and values of the query string, of the cookies and of a form body are percent-decoded as
+ * url_decode() does; names are compared without regard to case, and of a repeated name the first one counts. The
+ * record owns every string that it returns, until cgi_cleanup(), except for those of the environment, which must
+ * not be changed meanwhile. A record belongs to one thread.
+ *
+ *     cgi_request *cgi;
+ *     if (cgi_setup(&cgi) != 0)
+ *         return 1;
+ *     const char *pan = cgi_query_param(cgi, "pan");
+ *     if (pan)
+ *         fprintf(cgi_output(cgi), "Content-Type: text/plain\r\n\r\npan %s\n", pan);
+ *     else
+ *         cgi_error(cgi, 400, "no pan");
+ *     cgi_cleanup(cgi);
+ */
+#ifndef VELA_CGI_H
+#define VELA_CGI_H
+
+#include <stdarg.h>
+#include <stdint.h>
+#include <stdio.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+typedef struct cgi_private cgi_private;
+
+/** A request. */
+typedef struct cgi_request {
+    cgi_private *priv;  /**< owns the body and the decoded names and values */
+    const char *uri;    /**< "REQUEST_URI" of the environment, or null */
+    const char *query;  /**< "QUERY_STRING" of the environment, or null */
+    const char *method; /**< "REQUEST_METHOD" of the environment, never null */
+    char *body;         /**< the body of a POST request with a NUL behind it, or null */
+    int32_t body_len;   /**< number of bytes read into the body */
+    FILE *output;       /**< where responses go */
+} cgi_request;
+
+/**
+ * Reads the request: its method, query string and cookies and, if the method is POST, its body.
+ *
+ * The body is read from the descriptor of the standard input, so nothing may have been read from there before. As
+ * many bytes are read as "CONTENT_LENGTH" announces (its leading digits), or less where the input ends before;
+ * 131072 are the most, which is also the number where the length is not set, negative or larger. What follows stays
+ * unread. An announced length of 0, or one that is no number, means that there is no body. Without memory for the
+ * body it stays null, and `body_len` holds the number of bytes that should have been read.
+ *
+ * @param result  receives the request, for cgi_cleanup(), or null
+ * @return 0; -1 if "REQUEST_METHOD" is not set or memory is short
+ */
+int32_t cgi_setup(cgi_request **result);
+
+/**
+ * A parameter of the query string, which is split at "&" and "=".
+ *
+ * @param cgi   the request, or null
+ * @param name  the name, or null
+ * @return the decoded value, empty for a name without one; null where there is no such name or an argument is null
+ */
+const char *cgi_query_param(cgi_request *cgi, const char *name);
+
+/**
+ * A parameter of a form body, which is split as a query string is and ends at its first NUL. The body is parsed
+ * at the first look-up; where memory is short, this and all later ones find nothing.
+ *
+ * @param cgi   the request, or null
+ * @param name  the name, or null
+ * @return as cgi_query_param(); null without a body
+ */
+const char *cgi_form_param(cgi_request *cgi, const char *name);
+
+/**
+ * A cookie. The text of the cookies is split at ";" and "=", behind which spaces are skipped.
+ *
+ * @param cgi   the request, or null
+ * @param name  the name, or null
+ * @return as cgi_query_param()
+ */
+const char *cgi_cookie(cgi_request *cgi, const char *name);
+
+/**
+ * A header field of the request: the environment's "HTTP_NAME" for the name in upper case, with "_" for "-".
+ *
+ * @param cgi   the request, or null
+ * @param name  the field's name, such as "Accept-Language", or null
+ * @return the environment's string; null where there is none, an argument is null, or memory is short
+ */
+const char *cgi_header(const cgi_request *cgi, const char *name);
+
+/** Releases a request and all that it owns. Does nothing for null. */
+void cgi_cleanup(cgi_request *cgi);
+
+/**
+ * The reason phrase of a status code of HTTP/1.1 (RFC 2616, section 6.1.1), such as "Not Found" for 404.
+ *
+ * @return a constant string; "UNKNOWN" for every other code
+ */
+const char *http_strerr(int32_t code);
+
+/** Sets the stream that responses go to; that of cgi_setup() is the standard output. */
+void cgi_set_output(cgi_request *cgi, FILE *stream);
+
+/** The stream that responses go to. */
+FILE *cgi_output(const cgi_request *cgi);
+
+/**
+ * Writes a whole response in plain text, whose body is the status's reason phrase and, on a line of its own,
+ * a message: "Status: 404", "Content-Type: text/plain", "Content-Length: 30", an empty line, "Not Found" and
+ * "no such file: x.cfg", with CR LF behind every line but the last.
+ *
+ * The body is cut after 1022 bytes. Without memory for it the response has none. Errors of the stream are the
+ * caller's to find.
+ *
+ * @param cgi     the request
+ * @param status  the status code
+ * @param format  printf() format of the message, or null for none
+ */
+void cgi_error(cgi_request *cgi, int32_t status, const char *format, ...) __attribute__((format(printf, 3, 4)));
+
+/** cgi_error() with the arguments of the format in a list that the caller has started. */
+void cgi_verror(cgi_request *cgi, int32_t status, const char *format, va_list args)
+    __attribute__((format(printf, 3, 0)));
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif
