@@ -140,12 +140,293 @@ void unpack_pixels(const uint8_t *src, uint8_t *dst, uint32_t count) {
         chroma_terms(src).write(src[1], dst);
 }
 
+#ifdef VELA_WIDE
+
+constexpr int16_t kRedCr = kUnpack[0].weight[2], kGreenCb = kUnpack[1].weight[1], kGreenCr = kUnpack[1].weight[2],
+                  kBlueCb = kUnpack[2].weight[1];
+
+// The vector units work on 16-bit lanes, for which a row is split: each weight into 128 high + low, the addend likewise
+// (without its rounding), so that sum = 128 high_sum + low_sum. With both sums within 16 bits,
+//
+//     sum >> 12  =  (high_sum + (low_sum >> 7) + 16) >> 5
+//
+// to the bit, since each shift is a floor.
+constexpr int kLowBits = 7;
+constexpr int kHighBits = kFractionBits - kLowBits;
+
+using weights = std::array<int32_t, 3>;
+
+struct split_row {
+    weights high, low;
+    int32_t high_addend, low_addend;
+};
+
+// Of the two ways to split a weight, the one that keeps the weights' low parts in balance.
+constexpr split_row split(const row &r) {
+    constexpr int32_t base = 1 << kLowBits;
+    split_row result = {};
+    int32_t balance = 0;
+    for (size_t i = 0; i < 3; ++i) {
+        int32_t low = r.weight[i] & (base - 1);
+        if (low && balance + low > base / 2)
+            low -= base;
+        balance += low;
+        result.low[i] = low;
+        result.high[i] = (r.weight[i] - low) / base;
+    }
+    result.low_addend = (r.addend - kHalf) & (base - 1);
+    result.high_addend = (r.addend - kHalf - result.low_addend) / base;
+    return result;
+}
+
+// The least or greatest sum that pixels can make.
+constexpr int32_t extreme(const weights &w, int32_t addend, bool greatest) {
+    for (const int32_t weight : w)
+        addend += (weight > 0) == greatest ? 255 * weight : 0;
+    return addend;
+}
+
+constexpr bool fits_words(int32_t value) { return value >= INT16_MIN && value <= INT16_MAX; }
+
+constexpr bool fits_lanes(const conversion &map) {
+    return std::ranges::all_of(map, [](const row &r) {
+        const split_row s = split(r);
+        return std::ranges::all_of(std::array{false, true}, [&](bool greatest) {
+            return fits_words(extreme(s.low, s.low_addend, greatest)) && fits_words(extreme(s.high, 0, greatest)) &&
+                   fits_words(extreme(r.weight, r.addend, greatest) >> kLowBits);
+        });
+    });
+}
+
+#endif
+
+#ifdef VELA_AVX2
+#define VELA_INLINE [[gnu::always_inline]] VELA_WIDE inline
+
+// Sixteen pixels, those of each 128-bit half together:
+//
+//     pairs     first 0, second 0, first 1, second 1, ... first 7, second 7   |  ... of pixels 8 to 15
+//     singles   third 0, 0,        third 1, 0,        ... third 7, 0          |
+//
+// as the instruction needs them that multiplies bytes by signed bytes and adds neighbours.
+struct wide {
+    static constexpr uint32_t kPixels = 16;
+    using words = __m256i;
+    struct block {
+        words pairs, singles;
+    };
+
+    VELA_INLINE static words both(__m128i half) { return _mm256_broadcastsi128_si256(half); }
+
+    VELA_INLINE static __m128i load_half(const uint8_t *from) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i *>(from));
+    }
+
+    // Bytes at `from` in the lower half, those 24 behind (eight pixels on) in the upper one.
+    VELA_INLINE static words load_halves(const uint8_t *from) {
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(load_half(from)), load_half(from + 24), 1);
+    }
+
+    VELA_INLINE static block load(const uint8_t *from) {
+        const words front = both(_mm_setr_epi8(0, 1, 3, 4, 6, 7, 9, 10, 2, -1, 5, -1, 8, -1, 11, -1));
+        const words back = both(_mm_setr_epi8(4, 5, 7, 8, 10, 11, 13, 14, 6, -1, 9, -1, 12, -1, 15, -1));
+        const words low = _mm256_shuffle_epi8(load_halves(from), front);     // pixels 0 to 3
+        const words high = _mm256_shuffle_epi8(load_halves(from + 8), back); // pixels 4 to 7
+        return {_mm256_unpacklo_epi64(low, high), _mm256_unpackhi_epi64(low, high)};
+    }
+
+    template <weights w, int32_t addend>
+    VELA_INLINE static words weigh(const block &b) {
+        constexpr auto byte_pair = [](int32_t first, int32_t second) {
+            return static_cast<int16_t>((second << 8) | (first & 255));
+        };
+        words sum = _mm256_set1_epi16(addend);
+        if constexpr (w[0] || w[1]) {
+            const words products = _mm256_maddubs_epi16(b.pairs, _mm256_set1_epi16(byte_pair(w[0], w[1])));
+            sum = addend ? _mm256_add_epi16(sum, products) : products;
+        }
+        if constexpr (w[2])
+            sum = _mm256_add_epi16(sum, _mm256_maddubs_epi16(b.singles, _mm256_set1_epi16(byte_pair(w[2], 0))));
+        return sum;
+    }
+
+    VELA_INLINE static words merge(words high, words low) {
+        return _mm256_add_epi16(high, _mm256_srai_epi16(low, kLowBits));
+    }
+
+    // (x + 2^(bits - 1)) >> bits; the multiplication gives (x y + 2^14) >> 15.
+    template <int bits>
+    VELA_INLINE static words round(words x) {
+        if constexpr (bits == 0)
+            return x;
+        else
+            return _mm256_mulhrs_epi16(x, _mm256_set1_epi16(1 << (15 - bits)));
+    }
+
+    // Rounds `bits` off three rows of sixteen words, limits them to bytes and writes these as pixels.
+    template <int bits>
+    VELA_INLINE static void store(uint8_t *to, words first, words second, words third) {
+        const words ab = _mm256_packus_epi16(round<bits>(first), round<bits>(second));
+        const words c = _mm256_packus_epi16(round<bits>(third), _mm256_setzero_si256());
+        // The 24 bytes of each half: abc abc abc abc abc a | bc abc abc
+        const words head = _mm256_or_si256(
+            _mm256_shuffle_epi8(ab, both(_mm_setr_epi8(0, 8, -1, 1, 9, -1, 2, 10, -1, 3, 11, -1, 4, 12, -1, 5))),
+            _mm256_shuffle_epi8(c, both(_mm_setr_epi8(-1, -1, 0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1))));
+        const words tail = _mm256_or_si256(
+            _mm256_shuffle_epi8(ab, both(_mm_setr_epi8(13, -1, 6, 14, -1, 7, 15, -1, 13, -1, 6, 14, -1, 7, 15, -1))),
+            _mm256_shuffle_epi8(c, both(_mm_setr_epi8(-1, 5, -1, -1, 6, -1, -1, 7, -1, 5, -1, -1, 6, -1, -1, 7))));
+        // Behind the lower head:  lower tail, upper head, upper tail
+        const words rest = _mm256_blend_epi32(_mm256_permute4x64_epi64(head, 0b11'11'10'00), tail, 0b11'00'00'11);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(to), _mm256_castsi256_si128(head));
+        _mm256_storeu_si256(reinterpret_cast<words *>(to + 16), rest);
+    }
+
+    // Eight quads. With chroma 8 times as large, the rounding multiplication gives the red and the blue term, and the
+    // upper word of twice the green sum is that term.
+    VELA_INLINE static void unpack(const uint8_t *from, uint8_t *to) {
+        const words quads = _mm256_loadu_si256(reinterpret_cast<const words *>(from));
+        const words luma = _mm256_srli_epi16(quads, 8);
+        const words chroma =
+            _mm256_sub_epi16(_mm256_maddubs_epi16(quads, _mm256_set1_epi16(8)), _mm256_set1_epi16(8 * kChromaOffset));
+        const words blue_red = _mm256_mulhrs_epi16(chroma, word_pairs(kBlueCb, kRedCr));
+        const words green = _mm256_add_epi32(_mm256_madd_epi16(chroma, word_pairs(2 * kGreenCb, 2 * kGreenCr)),
+                                             _mm256_set1_epi32(1 << 15));
+        const words lower = both(_mm_setr_epi8(0, 1, 0, 1, 4, 5, 4, 5, 8, 9, 8, 9, 12, 13, 12, 13));
+        const words upper = both(_mm_setr_epi8(2, 3, 2, 3, 6, 7, 6, 7, 10, 11, 10, 11, 14, 15, 14, 15));
+        store<0>(to, _mm256_add_epi16(luma, _mm256_shuffle_epi8(blue_red, upper)),
+                 _mm256_add_epi16(luma, _mm256_shuffle_epi8(green, upper)),
+                 _mm256_add_epi16(luma, _mm256_shuffle_epi8(blue_red, lower)));
+    }
+
+    VELA_INLINE static words word_pairs(int32_t first, int32_t second) {
+        return _mm256_set1_epi32(static_cast<int32_t>(pair(first, second)));
+    }
+};
+#endif
+
+#ifdef VELA_NEON
+#define VELA_INLINE [[gnu::always_inline]] VELA_WIDE inline
+
+// Eight pixels, a register for each of their bytes.
+struct wide {
+    static constexpr uint32_t kPixels = 8;
+    using words = int16x8_t;
+    using block = uint8x8x3_t;
+
+    VELA_INLINE static block load(const uint8_t *from) { return vld3_u8(from); }
+
+    template <int32_t weight>
+    VELA_INLINE static uint16x8_t accumulate(uint16x8_t sum, uint8x8_t bytes) {
+        if constexpr (weight > 0)
+            return vmlal_u8(sum, bytes, vdup_n_u8(weight));
+        else if constexpr (weight < 0)
+            return vmlsl_u8(sum, bytes, vdup_n_u8(-weight));
+        else
+            return sum;
+    }
+
+    // The sum begins with the addend or, where there is none, with a positive product.
+    template <weights w, int32_t addend>
+    VELA_INLINE static words weigh(const block &b) {
+        constexpr size_t start = addend ? 3 : static_cast<size_t>(std::ranges::find_if(w, is_positive) - w.begin());
+        uint16x8_t sum = vdupq_n_u16(static_cast<uint16_t>(addend));
+        if constexpr (start < 3)
+            sum = vmull_u8(b.val[start], vdup_n_u8(w[start]));
+        sum = accumulate < start == 0 ? 0 : w[0] > (sum, b.val[0]);
+        sum = accumulate < start == 1 ? 0 : w[1] > (sum, b.val[1]);
+        sum = accumulate < start == 2 ? 0 : w[2] > (sum, b.val[2]);
+        return vreinterpretq_s16_u16(sum);
+    }
+
+    static constexpr bool is_positive(int32_t weight) { return weight > 0; }
+
+    VELA_INLINE static words merge(words high, words low) { return vsraq_n_s16(high, low, kLowBits); }
+
+    // Rounds `bits` off three rows of eight words, limits them to bytes and writes these as pixels.
+    template <int bits>
+    VELA_INLINE static void store(uint8_t *to, words first, words second, words third) {
+        vst3_u8(to, {{vqrshrun_n_s16(first, bits), vqrshrun_n_s16(second, bits), vqrshrun_n_s16(third, bits)}});
+    }
+
+    // Eight quads: the pixels of even and of odd places are made apart and then zipped. With chroma 8 times as large,
+    // the doubling and rounding multiplication gives the red and the blue term.
+    VELA_INLINE static void unpack(const uint8_t *from, uint8_t *to) {
+        const uint8x8x4_t quads = vld4_u8(from);
+        const words cb = centred(quads.val[0]), cr = centred(quads.val[2]);
+        const words green = vcombine_s16(green_term(vget_low_s16(cb), vget_low_s16(cr)),
+                                         green_term(vget_high_s16(cb), vget_high_s16(cr)));
+        const uint8x8x2_t red = brightened(vqrdmulhq_n_s16(cr, kRedCr), quads), g = brightened(green, quads),
+                          blue = brightened(vqrdmulhq_n_s16(cb, kBlueCb), quads);
+        for (int half = 0; half < 2; ++half)
+            vst3_u8(to + 24 * half, {{red.val[half], g.val[half], blue.val[half]}});
+    }
+
+    // 8 (chroma - 128)
+    VELA_INLINE static words centred(uint8x8_t chroma) {
+        return vshll_n_s8(vreinterpret_s8_u8(veor_u8(chroma, vdup_n_u8(kChromaOffset))), 3);
+    }
+
+    VELA_INLINE static int16x4_t green_term(int16x4_t cb, int16x4_t cr) {
+        return vrshrn_n_s32(vmlal_n_s16(vmull_n_s16(cb, kGreenCb), cr, kGreenCr), 15);
+    }
+
+    VELA_INLINE static uint8x8x2_t brightened(words term, const uint8x8x4_t &quads) {
+        return vzip_u8(vqmovun_s16(widened_sum(term, quads.val[1])), vqmovun_s16(widened_sum(term, quads.val[3])));
+    }
+
+    VELA_INLINE static words widened_sum(words term, uint8x8_t luma) {
+        return vreinterpretq_s16_u16(vaddw_u8(vreinterpretq_u16_s16(term), luma));
+    }
+};
+#endif
+
+#ifdef VELA_WIDE
+template <row weights>
+VELA_INLINE wide::words apply_wide(const wide::block &block) {
+    constexpr split_row s = split(weights);
+    return wide::merge(wide::weigh<s.high, s.high_addend>(block), wide::weigh<s.low, s.low_addend>(block));
+}
+
+template <conversion map>
+VELA_WIDE void convert_blocks(const uint8_t *src, uint8_t *dst, size_t count) {
+    static_assert(fits_lanes(map));
+#pragma GCC unroll 2
+    for (; count; --count, src += 3 * wide::kPixels, dst += 3 * wide::kPixels) {
+        const wide::block block = wide::load(src);
+        wide::store<kHighBits>(dst, apply_wide<map[0]>(block), apply_wide<map[1]>(block), apply_wide<map[2]>(block));
+    }
+}
+
+constexpr uint32_t kUnpackedPixels = 16;
+
+VELA_WIDE void unpack_blocks(const uint8_t *src, uint8_t *dst, size_t count) {
+    for (; count; --count, src += 2 * kUnpackedPixels, dst += 3 * kUnpackedPixels)
+        wide::unpack(src, dst);
+}
+#endif
+
 template <conversion map>
 void convert(const uint8_t *src, uint8_t *dst, uint32_t count) {
+#ifdef VELA_WIDE
+    if (count >= wide::kPixels && wide_unit()) {
+        const size_t blocks = count / wide::kPixels, bytes = blocks * wide::kPixels * 3;
+        convert_blocks<map>(src, dst, blocks);
+        src += bytes, dst += bytes, count %= wide::kPixels;
+    }
+#endif
     convert_pixels<map>(src, dst, count);
 }
 
-void unpack_row(const uint8_t *src, uint8_t *dst, uint32_t count) { unpack_pixels(src, dst, count); }
+void unpack_row(const uint8_t *src, uint8_t *dst, uint32_t count) {
+#ifdef VELA_WIDE
+    if (count >= kUnpackedPixels && wide_unit()) {
+        const size_t blocks = count / kUnpackedPixels;
+        unpack_blocks(src, dst, blocks);
+        src += blocks * kUnpackedPixels * 2, dst += blocks * kUnpackedPixels * 3, count %= kUnpackedPixels;
+    }
+#endif
+    unpack_pixels(src, dst, count);
+}
 
 } // namespace
 
