@@ -6,6 +6,7 @@
 #define VELA_VELA_H
 
 #include <vela/cgi.h>
+#include <vela/base64.h>
 #include <vela/check.h>
 #include <vela/cmdline.h>
 #include <vela/colour.h>

@@ -15,6 +15,13 @@ inline std::uint16_t load16(const void *from) {
 }
 
 template <std::endian order>
+inline std::uint32_t load32(const void *from) {
+    std::uint32_t value;
+    std::memcpy(&value, from, sizeof value);
+    return order == std::endian::native ? value : __builtin_bswap32(value);
+}
+
+template <std::endian order>
 inline void store16(void *to, std::uint16_t value) {
     if (order != std::endian::native)
         value = __builtin_bswap16(value);
