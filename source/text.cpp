@@ -1,57 +1,27 @@
 #include "detail/contract.hpp"
+#include "detail/hex.hpp"
 #include "detail/simd.hpp"
 #include <algorithm>
 #include <cctype>
-#include <cstddef>
 #include <cstring>
 #include <vela/text.h>
 
-using vela::detail::run_widest;
+using namespace vela::detail;
 
 namespace {
-
-constexpr uint8_t kNoDigit = 255;
-
-// The two directions for one digit, in eight-bit steps without a branch, so that the loops below turn into as
-// many lanes as the machine has.
-[[gnu::always_inline]] constexpr uint8_t digit_of(uint8_t value) {
-    return static_cast<uint8_t>(value + '0' + (value > 9 ? 'A' - '9' - 1 : 0));
-}
-
-[[gnu::always_inline]] constexpr uint8_t value_of(uint8_t digit) {
-    const auto decimal = static_cast<uint8_t>(digit - '0');
-    const auto letter = static_cast<uint8_t>((digit | 0x20) - 'a');
-    return decimal < 10 ? decimal : letter < 6 ? static_cast<uint8_t>(letter + 10) : kNoDigit;
-}
-
-[[gnu::always_inline]] inline void write_digits(const uint8_t *bin, size_t count, char *hex) {
-    for (size_t i = 0; i < count; ++i) {
-        const uint8_t byte = bin[i];
-        hex[2 * i] = static_cast<char>(digit_of(byte >> 4));
-        hex[2 * i + 1] = static_cast<char>(digit_of(byte & 15));
-    }
-}
-
-[[gnu::always_inline]] inline void read_digits(const char *hex, size_t count, uint8_t *bin) {
-    for (size_t i = 0; i < count; ++i) {
-        const uint8_t high = value_of(static_cast<uint8_t>(hex[2 * i]));
-        const uint8_t low = value_of(static_cast<uint8_t>(hex[2 * i + 1]));
-        bin[i] = static_cast<uint8_t>((high << 4) + low);
-    }
-}
 
 bool is_space(char ch) { return std::isspace(static_cast<unsigned char>(ch)); }
 
 } // namespace
 
 uint8_t int2hex(int32_t value) {
-    return 0 <= value && value <= 15 ? digit_of(static_cast<uint8_t>(value)) : kNoDigit;
+    return 0 <= value && value <= 15 ? digit_of<'A'>(static_cast<uint8_t>(value)) : kNoDigit;
 }
 
 uint8_t hex2int(uint8_t ch) { return value_of(ch); }
 
 uint32_t bin2hex(const uint8_t *bin, uint32_t len, char *hex) {
-    run_widest<write_digits>(bin, size_t{len}, hex);
+    run_widest<write_digits<'A'>>(bin, size_t{len}, hex);
     return 2 * len;
 }
 

@@ -92,20 +92,9 @@ START_TEST(line_ends)
         int32_t result;
     };
     const row rows[] = {
-        {"", "", -1},
-        {"\n", "", -1},
-        {"\r", "", 0},
-        {"\r\n", "", 0},
-        {"\n\r", "\n", 1},
-        {"abc\r\n", "abc", 3},
-        {"abc\n", "abc", 2},
-        {"abc\r", "abc", 3},
-        {"abc", "abc", 2},
-        {"a\n\n", "a\n", 1},
-        {"a\r\r", "a\r", 2},
-        {"\n\n", "\n", 0},
-        {"a\r\n\r", "a\r\n", 3},
-        {"\xFF\n", "\xFF", 0},
+        {"", "", -1},          {"\n", "", -1},      {"\r", "", 0},           {"\r\n", "", 0},       {"\n\r", "\n", 1},
+        {"abc\r\n", "abc", 3}, {"abc\n", "abc", 2}, {"abc\r", "abc", 3},     {"abc", "abc", 2},     {"a\n\n", "a\n", 1},
+        {"a\r\r", "a\r", 2},   {"\n\n", "\n", 0},   {"a\r\n\r", "a\r\n", 3}, {"\xFF\n", "\xFF", 0},
     };
     for (const row &row : rows) {
         buffer text(row.text);
@@ -124,10 +113,8 @@ START_TEST(white_space_at_the_ends)
         std::string trimmed;
     };
     const row rows[] = {
-        {"", 0, ""},           {"  a b \t", 2, "a b"},
-        {"x", 0, "x"},         {" \t\n\v\f\r", 6, ""},
-        {"a ", 0, "a"},        {" a", 1, "a"},
-        {"\r\na\v\f", 2, "a"}, {"\xA0\x85 \xFF", 0, "\xA0\x85 \xFF"},
+        {"", 0, ""},          {"  a b \t", 2, "a b"}, {"x", 0, "x"},         {" \t\n\v\f\r", 6, ""},
+        {"a ", 0, "a"},       {" a", 1, "a"},         {"\r\na\v\f", 2, "a"}, {"\xA0\x85 \xFF", 0, "\xA0\x85 \xFF"},
         {"\x1C ", 0, "\x1C"},
     };
     for (const row &row : rows) {

@@ -14,5 +14,6 @@
 #include <vela/text.h>
 #include <vela/time.h>
 #include <vela/url.h>
+#include <vela/uuid.h>
 
 #endif

@@ -1,0 +1,128 @@
+/**
+ * @file
+ * Random bytes and integers, and UUIDs made of them.
+ *
+ * Randomness comes from the kernel's device `/dev/urandom`. Where that can't be read (no descriptor left, no device),
+ * the standard generator random() takes its place, which is not fit for secrets; it is seeded by the first call of
+ * randbytes(), randint() or uuid_create(), from the device if possible. None of the functions fails.
+ *
+ * A UUID is 16 bytes in the caller's memory, handled in the order in which they are stored: text begins with byte 0,
+ * and no version or variant bits are set or looked at. Its three text forms are
+ *
+ *     braced   {00112233-4455-6677-8899-aabbccddeeff}
+ *     dashed    00112233-4455-6677-8899-aabbccddeeff
+ *     plain     00112233445566778899aabbccddeeff
+ */
+#ifndef VELA_UUID_H
+#define VELA_UUID_H
+
+#include <stdint.h>
+#include <stdio.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/**
+ * Fills a buffer with random bytes. They come from one read of the device, or all from the fallback.
+ *
+ * @param buf  receives the bytes
+ * @param len  their number; with 0 nothing is written
+ */
+void randbytes(void *buf, uint32_t len);
+
+/**
+ * A random integer between two bounds, both included.
+ *
+ * It is made of 16 random bits, so of a wider range only the lowest 65536 values are returned.
+ *
+ * @param a  one bound
+ * @param b  the other; may be the smaller one
+ * @return a value from the smaller to the larger bound
+ */
+int32_t randint(int32_t a, int32_t b);
+
+/**
+ * Makes a UUID of 16 random bytes.
+ *
+ * @param uuid  receives them
+ */
+void uuid_create(uint8_t *uuid);
+
+/**
+ * Compares two UUIDs byte by byte, from byte 0 on.
+ *
+ * @param a  16 bytes
+ * @param b  16 bytes
+ * @return negative, 0 or positive, as `a` is less than, equal to or greater than `b`
+ */
+int32_t uuid_compare(const uint8_t *a, const uint8_t *b);
+
+/**
+ * Reads a UUID with sscanf().
+ *
+ * @param text    a NUL-terminated string
+ * @param format  a scan format with sixteen conversions to bytes (`%02hhx`)
+ * @param uuid    receives the bytes converted
+ * @return the number of conversions made, or EOF, as of sscanf()
+ */
+int32_t uuid_scanf(const char *text, const char *format, uint8_t *uuid);
+
+/**
+ * Reads a UUID in any of the three forms.
+ *
+ * The forms are tried in the order above, with sscanf() and `%02hhx` for each byte: one or two digits of either case,
+ * as sscanf() reads them, so white space and a sign before them are taken too. The closing brace may be missing, and
+ * text behind the last byte is ignored.
+ *
+ * @param text  a NUL-terminated string
+ * @param uuid  receives the 16 bytes; on failure, those that could be read
+ * @return 0, or -1 when the text has none of the forms
+ */
+int32_t uuid_scan(const char *text, uint8_t *uuid);
+
+/**
+ * Prints a UUID with fprintf().
+ *
+ * @param stream  where to
+ * @param format  a print format with sixteen conversions of bytes (`%02hhx`)
+ * @param uuid    16 bytes
+ * @return the number of characters written, or a negative number, as of fprintf()
+ */
+int32_t uuid_fprintf(FILE *stream, const char *format, const uint8_t *uuid);
+
+/**
+ * Prints a UUID in the braced form, in lower case.
+ *
+ * @param stream  where to
+ * @param uuid    16 bytes
+ * @return the number of characters written, 38; a negative number when the stream fails
+ */
+int32_t uuid_fprint(FILE *stream, const uint8_t *uuid);
+
+/**
+ * Prints a UUID into a string with sprintf().
+ *
+ * @param text    receives the NUL-terminated string; the caller provides room for what the format makes
+ * @param format  a print format with sixteen conversions of bytes (`%02hhx`)
+ * @param uuid    16 bytes
+ * @return the number of characters written, without the NUL
+ */
+int32_t uuid_sprintf(char *text, const char *format, const uint8_t *uuid);
+
+/**
+ * Prints a UUID into a string in the braced form, in lower case.
+ *
+ * @param text  receives 38 characters and a NUL
+ * @param uuid  16 bytes
+ * @return the number of characters written, 38
+ */
+int32_t uuid_sprint(char *text, const uint8_t *uuid);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif
