@@ -136,7 +136,7 @@ position skip_foreign(position at) {
 }
 
 // Decodes to the end or to an incomplete group.
-position decode(position at, bool wide) {
+position decode(position at, [[maybe_unused]] bool wide) {
     for (at = skip_foreign(at); at.left() >= 4; at = skip_foreign(at)) {
         const char *const start = at.text;
 #ifdef VELA_WIDE
@@ -171,7 +171,8 @@ int32_t base64_encode(const void *src, uint32_t len, char *dst, uint32_t dst_siz
         taken = encode_wide(bytes, len, dst);
 #endif
     taken += encode_groups(bytes + taken, len - taken, dst + taken / 3 * 4);
-    encode_end(bytes + taken, len - taken, dst + taken / 3 * 4);
+    if (taken < len)
+        encode_end(bytes + taken, len - taken, dst + taken / 3 * 4);
     return static_cast<int32_t>(needed);
 }
 

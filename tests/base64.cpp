@@ -219,7 +219,7 @@ START_TEST(table_as_source_text)
     for (int ch = 0; ch < 256; ++ch) {
         const auto index = kAlphabet.find(static_cast<char>(ch));
         char entry[8];
-        std::snprintf(entry, sizeof entry, "0x%02x,", index == std::string::npos ? 255 : static_cast<unsigned>(index));
+        std::snprintf(entry, sizeof entry, "0x%02x,", static_cast<uint8_t>(index == std::string::npos ? 255 : index));
         expected += (ch == '=' ? "" : entry) + std::string(ch % 15 == 14 ? "\n" : "");
     }
     assert_text_eq(captured(stdout, base64_decode_table_gen), expected);

@@ -45,7 +45,7 @@ START_TEST(bytes_to_text_and_back)
 {
     for (uint32_t offset = 0; offset < 5; ++offset)
         for (uint32_t length = 0; length < 140; ++length) {
-            std::vector<uint8_t> bytes(offset + length);
+            std::vector<uint8_t> bytes(offset + length + 1);
             for (uint32_t i = 0; i < length; ++i)
                 bytes[offset + i] = static_cast<uint8_t>(37 * i + 91 * length + offset);
             std::string expected(offset, '#'), text(offset + 2 * length + 1, '#');

@@ -5,8 +5,8 @@
 #ifndef VELA_VELA_H
 #define VELA_VELA_H
 
-#include <vela/cgi.h>
 #include <vela/base64.h>
+#include <vela/cgi.h>
 #include <vela/check.h>
 #include <vela/cmdline.h>
 #include <vela/colour.h>
