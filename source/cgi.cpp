@@ -53,12 +53,12 @@ public:
     // lengthens it, so that it fits with its NUL into as many bytes. Each token is one string; an empty value
     // comes on top between two pairs and at the end.
     store_builder(const char *text, char pair_separator) {
-        const size_t length = std::strlen(text);
+        size_t length = 0;
+        size_t pointers = 4; // a last pair without a value, two null pointers
+        for (; text[length]; ++length)
+            pointers += text[length] == pair_separator ? 2 : text[length] == '=';
         if (length >= INT32_MAX)
             return;
-        const auto pairs = static_cast<size_t>(std::count(text, text + length, pair_separator)) + 1;
-        const auto values = static_cast<size_t>(std::count(text, text + length, '='));
-        const size_t pointers = 2 * pairs + values + 2;
         block = allocate<char *>(pointers + length / sizeof(char *) + 1);
         next = block.get();
         end_of_strings = reinterpret_cast<char *>(next + pointers);

@@ -1,3 +1,4 @@
+#include "detail/hex.hpp"
 #include "detail/simd.hpp"
 #include <algorithm>
 #include <array>
@@ -11,6 +12,9 @@
 #include <immintrin.h>
 #endif
 
+using vela::detail::digit_of;
+using vela::detail::kNoDigit;
+using vela::detail::value_of;
 using vela::detail::wide_unit;
 
 // One allocation holds everything: the record and, behind it, a copy of the URL that the components are cut
@@ -25,67 +29,93 @@ namespace {
 
 // Results are signed: a coder's output ends where its length would no longer fit.
 constexpr uint32_t kMostRoom = INT32_MAX;
-// The encoder writes a byte only with this room to spare.
-constexpr uint32_t kEncodingRoom = 4;
 constexpr size_t kMacBytes = 6;
 constexpr size_t kMacPitch = 3; // two digits and a colon
 
 bool is_space(char ch) { return std::isspace(static_cast<unsigned char>(ch)); }
 
 // The locale is asked only beyond ASCII; within it all locales agree on letters and digits.
-bool is_letter_or_digit(char ch) {
-    const auto byte = static_cast<unsigned char>(ch);
+constexpr bool is_ascii_letter_or_digit(unsigned char byte) {
     const auto letter = static_cast<unsigned char>((byte | 0x20) - 'a');
     const auto digit = static_cast<unsigned char>(byte - '0');
-    return letter < 26 || digit < 10 || (byte >= 0x80 && std::isalnum(byte));
+    return letter < 26 || digit < 10;
+}
+
+bool is_other_letter_or_digit(unsigned char byte) { return byte >= 0x80 && std::isalnum(byte); }
+
+bool is_letter_or_digit(char ch) {
+    const auto byte = static_cast<unsigned char>(ch);
+    return is_ascii_letter_or_digit(byte) || is_other_letter_or_digit(byte);
 }
 
 bool is_within_authority(char ch) { return ch != '/' && ch != '?' && ch != '\0'; }
 
-uint8_t digit_value(char ch) { return hex2int(static_cast<uint8_t>(ch)); }
-char digit_of(int value) { return static_cast<char>(int2hex(value)); }
+// What the encoder makes of a byte. It is stored whole, whatever its length.
+struct byte_code {
+    char text[3];
+    uint8_t length;
+};
+constexpr uint32_t kEncodingRoom = sizeof(byte_code);
 
-// Writes the code of one byte and returns its length.
-uint32_t encode_one(char ch, char *to) {
-    if (is_letter_or_digit(ch)) {
-        *to = ch;
+constexpr auto byte_codes = [] {
+    std::array<byte_code, 256> codes = {};
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        const auto high = static_cast<char>(digit_of<'A'>(static_cast<uint8_t>(byte >> 4)));
+        const auto low = static_cast<char>(digit_of<'A'>(byte & 15));
+        if (is_ascii_letter_or_digit(static_cast<unsigned char>(byte)))
+            codes[byte] = {{static_cast<char>(byte)}, 1};
+        else if (byte == ' ')
+            codes[byte] = {{'+'}, 1};
+        else
+            codes[byte] = {{'%', high, low}, 3};
+    }
+    return codes;
+}();
+
+// Writes the code of one byte, over kEncodingRoom bytes, and returns its length.
+uint32_t encode_one(unsigned char byte, char *to) {
+    if (is_other_letter_or_digit(byte)) {
+        *to = static_cast<char>(byte);
         return 1;
     }
-    if (ch == ' ') {
-        *to = '+';
-        return 1;
-    }
-    const auto byte = static_cast<unsigned char>(ch);
-    to[0] = '%';
-    to[1] = digit_of(byte >> 4);
-    to[2] = digit_of(byte & 15);
-    return 3;
+    std::memcpy(to, &byte_codes[byte], kEncodingRoom);
+    return byte_codes[byte].length;
 }
 
-// Decodes what stands at the front of [from, end), which is not empty, and returns where the next begins. That
-// gives one byte, or none where the text ends with a "%" alone.
-const char *decode_one(const char *from, const char *end, char *to, uint32_t &written) {
-    char byte = *from++;
-    if (byte == '+') {
-        byte = ' ';
-    } else if (byte == '%') {
-        if (from == end)
-            return from;
-        if (*from != '%' && end - from >= 2) {
-            byte = static_cast<char>(digit_value(from[0]) << 4 | digit_value(from[1]));
-            from += 2;
-        } else {
-            byte = *from++;
+uint8_t digit_value(char ch) { return value_of(static_cast<uint8_t>(ch)); }
+
+// How far decoding has come.
+struct progress {
+    const char *from;
+    char *to;
+};
+
+// Decodes until it reaches stop, beyond which the digits of the last escape may lead, or the room is full.
+progress decode_plain(progress at, const char *stop, const char *end, const char *limit) {
+    auto [from, to] = at;
+    while (from < stop && to != limit) {
+        char byte = *from++;
+        if (byte == '+') {
+            byte = ' ';
+        } else if (byte == '%') {
+            if (from == end)
+                break;
+            if (*from == '%' || end - from < 2) {
+                byte = *from++;
+            } else {
+                byte = static_cast<char>(digit_value(from[0]) << 4 | digit_value(from[1]));
+                from += 2;
+            }
         }
+        *to++ = byte;
     }
-    to[written++] = byte;
-    return from;
+    return {from, to};
 }
 
 // The wide unit's share of decoding: as much of the text's front as it can, all of it well-formed.
 #ifdef VELA_AVX2
-constexpr uint32_t kStep = 16;
-constexpr uint32_t kStepAndDigits = kStep + 2;
+constexpr ptrdiff_t kStep = 16;
+constexpr ptrdiff_t kStepAndDigits = kStep + 2;
 
 // squeezes[kept] moves the lanes whose bits are set in kept to the front, for eight lanes.
 constexpr auto squeezes = [] {
@@ -97,10 +127,30 @@ constexpr auto squeezes = [] {
     return shuffles;
 }();
 
-VELA_WIDE inline void store_kept(__m128i lanes, uint32_t kept, char *to, uint32_t &written) {
+VELA_WIDE inline char *store_kept(__m128i lanes, uint32_t kept, char *to) {
     const __m128i shuffle = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(squeezes[kept].data()));
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(to + written), _mm_shuffle_epi8(lanes, shuffle));
-    written += static_cast<uint32_t>(std::popcount(kept));
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(to), _mm_shuffle_epi8(lanes, shuffle));
+    return to + std::popcount(kept);
+}
+
+// The bytes that two hexadecimal digits make, and a bit for each lane that has two.
+struct digit_pairs {
+    __m128i values;
+    uint32_t valid;
+};
+
+VELA_WIDE inline digit_pairs read_digits(__m128i high, __m128i low) {
+    const __m256i digits = _mm256_set_m128i(low, high);
+    const __m256i decimal = _mm256_sub_epi8(digits, _mm256_set1_epi8('0'));
+    const __m256i letter = _mm256_sub_epi8(_mm256_or_si256(digits, _mm256_set1_epi8(0x20)), _mm256_set1_epi8('a'));
+    const __m256i is_decimal = _mm256_cmpeq_epi8(decimal, _mm256_min_epu8(decimal, _mm256_set1_epi8(9)));
+    const __m256i is_letter = _mm256_cmpeq_epi8(letter, _mm256_min_epu8(letter, _mm256_set1_epi8(5)));
+    const auto valid = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_or_si256(is_decimal, is_letter)));
+    // The low four bits of a letter count from 1.
+    const __m256i values = _mm256_add_epi8(_mm256_and_si256(digits, _mm256_set1_epi8(0x0f)),
+                                           _mm256_and_si256(is_letter, _mm256_set1_epi8(9)));
+    const __m128i sixteens = _mm_slli_epi16(_mm256_castsi256_si128(values), 4);
+    return {_mm_or_si128(sixteens, _mm256_extracti128_si256(values, 1)), valid & valid >> 16};
 }
 
 // Sixteen characters a step, for as long as every escape has its two digits. Each lane becomes the byte that an
@@ -109,39 +159,41 @@ VELA_WIDE inline void store_kept(__m128i lanes, uint32_t kept, char *to, uint32_
 //     characters   c a m + 7 % 2 6 z % 3 D
 //     bytes        c a m   7 & . . z = . .
 //     kept         1 1 1 1 1 1 0 0 1 1 0 0
-VELA_WIDE const char *decode_wide(const char *from, const char *end, char *to, uint32_t &written, uint32_t room) {
-    const auto load = [](const char *at) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(at)); };
+VELA_WIDE progress decode_wide(progress at, const char *end, const char *limit) {
+    auto [from, to] = at;
+    const auto load = [](const char *lanes) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(lanes)); };
     uint32_t digits_before = 0; // bits of the lanes that belong to an escape of the last step
-    for (; end - from >= kStepAndDigits && room - written >= kStep; from += kStep) {
+    for (; end - from >= kStepAndDigits && limit - to >= kStep; from += kStep) {
         const __m128i characters = load(from);
         const __m128i percent = _mm_cmpeq_epi8(characters, _mm_set1_epi8('%'));
         const auto escapes = static_cast<uint32_t>(_mm_movemask_epi8(percent));
 
-        // Both digits at once: the first of an escape in each lane of the lower half, the second in the upper.
-        const __m256i digits = _mm256_set_m128i(load(from + 2), load(from + 1));
-        const __m256i decimal = _mm256_sub_epi8(digits, _mm256_set1_epi8('0'));
-        const __m256i letter = _mm256_sub_epi8(_mm256_or_si256(digits, _mm256_set1_epi8(0x20)), _mm256_set1_epi8('a'));
-        const __m256i is_decimal = _mm256_cmpeq_epi8(decimal, _mm256_min_epu8(decimal, _mm256_set1_epi8(9)));
-        const __m256i is_letter = _mm256_cmpeq_epi8(letter, _mm256_min_epu8(letter, _mm256_set1_epi8(5)));
-        const auto valid = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_or_si256(is_decimal, is_letter)));
-        if (escapes & ~(valid & valid >> 16))
+        const digit_pairs digits = read_digits(load(from + 1), load(from + 2));
+        if (escapes & ~digits.valid)
             break;
-        const __m256i values = _mm256_add_epi8(_mm256_and_si256(digits, _mm256_set1_epi8(0x0f)),
-                                               _mm256_and_si256(is_letter, _mm256_set1_epi8(9)));
-        const __m128i escaped =
-            _mm_or_si128(_mm_slli_epi16(_mm256_castsi256_si128(values), 4), _mm256_extracti128_si256(values, 1));
-
         const __m128i plus = _mm_cmpeq_epi8(characters, _mm_set1_epi8('+'));
         const __m128i plain = _mm_blendv_epi8(characters, _mm_set1_epi8(' '), plus);
-        const __m128i bytes = _mm_blendv_epi8(plain, escaped, percent);
+        const __m128i bytes = _mm_blendv_epi8(plain, digits.values, percent);
         const uint32_t digit_lanes = escapes << 1 | escapes << 2 | digits_before;
-        store_kept(bytes, ~digit_lanes & 0xff, to, written);
-        store_kept(_mm_srli_si128(bytes, 8), ~digit_lanes >> 8 & 0xff, to, written);
+        to = store_kept(bytes, ~digit_lanes & 0xff, to);
+        to = store_kept(_mm_srli_si128(bytes, 8), ~digit_lanes >> 8 & 0xff, to);
         digits_before = digit_lanes >> kStep;
     }
-    return from + std::popcount(digits_before);
+    return {from + std::popcount(digits_before), to};
 }
 #endif
+
+// Returns the end of what was decoded, or the limit where the room is too small.
+char *decode(const char *from, const char *end, char *to, const char *limit) {
+    progress at = {from, to};
+#ifdef VELA_AVX2
+    while (wide_unit() && at.from != end && at.to != limit) {
+        at = decode_wide(at, end, limit);
+        at = decode_plain(at, at.from + std::min(end - at.from, kStepAndDigits), end, limit);
+    }
+#endif
+    return decode_plain(at, end, end, limit).to;
+}
 
 template <class Predicate>
 const char *skip(const char *text, Predicate belongs) {
@@ -201,7 +253,7 @@ int32_t url_encode(const void *src, uint32_t len, char *dst, uint32_t dst_size) 
     if (!src || !dst || dst_size <= kEncodingRoom)
         return -1;
     const uint32_t limit = std::min(dst_size, kMostRoom) - kEncodingRoom;
-    const auto *bytes = static_cast<const char *>(src);
+    const auto *bytes = static_cast<const unsigned char *>(src);
     uint32_t written = 0;
     for (uint32_t i = 0; i < len; ++i) {
         if (written >= limit)
@@ -217,21 +269,14 @@ int32_t url_decode(const char *src, uint32_t len, char *dst, uint32_t dst_size) 
         return 0;
     if (!src || !dst)
         return -1;
-    const uint32_t limit = std::min(dst_size, kMostRoom);
+    const auto most = std::min<uint64_t>({uint64_t{len} + 1, dst_size, kMostRoom});
     const char *const end = src + len;
-    uint32_t written = 0;
-    while (src != end && written < limit) {
-#ifdef VELA_AVX2
-        if (wide_unit())
-            src = decode_wide(src, end, dst, written, limit);
-#endif
-        for (int i = 0; i < 20 && src != end && written < limit; ++i)
-            src = decode_one(src, end, dst, written);
-    }
-    if (written == limit)
+    const char *const limit = dst + most;
+    char *to = decode(src, end, dst, limit);
+    if (to == limit)
         return -1;
-    dst[written++] = '\0';
-    return static_cast<int32_t>(written);
+    *to++ = '\0';
+    return static_cast<int32_t>(to - dst);
 }
 
 url_record *url_alloc(const char *text) {
@@ -281,7 +326,7 @@ int32_t inet_parse_mac(const char *text, uint8_t *mac) {
     for (size_t i = 0; i < kMacBytes; ++i) {
         const uint8_t high = digit_value(text[kMacPitch * i]);
         const uint8_t low = digit_value(text[kMacPitch * i + 1]);
-        if (high > 15 || low > 15)
+        if (high == kNoDigit || low == kNoDigit)
             return -1;
         mac[i] = static_cast<uint8_t>(high << 4 | low);
     }
@@ -290,8 +335,8 @@ int32_t inet_parse_mac(const char *text, uint8_t *mac) {
 
 int32_t inet_strfmac(const uint8_t *mac, char *text) {
     for (size_t i = 0; i < kMacBytes; ++i) {
-        text[kMacPitch * i] = digit_of(mac[i] >> 4);
-        text[kMacPitch * i + 1] = digit_of(mac[i] & 15);
+        text[kMacPitch * i] = static_cast<char>(int2hex(mac[i] >> 4));
+        text[kMacPitch * i + 1] = static_cast<char>(int2hex(mac[i] & 15));
         text[kMacPitch * i + 2] = ':';
     }
     constexpr size_t length = kMacPitch * kMacBytes - 1;
