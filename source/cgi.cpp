@@ -47,18 +47,24 @@ struct separators {
 constexpr separators kParameters = {'&', false};
 constexpr separators kCookies = {';', true};
 
+// The first separator at or behind text, or the end.
+template <char pair_separator>
+const char *end_of_token(const char *text) {
+    for (;; ++text)
+        switch (*text) {
+        case pair_separator:
+        case '=':
+        case '\0':
+            return text;
+        }
+}
+
 class store_builder {
 public:
-    // Room for all of the text's strings. A token ends at a separator or the end of the text and decoding never
-    // lengthens it, so that it fits with its NUL into as many bytes. Each token is one string; an empty value
-    // comes on top between two pairs and at the end.
-    store_builder(const char *text, char pair_separator) {
-        size_t length = 0;
-        size_t pointers = 4; // a last pair without a value, two null pointers
-        for (; text[length]; ++length)
-            pointers += text[length] == pair_separator ? 2 : text[length] == '=';
-        if (length >= INT32_MAX)
-            return;
+    // Room for the strings of a text. Each token gives one, on top of which may come an empty value; decoding never
+    // lengthens a token, and where its separator or the end of the text was there is place for its NUL.
+    store_builder(size_t tokens, size_t length) {
+        const size_t pointers = 2 * tokens + 2;
         block = allocate<char *>(pointers + length / sizeof(char *) + 1);
         next = block.get();
         end_of_strings = reinterpret_cast<char *>(next + pointers);
@@ -96,18 +102,24 @@ private:
 // The store of a text, or null without memory.
 template <separators separator>
 parameter_store parse_pairs(const char *text) {
-    store_builder store(text, separator.pairs);
+    constexpr auto end_of = end_of_token<separator.pairs>;
+    const char *end = end_of(text);
+    size_t tokens = 1;
+    for (; *end; end = end_of(end + 1))
+        ++tokens;
+    const auto length = static_cast<size_t>(end - text);
+    if (length >= INT32_MAX)
+        return nullptr;
+    store_builder store(tokens, length);
     if (!store)
         return nullptr;
     for (;;) {
-        const char *token_end = text;
-        while (*token_end && *token_end != separator.pairs && *token_end != '=')
-            ++token_end;
+        const char *token_end = end_of(text);
         if (token_end != text)
             store.add(text, token_end);
         if (token_end == text || *token_end != '=')
             store.complete_pair();
-        if (!*token_end)
+        if (token_end == end)
             return store.finish();
         text = token_end + 1;
         if (separator.spaces_after)

@@ -90,24 +90,37 @@ struct progress {
     char *to;
 };
 
+// Whether a character may not stand for itself: one test for both, with their neighbours.
+bool means_something(char ch) { return static_cast<unsigned char>(ch - '%') <= '+' - '%'; }
+
+// The byte that a character stands for, together with the characters behind a "%", of which there is one at least.
+char decode_one(char ch, const char *&from, const char *end) {
+    if (ch == '+')
+        return ' ';
+    if (ch != '%')
+        return ch;
+    if (*from == '%' || end - from < 2)
+        return *from++;
+    const uint8_t high = digit_value(*from++);
+    const uint8_t low = digit_value(*from++);
+    return static_cast<char>(high << 4 | low);
+}
+
 // Decodes until it reaches stop, beyond which the digits of the last escape may lead, or the room is full.
 progress decode_plain(progress at, const char *stop, const char *end, const char *limit) {
     auto [from, to] = at;
     while (from < stop && to != limit) {
-        char byte = *from++;
-        if (byte == '+') {
-            byte = ' ';
-        } else if (byte == '%') {
-            if (from == end)
-                break;
-            if (*from == '%' || end - from < 2) {
-                byte = *from++;
-            } else {
-                byte = static_cast<char>(digit_value(from[0]) << 4 | digit_value(from[1]));
-                from += 2;
+        // Decoding never lengthens a text, so there is room for what comes of these characters.
+        const char *const run_end = from + std::min(stop - from, limit - to);
+        while (from < run_end) {
+            char byte = *from++;
+            if (means_something(byte)) {
+                if (byte == '%' && from == end)
+                    return {from, to};
+                byte = decode_one(byte, from, end);
             }
+            *to++ = byte;
         }
-        *to++ = byte;
     }
     return {from, to};
 }
@@ -255,10 +268,13 @@ int32_t url_encode(const void *src, uint32_t len, char *dst, uint32_t dst_size) 
     const uint32_t limit = std::min(dst_size, kMostRoom) - kEncodingRoom;
     const auto *bytes = static_cast<const unsigned char *>(src);
     uint32_t written = 0;
-    for (uint32_t i = 0; i < len; ++i) {
+    for (uint32_t i = 0; i < len;) {
         if (written >= limit)
             return -1;
-        written += encode_one(bytes[i], dst + written);
+        // Whatever they are, the limit is not reached before the last of these bytes.
+        const uint32_t run_end = i + std::min(len - i, (limit - written + 2) / 3);
+        while (i < run_end)
+            written += encode_one(bytes[i++], dst + written);
     }
     dst[written] = '\0';
     return static_cast<int32_t>(written);
