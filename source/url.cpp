@@ -197,8 +197,7 @@ VELA_WIDE progress decode_wide(progress at, const char *end, const char *limit) 
 #endif
 
 // Returns the end of what was decoded, or the limit where the room is too small.
-char *decode(const char *from, const char *end, char *to, const char *limit) {
-    progress at = {from, to};
+char *decode(progress at, const char *end, const char *limit) {
 #ifdef VELA_AVX2
     while (wide_unit() && at.from != end && at.to != limit) {
         at = decode_wide(at, end, limit);
@@ -288,7 +287,7 @@ int32_t url_decode(const char *src, uint32_t len, char *dst, uint32_t dst_size) 
     const auto most = std::min<uint64_t>({uint64_t{len} + 1, dst_size, kMostRoom});
     const char *const end = src + len;
     const char *const limit = dst + most;
-    char *to = decode(src, end, dst, limit);
+    char *to = decode({src, dst}, end, limit);
     if (to == limit)
         return -1;
     *to++ = '\0';

@@ -74,7 +74,7 @@ std::string error_response(int32_t status, const char *format, ...) {
     va_end(args);
     std::fclose(stream);
     cgi_cleanup(cgi);
-    const std::string response(text, length);
+    std::string response(text, length);
     std::free(text);
     return response;
 }
@@ -279,7 +279,7 @@ START_TEST(error_responses)
     assert_text_eq(error_response(200, nullptr), "Status: 200" + plain + "2\r\n\r\nOK");
     assert_text_eq(error_response(200, "a%cb", 0), "Status: 200" + plain + "5\r\n\r\nOK\r\na");
     // A body of 1022 bytes is the longest.
-    for (const size_t length : {1017, 1018, 1019, 1023, 100000}) {
+    for (const size_t length : {1017u, 1018u, 1019u, 1023u, 100000u}) {
         const std::string message = pattern(length), body = "OK\r\n" + message.substr(0, 1018);
         assert_text_eq(error_response(200, "%s", message.c_str()),
                        "Status: 200" + plain + std::to_string(body.size()) + "\r\n\r\n" + body);
