@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <filesystem>
 #include <fstream>
+#include <regex.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <vector>
@@ -246,6 +247,40 @@ START_TEST(results_and_lists)
 }
 END_TEST
 
+// Whatever the walk does to be fast, it lists what regexec() matches.
+START_TEST(what_patterns_list)
+{
+    const scratch scratch;
+    fs::create_directory("t");
+    for (const char *name :
+         {"a", "b", "ab", "aab", "abb", "a.b", "a]b", "a-b", "a+b", "a\\b", "ab ab", "abc[", "\xc3\xa4"})
+        touch(fs::path("t") / name);
+    paths every = walk("t", "", 0).names;
+    ck_assert_uint_eq(every.size(), 13);
+    const std::string long_run(70, 'a');
+    const paths patterns = {
+        "a",        "ab",        "aab*",       "aab+",   "aab?",    "b$",           "^t/a",
+        "a.b",      "a\\.b",     "a[]]b",      "a[^]]b", "a[]+]+b", "[[:alpha:]]b", "a[[:punct:]b]b",
+        "[[.-.]]b", "[[=a=]]b$", "a\\]b",      "a\\+b",  "a\\\\b",  "a\\\\*b$",     "ab|a-",
+        "(ab)?c",   "a{2}",      "b\\>",       "\\bab",  "a\\wb",   "a\\Wb",        "ab ab",
+        "a]*b",     "\xc3\xa4",  "\xc3\xa4*b", "abc\\[", "a)*b",    long_run,       long_run + "*b",
+        ".",
+    };
+    for (const std::string &pattern : patterns) {
+        regex_t expression;
+        ck_assert_msg(regcomp(&expression, pattern.c_str(), REG_EXTENDED | REG_NOSUB) == 0, "%s", pattern.c_str());
+        paths expected;
+        for (const std::string &path : every)
+            if (regexec(&expression, path.c_str(), 0, nullptr, 0) == 0)
+                expected.push_back(path);
+        regfree(&expression);
+        const walked outcome = walk("t", pattern.c_str(), 0);
+        ck_assert_msg(joined(outcome.names) == joined(expected), "%s lists %s instead of %s", pattern.c_str(),
+                      joined(outcome.names).c_str(), joined(expected).c_str());
+    }
+}
+END_TEST
+
 // Directories that may not be read or searched: the walk warns, goes on, and says so at the end.
 START_TEST(trouble_on_the_way)
 {
@@ -329,6 +364,7 @@ Suite *filesystem_suite() {
     tcase_add_test(tests, directories_made_by_others_meanwhile);
     tcase_add_test(tests, candidates_by_flags);
     tcase_add_test(tests, results_and_lists);
+    tcase_add_test(tests, what_patterns_list);
     tcase_add_test(tests, trouble_on_the_way);
     tcase_add_test(tests, long_paths);
     suite_add_tcase(suite, tests);
