@@ -11,6 +11,9 @@
 #include <vela/cmdline.h>
 #include <vela/colour.h>
 #include <vela/filesystem.h>
+#include <vela/fixedpoint.h>
+#include <vela/interp.h>
+#include <vela/spheremap.h>
 #include <vela/text.h>
 #include <vela/time.h>
 #include <vela/url.h>

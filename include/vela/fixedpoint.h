@@ -1,0 +1,95 @@
+/**
+ * @file
+ * Trigonometry, square roots and signal kernels in fixed point.
+ *
+ * A value written QN is a signed integer that holds the real value times 2^N. Two families live here: sines of angles
+ * in Q10 degrees (degrees x 1024; a full turn is 368640) by table, with two integer square roots; and signal kernels in
+ * Q15 (32768 stands for 1.0). All are pure functions: they keep nothing, allocate nothing and never fail. The same
+ * argument gives the same bits on every machine, and no floating point is used.
+ *
+ * A cosine is sinQ10inQ12out(92160 - angle). An arcsine is read from asinDegQ10inQ10out_table at the Q10 argument plus
+ * 1024. Both tables are constant data, present from load time.
+ */
+#ifndef VELA_FIXEDPOINT_H
+#define VELA_FIXEDPOINT_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/**
+ * Sines in Q12, 16 a degree: entry i is 4096 x sin(i / 16 degrees) truncated, for 0 to 90 degrees. Entry 480 (30
+ * degrees) is 2047, since the product evaluated in double precision falls just short of 2048.
+ */
+extern const int32_t sinDegQ4inQ12out_table[1441];
+
+/** Arcsines in Q10 degrees: entry i is asin((i - 1024) / 1024) truncated toward zero, -92160 to 92160. */
+extern const int32_t asinDegQ10inQ10out_table[2049];
+
+/**
+ * Sine by table, without interpolation.
+ *
+ * @param angle  Q10 degrees, any value
+ * @return the sine in Q12, -4096 to 4096; exactly odd, and the same for angles whole turns apart
+ */
+int32_t sinQ10inQ12out(int32_t angle);
+
+/**
+ * Square root, rounded up.
+ *
+ * @param x  Q20, up to 4194304 (4.0)
+ * @return the smallest Q10 root whose square reaches x, 0 to 2048; 2048 for every x from 4194304 to 2^31. Beyond that
+ *         the result is some number up to 2048 without meaning.
+ */
+uint32_t sqrtQ20_to_Q10(uint32_t x);
+
+/** Integer square root, rounded down: 0 to 65535. */
+uint32_t int_sqrt(uint32_t x);
+
+/**
+ * Sine by a parabola with one refinement, within 38 of the exact value.
+ *
+ * @param x  Q15 radians (pi is 102944), any value
+ * @return the sine in Q15, from -32775 to 32772: it may exceed 1.0 slightly
+ */
+int32_t sin_q15(int32_t x);
+
+/**
+ * Normalised sinc, sin(pi x) / (pi x).
+ *
+ * @param x  Q15, within +-333771 (10.18); beyond, the angle wraps and the result has no meaning
+ * @return Q15; within 307 of the exact value for abs(x) of at least 1024, coarse for arguments of a few units
+ * (sinc_q15(-1) is 40960)
+ */
+int32_t sinc_q15(int32_t x);
+
+/**
+ * Lanczos kernel, sinc(x) sinc(x / a) within its lobes and 0 outside.
+ *
+ * @param a  lobes on each side; above 8 it counts as 8, and 0 or less gives 0
+ * @param x  Q15, any value
+ * @return Q15
+ */
+int32_t Lanczos_q15(int32_t a, int32_t x);
+
+/**
+ * Quotient of 2^bits by a, truncated toward zero.
+ *
+ * @param a     divisor; 0 gives 2^(bits + 1) - 1
+ * @param bits  exponent, 0 to 30; more counts as 30
+ * @return the quotient, exact while abs(a) x 2^bits is below 2^31; beyond that it is not the quotient
+ */
+int32_t reciprocal(int32_t a, uint32_t bits);
+
+/** Bit length, 0 to 32: the exponent of the smallest power of two greater than x (4 gives 3). */
+uint8_t ceil_log2(uint32_t x);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,122 @@
+/**
+ * @file
+ * Curves through a few knots, as tables with one value for every integer x.
+ *
+ * A curve is a list of knots (integer x and y) and the method that joins them: straight line segments drawn with
+ * integer steps, or a natural cubic spline (its second derivative is 0 at both ends) in Q8 fixed point or in single
+ * precision. The table has x(last knot) - x(first knot) + 1 entries, entry k being the value at x(first knot) + k; it
+ * is the caller's, as are the knots. The splines allocate scratch memory for the length of the call; running out of it
+ * is an assertion failure. The same knots give the same bits on every machine.
+ *
+ * The x of the knots rise, strictly for the splines. No knot may lie outside the table, that is beyond the last knot; a
+ * segment that leaves the table is never drawn. Where the splines would divide by an x difference of 0, the quotient
+ * counts as 0.
+ */
+#ifndef VELA_INTERP_H
+#define VELA_INTERP_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/** Methods, as four-character codes. */
+enum {
+    INTERP_LINE = 0x656E694C, /**< "Line": line segments */
+    INTERP_SPLI = 0x696C7053  /**< "Spli": natural cubic spline */
+};
+
+/** One knot. */
+typedef struct interp_knot {
+    int16_t x; /**< table index, counted from the first knot's */
+    int16_t y; /**< value */
+} interp_knot;
+
+/** A curve. */
+typedef struct interp_curve {
+    uint32_t type;            /**< INTERP_LINE or INTERP_SPLI */
+    int32_t count;            /**< number of knots, 1 to 32767 */
+    const interp_knot *knots; /**< the knots, x rising */
+} interp_curve;
+
+/**
+ * Fills a table of integers by the curve's method.
+ *
+ * @param curve  the curve
+ * @param out    the table
+ * @return what linear_interpolate() or spline_interpolate() returns; 0 if an argument is null, otherwise -1 for an
+ * unknown type
+ */
+int32_t interpolate_c(const interp_curve *curve, int16_t *out);
+
+/**
+ * Fills a table of single-precision values by spline_interpolate_float().
+ *
+ * @param curve  the curve, of type INTERP_SPLI
+ * @param out    the table
+ * @return 0, also if an argument is null; otherwise -1 for any other type
+ */
+int32_t interpolate_float(const interp_curve *curve, float *out);
+
+/**
+ * Fills a table by line segments (Bresenham's), with the knots' own values at the knots of shallow segments.
+ *
+ * Equal x of two knots give a vertical step. In a steep segment several rows may reach one entry, which keeps the value
+ * nearest to the later knot's.
+ *
+ * @param curve  the curve, of type INTERP_LINE; a single knot gives a table of one 0
+ * @param out    the table
+ * @return 0; -1 with nothing written if an argument is null, for any other type, and for a count or a range of less
+ * than 1; -1 at the first segment whose x falls, with the earlier ones drawn and the other entries 0
+ */
+int32_t linear_interpolate(const interp_curve *curve, int16_t *out);
+
+/**
+ * Fills a table by the fixed-point spline, in 32-bit arithmetic that wraps.
+ *
+ * The largest Q8 second derivative times the cube of a segment's length must stay below 2^31. The table keeps the low
+ * 16 bits of each value. Values are rounded by adding half and truncating toward zero, so negative ones come out up to
+ * 1 high.
+ *
+ * @param curve  the curve, of type INTERP_SPLI; a single knot gives a table of one 0
+ * @param out    the table; segments whose x falls are skipped
+ * @return 0; -1 with nothing written if an argument is null, for any other type, and for a count or a range of less
+ * than 1
+ */
+int32_t spline_interpolate(const interp_curve *curve, int16_t *out);
+
+/**
+ * Fills a table by the single-precision spline.
+ *
+ * @param curve  the curve, of any type; a single knot gives a table of one 0
+ * @param out    the table; segments whose x falls are skipped. Nothing is written if an argument is null or the count
+ * or the range is less than 1.
+ */
+void spline_interpolate_float(const interp_curve *curve, float *out);
+
+/**
+ * Solves for the second derivatives of the fixed-point spline.
+ *
+ * @param curve  the curve, of any type
+ * @param y2     receives a second derivative in Q8 for each knot; 0 for the first and the last
+ * @return 0. Nothing is done if an argument is null or the count is less than 1.
+ */
+uint32_t spline_c(const interp_curve *curve, int32_t *y2);
+
+/**
+ * Solves for the second derivatives of the single-precision spline.
+ *
+ * @param curve  the curve, of any type
+ * @param y2     receives a second derivative for each knot; 0 for the first and the last. Nothing is done if an
+ * argument is null or the count is less than 1.
+ */
+void spline_float(const interp_curve *curve, float *y2);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,32 @@
+// 32-bit signed arithmetic that wraps, and division that never traps.
+#pragma once
+
+#include <cstdint>
+
+namespace vela::detail {
+
+constexpr int32_t wrapping_sum(int32_t a, int32_t b) {
+    return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+
+constexpr int32_t wrapping_difference(int32_t a, int32_t b) {
+    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
+}
+
+constexpr int32_t wrapping_product(int32_t a, int32_t b) {
+    return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
+}
+
+// Truncated toward zero. A quotient by 0 counts as 0.
+constexpr int32_t wrapping_quotient(int32_t a, int32_t b) {
+    if (b == -1)
+        return wrapping_difference(0, a);
+    return b == 0 ? 0 : a / b;
+}
+
+// abs() of any value.
+constexpr uint32_t unsigned_magnitude(int32_t a) {
+    return a < 0 ? -static_cast<uint32_t>(a) : static_cast<uint32_t>(a);
+}
+
+} // namespace vela::detail

@@ -1,0 +1,262 @@
+#include "detail/angle.hpp"
+#include "detail/contract.hpp"
+#include "detail/rounded_maths.hpp"
+#include "detail/wrapping.hpp"
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <numbers>
+#include <vela/spheremap.h>
+
+namespace {
+
+using namespace vela::detail;
+
+constexpr smap_screen_pt kBehind = {-1234, -5678};
+// Depth at which a point stops being in front: -1/1024 in Q24.
+constexpr int32_t kBehindDepth = -(1 << 14);
+constexpr int kScaleOne = 1 << 15;
+
+constexpr double kToRadians = std::numbers::pi / kHalfTurn;
+constexpr double kFromRadians = kHalfTurn / std::numbers::pi;
+
+// Sphere and screen points may be the same memory, so they are copied whole and never accessed by their fields.
+template <class T>
+T load(const T *from) {
+    T value;
+    std::memcpy(&value, from, sizeof value);
+    return value;
+}
+
+template <class T>
+void store(T *to, const T &value) {
+    std::memcpy(to, &value, sizeof value);
+}
+
+// The angle less whole turns, in [0, a turn).
+int32_t within_first_turn(int32_t angle) {
+    const int32_t rest = wrapped(angle);
+    return rest < 0 ? rest + kTurn : rest;
+}
+
+// The angle less whole turns, in [-half a turn, half a turn]: a positive angle ends at the positive end.
+int32_t within_half_turn(int32_t angle) {
+    const int32_t rest = wrapped(angle);
+    return rest == -kHalfTurn && angle > 0 ? kHalfTurn : rest;
+}
+
+// What is the same for all points that are placed on one view.
+struct projection {
+    explicit projection(const smap_view &view)
+        : tilt(look_up(view.tilt)), pan(within_first_turn(view.pan)),
+          scale(wrapping_quotient(wrapping_product(view.width, kScaleOne), view.fov)), centre_x(view.width >> 1),
+          centre_y(view.height >> 1) {}
+
+    sine_cosine tilt;
+    int32_t pan;
+    int32_t scale; // pixels per Q10 degree, Q15
+    int32_t centre_x, centre_y;
+
+    // Pan of a point less that of the view, but for whole turns: such that the difference does not overflow.
+    int32_t pan_offset(int32_t point_pan) const { return point_pan - (point_pan < 0 ? pan - kTurn : pan); }
+
+    // Pixels from the centre for the sine, in Q24, of the angle from a central plane.
+    int32_t offset(int32_t sine) const {
+        const int64_t angle = vela_arcsine_table[static_cast<uint32_t>(sine / (1 << 14) + 1024)];
+        return static_cast<int32_t>(angle * scale / kScaleOne);
+    }
+
+    // Writes where the direction lies on the screen and returns whether it is in front.
+    //
+    // The products of two Q12 values are Q24; those of three lose 12 bits, six before and six after.
+    [[gnu::always_inline]] bool place(const smap_sphere_pt &point, smap_screen_pt &out) const {
+        const sine_cosine around = look_up(pan_offset(point.pan)), above = look_up(point.tilt);
+        const int32_t level = around.cosine * above.cosine / 64;
+        const int32_t depth = tilt.cosine * level / 64 + above.sine * tilt.sine;
+        if (depth <= kBehindDepth) {
+            out = kBehind;
+            return false;
+        }
+        const int32_t across = above.cosine * around.sine;
+        const int32_t up = tilt.cosine * above.sine + -tilt.sine * level / 64;
+        out.x = wrapping_sum(offset(across), centre_x);
+        out.y = wrapping_difference(centre_y, offset(up));
+        return true;
+    }
+};
+
+// A direction found in floating point, in Q10 degrees, with what tells how much rounding may have moved it.
+struct direction {
+    bool exists;
+    double pan, tilt;
+    double depth_squared;   // of the unit vector, along the view's axis
+    double horizon_squared; // of its projection on the horizon
+};
+
+struct library_maths {
+    static double sine(double x) { return std::sin(x); }
+    static double cosine(double x) { return std::cos(x); }
+    static double arcsine(double x) { return std::asin(x); }
+    static double arctangent(double y, double x) { return std::atan2(y, x); }
+};
+
+// The way back from the screen, with the elementary functions of Maths.
+template <class Maths>
+struct back_projection {
+    explicit back_projection(const smap_view &seen)
+        : view(seen), tilt_sine(Maths::sine(seen.tilt * kToRadians)),
+          tilt_cosine(Maths::cosine(seen.tilt * kToRadians)) {}
+
+    const smap_view &view;
+    double tilt_sine, tilt_cosine;
+
+    double sine_of_offset(double pixels) const { return Maths::sine(pixels * (view.fov * kToRadians) / view.width); }
+
+    direction operator()(const smap_screen_pt &point) const {
+        const double across = sine_of_offset(static_cast<double>(point.x) - (view.width >> 1));
+        const double up = sine_of_offset(static_cast<double>(view.height >> 1) - point.y);
+        const double depth_squared = 1 - (up * up + across * across);
+        if (depth_squared < 0)
+            return {false, 0, 0, depth_squared, 0};
+
+        const double depth = std::sqrt(depth_squared);
+        const double ahead = tilt_cosine * depth - tilt_sine * up;
+        const double pan = Maths::arctangent(across, ahead);
+        // Rounding can carry the zenith a hair beyond 1.
+        const double tilt = Maths::arcsine(std::clamp(up * tilt_cosine + depth * tilt_sine, -1.0, 1.0));
+        return {true, (pan + view.pan * kToRadians) * kFromRadians, tilt * kFromRadians, depth_squared,
+                across * across + ahead * ahead};
+    }
+};
+
+bool far_from_integers(double value) {
+    constexpr double margin = 1.0 / (1 << 16);
+    return std::fabs(value - std::nearbyint(value)) > margin;
+}
+
+// Whether the direction truncates to the same integers with any maths library. One unit in the last place of a sine,
+// about 2^-53, moves the angles by that over the depth and over the length on the horizon, so by less than 2^-26 Q10
+// degrees where neither is small; adding a pan of up to 2^31 Q10 degrees rounds to 2^-21.
+bool is_settled(const direction &found) {
+    constexpr double small = 1.0 / 256;
+    return found.exists && found.depth_squared > small && found.horizon_squared > small &&
+           far_from_integers(found.pan) && far_from_integers(found.tilt);
+}
+
+smap_sphere_pt canonical(const direction &found) {
+    if (!found.exists)
+        return {0, 0};
+    int32_t pan = static_cast<int32_t>(static_cast<int64_t>(found.pan) % kTurn);
+    int32_t tilt = static_cast<int32_t>(found.tilt);
+    smap_clip_pan_tilt(&pan, &tilt);
+    return {pan, tilt};
+}
+
+smap_sphere_pt find(const back_projection<library_maths> &back, const smap_screen_pt &point) {
+    if (back.view.width == 0)
+        return {0, 0};
+    const direction found = back(point);
+    return canonical(is_settled(found) ? found : back_projection<rounded_maths>(back.view)(point));
+}
+
+} // namespace
+
+void smap_clip_pan_tilt(int32_t *pan_position, int32_t *tilt_position) {
+    int32_t tilt = within_half_turn(*tilt_position);
+    int32_t pan = within_first_turn(*pan_position);
+    if (tilt > kQuarterTurn || tilt < -kQuarterTurn) {
+        pan = within_first_turn(pan + kHalfTurn);
+        tilt = (tilt < 0 ? -kHalfTurn : kHalfTurn) - tilt;
+    }
+    // clang-format off
+    assert(( 0 <= pan) && (pan < (360 << 10)));
+    assert((-( 90 << 10) <= tilt) && (tilt <= ( 90 << 10) ));
+    // clang-format on
+    *pan_position = pan;
+    *tilt_position = tilt;
+}
+
+void smap_clip_pan_tilt_bounds(int32_t *pan_limit, int32_t *tilt_limit) {
+    const int32_t tilt = within_half_turn(*tilt_limit);
+    const int32_t pan = within_first_turn(*pan_limit);
+    // clang-format off
+    assert(( 0 <= pan) && (pan < (360 << 10)));
+    assert((-(180 << 10) <= tilt) && (tilt <= (180 << 10) ));
+    // clang-format on
+    *pan_limit = pan;
+    *tilt_limit = tilt;
+}
+
+int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *view, smap_screen_pt *out) {
+    if (view->fov == 0)
+        return 0;
+    smap_screen_pt position;
+    const bool in_front = projection(*view).place(load(pt), position);
+    store(out, position);
+    return in_front;
+}
+
+void smap_screen_pt_to_sphere_pt(const smap_screen_pt *pt, const smap_view *view, smap_sphere_pt *out) {
+    store(out, find(back_projection<library_maths>(*view), load(pt)));
+}
+
+int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view, smap_screen_poly *dst) {
+    const smap_sphere_poly sphere = load(src);
+    smap_screen_poly screen = load(dst);
+    if (screen.count < sphere.count)
+        return 0;
+    screen.count = sphere.count;
+    store(dst, screen);
+    if (view->fov == 0)
+        return sphere.count == 0;
+
+    const projection onto(*view);
+    bool all_in_front = true;
+    for (uint32_t i = 0; i < sphere.count; ++i) {
+        smap_screen_pt position;
+        all_in_front &= onto.place(load(sphere.pts + i), position);
+        store(screen.pts + i, position);
+    }
+    return all_in_front;
+}
+
+int8_t smap_screen_to_sphere(const smap_screen_poly *src, const smap_view *view, smap_sphere_poly *dst) {
+    const smap_screen_poly screen = load(src);
+    smap_sphere_poly sphere = load(dst);
+    if (sphere.count < screen.count)
+        return 0;
+    sphere.count = screen.count;
+    store(dst, sphere);
+
+    const back_projection<library_maths> back(*view);
+    for (uint32_t i = 0; i < screen.count; ++i)
+        store(sphere.pts + i, find(back, load(screen.pts + i)));
+    return 1;
+}
+
+int8_t smap_polygon_on_screen(const smap_screen_poly *poly, const smap_view *view) {
+    if (poly->count == 0)
+        return 0;
+    smap_screen_pt least = poly->pts[0], most = least;
+    for (uint32_t i = 1; i < poly->count; ++i) {
+        const smap_screen_pt &point = poly->pts[i];
+        least = {std::min(least.x, point.x), std::min(least.y, point.y)};
+        most = {std::max(most.x, point.x), std::max(most.y, point.y)};
+    }
+    return least.x < view->width && most.x >= 0 && least.y < view->height && most.y >= 0;
+}
+
+void smap_print_screen_poly(const smap_screen_poly *poly) {
+    std::printf("\n");
+    for (uint32_t i = 0; i < poly->count; ++i)
+        std::printf("i = %2d, x = %4d, y = %4d\n", static_cast<int>(i), poly->pts[i].x, poly->pts[i].y);
+}
+
+void smap_print_sphere_poly(const smap_sphere_poly *poly) {
+    const auto degrees = [](int32_t angle) { return static_cast<double>(static_cast<float>(angle) * (1.0F / 1024)); };
+    std::printf("\n");
+    for (uint32_t i = 0; i < poly->count; ++i)
+        std::printf("i = %2d, pan = %6.6f, tilt = %6.6f\n", static_cast<int>(i), degrees(poly->pts[i].pan),
+                    degrees(poly->pts[i].tilt));
+}
