@@ -164,6 +164,9 @@ bool is_ascii(const char *text) {
     return !*text;
 }
 
+// Whether a backslash makes this character an ordinary one, and not an operator.
+bool is_escaped_literal(char c) { return std::strchr(".[]()*+?{}|^$\\/-", c); }
+
 // The longest run of ordinary characters that an extended regular expression requires, by which most paths are
 // dismissed faster than regexec() does; empty where groups, alternatives, intervals or bytes above 127 hide it. The
 // pattern is one that compiles, so its brackets end and no backslash is its last character.
@@ -175,16 +178,12 @@ literal required_literal(const char *pattern) {
         const char c = *position;
         if (std::strchr("*+?", c)) {
             runs.end_before_last();
-        } else if (std::strchr(".^$)", c)) {
-            runs.end();
         } else if (c == '[') {
             runs.end();
             position = end_of_bracket(position);
-        } else if (c != '\\') {
-            runs.extend(c);
-        } else if (std::strchr(".[]()*+?{}|^$\\/-", *++position)) {
+        } else if (c == '\\' ? is_escaped_literal(*++position) : !std::strchr(".^$)", c)) {
             runs.extend(*position);
-        } else { // one of the operators that begin with a backslash
+        } else {
             runs.end();
         }
     }
