@@ -13,6 +13,7 @@
 #include <vela/filesystem.h>
 #include <vela/fixedpoint.h>
 #include <vela/interp.h>
+#include <vela/matrix.h>
 #include <vela/spheremap.h>
 #include <vela/text.h>
 #include <vela/time.h>

@@ -1,0 +1,386 @@
+// Singular value decomposition by Householder bidiagonalisation and implicitly shifted QR sweeps.
+//
+// The decomposition works on copies of u and v that are kept by columns. Most steps combine whole columns, whose
+// elements are independent of each other and are computed side by side. Where a sum runs down a column its order is
+// fixed, and it is the sums of several columns that advance together.
+#include "detail/diagnostics.hpp"
+#include "detail/memory.hpp"
+#include "detail/negligible.hpp"
+#include "detail/simd.hpp"
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vela/matrix.h>
+
+using vela::detail::allocate;
+using vela::detail::kFloatLanes;
+using vela::detail::negligible;
+using vela::detail::report;
+
+namespace {
+
+constexpr int kPassLimit = 30;
+
+// Columns whose sums advance together.
+constexpr size_t kGroup = 4;
+
+// A matrix by columns. They are padded, so that a column's last block of lanes stays inside wherever the first one
+// began; the padding starts as zeros and never reaches a result.
+struct columns {
+    float *data;
+    size_t rows, stride;
+
+    float *operator[](size_t j) const { return data + j * stride; }
+};
+
+size_t padded(size_t rows) { return (rows + 2 * kFloatLanes - 1) / kFloatLanes * kFloatLanes; }
+
+// What the decomposition works on. The bidiagonal form has super[i] above diagonal[i]; super[0] is 0.
+struct workspace {
+    size_t m, n;
+    columns u;       // m x n: a, which becomes u
+    columns v;       // n x n
+    float *diagonal; // n; the singular values in the end
+    float *super;    // n
+    float *row;      // n: a row of u in one piece
+    float *weights;  // n: what a row is changed by
+    bool converged;
+};
+
+[[gnu::always_inline]] inline float hypotenuse(float a, float b) {
+    a = std::fabs(a);
+    b = std::fabs(b);
+    const bool first = a > b;
+    const float larger = first ? a : b, smaller = first ? b : a;
+    if (!first && negligible(b))
+        return 0;
+    const float ratio = smaller / larger;
+    if (std::isnan(ratio)) // an argument is NaN or both are infinite
+        return 0;
+    return larger * std::sqrt(1 + ratio * ratio);
+}
+
+// A Householder vector in place of the vector it reflects onto its first axis.
+struct reflector {
+    float scale; // 0 for a negligible vector, which stays as it is
+    float image; // the reflected vector's first element, divided by scale
+    float norm;  // minus half the squared length of the Householder vector
+};
+
+[[gnu::always_inline]] inline reflector make_reflector(float *x, size_t count) {
+    float scale = 0;
+    for (size_t k = 0; k < count; ++k)
+        scale += std::fabs(x[k]);
+    if (negligible(scale))
+        return {};
+    float squares = 0;
+    for (size_t k = 0; k < count; ++k) {
+        x[k] /= scale;
+        squares += x[k] * x[k];
+    }
+    const float first = x[0], length = std::sqrt(squares), image = first < 0 ? length : -length;
+    x[0] = first - image;
+    return {scale, image, first * image - squares};
+}
+
+[[gnu::always_inline]] inline void multiply(float *x, size_t count, float factor) {
+    for (size_t k = 0; k < count; ++k)
+        x[k] *= factor;
+}
+
+// A rank-one change of columns: to each is added a multiple of y from row y_from on. The multiple is made of the
+// column's product with x, summed from row x_from down.
+struct projection {
+    const float *x;
+    size_t x_from;
+    const float *y;
+    size_t y_from;
+};
+
+template <size_t count, class Factor>
+[[gnu::always_inline]] inline void project_group(const columns &matrix, size_t first, const projection &step,
+                                                 Factor factor) {
+    float sums[count] = {}, *column = matrix[first];
+    const size_t stride = matrix.stride;
+    for (size_t k = step.x_from; k < matrix.rows; ++k)
+        for (size_t j = 0; j < count; ++j)
+            sums[j] += step.x[k] * column[j * stride + k];
+    for (float &sum : sums)
+        sum = factor(sum);
+    for (size_t k = step.y_from; k < matrix.rows; k += kFloatLanes)
+        for (size_t j = 0; j < count; ++j)
+            for (size_t lane = 0; lane < kFloatLanes; ++lane)
+                column[j * stride + k + lane] += sums[j] * step.y[k + lane];
+}
+
+// Changes the columns from first on.
+template <class Factor>
+[[gnu::always_inline]] inline void project(const columns &matrix, size_t first, size_t end, const projection &step,
+                                           Factor factor) {
+    for (; first + kGroup <= end; first += kGroup)
+        project_group<kGroup>(matrix, first, step, factor);
+    for (; first < end; ++first)
+        project_group<1>(matrix, first, step, factor);
+}
+
+// Clears column i of u below the diagonal; returns the diagonal element of the bidiagonal form.
+[[gnu::always_inline]] inline float reflect_column(const workspace &work, size_t i) {
+    float *x = work.u[i];
+    const reflector reflector = make_reflector(x + i, work.m - i);
+    if (reflector.scale == 0)
+        return 0;
+    project(work.u, i + 1, work.n, {x, i, x, i}, [&](float sum) { return sum / reflector.norm; });
+    multiply(x + i, work.m - i, reflector.scale);
+    return reflector.scale * reflector.image;
+}
+
+[[gnu::always_inline]] inline void copy_row(const workspace &work, size_t i, size_t from) {
+    for (size_t k = from; k < work.n; ++k)
+        work.row[k] = work.u[k][i];
+}
+
+// Clears row i of u right of the superdiagonal; returns the superdiagonal element. The rows below are independent of
+// each other: a block of them is summed along its columns and then changed.
+[[gnu::always_inline]] inline float reflect_row(const workspace &work, size_t i) {
+    const size_t from = i + 1;
+    copy_row(work, i, from);
+    const reflector reflector = make_reflector(work.row + from, work.n - from);
+    if (reflector.scale == 0)
+        return 0;
+    for (size_t k = from; k < work.n; ++k)
+        work.weights[k] = work.row[k] / reflector.norm;
+    for (size_t j = from; j < work.m; j += kFloatLanes) {
+        float sums[kFloatLanes] = {};
+        for (size_t k = from; k < work.n; ++k)
+            for (size_t lane = 0; lane < kFloatLanes; ++lane)
+                sums[lane] += work.u[k][j + lane] * work.row[k];
+        for (size_t k = from; k < work.n; ++k)
+            for (size_t lane = 0; lane < kFloatLanes; ++lane)
+                work.u[k][j + lane] += sums[lane] * work.weights[k];
+    }
+    for (size_t k = from; k < work.n; ++k)
+        work.u[k][i] = work.row[k] * reflector.scale;
+    return reflector.scale * reflector.image;
+}
+
+[[gnu::always_inline]] inline void bidiagonalise(const workspace &work) {
+    float above = 0;
+    for (size_t i = 0; i < work.n; ++i) {
+        work.super[i] = above;
+        work.diagonal[i] = i < work.m ? reflect_column(work, i) : 0;
+        above = i < work.m && i + 1 < work.n ? reflect_row(work, i) : 0;
+    }
+}
+
+// Multiplies the row reflections, which lie in the rows of u, into v.
+[[gnu::always_inline]] inline void accumulate_v(const workspace &work) {
+    for (size_t i = work.n; i-- > 0;) {
+        float *t = work.v[i];
+        const size_t from = i + 1;
+        if (from < work.n && !negligible(work.super[from])) {
+            copy_row(work, i, from);
+            for (size_t k = from; k < work.n; ++k)
+                t[k] = work.row[k] / work.row[from] / work.super[from];
+            project(work.v, from, work.n, {work.row, from, t, from}, [](float sum) { return sum; });
+        }
+        for (size_t k = from; k < work.n; ++k)
+            work.v[k][i] = t[k] = 0;
+        t[i] = 1;
+    }
+}
+
+// Multiplies the column reflections, which lie in the columns of u, into u itself.
+[[gnu::always_inline]] inline void accumulate_u(const workspace &work) {
+    for (size_t i = std::min(work.m, work.n); i-- > 0;) {
+        float *x = work.u[i];
+        for (size_t j = i + 1; j < work.n; ++j)
+            work.u[j][i] = 0;
+        if (negligible(work.diagonal[i])) {
+            std::fill(x + i, x + work.m, 0.0F);
+        } else {
+            const float inverse = 1 / work.diagonal[i], pivot = x[i];
+            project(work.u, i + 1, work.n, {x, i + 1, x, i}, [=](float sum) { return sum / pivot * inverse; });
+            multiply(x + i, work.m - i, inverse);
+        }
+        x[i] += 1;
+    }
+}
+
+// Turns columns j and i of a matrix in their plane.
+[[gnu::always_inline]] inline void rotate(const columns &matrix, size_t j, size_t i, float c, float s) {
+    float *x = matrix[j], *z = matrix[i];
+    for (size_t k = 0; k < matrix.rows; k += kFloatLanes) {
+        float turned_x[kFloatLanes], turned_z[kFloatLanes];
+        for (size_t lane = 0; lane < kFloatLanes; ++lane) {
+            turned_x[lane] = x[k + lane] * c + z[k + lane] * s;
+            turned_z[lane] = z[k + lane] * c - x[k + lane] * s;
+        }
+        std::copy_n(turned_x, kFloatLanes, x + k);
+        std::copy_n(turned_z, kFloatLanes, z + k);
+    }
+}
+
+// Moves super[from] out of the block from..k, above whose first row diagonal[from - 1] is zero.
+[[gnu::always_inline]] inline void cancel(const workspace &work, size_t from, size_t k) {
+    float c = 0, s = 1;
+    for (size_t i = from; i <= k; ++i) {
+        const float f = s * work.super[i];
+        work.super[i] *= c;
+        if (negligible(f))
+            return;
+        const float g = work.diagonal[i];
+        const float h = hypotenuse(f, g), inverse = 1 / h;
+        work.diagonal[i] = h;
+        c = g * inverse;
+        s = -f * inverse;
+        rotate(work.u, from - 1, i, c, s);
+    }
+}
+
+// The first row of the last block that does not fall apart above row k.
+[[gnu::always_inline]] inline size_t split(const workspace &work, size_t k) {
+    for (size_t l = k;; --l) {
+        if (negligible(work.super[l]))
+            return l;
+        if (negligible(work.diagonal[l - 1])) {
+            cancel(work, l, k);
+            return l;
+        }
+    }
+}
+
+// The shift for the block l..k, from its last two rows.
+[[gnu::always_inline]] inline float shift(const workspace &work, size_t l, size_t k) {
+    const float x = work.diagonal[l], y = work.diagonal[k - 1], z = work.diagonal[k];
+    const float g = work.super[k - 1], h = work.super[k];
+    const float numerator = (g - h) * (g + h) + (y - z) * (y + z);
+    const auto f = static_cast<float>(double{numerator} / (2.0 * double{h} * double{y}));
+    const float root = std::fabs(hypotenuse(f, 1));
+    return ((x - z) * (x + z) + h * (y / (f + (f >= 0 ? root : -root)) - h)) / x;
+}
+
+// One QR sweep down the block l..k: the bulge that the shift makes is chased out by rotations of v and u in turn.
+[[gnu::always_inline]] inline void sweep(const workspace &work, size_t l, size_t k) {
+    float f = shift(work, l, k), x = work.diagonal[l], c = 1, s = 1;
+    for (size_t j = l; j < k; ++j) {
+        float g = work.super[j + 1], y = work.diagonal[j + 1], h = s * g;
+        g = c * g;
+        float z = hypotenuse(f, h);
+        work.super[j] = z;
+        c = f / z;
+        s = h / z;
+        f = x * c + g * s;
+        g = g * c - x * s;
+        h = y * s;
+        y = y * c;
+        rotate(work.v, j, j + 1, c, s);
+        z = hypotenuse(f, h);
+        work.diagonal[j] = z;
+        if (!negligible(z)) {
+            const float inverse = 1 / z;
+            c = f * inverse;
+            s = h * inverse;
+        }
+        f = c * g + s * y;
+        x = c * y - s * g;
+        rotate(work.u, j, j + 1, c, s);
+    }
+    work.super[l] = 0;
+    work.super[k] = f;
+    work.diagonal[k] = x;
+}
+
+[[gnu::always_inline]] inline bool diagonalise(const workspace &work) {
+    for (size_t k = work.n; k-- > 0;) {
+        size_t l;
+        for (int pass = 1; (l = split(work, k)) != k; ++pass) {
+            if (pass == kPassLimit)
+                return false;
+            sweep(work, l, k);
+        }
+        if (work.diagonal[k] < 0) {
+            work.diagonal[k] = -work.diagonal[k];
+            for (size_t j = 0; j < work.n; ++j)
+                work.v[k][j] = -work.v[k][j];
+        }
+    }
+    return true;
+}
+
+[[gnu::always_inline]] inline void decompose(workspace *work) {
+    bidiagonalise(*work);
+    accumulate_v(*work);
+    accumulate_u(*work);
+    work->converged = diagonalise(*work);
+}
+
+void load(const columns &to, const fmatrix &from, size_t count) {
+    for (size_t j = 0; j < count; ++j) {
+        for (size_t i = 0; i < to.rows; ++i)
+            to[j][i] = from.data[i * count + j];
+        std::fill(to[j] + to.rows, to[j] + to.stride, 0.0F);
+    }
+}
+
+void store(fmatrix &to, const columns &from, size_t count) {
+    for (size_t i = 0; i < from.rows; ++i)
+        for (size_t j = 0; j < count; ++j)
+            to.data[i * count + j] = from[j][i];
+}
+
+bool all_finite(const float *values, size_t count) {
+    return std::all_of(values, values + count, [](float value) { return std::isfinite(value); });
+}
+
+} // namespace
+
+float pythag(float a, float b) { return hypotenuse(a, b); }
+
+int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_out) {
+    if (!(*u_out = malloc_matrix(a->rows, a->cols)))
+        return 1;
+    const auto m = static_cast<size_t>(a->rows), n = static_cast<size_t>(a->cols);
+    std::copy_n(a->data, m * n, (*u_out)->data);
+    if (!(*w_out = malloc_matrix(a->cols, a->cols)) || !(*v_out = malloc_matrix(a->cols, a->cols)))
+        return 1;
+    const size_t u_size = n * padded(m), v_size = n * padded(n);
+    auto storage = allocate<float>(u_size + v_size + 4 * n);
+    if (!storage)
+        return 1;
+
+    float *const vectors = storage.get() + u_size + v_size;
+    workspace work = {m,
+                      n,
+                      {storage.get(), m, padded(m)},
+                      {storage.get() + u_size, n, padded(n)},
+                      vectors,
+                      vectors + n,
+                      vectors + 2 * n,
+                      vectors + 3 * n,
+                      false};
+    load(work.u, *a, n);
+    std::fill_n(work.v.data, v_size, 0.0F);
+    vela::detail::run_widest_floats<decompose>(&work);
+    store(**u_out, work.u, n);
+    store(**v_out, work.v, n);
+    if (!work.converged)
+        return 1;
+
+    bool failed = false;
+    std::fill_n((*w_out)->data, n * n, 0.0F);
+    for (size_t i = 0; i < n && !failed; ++i) {
+        (*w_out)->data[i * n + i] = work.diagonal[i];
+        failed = !std::isfinite(work.diagonal[i]);
+    }
+    if (failed)
+        report(__func__, "non finite value in W\n");
+    if (!all_finite((*u_out)->data, m * n)) {
+        report(__func__, "non finite value in U\n");
+        failed = true;
+    }
+    if (!all_finite((*v_out)->data, n * n)) {
+        report(__func__, "non finite value in V\n");
+        failed = true;
+    }
+    return failed;
+}
