@@ -8,6 +8,7 @@
 #include <vela/base64.h>
 #include <vela/cgi.h>
 #include <vela/check.h>
+#include <vela/chull.h>
 #include <vela/cmdline.h>
 #include <vela/colour.h>
 #include <vela/filesystem.h>

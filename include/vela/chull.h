@@ -1,0 +1,324 @@
+/**
+ * @file
+ * The convex hull of points with 8-bit coordinates, in exact integer arithmetic.
+ *
+ * A hull is a closed polyhedron of triangles in three lists of records: vertices, edges and faces, hung from a
+ * chull_ctx. Each list is circular and doubly linked: a walk starts at the head and ends when it is back there; an
+ * empty list is a null head; a new record comes last. The order of the lists, of a face's corners and of an edge's ends
+ * is defined: the same points in the same order give the same records in the same order.
+ *
+ *     chull_ctx *hull;
+ *     if (alloc_chull(&hull) == 0 && get_chull(red, green, blue, count, hull) == 0)
+ *         inside = is_in_chull(hull, 10, 20, 30);
+ *     ...
+ *     free_chull(hull);   // releases the records
+ *     free(hull);         // the hull record itself is the caller's
+ *
+ * get_chull() builds a hull or grows one, one point at a time. The steps that it is made of are exported for callers
+ * that drive them themselves. Everything is released through free_chull() or the clean-up steps. Messages go to the
+ * standard error stream.
+ *
+ * Points are three signed 32-bit coordinates x, y, z. All arithmetic wraps at 32 bits where nothing else is said; with
+ * coordinates in 0 to 255 nothing ever does, and orientations are exact while coordinates differ by at most 710.
+ */
+#ifndef VELA_CHULL_H
+#define VELA_CHULL_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+typedef struct chull_vertex chull_vertex;
+typedef struct chull_edge chull_edge;
+typedef struct chull_face chull_face;
+
+/** One input point. It may be passed wherever a point is asked for, as its `coord`. */
+struct chull_vertex {
+    int32_t coord[3]; /**< x, y, z */
+    int32_t vnum;     /**< index in the arrays of the get_chull() call that brought it; chull_to_file() renumbers */
+    chull_edge *dup;  /**< during an insertion, the new edge from here to the point being added; else null */
+    int32_t active;   /**< 1 during clean-up if an edge ends here; else 0 */
+    int32_t mark;     /**< 0 until the construction has taken the point in, then 1 */
+    chull_vertex *next, *prev; /**< list links */
+};
+
+/** An edge, shared by two faces. */
+struct chull_edge {
+    chull_face *adj[2];       /**< the faces on either side */
+    chull_vertex *endpts[2];  /**< the ends */
+    chull_face *pending_face; /**< during an insertion, the new face on this edge of the visible region; else null */
+    int32_t del;              /**< 1 when the edge lies inside the visible region, until clean-up removes it */
+    chull_edge *next, *prev;  /**< list links */
+};
+
+/** A triangle. */
+struct chull_face {
+    chull_edge *edges[3];    /**< the sides; see EdgeOrderOnFaces() for their order */
+    chull_vertex *vert[3];   /**< the corners, counter-clockwise seen from outside */
+    int32_t vis;             /**< 1 when visible from the point being added, until clean-up removes it */
+    chull_face *next, *prev; /**< list links */
+};
+
+/** A hull: the heads of its lists, and two switches that the caller sets. */
+typedef struct chull_ctx {
+    chull_vertex *vertices; /**< null when empty; the points of a failed call are here too, with `mark` 0 */
+    chull_edge *edges;      /**< null when empty */
+    chull_face *faces;      /**< null when empty */
+    int32_t debug;          /**< non-zero: the construction prints its progress */
+    int32_t check;          /**< non-zero: the construction runs Checks() after every insertion */
+} chull_ctx;
+
+/** @name Records */
+/** @{ */
+
+/**
+ * Makes an empty hull, with `debug` and `check` off.
+ *
+ * @param out  receives the hull, to be released with free_chull() and then free(); null on failure
+ * @return 0, or 1 when memory runs out (a message says so)
+ */
+int32_t alloc_chull(chull_ctx **out);
+
+/**
+ * Releases every record of a hull and leaves it empty, ready for get_chull(). The hull record itself stays, and so do
+ * its switches. @p hull must not be null.
+ */
+void free_chull(chull_ctx *hull);
+
+/**
+ * Appends a vertex with a null `dup` and `active` and `mark` 0; `coord` and `vnum` are for the caller to fill.
+ *
+ * @return the vertex, or null when memory runs out (a message says so)
+ */
+chull_vertex *MakeNullVertex(chull_ctx *hull);
+
+/** Appends an edge with everything null and `del` 0. Returns null when memory runs out (a message says so). */
+chull_edge *MakeNullEdge(chull_ctx *hull);
+
+/** Appends a face with everything null and `vis` 0. Returns null when memory runs out (a message says so). */
+chull_face *MakeNullFace(chull_ctx *hull);
+
+/** The number of faces; 0 for a null hull. */
+uint32_t chull_num_faces(const chull_ctx *hull);
+
+/** The number of edges; 0 for a null hull. */
+uint32_t chull_num_edges(const chull_ctx *hull);
+
+/** The number of vertices that the construction has taken in (`mark` not 0); 0 for a null hull. */
+uint32_t chull_num_vertices(const chull_ctx *hull);
+
+/** @} */
+/** @name Predicates */
+/** @{ */
+
+/** Returns 1 when three points lie on one line (or coincide), else 0. */
+int32_t Collinear(const int32_t *a, const int32_t *b, const int32_t *c);
+
+/**
+ * Six times the signed volume of the tetrahedron of a face and a point.
+ *
+ * @param f  the face; its corners are used
+ * @param p  the point
+ * @return positive on the inner side of the face's plane, 0 in it, negative on the outer side: the point sees the face
+ */
+int32_t Volume(const chull_face *f, const int32_t *p);
+
+/** @} */
+/** @name Construction */
+/** @{ */
+
+/**
+ * Builds the hull of a set of points, or grows a finished hull by further points.
+ *
+ * Point i is (xs[i], ys[i], zs[i]). Points in the hull or on its surface are dropped; the others get `vnum` i. On an
+ * empty hull the first three consecutive points that are not in line make the starting triangle, and the first point
+ * outside its plane is added first; everything else follows in the order given, and starts over at point 0.
+ *
+ * @param xs,ys,zs  the coordinates, @p n of each
+ * @param n         number of points
+ * @param hull      an empty hull, or one that get_chull() finished
+ * @return 0 on success. 1 on failure, which is one of:
+ *         no three consecutive points out of line, or no point at all ("DoubleTriangle: All points are Collinear!");
+ *         all points in one plane ("DoubleTriangle: All points coplanar!");
+ *         a fault found by the `check` switch; no memory left. A failed hull may be counted, printed and
+ *         emptied with free_chull(), nothing else.
+ *
+ * Without the switches `debug` and `check` the time grows with the number of points and with the changes to the hull,
+ * not with the product of both, and points that end inside never become records.
+ */
+int32_t get_chull(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n, chull_ctx *hull);
+
+/**
+ * Appends one vertex per point, numbered from 0. Nothing happens when @p n is below 1.
+ *
+ * @return 0; 1 when memory runs out
+ */
+int32_t ReadVertices(chull_ctx *hull, const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n);
+
+/**
+ * Makes the starting triangle, both sides of it, of the first three consecutive vertices that are not in line, and
+ * moves the list's head to the first vertex outside its plane.
+ *
+ * @return 0; 1 with a message when there are no such vertices (see get_chull()), or when memory runs out
+ */
+int32_t DoubleTriangle(chull_ctx *hull);
+
+/**
+ * Appends the face a, b, c.
+ *
+ * @param hull   the hull
+ * @param a,b,c  the corners
+ * @param twin   null, to append three new edges too; or a face whose edges are used in reverse order, with their ends
+ *               set anew
+ * @return the face, in adj[0] of its edges; null when memory runs out
+ */
+chull_face *MakeFace(chull_ctx *hull, chull_vertex *a, chull_vertex *b, chull_vertex *c, chull_face *twin);
+
+/**
+ * Sets the corners of a new face, in the direction of the visible face that it replaces, and brings its edges in order.
+ *
+ * @param f  the new face, with its edges
+ * @param e  the edge between the visible region and the rest
+ * @param p  the point being added
+ */
+void MakeCcw(chull_face *f, chull_edge *e, chull_vertex *p);
+
+/**
+ * Appends the triangle from an edge of the visible region's border to a point, and the sides that are still missing.
+ *
+ * @return the face; null when memory runs out
+ */
+chull_face *MakeConeFace(chull_ctx *hull, chull_edge *e, chull_vertex *p);
+
+/**
+ * Adds one vertex: marks what it sees for removal and joins it to the border. CleanUp() must follow.
+ *
+ * @return 1 when the vertex lies outside the hull, 0 when it does not, -1 when memory runs out
+ */
+int32_t AddOne(chull_ctx *hull, chull_vertex *p);
+
+/** Puts the pending faces in the place of visible ones and releases the edges marked `del`. */
+void CleanEdges(chull_ctx *hull);
+
+/** Releases the faces marked `vis`. */
+void CleanFaces(chull_ctx *hull);
+
+/**
+ * Releases the vertices that were taken in and on which no edge ends, and resets `dup` and `active` of the others.
+ *
+ * @param hull    the hull
+ * @param cursor  a vertex of the caller's interest: moved to the next one when its vertex is released, and null when
+ *                none is left
+ */
+void CleanVertices(chull_ctx *hull, chull_vertex **cursor);
+
+/** CleanEdges(), CleanFaces() and CleanVertices(). */
+void CleanUp(chull_ctx *hull, chull_vertex **cursor);
+
+/**
+ * Adds every vertex with `mark` 0, from the head on.
+ *
+ * @return 0; 1 when the `check` switch found a fault or memory ran out
+ */
+int32_t ConstructHull(chull_ctx *hull);
+
+/**
+ * Brings each face's edges in the order of its corners: edges[i] joins vert[i] and vert[(i + 1) mod 3]. Of a finished
+ * hull's faces only one, made of the starting triangle, may need it.
+ *
+ * @return 0
+ */
+int32_t EdgeOrderOnFaces(chull_ctx *hull);
+
+/** @} */
+/** @name Queries */
+/** @{ */
+
+/** The scalar product of two points. */
+int32_t dot(const int32_t *u, const int32_t *v);
+
+/**
+ * Squared distance from a point to a face's triangle.
+ *
+ * The nearest point of the triangle is found by regions in Q9 fractions of its sides and rounded to
+ * whole coordinates, so the result may differ a little from the exact one. In the region beyond the first corner, where
+ * both fractions are negative, the side from corner 0 to corner 2 is taken.
+ *
+ * @param f  a face that is not degenerate
+ * @param p  the point, near the range 0 to 255; far outside it the arithmetic wraps
+ * @return the squared distance
+ */
+uint32_t pt_to_tri_dist_sq(const chull_face *f, const int32_t *p);
+
+/**
+ * The smallest and largest squared distance from a point, inside or outside, to the hull's faces.
+ *
+ * @param hull     the hull
+ * @param x,y,z    the point
+ * @param min_out  receives the smallest
+ * @param max_out  receives the largest
+ * @return 0; 1 with a message when the hull is null or has no faces, with nothing written
+ */
+int32_t dist_to_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z, uint32_t *min_out, uint32_t *max_out);
+
+/** Returns 1 when a point lies in the hull or on its surface, else 0; 0 for a null hull or one without faces. */
+int32_t is_in_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z);
+
+/** Six times the hull's volume, at most 99488250; 0 for a null hull or one without faces. */
+int32_t chull_volume6(const chull_ctx *hull);
+
+/** @} */
+/** @name Checks, listings, files */
+/** @{ */
+
+/** Runs Consistency(), Convexity(), CheckEuler() and CheckEndpts(). Returns 1 at the first that fails, else 0. */
+int32_t Checks(const chull_ctx *hull);
+
+/** Returns 0 when the two faces of every edge run along it in opposite directions; else 1, with a message. */
+int32_t Consistency(const chull_ctx *hull);
+
+/** Returns 0 when no vertex that was taken in lies outside a face, else 1, without a message. */
+int32_t Convexity(const chull_ctx *hull);
+
+/** Returns 0 when V - E + F = 2 and F = 2V - 4, else 1, with a message. */
+int32_t CheckEuler(int32_t V, int32_t E, int32_t F);
+
+/** Returns 0 when every face's vert[i] is an end of its edges[i]; else 1, with a message for each that is not. */
+int32_t CheckEndpts(const chull_ctx *hull);
+
+/** Lists the hull on the standard error stream, headed by a vertex's number and address. */
+void PrintOut(const chull_ctx *hull, const chull_vertex *v);
+
+/** Lists the vertices on the standard error stream. */
+void PrintVertices(const chull_ctx *hull);
+
+/** Lists the edges on the standard error stream. */
+void PrintEdges(const chull_ctx *hull);
+
+/** Lists the faces on the standard error stream. */
+void PrintFaces(const chull_ctx *hull);
+
+/** Prints a point's coordinates on the standard output. */
+void PrintPoint(const int32_t *p);
+
+/**
+ * Writes a finished hull as an OFF polyhedron file: vertices and faces in list order, corners counter-clockwise seen
+ * from outside. Each vertex's `vnum` becomes its number in the file.
+ *
+ * @param hull  the hull; it must not be empty. One that fails CheckEuler() is written all the same
+ * @param path  the file, created or truncated
+ * @return 0; 1 when the file can't be opened. A file system that fills up while the file is written is not reported
+ */
+int32_t chull_to_file(chull_ctx *hull, const char *path);
+
+/** @} */
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,87 @@
+// Circular, doubly linked lists of records that carry their own links `next` and `prev`, hung from a head
+// pointer that is null when the list is empty.
+#pragma once
+
+#include <cstdlib>
+
+namespace vela::detail {
+
+// Links a record in before the head, where a walk reaches it last.
+template <class Record>
+inline void append(Record *&head, Record *record) {
+    if (!head) {
+        head = record->next = record->prev = record;
+        return;
+    }
+    record->next = head;
+    record->prev = head->prev;
+    head->prev = record;
+    record->prev->next = record;
+}
+
+// Takes a record out and gives its memory back. The head moves on when it is the one.
+template <class Record>
+inline void release(Record *&head, Record *record) {
+    if (record->next == record)
+        head = nullptr;
+    else if (record == head)
+        head = record->next;
+    record->next->prev = record->prev;
+    record->prev->next = record->next;
+    std::free(record);
+}
+
+// Releases every record that is doomed, the head first. before_release sees each one while it is still linked.
+template <class Record, class Doomed, class Action>
+inline void sweep(Record *&head, Doomed doomed, Action before_release) {
+    while (head && doomed(*head)) {
+        before_release(head);
+        release(head, head);
+    }
+    if (!head)
+        return;
+    for (Record *record = head->next; record != head;) {
+        Record *next = record->next;
+        if (doomed(*record)) {
+            before_release(record);
+            release(head, record);
+        }
+        record = next;
+    }
+}
+
+template <class Record, class Doomed>
+inline void sweep(Record *&head, Doomed doomed) {
+    sweep(head, doomed, [](const Record *) {});
+}
+
+// The records of a list from the head on, for range-based loops. Records that are appended during the walk are
+// part of it.
+template <class Record>
+class ring {
+public:
+    explicit ring(Record *head) : head_(head) {}
+
+    class iterator {
+    public:
+        iterator(Record *record, const Record *head) : record_(record), head_(head) {}
+        Record &operator*() const { return *record_; }
+        bool operator!=(const iterator &other) const { return record_ != other.record_; }
+        iterator &operator++() {
+            record_ = record_->next == head_ ? nullptr : record_->next;
+            return *this;
+        }
+
+    private:
+        Record *record_;
+        const Record *head_;
+    };
+
+    iterator begin() const { return {head_, head_}; }
+    iterator end() const { return {nullptr, head_}; }
+
+private:
+    Record *head_;
+};
+
+} // namespace vela::detail
