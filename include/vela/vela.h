@@ -16,6 +16,7 @@
 #include <vela/interp.h>
 #include <vela/matrix.h>
 #include <vela/spheremap.h>
+#include <vela/resample.h>
 #include <vela/text.h>
 #include <vela/time.h>
 #include <vela/url.h>

@@ -1,0 +1,379 @@
+#include "detail/memory.hpp"
+#include "detail/polyphase.hpp"
+#include "detail/samples.hpp"
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <new>
+#include <numeric>
+#include <vela/resample.h>
+
+using namespace vela::detail;
+
+// The kernel table once more, as rows for consecutive outputs, beside a copy of the table that they were made from:
+// callers may write into the public one or replace it between any two calls. Room for all is taken at creation.
+struct resample_plan {
+    polyphase filter;            // cycle 0: the table can't be had as rows
+    uint32_t row_of_phase_1 = 0; // that of phase p is p times as far, modulo L
+    uint32_t row_room = 0, tap_room = 0, copy_room = 0;
+
+    uint32_t interp_factor = 0, decim_factor = 0, num_coeffs = 0; // what the rows were made from
+    int16_t *copy = nullptr;
+
+    // Where the output stands that is `phase` steps behind the sample window[first_sample].
+    row_position position_of(uint32_t phase, ptrdiff_t first_sample) const {
+        const uint32_t row = phase % interp_factor * row_of_phase_1 % interp_factor;
+        const ptrdiff_t newest = first_sample + static_cast<ptrdiff_t>(phase / interp_factor);
+        return {row, newest - static_cast<ptrdiff_t>(filter.taps - 1) - static_cast<ptrdiff_t>(filter.starts[row])};
+    }
+};
+
+namespace {
+
+struct state_deleter {
+    void operator()(resample_state *state) const { resample_free(state); }
+};
+
+constexpr uint32_t kLongestTable = UINT16_MAX;
+
+// The input of one call is decoded piecewise into a window: zeros, the history, a piece of input.
+constexpr uint32_t kWindow = 2048;
+constexpr uint32_t kLead = kTapsMultiple - 1; // zeros in front, for the zeros in front of a row
+constexpr uint32_t kLongestHistory = 1000;
+constexpr uint32_t kLongestStep = 64; // input samples from output to output; more would not be worth decoding all
+constexpr uint32_t kShortestCycle = 16;
+
+// ---- Kernel tables
+
+float lanczos(float x, float lobes) { return static_cast<float>(sinc(x) * sinc(x / lobes)); }
+
+// A weight with kFractionBits bits of fraction, rounded half up above zero and towards zero below.
+int16_t coefficient(float weight) { return static_cast<int16_t>(0.5F + float{1 << kFractionBits} * weight); }
+
+// Gives the record a symmetric table, of which half_table(k) is coefficient k up to the middle one. A length that can't
+// be, or no memory, leaves the record as it was.
+template <class HalfTable>
+void replace_table(resample_state &state, uint64_t length, HalfTable half_table) {
+    if (length == 0 || length > kLongestTable)
+        return;
+    owned<int16_t[]> table = allocate<int16_t>(length);
+    if (!table)
+        return;
+    for (uint32_t k = 0; k <= length / 2; ++k)
+        table[k] = table[length - 1 - k] = half_table(k);
+    std::free(state.coeffs);
+    state.coeffs = table.release();
+    state.num_coeffs = static_cast<uint16_t>(length);
+    state.coeff_shift = kFractionBits;
+}
+
+// ---- The plan
+
+// The measures of a record's filter as rows; no rows for a filter that only the plain conversion can do.
+struct row_layout {
+    uint32_t taps = 0, cycle = 0, rows = 0;
+
+    explicit row_layout(const resample_state &state) {
+        const uint32_t phases = state.interp_factor;
+        if (phases == 0 || phases > kLongestTable || state.num_coeffs == 0 || state.coeff_shift != kFractionBits)
+            return;
+        const uint32_t reach = (state.num_coeffs - 1) / phases;
+        if (state.history_len > kLongestHistory || reach > state.history_len ||
+            state.decim_factor / phases >= kLongestStep)
+            return;
+        taps = reach / kTapsMultiple * kTapsMultiple + kTapsMultiple;
+        cycle = (kShortestCycle + phases - 1) / phases * phases;
+        rows = cycle + kGroup - 1;
+    }
+
+    bool fits(const resample_plan &plan) const { return rows <= plan.row_room && rows * taps <= plan.tap_room; }
+};
+
+bool is_current(const resample_plan &plan, const resample_state &state) {
+    return plan.interp_factor == state.interp_factor && plan.decim_factor == state.decim_factor &&
+           plan.num_coeffs == state.num_coeffs &&
+           std::memcmp(plan.copy, state.coeffs, state.num_coeffs * sizeof *state.coeffs) == 0;
+}
+
+void write_row(const resample_state &state, uint32_t phase, uint32_t taps, int16_t *row) {
+    for (uint32_t i = 0, k = phase; i < taps; ++i, k += state.interp_factor)
+        row[taps - 1 - i] = k < state.num_coeffs ? state.coeffs[k] : int16_t{0};
+}
+
+void rebuild(resample_plan &plan, const resample_state &state, const row_layout &layout) {
+    const uint32_t L = state.interp_factor, M = state.decim_factor;
+    plan.interp_factor = L;
+    plan.decim_factor = M;
+    plan.num_coeffs = state.num_coeffs;
+    std::copy_n(state.coeffs, state.num_coeffs, plan.copy);
+
+    polyphase &filter = plan.filter;
+    filter.taps = layout.taps;
+    filter.cycle_span = static_cast<uint32_t>(uint64_t{layout.cycle} * M / L);
+    bool has_all_phases = false;
+    for (uint32_t row = 0, phase = 0, start = 0; row < layout.rows; ++row) {
+        filter.starts[row] = start;
+        write_row(state, phase, layout.taps, filter.rows + size_t{row} * layout.taps);
+        if (phase == 1 % L) {
+            plan.row_of_phase_1 = row % L;
+            has_all_phases = true;
+        }
+        start += M / L;
+        phase += M % L;
+        if (phase >= L) {
+            phase -= L;
+            ++start;
+        }
+    }
+    filter.cycle = has_all_phases ? layout.cycle : 0;
+}
+
+// The plan to convert by, or null where there are no rows or where they would not pay for the look at the whole table.
+const resample_plan *usable_plan(const resample_state &state, uint64_t outputs) {
+    constexpr uint32_t few = 16;
+    if (!state.plan || outputs < few + state.interp_factor / 4)
+        return nullptr;
+    resample_plan &plan = *state.plan;
+    const row_layout layout(state);
+    if (layout.rows == 0 || !layout.fits(plan) || state.num_coeffs > plan.copy_room)
+        return nullptr;
+    if (!is_current(plan, state))
+        rebuild(plan, state, layout);
+    return plan.filter.cycle ? &plan : nullptr;
+}
+
+bool make_history(resample_state &state) {
+    state.history_len = static_cast<uint16_t>((state.num_coeffs - 1U) / state.interp_factor);
+    state.history = allocate<int16_t>(state.history_len).release();
+    if (state.history)
+        resample_reset(&state);
+    return state.history;
+}
+
+// One block: the plan, and behind it the starts, the rows and the copy of the table.
+bool make_plan(resample_state &state) {
+    const row_layout layout(state);
+    const uint32_t taps = layout.rows * layout.taps, copies = layout.rows ? state.num_coeffs : 0;
+    const size_t size =
+        sizeof(resample_plan) + layout.rows * sizeof(uint32_t) + (size_t{taps} + copies) * sizeof(int16_t);
+    owned<uint8_t[]> block = allocate<uint8_t>(size);
+    if (!block)
+        return false;
+    auto *plan = new (block.release()) resample_plan;
+    plan->row_room = layout.rows;
+    plan->tap_room = taps;
+    plan->copy_room = copies;
+    plan->filter.starts = reinterpret_cast<uint32_t *>(plan + 1);
+    plan->filter.rows = reinterpret_cast<int16_t *>(plan->filter.starts + layout.rows);
+    plan->copy = plan->filter.rows + taps;
+    state.plan = plan;
+    usable_plan(state, UINT32_MAX);
+    return true;
+}
+
+// ---- The conversion
+
+// The outputs whose newest sample is one of the first so many of the input.
+uint64_t outputs_within(const resample_state &state, uint64_t samples) {
+    const uint64_t end = samples * state.interp_factor, first = state.phase;
+    return first < end ? (end - first - 1) / state.decim_factor + 1 : 0;
+}
+
+// What one call does, in samples of its input and output.
+struct call_extent {
+    uint32_t outputs;
+    uint32_t needed; // input up to the newest sample of the last output
+    uint32_t consumed;
+    uint32_t next_phase;
+
+    call_extent(const resample_state &state, uint32_t in_count, uint32_t room) {
+        const uint64_t L = state.interp_factor, M = state.decim_factor;
+        outputs = static_cast<uint32_t>(std::min<uint64_t>(outputs_within(state, in_count), room));
+        const uint64_t next = state.phase + outputs * M;
+        needed = outputs ? static_cast<uint32_t>((next - M) / L + 1) : in_count;
+        // The last output's newest sample stays if it is the next one's as well.
+        consumed = static_cast<uint32_t>(std::min<uint64_t>(next / L, needed));
+        next_phase = static_cast<uint32_t>(next - L * consumed);
+    }
+};
+
+// The conversion as it is meant: each output sums the coefficients of its phase, L apart, times the samples from its
+// newest one backwards, which lie in the input and before that in the history.
+template <class In, class Out>
+void convert_plainly(const resample_state &state, const uint8_t *in, uint8_t *out, uint32_t outputs) {
+    const uint32_t L = state.interp_factor, M = state.decim_factor;
+    const ptrdiff_t history = state.history_len;
+    auto newest = static_cast<ptrdiff_t>(state.phase / L);
+    uint32_t phase = state.phase % L;
+    for (; outputs; --outputs, out += Out::size) {
+        uint32_t sum = 0;
+        ptrdiff_t i = newest;
+        for (uint32_t k = phase; k < state.num_coeffs && newest - i <= history; k += L, --i) {
+            const int sample = i < 0 ? state.history[history + i] : In::decode(in + i * ptrdiff_t{In::size});
+            sum += static_cast<uint32_t>(state.coeffs[k] * sample);
+        }
+        Out::encode(sample_of(sum, state.coeff_shift), out);
+        newest += M / L;
+        phase += M % L;
+        if (phase >= L) {
+            phase -= L;
+            ++newest;
+        }
+    }
+}
+
+// The same by rows, over a window that moves along the decoded input.
+template <class In, class Out>
+void convert_by_rows(const resample_state &state, const resample_plan &plan, const uint8_t *in, uint8_t *out,
+                     const call_extent &extent) {
+    int16_t window[kWindow];
+    int16_t *const history = window + kLead, *const fresh = history + state.history_len;
+    std::fill_n(window, kLead, int16_t{0});
+    std::copy_n(state.history, state.history_len, history);
+    const auto piece_room = static_cast<uint32_t>(std::end(window) - fresh);
+
+    row_position at = plan.position_of(state.phase, fresh - window);
+    uint32_t made = 0, piece;
+    for (uint32_t begin = 0; begin < extent.needed; begin += piece) {
+        piece = std::min(extent.needed - begin, piece_room);
+        decode_block<In>(in + size_t{begin} * In::size, piece, fresh);
+        const auto up_to =
+            static_cast<uint32_t>(std::min<uint64_t>(outputs_within(state, uint64_t{begin} + piece), extent.outputs));
+        filter_window<Out>(plan.filter, window, at, up_to - made, out + size_t{made} * Out::size);
+        made = up_to;
+        std::memmove(history, history + piece, state.history_len * sizeof *history);
+        at.origin -= static_cast<ptrdiff_t>(piece);
+    }
+}
+
+// Equal rates and the single coefficient 1.
+bool only_recodes(const resample_state &state) {
+    return state.interp_factor == 1 && state.decim_factor == 1 && state.phase == 0 && state.num_coeffs == 1 &&
+           state.coeff_shift == kFractionBits && state.coeffs[0] == 1 << kFractionBits;
+}
+
+template <class In, class Out>
+void recode(const uint8_t *in, uint8_t *out, uint32_t count) {
+    int16_t block[kWindow];
+    for (uint32_t piece; count; count -= piece, in += piece * In::size, out += piece * Out::size) {
+        piece = std::min(count, kWindow);
+        decode_block<In>(in, piece, block);
+        encode_block<Out>(block, piece, out);
+    }
+}
+
+// Moves the samples before in[count] into the history, as many as it holds.
+template <class In>
+void remember(resample_state &state, const uint8_t *in, uint32_t count) {
+    const uint32_t fresh = std::min<uint32_t>(count, state.history_len), kept = state.history_len - fresh;
+    std::memmove(state.history, state.history + fresh, kept * sizeof *state.history);
+    decode_block<In>(in + size_t{count - fresh} * In::size, fresh, state.history + kept);
+}
+
+template <class In, class Out>
+void convert(resample_state &state, const uint8_t *in, uint32_t &in_count, uint8_t *out, uint32_t &out_count) {
+    const call_extent extent(state, in_count, out_count);
+    if (only_recodes(state))
+        recode<In, Out>(in, out, extent.outputs);
+    else if (const resample_plan *plan = usable_plan(state, extent.outputs))
+        convert_by_rows<In, Out>(state, *plan, in, out, extent);
+    else
+        convert_plainly<In, Out>(state, in, out, extent.outputs);
+    remember<In>(state, in, extent.consumed);
+    state.phase = extent.next_phase;
+    in_count = extent.consumed;
+    out_count = extent.outputs;
+}
+
+// Calls action with the codec of a format; nothing happens for a tag that is none.
+template <class Action>
+void with_codec(uint32_t format, Action action) {
+    switch (format) {
+    case RESAMPLE_LEND:
+        return action(linear_codec<std::endian::little>{});
+    case RESAMPLE_BEND:
+        return action(linear_codec<std::endian::big>{});
+    case RESAMPLE_ALAW:
+        return action(alaw_codec{});
+    case RESAMPLE_ULAW:
+        return action(ulaw_codec{});
+    default:
+        return;
+    }
+}
+
+} // namespace
+
+double sinc(double x) {
+    constexpr double pi = 3.141592653589793, as_good_as_zero = 1e-14;
+    return std::fabs(x) <= as_good_as_zero ? 1.0 : std::sin(pi * x) / (pi * x);
+}
+
+void init_lanczos(resample_state *state, int32_t lobes) {
+    if (lobes <= 0)
+        return;
+    const uint32_t L = state->interp_factor, M = state->decim_factor, slower = std::max(L, M);
+    const float gain = std::min(static_cast<float>(L) / static_cast<float>(M), 1.0F);
+    const int64_t centre = int64_t{lobes} * slower;
+    replace_table(*state, static_cast<uint64_t>(2 * centre - 1), [=](uint32_t k) {
+        const float x = (static_cast<float>(k - centre) + 1.0F) / static_cast<float>(slower);
+        return coefficient(gain * lanczos(x, static_cast<float>(lobes)));
+    });
+}
+
+void init_bilinear(resample_state *state) {
+    const uint32_t L = state->interp_factor;
+    replace_table(*state, 2 * uint64_t{L} - 1,
+                  [=](uint32_t k) { return coefficient(static_cast<float>(k + 1) / static_cast<float>(L)); });
+}
+
+resample_state *resample_alloc(uint32_t out_rate, uint32_t in_rate, uint32_t kernel) {
+    if (out_rate == 0 || in_rate == 0)
+        return nullptr;
+    owned<resample_state[]> record = allocate<resample_state>(1);
+    if (!record)
+        return nullptr;
+    std::unique_ptr<resample_state, state_deleter> state(new (record.release()) resample_state{});
+    const uint32_t divisor = std::gcd(out_rate, in_rate);
+    state->interp_factor = out_rate / divisor;
+    state->decim_factor = in_rate / divisor;
+
+    if (kernel == RESAMPLE_LANC || kernel == RESAMPLE_LAN2)
+        init_lanczos(state.get(), kernel == RESAMPLE_LANC ? 1 : 2);
+    else
+        init_bilinear(state.get());
+    if (!state->coeffs || !make_history(*state) || !make_plan(*state))
+        return nullptr;
+    return state.release();
+}
+
+void resample_reset(resample_state *state) {
+    state->phase = 0;
+    std::fill_n(state->history, state->history_len, int16_t{0});
+}
+
+void resample_free(resample_state *state) {
+    if (!state)
+        return;
+    std::free(state->history);
+    std::free(state->coeffs);
+    std::free(state->plan);
+    std::free(state);
+}
+
+void resample_mono(resample_state *state, const void *in, uint32_t *in_count, void *out, uint32_t *out_count,
+                   uint32_t in_format, uint32_t out_format) {
+    with_codec(in_format, [=](auto in_codec) {
+        with_codec(out_format, [=](auto out_codec) {
+            if (!in || !out || *in_count == 0 || *out_count == 0)
+                *in_count = *out_count = 0;
+            else
+                convert<decltype(in_codec), decltype(out_codec)>(*state, static_cast<const uint8_t *>(in), *in_count,
+                                                                 static_cast<uint8_t *>(out), *out_count);
+        });
+    });
+}
+
+void resample_test(resample_state *state, const int16_t *in, uint32_t *in_count, int16_t *out, uint32_t *out_count) {
+    resample_mono(state, in, in_count, out, out_count, RESAMPLE_LEND, RESAMPLE_LEND);
+}
