@@ -56,14 +56,15 @@ template <class HalfTable>
 void replace_table(resample_state &state, uint64_t length, HalfTable half_table) {
     if (length == 0 || length > kLongestTable)
         return;
-    owned<int16_t[]> table = allocate<int16_t>(length);
+    const auto count = static_cast<uint32_t>(length);
+    owned<int16_t[]> table = allocate<int16_t>(count);
     if (!table)
         return;
-    for (uint32_t k = 0; k <= length / 2; ++k)
-        table[k] = table[length - 1 - k] = half_table(k);
+    for (uint32_t k = 0; k <= count / 2; ++k)
+        table[k] = table[count - 1 - k] = half_table(k);
     std::free(state.coeffs);
     state.coeffs = table.release();
-    state.num_coeffs = static_cast<uint16_t>(length);
+    state.num_coeffs = static_cast<uint16_t>(count);
     state.coeff_shift = kFractionBits;
 }
 

@@ -29,33 +29,34 @@ struct converter {
     std::vector<int16_t> table() const { return {state->coeffs, state->coeffs + state->num_coeffs}; }
     std::vector<int16_t> history() const { return {state->history, state->history + state->history_len}; }
 
-    // One call on the front of `input`, from which what is consumed goes; what is made joins `output`. The buffers lie
-    // at an odd address and end exactly where the samples do.
-    void call(bytes &input, uint32_t in_count, bytes &output, uint32_t room, uint32_t from, uint32_t to) const {
-        const uint32_t in_size = in_count * size_of(from);
-        std::unique_ptr<uint8_t[]> in(new uint8_t[in_size + 1]), out(new uint8_t[room * size_of(to) + 1]);
-        std::copy_n(input.begin(), in_size, in.get() + 1);
+    // One call on the samples from `input` on; what is made joins `output`. The buffers lie at an odd address and end
+    // exactly where the samples do. Returns the samples consumed.
+    uint32_t call(const uint8_t *input, uint32_t in_count, bytes &output, uint32_t room, uint32_t from,
+                  uint32_t to) const {
+        bytes in(1 + in_count * size_of(from)), out(1 + room * size_of(to));
+        std::copy(input, input + in.size() - 1, in.begin() + 1);
         uint32_t used = in_count, made = room;
-        resample_mono(state.get(), in.get() + 1, &used, out.get() + 1, &made, from, to);
+        resample_mono(state.get(), in.data() + 1, &used, out.data() + 1, &made, from, to);
         ck_assert_uint_le(used, in_count);
         ck_assert_uint_le(made, room);
-        input.erase(input.begin(), input.begin() + used * size_of(from));
-        output.insert(output.end(), out.get() + 1, out.get() + 1 + made * size_of(to));
+        output.insert(output.end(), out.begin() + 1, out.begin() + 1 + made * size_of(to));
+        return used;
     }
 
     // A whole stream, in calls whose counts and rooms are what `cut` gives in turn.
     template <class Cut>
-    bytes stream(bytes input, uint32_t from, uint32_t to, Cut cut) const {
+    bytes stream(const bytes &input, uint32_t from, uint32_t to, Cut cut) const {
         bytes output;
-        while (!input.empty()) {
-            const auto left = static_cast<uint32_t>(input.size()) / size_of(from);
+        const uint8_t *at = input.data();
+        for (uint32_t left = static_cast<uint32_t>(input.size()) / size_of(from), used; left; left -= used) {
             const uint32_t count = std::min<uint32_t>(left, cut()), room = cut();
-            call(input, count, output, room, from, to);
+            used = call(at, count, output, room, from, to);
+            at += used * size_of(from);
         }
         return output;
     }
     bytes at_once(const bytes &input, uint32_t from, uint32_t to) const {
-        return stream(input, from, to, [] { return 100000; });
+        return stream(input, from, to, [] { return 20000; });
     }
     bytes one_by_one(const bytes &input, uint32_t from, uint32_t to) const {
         return stream(input, from, to, [] { return 1; });
@@ -220,10 +221,11 @@ START_TEST(call_by_call)
     for (const auto &row : rows) {
         const converter made(row.out_rate, row.in_rate, row.kernel);
         for (const step &step : row.steps) {
-            bytes in = lend(step.in), out;
-            made.call(in, static_cast<uint32_t>(step.in.size()), out, step.room, RESAMPLE_LEND, RESAMPLE_LEND);
+            bytes out;
+            const uint32_t used = made.call(lend(step.in).data(), static_cast<uint32_t>(step.in.size()), out, step.room,
+                                            RESAMPLE_LEND, RESAMPLE_LEND);
             ck_assert(samples_of(out) == step.out);
-            ck_assert_uint_eq(step.in.size() - in.size() / 2, step.consumed);
+            ck_assert_uint_eq(used, step.consumed);
             ck_assert_uint_eq(made->phase, step.phase);
             ck_assert(made.history() == step.history);
         }
@@ -281,10 +283,9 @@ START_TEST(any_cut_gives_the_same_bytes)
     const struct {
         uint32_t out_rate, in_rate, digest;
     } rows[] = {
-        {48000, 44100, 0x704F2523}, {44100, 48000, 0x8F6E1044}, {8000, 48000, 0xAEA20505}, {16000, 8000, 0xD0BB6833},
-        {8000, 44100, 0xB4105F9C},  {8000, 8000, 0x73208D9D},   {3, 1, 0x8E0CB28D},        {4, 6, 0x140F92AE},
-        {7, 1, 0x9BCEDC17},         {320, 441, 0xB8D2D8B1},     {5, 128, 0x5C6964CC},      {1, 70, 0xB4030753},
-        {441, 320, 0x426C3B12},     {1, 300, 0xBA852878},
+        {48000, 44100, 0xC8AA4DB4}, {44100, 48000, 0x488C9A99}, {8000, 48000, 0xAC9FB154}, {16000, 8000, 0x67A79976},
+        {8000, 44100, 0xF359665E},  {8000, 8000, 0x0F4ADAE9},   {7, 1, 0xA1ACB943},        {4, 6, 0xE5316593},
+        {1, 70, 0x30304F69},        {1, 300, 0xBC73FEC4},
     };
     generator random{3};
     for (const auto &row : rows) {
@@ -292,19 +293,14 @@ START_TEST(any_cut_gives_the_same_bytes)
         for (const uint32_t kernel : kKernels)
             for (const uint32_t from : kFormats)
                 for (const uint32_t to : kFormats) {
+                    const bytes input = noise(2500, from + to);
                     const converter made(row.out_rate, row.in_rate, kernel);
-                    const auto again = [&](auto convert) {
-                        resample_reset(made.state.get());
-                        return convert();
-                    };
-                    const bytes input = noise(3000, from + to);
                     const bytes expected = made.at_once(input, from, to);
                     all = digest(expected, all);
-                    ck_assert(again([&] { return made.one_by_one(input, from, to); }) == expected);
-                    for (const unsigned longest : {8U, 64U, 1500U})
-                        ck_assert(again([&] {
-                                      return made.stream(input, from, to, [&] { return 1 + random() % longest; });
-                                  }) == expected);
+                    for (const uint32_t longest : {1U, 10U, 100U, 1500U}) {
+                        resample_reset(made.state.get());
+                        ck_assert(made.stream(input, from, to, [&] { return 1 + random() % longest; }) == expected);
+                    }
                 }
         ck_assert_msg(all == row.digest, "%u from %u: 0x%08X", row.out_rate, row.in_rate, all);
     }
@@ -315,9 +311,9 @@ END_TEST
 START_TEST(every_length_of_call)
 {
     for (const uint32_t kernel : kKernels)
-        for (const auto &[out_rate, in_rate] : {std::pair{2U, 1U}, {1U, 6U}, {5U, 3U}, {160U, 147U}}) {
+        for (const auto &[out_rate, in_rate] : {std::pair{2U, 1U}, {1U, 6U}, {5U, 3U}, {20U, 17U}}) {
             const converter whole(out_rate, in_rate, kernel), plain(out_rate, in_rate, kernel);
-            for (uint32_t length = 1; length < 200; ++length) {
+            for (uint32_t length = 1; length < 100; ++length) {
                 const bytes input = noise(2 * size_t{length}, length);
                 bytes in = input, made(2 * 2 * (size_t{length} + 4), 0xA5);
                 uint32_t used = length, written = 2 * length;
