@@ -37,8 +37,8 @@ struct converter {
         std::copy(input, input + in.size() - 1, in.begin() + 1);
         uint32_t used = in_count, made = room;
         resample_mono(state.get(), in.data() + 1, &used, out.data() + 1, &made, from, to);
-        ck_assert_uint_le(used, in_count);
-        ck_assert_uint_le(made, room);
+        if (used > in_count || made > room) // an assertion that holds would cost a system call each
+            ck_abort_msg("%u of %u used, %u of %u made", used, in_count, made, room);
         output.insert(output.end(), out.begin() + 1, out.begin() + 1 + made * size_of(to));
         return used;
     }
