@@ -15,8 +15,8 @@
 #include <vela/fixedpoint.h>
 #include <vela/interp.h>
 #include <vela/matrix.h>
-#include <vela/spheremap.h>
 #include <vela/resample.h>
+#include <vela/spheremap.h>
 #include <vela/text.h>
 #include <vela/time.h>
 #include <vela/url.h>
