@@ -2,7 +2,7 @@
 file(GLOB_RECURSE vela_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/source/*.cpp)
 
 # Modules whose inner loops are worth unrolling and vectorising; the rest stays small.
-set(vela_hot_modules matrix polyfit resample solve svd text uuid)
+set(vela_hot_modules matrix polyfit resample solve svd text)
 foreach(module IN LISTS vela_hot_modules)
   set_source_files_properties(${PROJECT_SOURCE_DIR}/source/${module}.cpp PROPERTIES COMPILE_OPTIONS -O3)
 endforeach()
@@ -13,7 +13,7 @@ target_include_directories(vela_objects PUBLIC
 target_link_libraries(vela_objects PRIVATE $<BUILD_INTERFACE:vela_options>)
 target_compile_options(vela_objects PRIVATE
   -Wmissing-declarations -fno-exceptions -fno-rtti -fno-threadsafe-statics
-  -fno-asynchronous-unwind-tables -fno-semantic-interposition -ffunction-sections)
+  -fno-asynchronous-unwind-tables -fno-semantic-interposition -ffunction-sections -fdata-sections)
 target_compile_definitions(vela_objects PRIVATE _FILE_OFFSET_BITS=64)
 set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden)
 

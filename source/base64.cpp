@@ -1,13 +1,14 @@
+#include "detail/base64_tables.hpp"
 #include "detail/endian.hpp"
 #include "detail/simd.hpp"
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdio>
 #include <vela/base64.h>
 
 #if defined VELA_AVX2
 #include "detail/base64_avx2.hpp"
+#include "detail/base64_avx512.hpp"
 #elif defined VELA_NEON
 #include "detail/base64_neon.hpp"
 #endif
@@ -16,19 +17,19 @@ using namespace vela::detail;
 
 namespace {
 
+// The vector units that can take steps of their own, the widest first.
+template <class... Unit>
+struct unit_list {};
+#if defined VELA_AVX2
+using units = unit_list<base64_avx512, base64_avx2>;
+#elif defined VELA_NEON
+using units = unit_list<base64_neon>;
+#else
+using units = unit_list<>;
+#endif
+
 constexpr uint32_t kLimit = 1U << 30; // from which lengths no longer fit
-constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-// The index of each character in the alphabet, or -1.
-constexpr auto kIndex = [] {
-    std::array<int8_t, 256> table;
-    table.fill(-1);
-    for (int8_t i = 0; i < 64; ++i)
-        table[static_cast<unsigned char>(kAlphabet[i])] = i;
-    return table;
-}();
-
-int32_t index_of(char ch) { return kIndex[static_cast<unsigned char>(ch)]; }
+int32_t index_of(char ch) { return kBase64Index[static_cast<unsigned char>(ch)]; }
 
 // What is skipped between groups.
 bool is_foreign(char ch) { return index_of(ch) < 0 && ch != '='; }
@@ -46,40 +47,83 @@ struct position {
     }
 };
 
-#ifdef VELA_WIDE
-// Encodes from the front what whole vector steps can take; returns the number of bytes taken.
-VELA_WIDE size_t encode_wide(const uint8_t *src, size_t len, char *dst) {
+// Encodes from the front what whole steps of a vector unit can take; returns the number of bytes taken.
+template <class Unit>
+[[gnu::always_inline]] inline size_t encode_steps(const uint8_t *src, size_t len, char *dst) {
+    const uint8_t *const start = src;
+    for (; len >= Unit::kEncodeReads; len -= Unit::kEncodeTakes) {
+        Unit::encode(src, dst);
+        src += Unit::kEncodeTakes;
+        dst += Unit::kEncodeTakes / 3 * 4;
+    }
+    return static_cast<size_t>(src - start);
+}
+
+// The same by each unit that the processor has, one taking what the wider one before it left.
+template <class... Unit>
+size_t encode_wide(unit_list<Unit...>, const uint8_t *src, size_t len, char *dst) {
     size_t taken = 0;
-    for (; len - taken >= base64_wide::kEncodeReads; taken += base64_wide::kEncodeTakes)
-        base64_wide::encode(src + taken, dst + taken / 3 * 4);
+    const auto next = [&](bool available, auto encode) {
+        if (available)
+            taken += encode(src + taken, len - taken, dst + taken / 3 * 4);
+    };
+    (next(Unit::available(), Unit::template run<encode_steps<Unit>, const uint8_t *, size_t, char *>), ...);
     return taken;
 }
 
-// Decodes groups of four characters of the alphabet until one holds another, or too few are left for a vector step.
-VELA_WIDE position decode_wide(position at) {
-    constexpr size_t kStepGroups = base64_wide::kDecodeReads / 4;
-    // So many characters left mean that a step's whole output fits.
-    constexpr size_t kNeeded = std::max(base64_wide::kDecodeReads, (base64_wide::kDecodeWrites * 4 + 2) / 3);
-    for (size_t groups = kStepGroups; groups == kStepGroups && at.left() >= kNeeded; at.advance(groups))
-        groups = base64_wide::decode(at.text, at.bytes);
+// Decodes groups of the alphabet and skips foreign characters between them, until a group holds something else or too
+// few characters are left for a step of the unit.
+template <class Unit>
+[[gnu::always_inline]] inline position decode_steps(position at) {
+    constexpr size_t kGroups = Unit::kDecodeReads / 4;
+    // So many characters left grant room for a step's whole output.
+    constexpr size_t kNeeded = std::max(Unit::kDecodeReads, (Unit::kDecodeWrites * 4 + 2) / 3);
+    size_t expected = 0;
+    while (at.left() >= kNeeded) {
+        const size_t groups = Unit::decode(at.text, at.bytes);
+        if (groups == kGroups) {
+            at.advance(kGroups);
+            continue;
+        }
+        // The ends of lines come at the same place again and again: to go on from there the processor need not wait
+        // for this step's result if it can foretell this branch.
+        if (groups != expected) {
+            expected = groups;
+            asm volatile("" : "+r"(expected)); // no conditional move
+        }
+        at.advance(expected);
+        if (!is_foreign(*at.text))
+            break;
+        ++at.text;
+    }
     return at;
 }
-#endif
 
-void encode_group(uint32_t bits, char *dst) {
-    dst[0] = kAlphabet[bits >> 26];
-    dst[1] = kAlphabet[bits >> 20 & 63];
-    dst[2] = kAlphabet[bits >> 14 & 63];
-    dst[3] = kAlphabet[bits >> 8 & 63];
+template <class... Unit>
+position decode_wide(unit_list<Unit...>, position at) {
+    ((at = Unit::available() ? Unit::template run<decode_steps<Unit>>(at) : at), ...);
+    return at;
+}
+
+// The four characters of the high 24 bits, written as one word.
+[[gnu::always_inline]] inline void encode_group(uint32_t bits, char *dst) {
+    const auto character = [](uint32_t value) {
+        return uint32_t{static_cast<unsigned char>(kBase64Alphabet[value & 63])};
+    };
+    store32<std::endian::little>(dst, character(bits >> 26) | character(bits >> 20) << 8 | character(bits >> 14) << 16 |
+                                          character(bits >> 8) << 24);
 }
 
 // Three bytes at a time, read as a word of four while there is a fourth; returns the number of bytes taken.
 size_t encode_groups(const uint8_t *src, size_t len, char *dst) {
-    size_t taken = 0;
+    const uint8_t *const start = src, *const end = src + len;
+    for (; end - src > 12; src += 12, dst += 16)
 #pragma GCC unroll 4
-    for (; len - taken > 3; taken += 3, dst += 4)
-        encode_group(load32<std::endian::big>(src + taken), dst);
-    return taken;
+        for (size_t i = 0; i < 4; ++i)
+            encode_group(load32<std::endian::big>(src + 3 * i), dst + 4 * i);
+    for (; end - src > 3; src += 3, dst += 4)
+        encode_group(load32<std::endian::big>(src), dst);
+    return static_cast<size_t>(src - start);
 }
 
 // The last one to three bytes of an input.
@@ -92,22 +136,16 @@ void encode_end(const uint8_t *src, size_t len, char *dst) {
         dst[i + 1] = '=';
 }
 
-void store_bytes(uint32_t bits, uint8_t *bytes) {
-    bytes[0] = static_cast<uint8_t>(bits >> 16);
-    bytes[1] = static_cast<uint8_t>(bits >> 8);
-    bytes[2] = static_cast<uint8_t>(bits);
-}
-
-// Decodes groups of four characters of the alphabet, until one holds another or less than a group is left.
+// Decodes groups of four characters of the alphabet, until one holds another or few are left. Three bytes are written
+// as a word of four, so there must be room for one more than the result: six characters left grant it.
 position decode_plain(position at) {
-#pragma GCC unroll 2
-    for (; at.left() >= 4; at.advance(1)) {
+    for (; at.left() >= 6; at.advance(1)) {
         // A -1 among them makes the sum negative.
         const int32_t bits =
             index_of(at.text[0]) << 18 | index_of(at.text[1]) << 12 | index_of(at.text[2]) << 6 | index_of(at.text[3]);
         if (bits < 0)
             break;
-        store_bytes(static_cast<uint32_t>(bits), at.bytes);
+        store32<std::endian::big>(at.bytes, static_cast<uint32_t>(bits) << 8);
     }
     return at;
 }
@@ -136,13 +174,11 @@ position skip_foreign(position at) {
 }
 
 // Decodes to the end or to an incomplete group.
-position decode(position at, [[maybe_unused]] bool wide) {
+position decode(position at, bool wide) {
     for (at = skip_foreign(at); at.left() >= 4; at = skip_foreign(at)) {
         const char *const start = at.text;
-#ifdef VELA_WIDE
         if (wide)
-            at = decode_wide(at);
-#endif
+            at = decode_wide(units(), at);
         at = decode_plain(at);
         if (at.text == start)
             at = decode_any(at);
@@ -165,11 +201,7 @@ int32_t base64_encode(const void *src, uint32_t len, char *dst, uint32_t dst_siz
     if (!src || !len || len >= kLimit || dst_size < needed || !dst)
         return 0;
     const auto *bytes = static_cast<const uint8_t *>(src);
-    size_t taken = 0;
-#ifdef VELA_WIDE
-    if (wide_unit())
-        taken = encode_wide(bytes, len, dst);
-#endif
+    size_t taken = encode_wide(units(), bytes, len, dst);
     taken += encode_groups(bytes + taken, len - taken, dst + taken / 3 * 4);
     if (taken < len)
         encode_end(bytes + taken, len - taken, dst + taken / 3 * 4);
@@ -186,7 +218,7 @@ uint32_t base64_decode_stream(const char **src_ptr, uint32_t len, void *dst, uin
         return 0;
     auto *const bytes = static_cast<uint8_t *>(dst);
     const position start = {*src_ptr, *src_ptr + len, bytes};
-    const position stop = decode(start, wide_unit() && !overlaps(*src_ptr, len, bytes, dst_size));
+    const position stop = decode(start, !overlaps(*src_ptr, len, bytes, dst_size));
     *src_ptr = stop.text;
     return static_cast<uint32_t>(stop.bytes - bytes);
 }
@@ -198,7 +230,7 @@ uint32_t base64_decode(const char *src, uint32_t len, void *dst, uint32_t dst_si
 void base64_decode_table_gen(void) {
     for (int ch = 0; ch < 256; ++ch) {
         if (ch != '=')
-            std::printf("0x%02x,", static_cast<uint8_t>(kIndex[static_cast<size_t>(ch)]));
+            std::printf("0x%02x,", static_cast<uint8_t>(kBase64Index[static_cast<size_t>(ch)]));
         if ((ch + 1) % 15 == 0)
             std::printf("\n");
     }

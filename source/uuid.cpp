@@ -1,4 +1,5 @@
 #include "detail/hex.hpp"
+#include "detail/simd.hpp"
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
@@ -10,6 +11,10 @@
 #include <unistd.h>
 #include <utility>
 #include <vela/uuid.h>
+
+#ifdef VELA_NEON
+#include <arm_neon.h>
+#endif
 
 using namespace vela::detail;
 
@@ -81,15 +86,6 @@ void fill_from_generator(uint8_t *to, size_t len) {
     fill_bytes(to, len);
 }
 
-void write_dashed(char *text, const uint8_t *uuid) {
-    char digits[kDigits];
-    write_digits<'a'>(uuid, kBytes, digits);
-    for (const digit_group &group : kGroups)
-        std::memcpy(text + group.dashed, digits + group.plain, group.count);
-    for (size_t i = 1; i < std::size(kGroups); ++i)
-        text[kGroups[i].dashed - 1] = '-';
-}
-
 bool has_dashes(const char *text) { return text[8] == '-' && text[13] == '-' && text[18] == '-' && text[23] == '-'; }
 
 // The digits of a text laid out as one of the forms, dashes left out; false for any other layout.
@@ -99,6 +95,7 @@ bool gather_digits(const char *text, char *digits) {
     if (braced)
         ++text, --length;
     if (length >= kDashed && has_dashes(text)) {
+#pragma GCC unroll 5 // so that the counts are constants
         for (const digit_group &group : kGroups)
             std::memcpy(digits + group.plain, text + group.dashed, group.count);
         return true;
@@ -109,20 +106,102 @@ bool gather_digits(const char *text, char *digits) {
     return true;
 }
 
-// Reads a text that has one of the forms to the letter, each byte as two digits; false for any other, even if the
-// scan formats would take it.
-bool scan_exact(const char *text, uint8_t *uuid) {
-    char digits[kDigits];
-    if (!gather_digits(text, digits))
-        return false;
-    uint8_t all_bits = 0;
-    for (const char digit : digits)
-        all_bits |= value_of(static_cast<uint8_t>(digit));
-    if (all_bits > 15)
-        return false;
-    read_digits(digits, kBytes, uuid);
+// Reads 32 digits, if they all are.
+bool read_plain(const char *digits, uint8_t *uuid) {
+    uint8_t bytes[kBytes];
+    for (size_t i = 0; i < kBytes; ++i) {
+        const uint8_t high = value_of(static_cast<uint8_t>(digits[2 * i]));
+        const uint8_t low = value_of(static_cast<uint8_t>(digits[2 * i + 1]));
+        if ((high | low) > 15)
+            return false;
+        bytes[i] = static_cast<uint8_t>(high << 4 | low);
+    }
+    std::memcpy(uuid, bytes, kBytes);
     return true;
 }
+
+[[gnu::noinline]] int32_t write_plain(char *text, const uint8_t *uuid) {
+    char digits[kDigits];
+    write_digits<'a'>(uuid, kBytes, digits);
+    *text++ = '{';
+#pragma GCC unroll 5
+    for (const digit_group &group : kGroups) {
+        std::memcpy(text + group.dashed, digits + group.plain, group.count);
+        text[group.dashed + group.count] = '-';
+    }
+    std::memcpy(text + kDashed, "}", 2);
+    return kBraced;
+}
+
+#ifdef VELA_WIDE
+// Sixteen bytes or characters side by side.
+using vector = uint8_t __attribute__((vector_size(16)));
+using char_vector = char __attribute__((vector_size(16)));
+
+VELA_WIDE inline vector load(const void *from) {
+    vector value;
+    std::memcpy(&value, from, sizeof value);
+    return value;
+}
+
+VELA_WIDE inline void store(void *to, vector value) { std::memcpy(to, &value, sizeof value); }
+
+// The entries of a table that the indices select; 0 for an index of 255.
+VELA_WIDE inline vector look_up(vector table, vector index) {
+#ifdef VELA_AVX2
+    return reinterpret_cast<vector>(
+        __builtin_ia32_pshufb128(reinterpret_cast<char_vector>(table), reinterpret_cast<char_vector>(index)));
+#else
+    const auto halves = __builtin_bit_cast(uint8x8x2_t, table);
+    return vcombine_u8(vtbl2_u8(halves, vget_low_u8(index)), vtbl2_u8(halves, vget_high_u8(index)));
+#endif
+}
+
+// Values of digits in either case; more than 15 for any other character.
+VELA_WIDE inline vector values_of(vector text) {
+    const vector decimal = text - '0', letter = (text | 0x20) - 'a';
+    const auto is_decimal = reinterpret_cast<vector>(decimal < 10), is_letter = reinterpret_cast<vector>(letter < 6);
+    return (decimal & is_decimal) | ((letter + 10) & is_letter) | ~(is_decimal | is_letter);
+}
+
+VELA_WIDE bool read_wide(const char *digits, uint8_t *uuid) {
+    const vector front = load(digits), back = load(digits + 16);
+    const vector high =
+        values_of(__builtin_shufflevector(front, back, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30));
+    const vector low =
+        values_of(__builtin_shufflevector(front, back, 1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31));
+    uint64_t bad[2];
+    store(bad, (high | low) & 0xF0);
+    if (bad[0] | bad[1])
+        return false;
+    store(uuid, high << 4 | low);
+    return true;
+}
+
+VELA_WIDE int32_t write_wide(char *text, const uint8_t *uuid) {
+    constexpr vector kDigitOf = {'0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'a', 'b', 'c', 'd', 'e', 'f'};
+    const vector bytes = load(uuid), high = bytes >> 4, low = bytes & 15;
+    const vector front =
+        look_up(kDigitOf, __builtin_shufflevector(high, low, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23));
+    const vector back = look_up(
+        kDigitOf, __builtin_shufflevector(high, low, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31));
+
+    // The two ends of the text, and then what is between them:
+    //     {001122334455667.......899aabbccddeeff}
+    //        112233-4455-6677-8899-aabbccddee
+    constexpr vector kOpening = {'{'}, kFrontDashes = {0, 0, 0, 0, 0, 0, '-', 0, 0, 0, 0, '-'},
+                     kBackDashes = {'-', 0, 0, 0, 0, '-'},
+                     kClosing = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, '}', 0};
+    store(text, look_up(front, vector{255, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14}) | kOpening);
+    store(text + 23, look_up(back, vector{2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 255, 255}) | kClosing);
+    store(text + 3, look_up(front, vector{2, 3, 4, 5, 6, 7, 255, 8, 9, 10, 11, 255, 12, 13, 14, 15}) | kFrontDashes);
+    store(text + 19, look_up(back, vector{255, 0, 1, 2, 3, 255, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}) | kBackDashes);
+    return kBraced;
+}
+#else
+constexpr auto read_wide = read_plain;
+constexpr auto write_wide = write_plain;
+#endif
 
 // For the formatted input and output functions, which take the bytes one by one: calls with their indices.
 template <class Call>
@@ -160,7 +239,8 @@ int32_t uuid_scanf(const char *text, const char *format, uint8_t *uuid) {
 }
 
 int32_t uuid_scan(const char *text, uint8_t *uuid) {
-    if (scan_exact(text, uuid))
+    char digits[kDigits];
+    if (gather_digits(text, digits) && (wide_unit() ? read_wide : read_plain)(digits, uuid))
         return 0;
     for (const char *format : {kBracedFormat, kDashedFormat, kPlainFormat})
         if (uuid_scanf(text, format, uuid) == kBytes)
@@ -183,8 +263,5 @@ int32_t uuid_sprintf(char *text, const char *format, const uint8_t *uuid) {
 }
 
 int32_t uuid_sprint(char *text, const uint8_t *uuid) {
-    text[0] = '{';
-    write_dashed(text + 1, uuid);
-    std::memcpy(text + 1 + kDashed, "}", 2);
-    return kBraced;
+    return wide_unit() ? write_wide(text, uuid) : write_plain(text, uuid);
 }

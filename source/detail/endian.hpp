@@ -28,4 +28,11 @@ inline void store16(void *to, std::uint16_t value) {
     std::memcpy(to, &value, sizeof value);
 }
 
+template <std::endian order>
+inline void store32(void *to, std::uint32_t value) {
+    if (order != std::endian::native)
+        value = __builtin_bswap32(value);
+    std::memcpy(to, &value, sizeof value);
+}
+
 } // namespace vela::detail

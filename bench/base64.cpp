@@ -1,0 +1,110 @@
+#include "ratios.hpp"
+#include <cstring>
+#include <random>
+#include <vela/base64.h>
+#ifdef HAVE_LIBCRYPTO
+#include <openssl/evp.h>
+#endif
+#ifdef HAVE_GLIB_2_0
+#include <glib.h>
+#endif
+
+namespace {
+
+using buffer = std::string;
+
+buffer random_bytes(size_t size) {
+    std::mt19937 random(1);
+    buffer bytes(size, '\0');
+    for (char &byte : bytes)
+        byte = static_cast<char>(random());
+    return bytes;
+}
+
+uint32_t size_of(const buffer &text) { return static_cast<uint32_t>(text.size()); }
+
+buffer text_of(const buffer &bytes, size_t line = SIZE_MAX) {
+    buffer text(base64_encode_len(nullptr, size_of(bytes)), '\0'), lines;
+    base64_encode(bytes.data(), size_of(bytes), text.data(), size_of(text));
+    for (size_t i = 0; i < text.size(); i += std::min(line, text.size() - i))
+        lines += text.substr(i, line) + (line < text.size() ? "\n" : "");
+    return lines;
+}
+
+// Times convert(from, to), per byte of the input; the output has room for twice that.
+template <class Convert>
+void add(const std::string &name, const char *implementation, const buffer &from, Convert convert) {
+    ratios::add(name, implementation, [=](benchmark::State &state) {
+        buffer to(2 * from.size() + 64, '\0');
+        for (auto _ : state) {
+            convert(from, to);
+            benchmark::ClobberMemory();
+        }
+        state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(from.size()));
+    });
+}
+
+void copy(const buffer &from, buffer &to) { std::memcpy(to.data(), from.data(), from.size()); }
+
+void encode(const buffer &from, buffer &to) { base64_encode(from.data(), size_of(from), to.data(), size_of(to)); }
+
+void decode(const buffer &from, buffer &to) { base64_decode(from.data(), size_of(from), to.data(), size_of(to)); }
+
+#ifdef HAVE_LIBCRYPTO
+const unsigned char *unsigned_data(const buffer &from) { return reinterpret_cast<const unsigned char *>(from.data()); }
+unsigned char *unsigned_data(buffer &to) { return reinterpret_cast<unsigned char *>(to.data()); }
+#endif
+
+void add_encoders(const std::string &name, const buffer &bytes) {
+    add(name, "vela", bytes, encode);
+    add(name, "memcpy", bytes, copy);
+#ifdef HAVE_LIBCRYPTO
+    add(name, "openssl", bytes, [](const buffer &from, buffer &to) {
+        EVP_EncodeBlock(unsigned_data(to), unsigned_data(from), static_cast<int>(from.size()));
+    });
+#endif
+#ifdef HAVE_GLIB_2_0
+    add(name, "glib", bytes, [](const buffer &from, buffer &to) {
+        int state = 0, save = 0;
+        const gsize length = g_base64_encode_step(reinterpret_cast<const guchar *>(from.data()), from.size(), FALSE,
+                                                  to.data(), &state, &save);
+        g_base64_encode_close(FALSE, to.data() + length, &state, &save);
+    });
+#endif
+}
+
+void add_decoders(const std::string &name, const buffer &text) {
+    add(name, "vela", text, decode);
+    add(name, "memcpy", text, copy);
+#ifdef HAVE_LIBCRYPTO
+    add(name, "openssl", text, [](const buffer &from, buffer &to) {
+        EVP_DecodeBlock(unsigned_data(to), unsigned_data(from), static_cast<int>(from.size()));
+    });
+#endif
+#ifdef HAVE_GLIB_2_0
+    add(name, "glib", text, [](const buffer &from, buffer &to) {
+        int state = 0;
+        guint save = 0;
+        g_base64_decode_step(from.data(), from.size(), reinterpret_cast<guchar *>(to.data()), &state, &save);
+    });
+#endif
+}
+
+const bool registered = [] {
+    for (const size_t kib : {1, 64, 1024}) {
+        const buffer bytes = random_bytes(1024 * kib);
+        const std::string size = std::to_string(kib) + " KiB";
+        add_encoders("encode " + size, bytes);
+        add_decoders("decode " + size, text_of(bytes));
+        add("decode lines of 76, " + size, "vela", text_of(bytes, 76), decode);
+        add("decode lines of 76, " + size, "unbroken", text_of(bytes), decode);
+    }
+    for (const char *name : {"encode 64 KiB", "decode 64 KiB"}) {
+        ratios::bar(name, 15, {"openssl", "glib"});
+        ratios::bar(name, 0.5, {"memcpy"});
+    }
+    ratios::bar("decode lines of 76, 64 KiB", 0.25);
+    return true;
+}();
+
+} // namespace
