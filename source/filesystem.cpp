@@ -113,7 +113,7 @@ bool examine(int parent, const char *name, unsigned char &type) {
     struct stat status;
     if (fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0)
         return false;
-    type = IFTODT(status.st_mode);
+    type = static_cast<unsigned char>(IFTODT(status.st_mode));
     return true;
 }
 
