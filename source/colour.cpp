@@ -203,88 +203,98 @@ constexpr bool fits_lanes(const conversion &map) {
 #ifdef VELA_AVX2
 #define VELA_INLINE [[gnu::always_inline]] VELA_WIDE inline
 
-// Sixteen pixels, those of each 128-bit half together:
+// Thirty-two pixels in two registers of sixteen words: pixels 0 to 7 and 16 to 23, and pixels 8 to 15 and 24 to 31. One
+// register's words become the bytes of the other's neighbours when both are packed, in each 128-bit half:
 //
-//     pairs     first 0, second 0, first 1, second 1, ... first 7, second 7   |  ... of pixels 8 to 15
-//     singles   third 0, 0,        third 1, 0,        ... third 7, 0          |
-//
-// as the instruction needs them that multiplies bytes by signed bytes and adds neighbours.
+//     low  0 1 2 3 4 5 6 7 | 16 ... 23      bytes  0 1 2 ... 15 | 16 17 18 ... 31
+//     high 8 9 ...      15 | 24 ... 31
 struct wide {
-    static constexpr uint32_t kPixels = 16;
+    static constexpr uint32_t kPixels = 32, kUnpackedPixels = 32;
     using words = __m256i;
+    using bytes = __m256i;
+
+    // Sixteen pixels as the instruction needs them that multiplies bytes and adds neighbours.
     struct block {
-        words pairs, singles;
+        words first;  // the first byte of each pixel and a 0
+        bytes others; // the second and the third
     };
 
     VELA_INLINE static words both(__m128i half) { return _mm256_broadcastsi128_si256(half); }
 
-    VELA_INLINE static __m128i load_half(const uint8_t *from) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i *>(from));
-    }
-
-    // Bytes at `from` in the lower half, those 24 behind (eight pixels on) in the upper one.
-    VELA_INLINE static words load_halves(const uint8_t *from) {
-        return _mm256_inserti128_si256(_mm256_castsi128_si256(load_half(from)), load_half(from + 24), 1);
+    template <size_t distance>
+    VELA_INLINE static bytes load_halves(const uint8_t *from) {
+        const auto *half = reinterpret_cast<const __m128i *>(from);
+        const auto *other = reinterpret_cast<const __m128i *>(from + distance);
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(half)), _mm_loadu_si128(other), 1);
     }
 
     VELA_INLINE static block load(const uint8_t *from) {
-        const words front = both(_mm_setr_epi8(0, 1, 3, 4, 6, 7, 9, 10, 2, -1, 5, -1, 8, -1, 11, -1));
-        const words back = both(_mm_setr_epi8(4, 5, 7, 8, 10, 11, 13, 14, 6, -1, 9, -1, 12, -1, 15, -1));
-        const words low = _mm256_shuffle_epi8(load_halves(from), front);     // pixels 0 to 3
-        const words high = _mm256_shuffle_epi8(load_halves(from + 8), back); // pixels 4 to 7
-        return {_mm256_unpacklo_epi64(low, high), _mm256_unpackhi_epi64(low, high)};
+        const bytes front =
+            _mm256_shuffle_epi8(load_halves<48>(from), // pixels 0 to 3
+                                both(_mm_setr_epi8(0, -1, 3, -1, 6, -1, 9, -1, 1, 2, 4, 5, 7, 8, 10, 11)));
+        const bytes back =
+            _mm256_shuffle_epi8(load_halves<48>(from + 8), // pixels 4 to 7
+                                both(_mm_setr_epi8(4, -1, 7, -1, 10, -1, 13, -1, 5, 6, 8, 9, 11, 12, 14, 15)));
+        return {_mm256_unpacklo_epi64(front, back), _mm256_unpackhi_epi64(front, back)};
     }
 
-    template <weights w, int32_t addend>
-    VELA_INLINE static words weigh(const block &b) {
-        constexpr auto byte_pair = [](int32_t first, int32_t second) {
-            return static_cast<int16_t>((second << 8) | (first & 255));
-        };
-        words sum = _mm256_set1_epi16(addend);
-        if constexpr (w[0] || w[1]) {
-            const words products = _mm256_maddubs_epi16(b.pairs, _mm256_set1_epi16(byte_pair(w[0], w[1])));
-            sum = addend ? _mm256_add_epi16(sum, products) : products;
-        }
-        if constexpr (w[2])
-            sum = _mm256_add_epi16(sum, _mm256_maddubs_epi16(b.singles, _mm256_set1_epi16(byte_pair(w[2], 0))));
-        return sum;
+    // The addend of the low parts is the same in each row of a map, like luma's weight in decoding: the compiler makes
+    // their sum once.
+    template <row r>
+    VELA_INLINE static words apply(const block &b) {
+        constexpr split_row s = split(r);
+        words low = _mm256_maddubs_epi16(b.others, byte_pairs(s.low[1], s.low[2]));
+        if constexpr (s.low[0])
+            low = _mm256_add_epi16(low, _mm256_add_epi16(_mm256_maddubs_epi16(b.first, byte_pairs(s.low[0], 0)),
+                                                         _mm256_set1_epi16(s.low_addend)));
+        words sum = _mm256_maddubs_epi16(b.others, byte_pairs(s.high[1], s.high[2]));
+        sum = _mm256_add_epi16(sum, _mm256_maddubs_epi16(b.first, byte_pairs(s.high[0], 0)));
+        sum = _mm256_add_epi16(sum, _mm256_set1_epi16(s.high_addend + (1 << (kHighBits - 1))));
+        sum = _mm256_add_epi16(sum, _mm256_srai_epi16(low, kLowBits));
+        return _mm256_srai_epi16(sum, kHighBits);
     }
 
-    VELA_INLINE static words merge(words high, words low) {
-        return _mm256_add_epi16(high, _mm256_srai_epi16(low, kLowBits));
+    VELA_INLINE static bytes byte_pairs(int32_t first, int32_t second) {
+        return _mm256_set1_epi16(static_cast<int16_t>((second << 8) | (first & 255)));
     }
 
-    // (x + 2^(bits - 1)) >> bits; the multiplication gives (x y + 2^14) >> 15.
-    template <int bits>
-    VELA_INLINE static words round(words x) {
-        if constexpr (bits == 0)
-            return x;
-        else
-            return _mm256_mulhrs_epi16(x, _mm256_set1_epi16(1 << (15 - bits)));
+    template <row r>
+    VELA_INLINE static bytes apply_to_both(const block &low, const block &high) {
+        return _mm256_packus_epi16(apply<r>(low), apply<r>(high));
     }
 
-    // Rounds `bits` off three rows of sixteen words, limits them to bytes and writes these as pixels.
-    template <int bits>
-    VELA_INLINE static void store(uint8_t *to, words first, words second, words third) {
-        const words ab = _mm256_packus_epi16(round<bits>(first), round<bits>(second));
-        const words c = _mm256_packus_epi16(round<bits>(third), _mm256_setzero_si256());
-        // The 24 bytes of each half: abc abc abc abc abc a | bc abc abc
-        const words head = _mm256_or_si256(
-            _mm256_shuffle_epi8(ab, both(_mm_setr_epi8(0, 8, -1, 1, 9, -1, 2, 10, -1, 3, 11, -1, 4, 12, -1, 5))),
-            _mm256_shuffle_epi8(c, both(_mm_setr_epi8(-1, -1, 0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1))));
-        const words tail = _mm256_or_si256(
-            _mm256_shuffle_epi8(ab, both(_mm_setr_epi8(13, -1, 6, 14, -1, 7, 15, -1, 13, -1, 6, 14, -1, 7, 15, -1))),
-            _mm256_shuffle_epi8(c, both(_mm_setr_epi8(-1, 5, -1, -1, 6, -1, -1, 7, -1, 5, -1, -1, 6, -1, -1, 7))));
-        // Behind the lower head:  lower tail, upper head, upper tail
-        const words rest = _mm256_blend_epi32(_mm256_permute4x64_epi64(head, 0b11'11'10'00), tail, 0b11'00'00'11);
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(to), _mm256_castsi256_si128(head));
-        _mm256_storeu_si256(reinterpret_cast<words *>(to + 16), rest);
+    template <conversion map>
+    VELA_INLINE static void convert(const uint8_t *from, uint8_t *to) {
+        const block low = load(from), high = load(from + 24);
+        store(to, apply_to_both<map[0]>(low, high), apply_to_both<map[1]>(low, high), apply_to_both<map[2]>(low, high));
     }
 
-    // Eight quads. With chroma 8 times as large, the rounding multiplication gives the red and the blue term, and the
-    // upper word of twice the green sum is that term.
-    VELA_INLINE static void unpack(const uint8_t *from, uint8_t *to) {
-        const words quads = _mm256_loadu_si256(reinterpret_cast<const words *>(from));
+    // Writes pixels from their bytes. Of the 48 bytes that 16 pixels take, each byte place of a 16-byte third belongs
+    // to another of a, b and c:
+    //
+    //     abcabcabcabcabca  bcabcabcabcabcab  cabcabcabcabcabc
+    VELA_INLINE static void store(uint8_t *to, bytes a, bytes b, bytes c) {
+        a = _mm256_shuffle_epi8(a, both(_mm_setr_epi8(0, 11, 6, 1, 12, 7, 2, 13, 8, 3, 14, 9, 4, 15, 10, 5)));
+        b = _mm256_shuffle_epi8(b, both(_mm_setr_epi8(5, 0, 11, 6, 1, 12, 7, 2, 13, 8, 3, 14, 9, 4, 15, 10)));
+        c = _mm256_shuffle_epi8(c, both(_mm_setr_epi8(10, 5, 0, 11, 6, 1, 12, 7, 2, 13, 8, 3, 14, 9, 4, 15)));
+        const bytes second = both(_mm_setr_epi8(0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0));
+        const bytes third = both(_mm_setr_epi8(0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0));
+        const bytes front = _mm256_blendv_epi8(_mm256_blendv_epi8(a, b, second), c, third);
+        const bytes middle = _mm256_blendv_epi8(_mm256_blendv_epi8(b, c, second), a, third);
+        const bytes back = _mm256_blendv_epi8(_mm256_blendv_epi8(c, a, second), b, third);
+        auto *out = reinterpret_cast<bytes *>(to);
+        _mm256_storeu_si256(out, _mm256_permute2x128_si256(front, middle, 0x20));
+        _mm256_storeu_si256(out + 1, _mm256_blend_epi32(back, front, 0xF0));
+        _mm256_storeu_si256(out + 2, _mm256_permute2x128_si256(middle, back, 0x31));
+    }
+
+    struct colours {
+        words red, green, blue;
+    };
+
+    // Sixteen pixels of eight quads. With chroma 8 times as large, the rounding multiplication gives the red and the
+    // blue term, and the upper word of twice the green sum is that term.
+    VELA_INLINE static colours unpack_half(bytes quads) {
         const words luma = _mm256_srli_epi16(quads, 8);
         const words chroma =
             _mm256_sub_epi16(_mm256_maddubs_epi16(quads, _mm256_set1_epi16(8)), _mm256_set1_epi16(8 * kChromaOffset));
@@ -293,13 +303,19 @@ struct wide {
                                              _mm256_set1_epi32(1 << 15));
         const words lower = both(_mm_setr_epi8(0, 1, 0, 1, 4, 5, 4, 5, 8, 9, 8, 9, 12, 13, 12, 13));
         const words upper = both(_mm_setr_epi8(2, 3, 2, 3, 6, 7, 6, 7, 10, 11, 10, 11, 14, 15, 14, 15));
-        store<0>(to, _mm256_add_epi16(luma, _mm256_shuffle_epi8(blue_red, upper)),
-                 _mm256_add_epi16(luma, _mm256_shuffle_epi8(green, upper)),
-                 _mm256_add_epi16(luma, _mm256_shuffle_epi8(blue_red, lower)));
+        return {_mm256_add_epi16(luma, _mm256_shuffle_epi8(blue_red, upper)),
+                _mm256_add_epi16(luma, _mm256_shuffle_epi8(green, upper)),
+                _mm256_add_epi16(luma, _mm256_shuffle_epi8(blue_red, lower))};
     }
 
     VELA_INLINE static words word_pairs(int32_t first, int32_t second) {
         return _mm256_set1_epi32(static_cast<int32_t>(pair(first, second)));
+    }
+
+    VELA_INLINE static void unpack(const uint8_t *from, uint8_t *to) {
+        const colours low = unpack_half(load_halves<32>(from)), high = unpack_half(load_halves<32>(from + 16));
+        store(to, _mm256_packus_epi16(low.red, high.red), _mm256_packus_epi16(low.green, high.green),
+              _mm256_packus_epi16(low.blue, high.blue));
     }
 };
 #endif
@@ -309,11 +325,9 @@ struct wide {
 
 // Eight pixels, a register for each of their bytes.
 struct wide {
-    static constexpr uint32_t kPixels = 8;
+    static constexpr uint32_t kPixels = 8, kUnpackedPixels = 16;
     using words = int16x8_t;
     using block = uint8x8x3_t;
-
-    VELA_INLINE static block load(const uint8_t *from) { return vld3_u8(from); }
 
     template <int32_t weight>
     VELA_INLINE static uint16x8_t accumulate(uint16x8_t sum, uint8x8_t bytes) {
@@ -340,12 +354,17 @@ struct wide {
 
     static constexpr bool is_positive(int32_t weight) { return weight > 0; }
 
-    VELA_INLINE static words merge(words high, words low) { return vsraq_n_s16(high, low, kLowBits); }
+    template <row r>
+    VELA_INLINE static uint8x8_t apply(const block &b) {
+        constexpr split_row s = split(r);
+        const words low = weigh<s.low, s.low_addend>(b), high = weigh<s.high, s.high_addend>(b);
+        return vqrshrun_n_s16(vsraq_n_s16(high, low, kLowBits), kHighBits);
+    }
 
-    // Rounds `bits` off three rows of eight words, limits them to bytes and writes these as pixels.
-    template <int bits>
-    VELA_INLINE static void store(uint8_t *to, words first, words second, words third) {
-        vst3_u8(to, {{vqrshrun_n_s16(first, bits), vqrshrun_n_s16(second, bits), vqrshrun_n_s16(third, bits)}});
+    template <conversion map>
+    VELA_INLINE static void convert(const uint8_t *from, uint8_t *to) {
+        const block pixels = vld3_u8(from);
+        vst3_u8(to, {{apply<map[0]>(pixels), apply<map[1]>(pixels), apply<map[2]>(pixels)}});
     }
 
     // Eight quads: the pixels of even and of odd places are made apart and then zipped. With chroma 8 times as large,
@@ -381,26 +400,15 @@ struct wide {
 #endif
 
 #ifdef VELA_WIDE
-template <row weights>
-VELA_INLINE wide::words apply_wide(const wide::block &block) {
-    constexpr split_row s = split(weights);
-    return wide::merge(wide::weigh<s.high, s.high_addend>(block), wide::weigh<s.low, s.low_addend>(block));
-}
-
 template <conversion map>
 VELA_WIDE void convert_blocks(const uint8_t *src, uint8_t *dst, size_t count) {
     static_assert(fits_lanes(map));
-#pragma GCC unroll 2
-    for (; count; --count, src += 3 * wide::kPixels, dst += 3 * wide::kPixels) {
-        const wide::block block = wide::load(src);
-        wide::store<kHighBits>(dst, apply_wide<map[0]>(block), apply_wide<map[1]>(block), apply_wide<map[2]>(block));
-    }
+    for (; count; --count, src += 3 * wide::kPixels, dst += 3 * wide::kPixels)
+        wide::convert<map>(src, dst);
 }
 
-constexpr uint32_t kUnpackedPixels = 16;
-
 VELA_WIDE void unpack_blocks(const uint8_t *src, uint8_t *dst, size_t count) {
-    for (; count; --count, src += 2 * kUnpackedPixels, dst += 3 * kUnpackedPixels)
+    for (; count; --count, src += 2 * wide::kUnpackedPixels, dst += 3 * wide::kUnpackedPixels)
         wide::unpack(src, dst);
 }
 #endif
@@ -419,10 +427,11 @@ void convert(const uint8_t *src, uint8_t *dst, uint32_t count) {
 
 void unpack_row(const uint8_t *src, uint8_t *dst, uint32_t count) {
 #ifdef VELA_WIDE
-    if (count >= kUnpackedPixels && wide_unit()) {
-        const size_t blocks = count / kUnpackedPixels;
+    if (count >= wide::kUnpackedPixels && wide_unit()) {
+        const size_t blocks = count / wide::kUnpackedPixels;
         unpack_blocks(src, dst, blocks);
-        src += blocks * kUnpackedPixels * 2, dst += blocks * kUnpackedPixels * 3, count %= kUnpackedPixels;
+        src += blocks * wide::kUnpackedPixels * 2, dst += blocks * wide::kUnpackedPixels * 3,
+            count %= wide::kUnpackedPixels;
     }
 #endif
     unpack_pixels(src, dst, count);
