@@ -22,6 +22,7 @@ constexpr int32_t kHalf = 1 << (kFractionBits - 1);
 constexpr int32_t kChromaOffset = 128;
 
 using matrix = std::array<int32_t, 9>;
+using triple = std::array<int32_t, 3>;
 
 struct variant {
     matrix encoding, decoding;
@@ -35,37 +36,29 @@ constexpr variant kBt601 = {
 constexpr variant kBt709 = {
     {747, 2515, 253, -412, -1386, 1799, 1799, -1634, -164}, {4769, 0, 7343, 4769, -873, -2182, 4769, 8652, 0}, 16};
 
-// Both directions are one affine map of a pixel's three bytes, each output byte made by one row:
+// Both directions are one affine map of a pixel's three bytes, each output byte made by one row of weights:
 //
-//     byte = limit((weight[0] first + weight[1] second + weight[2] third + addend) >> 12)
-//
-// The addend holds the rounding and the offsets of both sides. Every sum stays within 23 bits.
-struct row {
-    std::array<int32_t, 3> weight;
-    int32_t addend;
+//     byte = limit(((weights . (bytes - input_offset) + 2048) >> 12) + output_offset)
+struct conversion {
+    matrix weights;
+    triple input_offset, output_offset;
+
+    // The row's weights and what remains to be added where the offsets are not taken apart: then
+    // byte = limit((weights . bytes + addend) >> 12), with sums within 23 bits.
+    constexpr triple row(size_t r) const { return {weights[3 * r], weights[3 * r + 1], weights[3 * r + 2]}; }
+    constexpr int32_t addend(size_t r) const {
+        const triple w = row(r);
+        return (output_offset[r] << kFractionBits) + kHalf - w[0] * input_offset[0] - w[1] * input_offset[1] -
+               w[2] * input_offset[2];
+    }
 };
 
-using conversion = std::array<row, 3>;
-
-constexpr conversion make_conversion(const matrix &coefficients, const std::array<int32_t, 3> &input_offset,
-                                     const std::array<int32_t, 3> &output_offset) {
-    conversion result = {};
-    for (size_t r = 0; r < 3; ++r) {
-        result[r].addend = (output_offset[r] << kFractionBits) + kHalf;
-        for (size_t c = 0; c < 3; ++c) {
-            result[r].weight[c] = coefficients[3 * r + c];
-            result[r].addend -= coefficients[3 * r + c] * input_offset[c];
-        }
-    }
-    return result;
-}
-
 constexpr conversion encoding(const variant &v) {
-    return make_conversion(v.encoding, {}, {v.luma_offset, kChromaOffset, kChromaOffset});
+    return {v.encoding, {}, {v.luma_offset, kChromaOffset, kChromaOffset}};
 }
 
 constexpr conversion decoding(const variant &v) {
-    return make_conversion(v.decoding, {v.luma_offset, kChromaOffset, kChromaOffset}, {});
+    return {v.decoding, {v.luma_offset, kChromaOffset, kChromaOffset}, {}};
 }
 
 // Two signed 16-bit factors, the first in the low half of the word: what one ARM multiply instruction takes.
@@ -84,10 +77,10 @@ inline int32_t multiply_add(uint32_t a, uint32_t b, int32_t sum) {
 
 inline uint8_t limited(int32_t sum) { return static_cast<uint8_t>(std::clamp(sum >> kFractionBits, 0, 255)); }
 
-template <row weights>
-inline uint8_t apply(uint32_t first_and_second, int32_t third) {
-    constexpr auto w = weights.weight;
-    return limited(multiply_add(first_and_second, pair(w[0], w[1]), weights.addend) + w[2] * third);
+template <conversion map, size_t row>
+inline uint8_t convert_byte(uint32_t first_and_second, int32_t third) {
+    constexpr triple w = map.row(row);
+    return limited(multiply_add(first_and_second, pair(w[0], w[1]), map.addend(row)) + w[2] * third);
 }
 
 template <conversion map>
@@ -95,31 +88,29 @@ void convert_pixels(const uint8_t *src, uint8_t *dst, uint32_t count) {
     for (; count; --count, src += 3, dst += 3) {
         const uint32_t first_and_second = pair(src[0], src[1]);
         const int32_t third = src[2];
-        dst[0] = apply<map[0]>(first_and_second, third);
-        dst[1] = apply<map[1]>(first_and_second, third);
-        dst[2] = apply<map[2]>(first_and_second, third);
+        dst[0] = convert_byte<map, 0>(first_and_second, third);
+        dst[1] = convert_byte<map, 1>(first_and_second, third);
+        dst[2] = convert_byte<map, 2>(first_and_second, third);
     }
 }
 
 // 4:2:2 is full range, where luma counts as it is and the rest of each row belongs to both pixels of a pair.
 constexpr conversion kUnpack = decoding(kFull);
 constexpr int32_t kLumaWeight = 1 << kFractionBits;
-static_assert(kUnpack[0].weight[0] == kLumaWeight && kUnpack[1].weight[0] == kLumaWeight &&
-              kUnpack[2].weight[0] == kLumaWeight);
-
-template <row weights>
-inline int32_t chroma_term(uint32_t chroma) {
-    return multiply_add(chroma, pair(weights.weight[1], weights.weight[2]), weights.addend);
-}
+constexpr int16_t kRedCr = kUnpack.row(0)[2], kGreenCb = kUnpack.row(1)[1], kGreenCr = kUnpack.row(1)[2],
+                  kBlueCb = kUnpack.row(2)[1];
+static_assert(kUnpack.row(0) == triple{kLumaWeight, 0, kRedCr} &&
+              kUnpack.row(1) == triple{kLumaWeight, kGreenCb, kGreenCr} &&
+              kUnpack.row(2) == triple{kLumaWeight, kBlueCb, 0});
 
 struct chroma_terms {
     int32_t red, green, blue;
 
     explicit chroma_terms(const uint8_t *quad) {
         const uint32_t chroma = pair(quad[0], quad[2]);
-        red = chroma_term<kUnpack[0]>(chroma);
-        green = chroma_term<kUnpack[1]>(chroma);
-        blue = chroma_term<kUnpack[2]>(chroma);
+        red = multiply_add(chroma, pair(0, kRedCr), kUnpack.addend(0));
+        green = multiply_add(chroma, pair(kGreenCb, kGreenCr), kUnpack.addend(1));
+        blue = multiply_add(chroma, pair(kBlueCb, 0), kUnpack.addend(2));
     }
 
     void write(uint8_t luma, uint8_t *dst) const {
@@ -141,68 +132,50 @@ void unpack_pixels(const uint8_t *src, uint8_t *dst, uint32_t count) {
 }
 
 #ifdef VELA_WIDE
+#define VELA_INLINE [[gnu::always_inline]] VELA_WIDE inline
 
-constexpr int16_t kRedCr = kUnpack[0].weight[2], kGreenCb = kUnpack[1].weight[1], kGreenCr = kUnpack[1].weight[2],
-                  kBlueCb = kUnpack[2].weight[1];
-
-// The vector units work on 16-bit lanes, for which a row is split: each weight into 128 high + low, the addend likewise
-// (without its rounding), so that sum = 128 high_sum + low_sum. With both sums within 16 bits,
+// The vector units work on 16-bit lanes, for which weights are split into 128 high + low, so that a row's sum is
+// 128 high_sum + low_sum. With the sums within 16 bits,
 //
-//     sum >> 12  =  (high_sum + (low_sum >> 7) + 16) >> 5
+//     (sum + 2048) >> 12  =  (high_sum + (low_sum >> 7) + 16) >> 5
 //
 // to the bit, since each shift is a floor.
 constexpr int kLowBits = 7;
 constexpr int kHighBits = kFractionBits - kLowBits;
 
-using weights = std::array<int32_t, 3>;
-
 struct split_row {
-    weights high, low;
-    int32_t high_addend, low_addend;
+    triple high, low;
 };
 
-// Of the two ways to split a weight, the one that keeps the weights' low parts in balance.
-constexpr split_row split(const row &r) {
-    constexpr int32_t base = 1 << kLowBits;
+// Of the two ways to split a weight, the one that keeps the row's low parts in balance.
+constexpr split_row split(const triple &weights) {
     split_row result = {};
     int32_t balance = 0;
     for (size_t i = 0; i < 3; ++i) {
-        int32_t low = r.weight[i] & (base - 1);
-        if (low && balance + low > base / 2)
-            low -= base;
+        int32_t low = weights[i] & ((1 << kLowBits) - 1);
+        if (low && balance + low > 1 << (kLowBits - 1))
+            low -= 1 << kLowBits;
         balance += low;
         result.low[i] = low;
-        result.high[i] = (r.weight[i] - low) / base;
+        result.high[i] = (weights[i] - low) >> kLowBits;
     }
-    result.low_addend = (r.addend - kHalf) & (base - 1);
-    result.high_addend = (r.addend - kHalf - result.low_addend) / base;
     return result;
 }
 
-// The least or greatest sum that pixels can make.
-constexpr int32_t extreme(const weights &w, int32_t addend, bool greatest) {
-    for (const int32_t weight : w)
-        addend += (weight > 0) == greatest ? 255 * weight : 0;
-    return addend;
-}
-
-constexpr bool fits_words(int32_t value) { return value >= INT16_MIN && value <= INT16_MAX; }
-
-constexpr bool fits_lanes(const conversion &map) {
-    return std::ranges::all_of(map, [](const row &r) {
-        const split_row s = split(r);
-        return std::ranges::all_of(std::array{false, true}, [&](bool greatest) {
-            return fits_words(extreme(s.low, s.low_addend, greatest)) && fits_words(extreme(s.high, 0, greatest)) &&
-                   fits_words(extreme(r.weight, r.addend, greatest) >> kLowBits);
-        });
-    });
+// Whether a weighted sum of three bytes, each less its offset, stays within 16 bits.
+constexpr bool fits_words(const triple &weights, const triple &offset, int32_t addend, int shift = 0) {
+    int32_t least = addend, greatest = addend;
+    for (size_t i = 0; i < 3; ++i) {
+        const int32_t dark = -offset[i] * weights[i], bright = (255 - offset[i]) * weights[i];
+        least += std::min(dark, bright);
+        greatest += std::max(dark, bright);
+    }
+    return least >> shift >= INT16_MIN && greatest >> shift <= INT16_MAX;
 }
 
 #endif
 
 #ifdef VELA_AVX2
-#define VELA_INLINE [[gnu::always_inline]] VELA_WIDE inline
-
 // Thirty-two pixels in two registers of sixteen words: pixels 0 to 7 and 16 to 23, and pixels 8 to 15 and 24 to 31. One
 // register's words become the bytes of the other's neighbours when both are packed, in each 128-bit half:
 //
@@ -238,36 +211,46 @@ struct wide {
         return {_mm256_unpacklo_epi64(front, back), _mm256_unpackhi_epi64(front, back)};
     }
 
-    // The addend of the low parts is the same in each row of a map, like luma's weight in decoding: the compiler makes
-    // their sum once.
-    template <row r>
-    VELA_INLINE static words apply(const block &b) {
-        constexpr split_row s = split(r);
-        words low = _mm256_maddubs_epi16(b.others, byte_pairs(s.low[1], s.low[2]));
-        if constexpr (s.low[0])
-            low = _mm256_add_epi16(low, _mm256_add_epi16(_mm256_maddubs_epi16(b.first, byte_pairs(s.low[0], 0)),
-                                                         _mm256_set1_epi16(s.low_addend)));
-        words sum = _mm256_maddubs_epi16(b.others, byte_pairs(s.high[1], s.high[2]));
-        sum = _mm256_add_epi16(sum, _mm256_maddubs_epi16(b.first, byte_pairs(s.high[0], 0)));
-        sum = _mm256_add_epi16(sum, _mm256_set1_epi16(s.high_addend + (1 << (kHighBits - 1))));
-        sum = _mm256_add_epi16(sum, _mm256_srai_epi16(low, kLowBits));
-        return _mm256_srai_epi16(sum, kHighBits);
+    // The compiler makes products and sums that rows have in common once: in decoding, luma's.
+    template <triple w, int32_t addend>
+    VELA_INLINE static words weigh(const block &b) {
+        words sum = _mm256_set1_epi16(addend);
+        if constexpr (w[0])
+            sum = _mm256_add_epi16(sum, _mm256_maddubs_epi16(b.first, byte_pairs(w[0], 0)));
+        if constexpr (w[1] || w[2])
+            sum = _mm256_add_epi16(sum, _mm256_maddubs_epi16(b.others, byte_pairs(w[1], w[2])));
+        return sum;
     }
 
     VELA_INLINE static bytes byte_pairs(int32_t first, int32_t second) {
         return _mm256_set1_epi16(static_cast<int16_t>((second << 8) | (first & 255)));
     }
 
-    template <row r>
-    VELA_INLINE static bytes apply_to_both(const block &low, const block &high) {
-        return _mm256_packus_epi16(apply<r>(low), apply<r>(high));
+    template <conversion map, size_t row>
+    VELA_INLINE static words convert_words(const block &b) {
+        constexpr split_row s = split(map.row(row));
+        constexpr int32_t low_addend = map.addend(row) & ((1 << kLowBits) - 1),
+                          high_addend = map.addend(row) >> kLowBits;
+        // The multiplication saturates, sums wrap.
+        static_assert(fits_words({0, s.high[1], s.high[2]}, {}, 0) && fits_words(s.low, {}, low_addend) &&
+                      fits_words(map.row(row), {}, map.addend(row), kLowBits));
+        const words low = _mm256_srai_epi16(weigh<s.low, low_addend>(b), kLowBits);
+        return _mm256_srai_epi16(_mm256_add_epi16(weigh<s.high, high_addend>(b), low), kHighBits);
+    }
+
+    template <conversion map, size_t row>
+    VELA_INLINE static bytes convert_bytes(const block &low, const block &high) {
+        return _mm256_packus_epi16(convert_words<map, row>(low), convert_words<map, row>(high));
     }
 
     template <conversion map>
-    VELA_INLINE static void convert(const uint8_t *from, uint8_t *to) {
-        const block low = load(from), high = load(from + 24);
-        store(to, apply_to_both<map[0]>(low, high), apply_to_both<map[1]>(low, high), apply_to_both<map[2]>(low, high));
-    }
+    struct converter {
+        VELA_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
+            const block low = load(from), high = load(from + 24);
+            store(to, convert_bytes<map, 0>(low, high), convert_bytes<map, 1>(low, high),
+                  convert_bytes<map, 2>(low, high));
+        }
+    };
 
     // Writes pixels from their bytes. Of the 48 bytes that 16 pixels take, each byte place of a 16-byte third belongs
     // to another of a, b and c:
@@ -312,104 +295,147 @@ struct wide {
         return _mm256_set1_epi32(static_cast<int32_t>(pair(first, second)));
     }
 
-    VELA_INLINE static void unpack(const uint8_t *from, uint8_t *to) {
-        const colours low = unpack_half(load_halves<32>(from)), high = unpack_half(load_halves<32>(from + 16));
-        store(to, _mm256_packus_epi16(low.red, high.red), _mm256_packus_epi16(low.green, high.green),
-              _mm256_packus_epi16(low.blue, high.blue));
-    }
+    struct unpacker {
+        VELA_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
+            const colours low = unpack_half(load_halves<32>(from)), high = unpack_half(load_halves<32>(from + 16));
+            store(to, _mm256_packus_epi16(low.red, high.red), _mm256_packus_epi16(low.green, high.green),
+                  _mm256_packus_epi16(low.blue, high.blue));
+        }
+    };
 };
 #endif
 
 #ifdef VELA_NEON
-#define VELA_INLINE [[gnu::always_inline]] VELA_WIDE inline
-
-// Eight pixels, a register for each of their bytes.
+// Sixteen pixels, a register for each of their bytes, computed in words of eight. Weights stand in lanes of few
+// registers, where instructions take them from.
 struct wide {
-    static constexpr uint32_t kPixels = 8, kUnpackedPixels = 16;
+    static constexpr uint32_t kPixels = 16, kUnpackedPixels = 16;
     using words = int16x8_t;
-    using block = uint8x8x3_t;
 
-    template <int32_t weight>
-    VELA_INLINE static uint16x8_t accumulate(uint16x8_t sum, uint8x8_t bytes) {
-        if constexpr (weight > 0)
-            return vmlal_u8(sum, bytes, vdup_n_u8(weight));
-        else if constexpr (weight < 0)
-            return vmlsl_u8(sum, bytes, vdup_n_u8(-weight));
-        else
-            return sum;
-    }
-
-    // The sum begins with the addend or, where there is none, with a positive product.
-    template <weights w, int32_t addend>
-    VELA_INLINE static words weigh(const block &b) {
-        constexpr size_t start = addend ? 3 : static_cast<size_t>(std::ranges::find_if(w, is_positive) - w.begin());
-        uint16x8_t sum = vdupq_n_u16(static_cast<uint16_t>(addend));
-        if constexpr (start < 3)
-            sum = vmull_u8(b.val[start], vdup_n_u8(w[start]));
-        sum = accumulate < start == 0 ? 0 : w[0] > (sum, b.val[0]);
-        sum = accumulate < start == 1 ? 0 : w[1] > (sum, b.val[1]);
-        sum = accumulate < start == 2 ? 0 : w[2] > (sum, b.val[2]);
-        return vreinterpretq_s16_u16(sum);
-    }
-
-    static constexpr bool is_positive(int32_t weight) { return weight > 0; }
-
-    template <row r>
-    VELA_INLINE static uint8x8_t apply(const block &b) {
-        constexpr split_row s = split(r);
-        const words low = weigh<s.low, s.low_addend>(b), high = weigh<s.high, s.high_addend>(b);
-        return vqrshrun_n_s16(vsraq_n_s16(high, low, kLowBits), kHighBits);
+    VELA_INLINE static words less(uint8x8_t bytes, uint8_t offset) {
+        return vreinterpretq_s16_u16(offset ? vsubl_u8(bytes, vdup_n_u8(offset)) : vmovl_u8(bytes));
     }
 
     template <conversion map>
-    VELA_INLINE static void convert(const uint8_t *from, uint8_t *to) {
-        const block pixels = vld3_u8(from);
-        vst3_u8(to, {{apply<map[0]>(pixels), apply<map[1]>(pixels), apply<map[2]>(pixels)}});
-    }
+    class converter {
+    public:
+        VELA_INLINE converter()
+            : lanes{vld1_s16(&kWeights[0]), vld1_s16(&kWeights[4]), vld1_s16(&kWeights[8]), vld1_s16(&kWeights[12]),
+                    vld1_s16(&kWeights[16])} {}
+
+        VELA_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
+            const uint8x16x3_t pixels = vld3q_u8(from);
+            const block low = {{less(vget_low_u8(pixels.val[0]), map.input_offset[0]),
+                                less(vget_low_u8(pixels.val[1]), map.input_offset[1]),
+                                less(vget_low_u8(pixels.val[2]), map.input_offset[2])}};
+            const block high = {{less(vget_high_u8(pixels.val[0]), map.input_offset[0]),
+                                 less(vget_high_u8(pixels.val[1]), map.input_offset[1]),
+                                 less(vget_high_u8(pixels.val[2]), map.input_offset[2])}};
+            vst3q_u8(to, {{convert_bytes<0>(low, high), convert_bytes<1>(low, high), convert_bytes<2>(low, high)}});
+        }
+
+    private:
+        struct block {
+            words byte[3];
+        };
+
+        // For each row, three high and three low weights.
+        static constexpr std::array<int16_t, 20> kWeights = [] {
+            std::array<int16_t, 20> weights = {};
+            for (size_t r = 0; r < 3; ++r) {
+                const split_row s = split(map.row(r));
+                std::ranges::copy(s.high, &weights[6 * r]);
+                std::ranges::copy(s.low, &weights[6 * r + 3]);
+            }
+            return weights;
+        }();
+
+        int16x4_t lanes[5];
+
+        template <size_t at>
+        VELA_INLINE words add_product(words sum, words factor) const {
+            return kWeights[at] ? vmlaq_lane_s16(sum, factor, lanes[at / 4], at % 4) : sum;
+        }
+
+        // The sum with the three weights from `at` on; those of 0 cost nothing.
+        template <size_t at>
+        VELA_INLINE words weigh(const block &b) const {
+            constexpr size_t first = kWeights[at] ? 0 : kWeights[at + 1] ? 1 : 2;
+            words sum = vmulq_lane_s16(b.byte[first], lanes[(at + first) / 4], (at + first) % 4);
+            if constexpr (first < 1)
+                sum = add_product<at + 1>(sum, b.byte[1]);
+            if constexpr (first < 2)
+                sum = add_product<at + 2>(sum, b.byte[2]);
+            return sum;
+        }
+
+        // Chroma made by encoding is limited as a signed byte, to be moved up to 128.
+        template <size_t row>
+        VELA_INLINE uint8x8_t convert_half(const block &b) const {
+            static_assert(fits_words(split(map.row(row)).low, map.input_offset, 0) &&
+                          fits_words(map.row(row), map.input_offset, 0, kLowBits));
+            const words sum = vsraq_n_s16(weigh<6 * row>(b), weigh<6 * row + 3>(b), kLowBits);
+            return map.output_offset[row] == kChromaOffset ? vreinterpret_u8_s8(vqrshrn_n_s16(sum, kHighBits))
+                                                           : vqrshrun_n_s16(sum, kHighBits);
+        }
+
+        template <size_t row>
+        VELA_INLINE uint8x16_t convert_bytes(const block &low, const block &high) const {
+            const uint8x16_t bytes = vcombine_u8(convert_half<row>(low), convert_half<row>(high));
+            return map.output_offset[row] ? vaddq_u8(bytes, vdupq_n_u8(map.output_offset[row])) : bytes;
+        }
+    };
 
     // Eight quads: the pixels of even and of odd places are made apart and then zipped. With chroma 8 times as large,
     // the doubling and rounding multiplication gives the red and the blue term.
-    VELA_INLINE static void unpack(const uint8_t *from, uint8_t *to) {
-        const uint8x8x4_t quads = vld4_u8(from);
-        const words cb = centred(quads.val[0]), cr = centred(quads.val[2]);
-        const words green = vcombine_s16(green_term(vget_low_s16(cb), vget_low_s16(cr)),
-                                         green_term(vget_high_s16(cb), vget_high_s16(cr)));
-        const uint8x8x2_t red = brightened(vqrdmulhq_n_s16(cr, kRedCr), quads), g = brightened(green, quads),
-                          blue = brightened(vqrdmulhq_n_s16(cb, kBlueCb), quads);
-        for (int half = 0; half < 2; ++half)
-            vst3_u8(to + 24 * half, {{red.val[half], g.val[half], blue.val[half]}});
-    }
+    class unpacker {
+    public:
+        VELA_INLINE unpacker() : weights(vld1_s16(kWeights)) {}
 
-    // 8 (chroma - 128)
-    VELA_INLINE static words centred(uint8x8_t chroma) {
-        return vshll_n_s8(vreinterpret_s8_u8(veor_u8(chroma, vdup_n_u8(kChromaOffset))), 3);
-    }
+        VELA_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
+            const uint8x8x4_t quads = vld4_u8(from);
+            const words cb = vshlq_n_s16(less(quads.val[0], kChromaOffset), 3);
+            const words cr = vshlq_n_s16(less(quads.val[2], kChromaOffset), 3);
+            const words green = vcombine_s16(green_term(vget_low_s16(cb), vget_low_s16(cr)),
+                                             green_term(vget_high_s16(cb), vget_high_s16(cr)));
+            const uint8x8x2_t r = brightened(vqrdmulhq_lane_s16(cr, weights, 0), quads), g = brightened(green, quads),
+                              b = brightened(vqrdmulhq_lane_s16(cb, weights, 3), quads);
+            vst3_u8(to, {{r.val[0], g.val[0], b.val[0]}});
+            vst3_u8(to + 24, {{r.val[1], g.val[1], b.val[1]}});
+        }
 
-    VELA_INLINE static int16x4_t green_term(int16x4_t cb, int16x4_t cr) {
-        return vrshrn_n_s32(vmlal_n_s16(vmull_n_s16(cb, kGreenCb), cr, kGreenCr), 15);
-    }
+    private:
+        static constexpr int16_t kWeights[4] = {kRedCr, kGreenCb, kGreenCr, kBlueCb};
 
-    VELA_INLINE static uint8x8x2_t brightened(words term, const uint8x8x4_t &quads) {
-        return vzip_u8(vqmovun_s16(widened_sum(term, quads.val[1])), vqmovun_s16(widened_sum(term, quads.val[3])));
-    }
+        int16x4_t weights;
 
-    VELA_INLINE static words widened_sum(words term, uint8x8_t luma) {
-        return vreinterpretq_s16_u16(vaddw_u8(vreinterpretq_u16_s16(term), luma));
-    }
+        VELA_INLINE int16x4_t green_term(int16x4_t cb, int16x4_t cr) const {
+            return vrshrn_n_s32(vmlal_lane_s16(vmull_lane_s16(cb, weights, 1), cr, weights, 2), 15);
+        }
+
+        VELA_INLINE static uint8x8x2_t brightened(words term, const uint8x8x4_t &quads) {
+            return vzip_u8(vqmovun_s16(sum(term, quads.val[1])), vqmovun_s16(sum(term, quads.val[3])));
+        }
+
+        VELA_INLINE static words sum(words term, uint8x8_t luma) {
+            return vreinterpretq_s16_u16(vaddw_u8(vreinterpretq_u16_s16(term), luma));
+        }
+    };
 };
 #endif
 
 #ifdef VELA_WIDE
 template <conversion map>
 VELA_WIDE void convert_blocks(const uint8_t *src, uint8_t *dst, size_t count) {
-    static_assert(fits_lanes(map));
+    const wide::converter<map> convert;
     for (; count; --count, src += 3 * wide::kPixels, dst += 3 * wide::kPixels)
-        wide::convert<map>(src, dst);
+        convert(src, dst);
 }
 
 VELA_WIDE void unpack_blocks(const uint8_t *src, uint8_t *dst, size_t count) {
+    const wide::unpacker unpack;
     for (; count; --count, src += 2 * wide::kUnpackedPixels, dst += 3 * wide::kUnpackedPixels)
-        wide::unpack(src, dst);
+        unpack(src, dst);
 }
 #endif
 
