@@ -148,16 +148,16 @@ struct split_row {
 };
 
 // Of the two ways to split a weight, the one that keeps the row's low parts in balance.
-constexpr split_row split(const triple &weights) {
+constexpr split_row split(const triple &weights, int low_bits) {
     split_row result = {};
     int32_t balance = 0;
     for (size_t i = 0; i < 3; ++i) {
-        int32_t low = weights[i] & ((1 << kLowBits) - 1);
-        if (low && balance + low > 1 << (kLowBits - 1))
-            low -= 1 << kLowBits;
+        int32_t low = weights[i] & ((1 << low_bits) - 1);
+        if (low && balance + low > 1 << (low_bits - 1))
+            low -= 1 << low_bits;
         balance += low;
         result.low[i] = low;
-        result.high[i] = (weights[i] - low) >> kLowBits;
+        result.high[i] = (weights[i] - low) >> low_bits;
     }
     return result;
 }
@@ -228,7 +228,7 @@ struct wide {
 
     template <conversion map, size_t row>
     VELA_INLINE static words convert_words(const block &b) {
-        constexpr split_row s = split(map.row(row));
+        constexpr split_row s = split(map.row(row), kLowBits);
         constexpr int32_t low_addend = map.addend(row) & ((1 << kLowBits) - 1),
                           high_addend = map.addend(row) >> kLowBits;
         // The multiplication saturates, sums wrap.
@@ -309,7 +309,7 @@ struct wide {
 // Sixteen pixels, a register for each of their bytes, computed in words of eight. Weights stand in lanes of few
 // registers, where instructions take them from.
 struct wide {
-    static constexpr uint32_t kPixels = 16, kUnpackedPixels = 16;
+    static constexpr uint32_t kPixels = 8, kUnpackedPixels = 16;
     using words = int16x8_t;
 
     VELA_INLINE static words less(uint8x8_t bytes, uint8_t offset) {
@@ -324,14 +324,10 @@ struct wide {
                     vld1_s16(&kWeights[16])} {}
 
         VELA_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
-            const uint8x16x3_t pixels = vld3q_u8(from);
-            const block low = {{less(vget_low_u8(pixels.val[0]), map.input_offset[0]),
-                                less(vget_low_u8(pixels.val[1]), map.input_offset[1]),
-                                less(vget_low_u8(pixels.val[2]), map.input_offset[2])}};
-            const block high = {{less(vget_high_u8(pixels.val[0]), map.input_offset[0]),
-                                 less(vget_high_u8(pixels.val[1]), map.input_offset[1]),
-                                 less(vget_high_u8(pixels.val[2]), map.input_offset[2])}};
-            vst3q_u8(to, {{convert_bytes<0>(low, high), convert_bytes<1>(low, high), convert_bytes<2>(low, high)}});
+            const uint8x8x3_t pixels = vld3_u8(from);
+            const block b = {{less(pixels.val[0], map.input_offset[0]), less(pixels.val[1], map.input_offset[1]),
+                              less(pixels.val[2], map.input_offset[2])}};
+            vst3_u8(to, {{convert_row<0>(b), convert_row<1>(b), convert_row<2>(b)}});
         }
 
     private:
@@ -339,11 +335,16 @@ struct wide {
             words byte[3];
         };
 
+        // Studio range needs no limits when it is made: its sums then fit with fewer low bits, and narrowing adds the
+        // offset. Elsewhere narrowing limits.
+        static constexpr bool kLimits = map.output_offset[0] == 0;
+        static constexpr int kLowBits = kLimits ? 7 : 4;
+
         // For each row, three high and three low weights.
         static constexpr std::array<int16_t, 20> kWeights = [] {
             std::array<int16_t, 20> weights = {};
             for (size_t r = 0; r < 3; ++r) {
-                const split_row s = split(map.row(r));
+                const split_row s = split(map.row(r), kLowBits);
                 std::ranges::copy(s.high, &weights[6 * r]);
                 std::ranges::copy(s.low, &weights[6 * r + 3]);
             }
@@ -369,20 +370,17 @@ struct wide {
             return sum;
         }
 
-        // Chroma made by encoding is limited as a signed byte, to be moved up to 128.
         template <size_t row>
-        VELA_INLINE uint8x8_t convert_half(const block &b) const {
-            static_assert(fits_words(split(map.row(row)).low, map.input_offset, 0) &&
-                          fits_words(map.row(row), map.input_offset, 0, kLowBits));
+        VELA_INLINE uint8x8_t convert_row(const block &b) const {
+            static_assert(fits_words(split(map.row(row), kLowBits).low, map.input_offset, 0));
             const words sum = vsraq_n_s16(weigh<6 * row>(b), weigh<6 * row + 3>(b), kLowBits);
-            return map.output_offset[row] == kChromaOffset ? vreinterpret_u8_s8(vqrshrn_n_s16(sum, kHighBits))
-                                                           : vqrshrun_n_s16(sum, kHighBits);
-        }
-
-        template <size_t row>
-        VELA_INLINE uint8x16_t convert_bytes(const block &low, const block &high) const {
-            const uint8x16_t bytes = vcombine_u8(convert_half<row>(low), convert_half<row>(high));
-            return map.output_offset[row] ? vaddq_u8(bytes, vdupq_n_u8(map.output_offset[row])) : bytes;
+            if constexpr (!kLimits)
+                return vraddhn_u16(vreinterpretq_u16_s16(sum), vdupq_n_u16(map.output_offset[row] << 8));
+            else if constexpr (map.output_offset[row] == kChromaOffset)
+                return vadd_u8(vreinterpret_u8_s8(vqrshrn_n_s16(sum, kFractionBits - kLowBits)),
+                               vdup_n_u8(kChromaOffset));
+            else
+                return vqrshrun_n_s16(sum, kFractionBits - kLowBits);
         }
     };
 
