@@ -7,6 +7,11 @@ foreach(module IN LISTS vela_hot_modules)
   set_source_files_properties(${PROJECT_SOURCE_DIR}/source/${module}.cpp PROPERTIES COMPILE_OPTIONS -O3)
 endforeach()
 
+# Colour's kernels fill the vector registers of 32-bit ARM: renaming them spares copies.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+  set_source_files_properties(${PROJECT_SOURCE_DIR}/source/colour.cpp PROPERTIES COMPILE_OPTIONS -frename-registers)
+endif()
+
 add_library(vela_objects OBJECT ${vela_sources})
 target_include_directories(vela_objects PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR}/source)
