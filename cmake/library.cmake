@@ -2,7 +2,7 @@
 file(GLOB_RECURSE vela_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/source/*.cpp)
 
 # Modules whose inner loops are worth unrolling and vectorising; the rest stays small.
-set(vela_hot_modules matrix polyfit resample solve svd text)
+set(vela_hot_modules interp matrix polyfit resample solve spheremap svd text)
 foreach(module IN LISTS vela_hot_modules)
   set_source_files_properties(${PROJECT_SOURCE_DIR}/source/${module}.cpp PROPERTIES COMPILE_OPTIONS -O3)
 endforeach()

@@ -85,7 +85,7 @@ void solve(const interp_curve &curve, typename Arithmetic::number *y2, typename 
 class divider {
 public:
     explicit divider(uint32_t divisor)
-        : shift(std::bit_width(divisor - 1) - 1),
+        : shift(static_cast<int32_t>(std::bit_width(divisor - 1)) - 1),
           reciprocal(static_cast<int32_t>(static_cast<uint32_t>((uint64_t{1} << (32 + shift)) / divisor + 1))) {}
 
     [[gnu::always_inline]] int32_t quotient(int32_t n) const {
@@ -109,7 +109,7 @@ struct spline_segment<int16_t> {
     using word = uint32_t; // signed numbers that wrap
 
     spline_segment(int32_t length, int16_t y_a, int16_t y_b, number y2_a, number y2_b)
-        : h(static_cast<word>(length)), h_squared(h * h), offset(6 * h * static_cast<word>(y_a) + 3 * h),
+        : h(static_cast<word>(length)), minus_h_squared(-(h * h)), offset(6 * h * static_cast<word>(y_a) + 3 * h),
           step(6 * static_cast<word>(y_b - y_a)), bend_a(static_cast<word>(y2_a)), bend_b(static_cast<word>(y2_b)),
           by_6h(6 * h) {}
 
@@ -120,11 +120,11 @@ struct spline_segment<int16_t> {
     }
 
 private:
-    word h, h_squared, offset, step, bend_a, bend_b;
+    word h, minus_h_squared, offset, step, bend_a, bend_b;
     divider by_6h;
 
     [[gnu::always_inline]] word cubic(word bend, word distance) const {
-        const word product = bend * (distance * (distance * distance - h_squared));
+        const word product = bend * (distance * (distance * distance + minus_h_squared));
         return static_cast<word>(static_cast<int32_t>(product) >> 8);
     }
 };
@@ -248,7 +248,7 @@ int32_t spline_interpolate(const interp_curve *curve, int16_t *out) {
     std::fill_n(out, size, int16_t{0});
     const auto scratch = allocate<int32_t>(2 * static_cast<size_t>(curve->count));
     int32_t *y2 = scratch.get();
-    assert(y2 != ((void *)0));
+    assert(y2 != ((void *)0)); // NOLINT(modernize-use-nullptr)
     solve<q8>(*curve, y2, y2 + curve->count);
     run_widest<fill<int16_t>>(*curve, y2, out);
     return 0;
@@ -261,7 +261,7 @@ void spline_interpolate_float(const interp_curve *curve, float *out) {
     std::fill_n(out, size, 0.0F);
     const auto scratch = allocate<float>(2 * static_cast<size_t>(curve->count));
     float *y2 = scratch.get();
-    assert(y2 != ((void *)0));
+    assert(y2 != ((void *)0)); // NOLINT(modernize-use-nullptr)
     solve<single_precision>(*curve, y2, y2 + curve->count);
     run_widest<fill<float>>(*curve, y2, out);
 }
@@ -271,7 +271,7 @@ uint32_t spline_c(const interp_curve *curve, int32_t *y2) {
         return 0;
     const auto scratch = allocate<int32_t>(static_cast<size_t>(curve->count));
     int32_t *u = scratch.get();
-    assert(u != ((void *)0));
+    assert(u != ((void *)0)); // NOLINT(modernize-use-nullptr)
     solve<q8>(*curve, y2, u);
     return 0;
 }
@@ -281,6 +281,6 @@ void spline_float(const interp_curve *curve, float *y2) {
         return;
     const auto scratch = allocate<float>(static_cast<size_t>(curve->count));
     float *u = scratch.get();
-    assert(u != ((void *)0));
+    assert(u != ((void *)0)); // NOLINT(modernize-use-nullptr)
     solve<single_precision>(*curve, y2, u);
 }

@@ -1,6 +1,7 @@
 #include "detail/angle.hpp"
 #include "detail/contract.hpp"
 #include "detail/rounded_maths.hpp"
+#include "detail/simd.hpp"
 #include "detail/wrapping.hpp"
 #include <algorithm>
 #include <cmath>
@@ -16,7 +17,7 @@ using namespace vela::detail;
 constexpr smap_screen_pt kBehind = {-1234, -5678};
 // Depth at which a point stops being in front: -1/1024 in Q24.
 constexpr int32_t kBehindDepth = -(1 << 14);
-constexpr int kScaleOne = 1 << 15;
+constexpr int kScaleBits = 15;
 
 constexpr double kToRadians = std::numbers::pi / kHalfTurn;
 constexpr double kFromRadians = kHalfTurn / std::numbers::pi;
@@ -50,7 +51,7 @@ int32_t within_half_turn(int32_t angle) {
 struct projection {
     explicit projection(const smap_view &view)
         : tilt(look_up(view.tilt)), pan(within_first_turn(view.pan)),
-          scale(wrapping_quotient(wrapping_product(view.width, kScaleOne), view.fov)), centre_x(view.width >> 1),
+          scale(wrapping_quotient(wrapping_product(view.width, 1 << kScaleBits), view.fov)), centre_x(view.width >> 1),
           centre_y(view.height >> 1) {}
 
     sine_cosine tilt;
@@ -61,30 +62,58 @@ struct projection {
     // Pan of a point less that of the view, but for whole turns: such that the difference does not overflow.
     int32_t pan_offset(int32_t point_pan) const { return point_pan - (point_pan < 0 ? pan - kTurn : pan); }
 
+    // Whether the product of any arcsine and the scale fits 32 bits: views of up to 728 pixels a degree.
+    bool is_coarse() const { return unsigned_magnitude(scale) <= INT32_MAX / kQuarterTurn; }
+
     // Pixels from the centre for the sine, in Q24, of the angle from a central plane.
+    template <class Product>
     int32_t offset(int32_t sine) const {
-        const int64_t angle = vela_arcsine_table[static_cast<uint32_t>(sine / (1 << 14) + 1024)];
-        return static_cast<int32_t>(angle * scale / kScaleOne);
+        const auto entry = static_cast<size_t>(shifted_toward_zero<14>(sine)) + 1024;
+        const Product angle = vela_arcsine_table[entry];
+        return static_cast<int32_t>(shifted_toward_zero<kScaleBits>(angle * scale));
     }
 
-    // Writes where the direction lies on the screen and returns whether it is in front.
+    // Writes where the direction lies on the screen and returns whether it is in front. Without a branch, so that the
+    // wide units place several at once.
     //
     // The products of two Q12 values are Q24; those of three lose 12 bits, six before and six after.
-    [[gnu::always_inline]] bool place(const smap_sphere_pt &point, smap_screen_pt &out) const {
+    template <class Product>
+    [[gnu::always_inline]] bool place(smap_sphere_pt point, int32_t &x, int32_t &y) const {
         const sine_cosine around = look_up(pan_offset(point.pan)), above = look_up(point.tilt);
-        const int32_t level = around.cosine * above.cosine / 64;
-        const int32_t depth = tilt.cosine * level / 64 + above.sine * tilt.sine;
-        if (depth <= kBehindDepth) {
-            out = kBehind;
-            return false;
-        }
+        const int32_t level = shifted_toward_zero<6>(around.cosine * above.cosine);
+        const int32_t depth = shifted_toward_zero<6>(tilt.cosine * level) + above.sine * tilt.sine;
         const int32_t across = above.cosine * around.sine;
-        const int32_t up = tilt.cosine * above.sine + -tilt.sine * level / 64;
-        out.x = wrapping_sum(offset(across), centre_x);
-        out.y = wrapping_difference(centre_y, offset(up));
-        return true;
+        const int32_t up = tilt.cosine * above.sine + shifted_toward_zero<6>(-tilt.sine * level);
+        const int32_t right = wrapping_sum(offset<Product>(across), centre_x),
+                      down = wrapping_difference(centre_y, offset<Product>(up));
+        const bool in_front = depth > kBehindDepth;
+        x = in_front ? right : kBehind.x;
+        y = in_front ? down : kBehind.y;
+        return in_front;
     }
 };
+
+// Sphere and screen points may be the same memory, so they are accessed as pairs of numbers that alias either.
+using coordinate [[gnu::may_alias]] = int32_t;
+
+struct placement {
+    const coordinate *from;
+    coordinate *to;
+    uint32_t count;
+    bool *all_in_front;
+};
+
+template <class Product>
+[[gnu::always_inline]] inline void place_all(placement points, projection onto) {
+    int32_t all_in_front = 1;
+    for (size_t i = 0; i < 2 * size_t{points.count}; i += 2) {
+        int32_t x, y;
+        all_in_front &= onto.place<Product>({points.from[i], points.from[i + 1]}, x, y);
+        points.to[i] = x;
+        points.to[i + 1] = y;
+    }
+    *points.all_in_front = all_in_front;
+}
 
 // A direction found in floating point, in Q10 degrees, with what tells how much rounding may have moved it.
 struct direction {
@@ -192,7 +221,7 @@ int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *vi
     if (view->fov == 0)
         return 0;
     smap_screen_pt position;
-    const bool in_front = projection(*view).place(load(pt), position);
+    const bool in_front = projection(*view).place<int64_t>(load(pt), position.x, position.y);
     store(out, position);
     return in_front;
 }
@@ -211,13 +240,14 @@ int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view,
     if (view->fov == 0)
         return sphere.count == 0;
 
-    const projection onto(*view);
     bool all_in_front = true;
-    for (uint32_t i = 0; i < sphere.count; ++i) {
-        smap_screen_pt position;
-        all_in_front &= onto.place(load(sphere.pts + i), position);
-        store(screen.pts + i, position);
-    }
+    const placement points = {reinterpret_cast<const coordinate *>(sphere.pts),
+                              reinterpret_cast<coordinate *>(screen.pts), sphere.count, &all_in_front};
+    const projection onto(*view);
+    if (onto.is_coarse())
+        run_widest<place_all<int32_t>>(points, onto);
+    else
+        run_widest<place_all<int64_t>>(points, onto);
     return all_in_front;
 }
 

@@ -62,7 +62,7 @@ START_TEST(clipping)
     generator random(5);
     for (int i = 0; i < 100000; ++i) {
         const int32_t pan = i < 8 ? (i & 1 ? INT32_MAX : INT32_MIN) : random.word();
-        const int32_t tilt = i < 8 ? (i & 2 ? INT32_MAX : INT32_MIN) + (i & 4) : random.word();
+        const int32_t tilt = i < 8 ? (i & 2 ? INT32_MAX - (i & 4) : INT32_MIN + (i & 4)) : random.word();
         int64_t up = tilt % 368640;
         up += up > 184320 ? -368640 : up < -184320 ? 368640 : 0;
         const bool over = std::abs(up) > 92160;
@@ -106,11 +106,11 @@ START_TEST(documented_positions)
     ck_assert(untouched == (smap_screen_pt{0, 240}));
     assert_sphere_eq(back({3, 4}, odd), (smap_sphere_pt{0, 0}));
 
-    // The last depth in front, and where it ends: the sines 1 and 2 of these angles are 4 and 8 in Q12.
+    // A cosine of -4 in Q12 gives exactly the depth that is not in front.
     const smap_view level = {640, 480, 0, 0, 61440};
-    const smap_sphere_pt edge[] = {{92160 + 64, 0}, {92160 + 65, 0}};
-    ck_assert_int_eq(smap_sphere_pt_to_screen_pt(&edge[0], &level, &untouched), 0);
-    ck_assert_int_eq(smap_sphere_pt_to_screen_pt(&edge[1], &level, &untouched), 0);
+    const smap_sphere_pt last = {92160 + 63, 0}, first_behind = {92160 + 64, 0};
+    ck_assert_int_eq(smap_sphere_pt_to_screen_pt(&last, &level, &untouched), 1);
+    ck_assert_int_eq(smap_sphere_pt_to_screen_pt(&first_behind, &level, &untouched), 0);
 }
 END_TEST
 
@@ -185,7 +185,7 @@ START_TEST(corners_of_the_way_back)
     for (const int32_t width : extremes)
         for (const int32_t angle : extremes)
             for (const int32_t at : extremes) {
-                const smap_sphere_pt found = back({at, width}, {width, at, angle, -(angle / 3), at});
+                const smap_sphere_pt found = back({at, width}, {width, at, angle, angle / 3, at});
                 ck_assert(found.pan >= 0 && found.pan < 368640 && std::abs(found.tilt) <= 92160);
             }
     // A pan far beyond a turn, and the zenith straight ahead.
@@ -222,37 +222,39 @@ START_TEST(round_trip)
 }
 END_TEST
 
-// Polygons of every size, apart and in the same memory under both types of point.
+// Polygons of every size, apart and in the same memory under both types of point, on a view of many pixels a degree
+// too.
 START_TEST(polygons)
 {
     generator random(3);
     for (uint32_t count = 0; count <= 200; count += count < 20 ? 1 : 45) {
         std::vector<smap_sphere_pt> sphere(count + 1), around(count + 1);
         std::vector<smap_screen_pt> screen(count + 1);
+        const smap_view view = {640, 480, 102400, 10240, count % 3 ? 61440 : 512};
         bool in_front = true;
         for (smap_sphere_pt &point : sphere)
             point = degrees(60 + random.below(count % 2 ? 80 : 300), random.below(60) - 20);
         smap_sphere_poly source = {count, sphere.data()}, found = {count, around.data()};
         smap_screen_poly target = {count + 1, screen.data()};
-        const int8_t result = smap_sphere_to_screen(&source, &kView, &target);
+        const int8_t result = smap_sphere_to_screen(&source, &view, &target);
         ck_assert_uint_eq(target.count, count);
-        ck_assert_int_eq(smap_screen_to_sphere(&target, &kView, &found), 1);
+        ck_assert_int_eq(smap_screen_to_sphere(&target, &view, &found), 1);
         for (uint32_t i = 0; i < count; ++i) {
             smap_screen_pt expected;
-            in_front &= smap_sphere_pt_to_screen_pt(&sphere[i], &kView, &expected) == 1;
+            in_front &= smap_sphere_pt_to_screen_pt(&sphere[i], &view, &expected) == 1;
             ck_assert(screen[i] == expected);
-            assert_sphere_eq(around[i], back(expected, kView));
+            assert_sphere_eq(around[i], back(expected, view));
         }
         ck_assert_int_eq(result, in_front);
 
         void *memory = source.pts;
         smap_screen_poly in_place = {count, static_cast<smap_screen_pt *>(memory)};
-        ck_assert_int_eq(smap_sphere_to_screen(&source, &kView, &in_place), result);
+        ck_assert_int_eq(smap_sphere_to_screen(&source, &view, &in_place), result);
         ck_assert_int_eq(std::memcmp(memory, screen.data(), count * sizeof screen[0]), 0);
-        ck_assert_int_eq(smap_screen_to_sphere(&in_place, &kView, &source), 1);
+        ck_assert_int_eq(smap_screen_to_sphere(&in_place, &view, &source), 1);
         ck_assert_int_eq(std::memcmp(memory, around.data(), count * sizeof around[0]), 0);
         if (count) {
-            smap_screen_pt_to_sphere_pt(screen.data(), &kView, static_cast<smap_sphere_pt *>(memory = screen.data()));
+            smap_screen_pt_to_sphere_pt(screen.data(), &view, static_cast<smap_sphere_pt *>(memory = screen.data()));
             ck_assert_int_eq(std::memcmp(memory, around.data(), sizeof around[0]), 0);
         }
     }

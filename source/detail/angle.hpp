@@ -2,11 +2,14 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 // The exported tables under names of the library's own, which it reads without a detour.
-extern "C" const std::array<int32_t, 1441> vela_sine_table;
-extern "C" const std::array<int32_t, 2049> vela_arcsine_table;
+extern "C" {
+[[gnu::visibility("hidden")]] extern const std::array<int32_t, 1441> vela_sine_table;
+[[gnu::visibility("hidden")]] extern const std::array<int32_t, 2049> vela_arcsine_table;
+}
 
 namespace vela::detail {
 
@@ -16,14 +19,16 @@ constexpr int32_t kTurn = 360 << 10;
 
 // The angle less whole turns, in [-half a turn, half a turn).
 //
-// A turn is 90 steps of 4096 units. The quotient floor((steps + 45) / 90), the nearest turn, is the upper half of a
-// product with 2^32 / 90 rounded up, exact for any count below 3 x 10^8; the 5826 turns added keep the count positive.
+// Counted from the least angle, -2^31, the angle is unsigned; `ahead` more bring it to a place where half turns are
+// multiples of half a turn again. A turn is 90 steps of 4096, and floor(steps / 90) the upper half of a product with
+// 2^32 / 90 rounded up, exact for any count below 3 x 10^8.
 [[gnu::always_inline]] constexpr int32_t wrapped(int32_t angle) {
-    constexpr uint32_t ahead = 5826, ninetieth = 47721859;
-    static_assert(kTurn == 90 << 12 && ninetieth * uint64_t{90} - (uint64_t{1} << 32) < 15);
-    const uint32_t steps = static_cast<uint32_t>(angle >> 12) + (45 + 90 * ahead);
-    const auto turns = static_cast<uint32_t>(uint64_t{steps} * ninetieth >> 32);
-    return static_cast<int32_t>(static_cast<uint32_t>(angle) + ahead * kTurn - turns * kTurn);
+    constexpr uint32_t least = uint32_t{1} << 31, ahead = 97, ninetieth = 47721859;
+    static_assert(kTurn == 90 << 12 && (least + (ahead << 12)) % kTurn == kHalfTurn);
+    static_assert(ninetieth * uint64_t{90} - (uint64_t{1} << 32) < 15);
+    const uint32_t from_least = static_cast<uint32_t>(angle) + least;
+    const auto turns = static_cast<uint32_t>(uint64_t{(from_least >> 12) + ahead} * ninetieth >> 32);
+    return static_cast<int32_t>(from_least - turns * kTurn + ((ahead << 12) - kHalfTurn));
 }
 
 // Q12.
@@ -45,7 +50,7 @@ struct sine_cosine {
     const int32_t distance = kQuarterTurn - (rest < 0 ? -rest : rest);
     const int32_t magnitude = distance < 0 ? -distance : distance;
     const auto entry = [](int32_t angle_in_table) {
-        return vela_sine_table[static_cast<uint32_t>(angle_in_table) >> grid];
+        return vela_sine_table[static_cast<std::size_t>(angle_in_table >> grid)];
     };
     const int32_t sine = entry(kQuarterTurn - magnitude), cosine = entry(magnitude);
     return {rest < 0 ? -sine : sine, distance < 0 ? -cosine : cosine};

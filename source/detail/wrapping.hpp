@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 namespace vela::detail {
 
@@ -22,6 +23,14 @@ constexpr int32_t wrapping_quotient(int32_t a, int32_t b) {
     if (b == -1)
         return wrapping_difference(0, a);
     return b == 0 ? 0 : a / b;
+}
+
+// a / 2^bits truncated toward zero, in the form that takes the fewest instructions.
+template <int bits, class Integer>
+constexpr Integer shifted_toward_zero(Integer a) {
+    constexpr int width = 8 * sizeof a;
+    const auto sign = static_cast<std::make_unsigned_t<Integer>>(a >> (width - 1));
+    return (a + static_cast<Integer>(sign >> (width - bits))) >> bits;
 }
 
 // abs() of any value.
