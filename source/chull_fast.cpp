@@ -1,156 +1,12 @@
-// The fast construction. It keeps what the steps keep (vertices, edges and faces, who borders whom, which slot holds
-// what), but in arrays, with the faces' plane equations worked out, and spends its time only where the hull changes:
-//
-// - A point is located by a walk over the surface. With a fixed inner point c of the hull, the rays from c cut space
-//   into one cone per face. The face in whose cone a point lies decides alone: the point is outside exactly when it
-//   sees that face. The walk begins at the face where the last point of the same region of space ended, and is a step
-//   or two long.
-// - From a visible face the whole visible region is reached over its edges, as it is connected.
-// - The lists are in the order of creation, so every record has a creation number. The steps go through the edge list
-//   from its head, so they meet the horizon in the order of these numbers.
-//
-// Records are made at the end, for what is left by then.
 #include "detail/chull_fast.hpp"
-#include "detail/memory.hpp"
+#include "detail/chull_surface.hpp"
 #include "detail/ring.hpp"
-#include "detail/vector3.hpp"
-#include <algorithm>
-#include <cstdlib>
 #include <iterator>
-#include <span>
-#include <type_traits>
+#include <numeric>
 
 namespace vela::detail {
 
 namespace {
-
-// Position in one of the arrays below.
-using index = uint32_t;
-constexpr index kNone = UINT32_MAX;
-
-// Values of vertex_slot::spoke that are no edge.
-constexpr index kOffHorizon = kNone;
-constexpr index kOnHorizon = kNone - 1; // the edge to the new point is still to be made
-
-// An edge as one of its faces has it, or as one of the horizon: where it is, and whether the face runs along it from
-// end 1 to end 0.
-struct side {
-    index edge;
-    bool reversed;
-};
-
-struct vertex_slot {
-    vector3 point;
-    int32_t vnum;
-    index spoke; // during an insertion, the edge from here to the new point
-    uint32_t created;
-    index next_free;
-    chull_vertex *record; // null until there is one
-};
-
-struct edge_slot {
-    vector3 plane; // normal of the plane through the inner point and the edge, to the left of end 0 -> end 1
-    index faces[2];
-    index ends[2];
-    uint32_t created;
-    index next_free;
-    chull_edge *record;
-};
-
-struct face_slot {
-    vector3 normal; // outward: the plane is normal * p = offset
-    int32_t offset;
-    uint32_t sides[3]; // packed, see below
-    uint32_t is_visible;
-    index corners[3];
-    uint32_t created;
-    index next_free;
-    chull_face *record;
-
-    bool is_below(vector3 p) const { return as_signed(inner(normal, p)) > offset; }
-};
-
-constexpr uint32_t packed(side s) { return s.edge << 1 | s.reversed; }
-constexpr side unpacked(uint32_t code) { return {code >> 1, (code & 1) != 0}; }
-
-// An array whose slots are used again, the one freed last first: a new face takes the place of an old one nearby, and
-// who remembers the old one finds itself near the new.
-template <class Slot>
-class pool {
-public:
-    Slot &operator[](index i) { return slots_[i]; }
-    const Slot &operator[](index i) const { return slots_[i]; }
-    // Slots from here on have never been used.
-    index end() const { return end_; }
-    index capacity() const { return capacity_; }
-    bool is_free(index i) const { return slots_[i].created == kNone; }
-
-    // Makes sure that so many slots more can be taken.
-    [[nodiscard]] bool reserve(index more) {
-        static_assert(std::is_trivially_copyable_v<Slot>);
-        if (more > kMost - created_)
-            return false;
-        if (more <= capacity_ - end_)
-            return true;
-        const index wanted = std::max(end_ + more, capacity_ * 2);
-        if (wanted > PTRDIFF_MAX / sizeof(Slot))
-            return false;
-        void *grown = std::realloc(slots_.get(), wanted * sizeof(Slot));
-        if (!grown)
-            return false;
-        static_cast<void>(slots_.release());
-        slots_.reset(static_cast<Slot *>(grown));
-        capacity_ = wanted;
-        return true;
-    }
-
-    index take() {
-        index i = free_;
-        if (i == kNone)
-            i = end_++;
-        else
-            free_ = slots_[i].next_free;
-        slots_[i].created = created_++;
-        slots_[i].record = nullptr;
-        return i;
-    }
-
-    void give_back(index i) {
-        slots_[i].created = kNone;
-        slots_[i].next_free = free_;
-        free_ = i;
-    }
-
-private:
-    // Creation numbers stay below this, and so do indices: two bits are to spare for packing.
-    static constexpr uint32_t kMost = UINT32_MAX >> 2;
-
-    owned<Slot[]> slots_;
-    index end_ = 0, capacity_ = 0, free_ = kNone;
-    uint32_t created_ = 0;
-};
-
-// Replaces a block by another size of it, whose content doesn't matter.
-template <class Item>
-[[nodiscard]] bool resize(owned<Item[]> &block, size_t count) {
-    block = allocate<Item>(count);
-    return block != nullptr;
-}
-
-// An edge of the horizon: as the visible face has it, and which of its faces[] that is.
-struct horizon_edge {
-    side of;
-    bool slot;
-
-    // Packed so that numbers compare as their edges stand in the list.
-    uint64_t key(uint32_t created) const {
-        return uint64_t{created} << 32 | of.edge << 2 | index{slot} << 1 | index{of.reversed};
-    }
-    static horizon_edge of_key(uint64_t key) {
-        const auto low = static_cast<uint32_t>(key);
-        return {{low >> 2, (low & 1) != 0}, (low & 2) != 0};
-    }
-};
 
 // The points that the construction begins with, as indices: three out of line, one outside their plane.
 struct tetrahedron {
@@ -181,310 +37,40 @@ bool find_start(const point_cloud &cloud, tetrahedron &start) {
     return false;
 }
 
-class builder {
-public:
-    // The state in which the steps have added the apex to both sides of the triangle.
-    [[nodiscard]] bool start(const point_cloud &cloud, const tetrahedron &start);
-    // The state of a finished hull. Refuses what isn't one.
-    [[nodiscard]] bool load(const chull_ctx &hull);
-    // Adds a point; order is its place among all the vertices ever listed. Fails for want of scratch memory.
-    [[nodiscard]] bool add(vector3 p, int32_t vnum, uint32_t order);
-    // Brings the hull's records to the state of the arrays.
-    [[nodiscard]] outcome commit(chull_ctx &hull);
-    index vertex_count() const { return vertices_.end(); }
+// ---- From points
 
-private:
-    static constexpr index kRegions = 16 * 16 * 16;
-    static constexpr index kFirstSize = 64;
-
-    pool<vertex_slot> vertices_;
-    pool<edge_slot> edges_;
-    pool<face_slot> faces_;
-    vector3 inner_point_ = {}; // times 4
-    owned<index[]> hints_;     // for each region of space, the face where the last walk ended
-    index newest_ = 0;         // a face that is not free
-    // The region that the new point sees and its border, during an insertion.
-    owned<index[]> visible_;
-    owned<uint64_t[]> horizon_;
-    index region_capacity_ = 0, visible_count_ = 0, horizon_count_ = 0;
-
-    static index region_of(vector3 p) { return p.x >> 4 << 8 | p.y >> 4 << 4 | p.z >> 4; }
-    vector3 seen(vector3 p) const { return 4 * p - inner_point_; }
-
-    [[nodiscard]] bool make_hints();
-    [[nodiscard]] bool reserve(index vertices, index edges, index faces);
-    [[nodiscard]] bool reserve_region();
-    void set_plane(edge_slot &edge) const;
-    void set_plane(face_slot &face) const;
-    index new_vertex(vector3 p, int32_t vnum, uint32_t order);
-    index new_edge(index end0, index end1);
-    index new_face(index a, index b, index c);
-    bool set_sides(index face, const index (&edges)[3]);
-
-    index find_visible_face(vector3 p);
-    index neighbour_towards(index face, vector3 direction) const;
-    index scan_for_visible_face(vector3 p) const;
-
-    [[nodiscard]] bool insert(index seed, vector3 p, int32_t vnum, uint32_t order);
-    void find_region(index seed, vector3 p);
-    void mark_horizon(index spoke);
-    void remove_region();
-    index spoke_from(index vertex, index apex);
-    void make_cone_face(horizon_edge on, index apex);
-
-    bool load_references();
-    bool find_inner_point();
-    bool is_closed() const;
-    bool is_convex() const;
-    bool is_met_by(const face_slot &face, vector3 ray) const;
-
-    bool commit_vertices(chull_ctx &hull, std::span<const uint64_t> keys);
-    bool commit_edges(chull_ctx &hull, std::span<const uint64_t> keys);
-    bool commit_faces(chull_ctx &hull, std::span<const uint64_t> keys);
-};
-
-bool builder::make_hints() {
-    hints_.reset(static_cast<index *>(std::calloc(kRegions, sizeof(index))));
-    return hints_ != nullptr;
-}
-
-bool builder::reserve(index vertices, index edges, index faces) {
-    return vertices_.reserve(vertices) && edges_.reserve(edges) && faces_.reserve(faces);
-}
-
-// A region holds each face once at most, and its border has at most two edges more than it has faces.
-bool builder::reserve_region() {
-    const index needed = faces_.capacity() + 2;
-    if (region_capacity_ >= needed)
-        return true;
-    region_capacity_ = needed;
-    return resize(visible_, needed) && resize(horizon_, needed);
-}
-
-index builder::new_vertex(vector3 p, int32_t vnum, uint32_t order) {
-    const index i = vertices_.take();
-    vertex_slot &vertex = vertices_[i];
-    vertex.point = p;
-    vertex.vnum = vnum;
-    vertex.spoke = kOffHorizon;
-    vertex.created = order;
-    return i;
-}
-
-index builder::new_edge(index end0, index end1) {
-    const index i = edges_.take();
-    edge_slot &edge = edges_[i];
-    edge.ends[0] = end0;
-    edge.ends[1] = end1;
-    edge.faces[0] = edge.faces[1] = kNone;
-    set_plane(edge);
-    return i;
-}
-
-void builder::set_plane(edge_slot &edge) const {
-    edge.plane = cross(seen(vertices_[edge.ends[0]].point), seen(vertices_[edge.ends[1]].point));
-}
-
-index builder::new_face(index a, index b, index c) {
-    newest_ = faces_.take();
-    face_slot &face = faces_[newest_];
-    face.is_visible = false;
-    face.corners[0] = a;
-    face.corners[1] = b;
-    face.corners[2] = c;
-    set_plane(face);
-    return newest_;
-}
-
-void builder::set_plane(face_slot &face) const {
-    const vector3 apex = vertices_[face.corners[2]].point;
-    face.normal = cross(vertices_[face.corners[0]].point - apex, vertices_[face.corners[1]].point - apex);
-    face.offset = as_signed(inner(face.normal, apex));
-}
-
-// Gives a face its edges, in this order, and finds their directions. Fails when they aren't its sides.
-bool builder::set_sides(index i, const index (&edges)[3]) {
-    face_slot &face = faces_[i];
-    unsigned sides_seen = 0;
-    for (int k = 0; k < 3; ++k) {
-        const index(&ends)[2] = edges_[edges[k]].ends;
-        for (int corner = 0; corner < 3; ++corner) {
-            const index from = face.corners[corner], to = face.corners[(corner + 1) % 3];
-            const bool forward = ends[0] == from && ends[1] == to;
-            if (!forward && !(ends[0] == to && ends[1] == from))
-                continue;
-            face.sides[k] = packed({edges[k], !forward});
-            sides_seen |= 1U << corner;
-        }
-    }
-    return sides_seen == 7;
-}
-
-bool builder::start(const point_cloud &cloud, const tetrahedron &start) {
-    if (!make_hints() || !reserve(kFirstSize, kFirstSize, kFirstSize))
+// The state in which the steps have added the apex to both sides of the triangle.
+[[nodiscard]] bool start(surface &shape, const point_cloud &cloud, const tetrahedron &points) {
+    constexpr index kFirstSize = 64;
+    if (!shape.prepare(cloud.count) || !shape.reserve(kFirstSize, kFirstSize, kFirstSize))
         return false;
-    const auto order = [&](index i) { return i >= start.apex ? i - start.apex : i + cloud.count - start.apex; };
-    inner_point_ = point_of(cloud, start.apex);
-    for (const index i : start.triangle)
-        inner_point_ = inner_point_ + point_of(cloud, i);
+    const auto order = [&](index i) { return i >= points.apex ? i - points.apex : i + cloud.count - points.apex; };
+    const vector3 apex = point_of(cloud, points.apex);
+    vector3 sum = apex;
     index c[3];
     for (int k = 0; k < 3; ++k) {
-        const index i = start.triangle[k];
-        c[k] = new_vertex(point_of(cloud, i), as_signed(i), order(i));
+        const index i = points.triangle[k];
+        sum = sum + point_of(cloud, i);
+        c[k] = shape.new_vertex(point_of(cloud, i), as_signed(i), order(i));
     }
+    shape.set_inner_point(sum);
+
     // The second side of the triangle uses the edges in reverse order and sets their ends anew.
-    const index edges[3] = {new_edge(c[0], c[2]), new_edge(c[1], c[0]), new_edge(c[2], c[1])};
-    const index front = new_face(c[0], c[1], c[2]), back = new_face(c[2], c[1], c[0]);
+    const index edges[3] = {shape.new_edge(c[0], c[2]), shape.new_edge(c[1], c[0]), shape.new_edge(c[2], c[1])};
+    const index front = shape.new_face(c[0], c[1], c[2]), back = shape.new_face(c[2], c[1], c[0]);
     for (const index edge : edges) {
-        edges_[edge].faces[0] = back;
-        edges_[edge].faces[1] = front;
+        shape.edges[edge].faces[0] = back;
+        shape.edges[edge].faces[1] = front;
     }
-    set_sides(front, edges);
-    set_sides(back, {edges[2], edges[1], edges[0]});
-
-    const vector3 apex = point_of(cloud, start.apex);
-    return insert(faces_[front].is_below(apex) ? front : back, apex, as_signed(start.apex), 0);
+    shape.set_sides(front, edges);
+    shape.set_sides(back, {edges[2], edges[1], edges[0]});
+    shape.set_cone(front);
+    shape.set_cone(back);
+    const bool sees_front = shape.cone_of(front).is_visible(shape.seen(apex));
+    return shape.insert(sees_front ? front : back, apex, as_signed(points.apex), 0);
 }
 
-// ---- Location
-
-// The face that decides whether a point is outside, or one met on the way to it: returned if it is visible.
-index builder::find_visible_face(vector3 p) {
-    index &hint = hints_[region_of(p)];
-    const vector3 direction = seen(p);
-    index i = faces_.is_free(hint) ? newest_ : hint;
-    // A walk that visits more faces than there are goes in circles, within a flat part of the surface.
-    for (index steps = faces_.end(); steps > 0; --steps) {
-        hint = i;
-        if (faces_[i].is_below(p))
-            return i;
-        i = neighbour_towards(i, direction);
-        if (i == kNone)
-            return kNone;
-    }
-    return scan_for_visible_face(p);
-}
-
-// The face on the other side of an edge that a direction from the inner point passes outside, or kNone when the
-// direction meets this face.
-index builder::neighbour_towards(index i, vector3 direction) const {
-    for (const uint32_t code : faces_[i].sides) {
-        const side s = unpacked(code);
-        const edge_slot &edge = edges_[s.edge];
-        const int32_t left = as_signed(inner(edge.plane, direction));
-        if (s.reversed ? left > 0 : left < 0)
-            return edge.faces[edge.faces[0] == i];
-    }
-    return kNone;
-}
-
-index builder::scan_for_visible_face(vector3 p) const {
-    for (index i = 0; i < faces_.end(); ++i)
-        if (!faces_.is_free(i) && faces_[i].is_below(p))
-            return i;
-    return kNone;
-}
-
-// ---- Insertion
-
-bool builder::add(vector3 p, int32_t vnum, uint32_t order) {
-    const index seed = find_visible_face(p);
-    return seed == kNone || insert(seed, p, vnum, order);
-}
-
-bool builder::insert(index seed, vector3 p, int32_t vnum, uint32_t order) {
-    if (!reserve_region())
-        return false;
-    find_region(seed, p);
-    if (!reserve(1, horizon_count_, horizon_count_))
-        return false;
-    std::sort(&horizon_[0], &horizon_[horizon_count_]);
-    mark_horizon(kOnHorizon);
-    remove_region();
-    const index apex = new_vertex(p, vnum, order);
-    for (index i = 0; i < horizon_count_; ++i)
-        make_cone_face(horizon_edge::of_key(horizon_[i]), apex);
-    mark_horizon(kOffHorizon);
-    return true;
-}
-
-// Collects the faces that see p, from one of them, and the edges between them and the rest.
-void builder::find_region(index seed, vector3 p) {
-    visible_[0] = seed;
-    visible_count_ = 1;
-    horizon_count_ = 0;
-    faces_[seed].is_visible = true;
-    for (index done = 0; done < visible_count_; ++done) {
-        const index here = visible_[done];
-        for (const uint32_t code : faces_[here].sides) {
-            const side s = unpacked(code);
-            const edge_slot &edge = edges_[s.edge];
-            const bool slot = edge.faces[1] == here;
-            const index beyond = edge.faces[!slot];
-            if (faces_[beyond].is_visible)
-                continue;
-            if (faces_[beyond].is_below(p)) {
-                faces_[beyond].is_visible = true;
-                visible_[visible_count_++] = beyond;
-            } else {
-                horizon_[horizon_count_++] = horizon_edge{s, slot}.key(edge.created);
-            }
-        }
-    }
-}
-
-void builder::mark_horizon(index spoke) {
-    for (index i = 0; i < horizon_count_; ++i)
-        for (const index end : edges_[horizon_edge::of_key(horizon_[i]).of.edge].ends)
-            vertices_[end].spoke = spoke;
-}
-
-// Frees the visible faces, the edges between two of them and the corners that aren't on the horizon.
-void builder::remove_region() {
-    for (index k = 0; k < visible_count_; ++k) {
-        const index here = visible_[k];
-        const face_slot &face = faces_[here];
-        for (const uint32_t code : face.sides) {
-            const index i = unpacked(code).edge;
-            const edge_slot &edge = edges_[i];
-            // The face in slot 0 does it for both.
-            if (edge.faces[0] == here && faces_[edge.faces[1]].is_visible)
-                edges_.give_back(i);
-        }
-        for (const index i : face.corners)
-            if (vertices_[i].spoke == kOffHorizon && !vertices_.is_free(i))
-                vertices_.give_back(i);
-    }
-    for (index k = 0; k < visible_count_; ++k)
-        faces_.give_back(visible_[k]);
-}
-
-// The edge from a vertex on the horizon to the new point, made unless a neighbouring cone face has done so.
-index builder::spoke_from(index vertex, index apex) {
-    if (vertices_[vertex].spoke == kOnHorizon)
-        vertices_[vertex].spoke = new_edge(vertex, apex);
-    return vertices_[vertex].spoke;
-}
-
-void builder::make_cone_face(horizon_edge on, index apex) {
-    const index(&ends)[2] = edges_[on.of.edge].ends;
-    const index from = ends[on.of.reversed], to = ends[!on.of.reversed];
-    // In this order the edges are made.
-    spoke_from(ends[0], apex);
-    spoke_from(ends[1], apex);
-    const index i = new_face(from, to, apex);
-    const index spokes[2] = {vertices_[to].spoke, vertices_[from].spoke};
-    faces_[i].sides[0] = packed(on.of);
-    faces_[i].sides[1] = packed({spokes[0], false});
-    faces_[i].sides[2] = packed({spokes[1], true});
-    for (const index spoke : spokes) {
-        edge_slot &edge = edges_[spoke];
-        edge.faces[edge.faces[0] != kNone] = i;
-    }
-    edges_[on.of.edge].faces[on.slot] = i;
-}
-
-// ---- From and to records
+// ---- From records
 
 // Whether a hull is at rest: nothing of an insertion under way, no vertex still to be added, coordinates of 8 bits.
 bool is_at_rest(const chull_ctx &hull) {
@@ -532,204 +118,243 @@ index index_of(const pool<Slot> &slots, Record *record) {
     return i < slots.end() && slots[i].record == record ? i : kNone;
 }
 
-// Copies the records' references. Fails when one leads out of the lists or a face's edges aren't its sides.
-bool builder::load_references() {
+// Copies what numbered records hold. Fails when one refers to what is in no list or a face's edges aren't its sides.
+bool copy_records(surface &shape) {
     bool complete = true;
-    const auto found = [&complete](index i) {
-        complete = complete && i != kNone;
-        return i;
+    const auto copy = [&](const auto &slots, auto *record, index &to) {
+        to = index_of(slots, record);
+        complete = complete && to != kNone;
     };
-    for (index i = 0; i < vertices_.end(); ++i) {
-        vertices_[i].point = detail::load(vertices_[i].record->coord);
-        vertices_[i].spoke = kOffHorizon;
+    for (index i = 0; i < shape.vertices.end(); ++i) {
+        shape.vertices[i].point = load(shape.vertices[i].record->coord);
+        shape.vertices[i].spoke = kOffHorizon;
     }
-    for (index i = 0; i < edges_.end(); ++i) {
-        edge_slot &edge = edges_[i];
+    for (index i = 0; i < shape.edges.end(); ++i) {
+        edge_slot &edge = shape.edges[i];
         for (int k = 0; k < 2; ++k) {
-            edge.faces[k] = found(index_of(faces_, edge.record->adj[k]));
-            edge.ends[k] = found(index_of(vertices_, edge.record->endpts[k]));
+            copy(shape.faces, edge.record->adj[k], edge.faces[k]);
+            copy(shape.vertices, edge.record->endpts[k], edge.ends[k]);
         }
     }
-    for (index i = 0; complete && i < faces_.end(); ++i) {
-        face_slot &face = faces_[i];
+    for (index i = 0; complete && i < shape.faces.end(); ++i) {
+        face_slot &face = shape.faces[i];
         face.is_visible = false;
         index edges[3];
         for (int k = 0; k < 3; ++k) {
-            face.corners[k] = found(index_of(vertices_, face.record->vert[k]));
-            edges[k] = found(index_of(edges_, face.record->edges[k]));
+            copy(shape.vertices, face.record->vert[k], face.corners[k]);
+            copy(shape.edges, face.record->edges[k], edges[k]);
         }
-        complete = complete && set_sides(i, edges);
+        complete = complete && shape.set_sides(i, edges);
     }
     return complete;
 }
 
-bool builder::load(const chull_ctx &hull) {
-    if (!is_at_rest(hull) || !make_hints() ||
-        !reserve(chull_num_vertices(&hull), chull_num_edges(&hull), chull_num_faces(&hull)))
+// How a face runs along an edge: 1 from end 0 to end 1, -1 the other way, 0 when the edge isn't one of its sides.
+int direction_along(const face_slot &face, index edge) {
+    for (const uint32_t code : face.sides)
+        if (side::unpacked(code).edge == edge)
+            return side::unpacked(code).reversed ? -1 : 1;
+    return 0;
+}
+
+// Whether each edge has two faces, which run along it in opposite directions, and the numbers are those of a sphere.
+bool is_closed(const surface &shape) {
+    for (index i = 0; i < shape.edges.end(); ++i) {
+        const index(&faces)[2] = shape.edges[i].faces;
+        if (direction_along(shape.faces[faces[0]], i) * direction_along(shape.faces[faces[1]], i) != -1)
+            return false;
+    }
+    const index V = shape.vertices.end(), E = shape.edges.end(), F = shape.faces.end();
+    return 2 * E == 3 * F && V + F == E + 2;
+}
+
+// Finds an inner point, for which every face has an inner side, and works out the cones.
+bool find_inner_point(surface &shape) {
+    const index(&corners)[3] = shape.faces[0].corners;
+    const vector3 a = shape.vertices[corners[0]].point, b = shape.vertices[corners[1]].point;
+    const vector3 c = shape.vertices[corners[2]].point, normal = cross(b - a, c - a);
+    index apex = 0;
+    while (apex < shape.vertices.end() && inner(normal, shape.vertices[apex].point - a) == 0)
+        ++apex;
+    if (apex == shape.vertices.end())
         return false;
-    number(vertices_, hull.vertices);
-    number(edges_, hull.edges);
-    number(faces_, hull.faces);
-    const bool complete = load_references();
-    clear_numbers(hull.vertices);
-    clear_numbers(hull.edges);
-    clear_numbers(hull.faces);
-    return complete && is_closed() && find_inner_point() && is_convex();
-}
-
-// Whether each edge has two faces that run along it in opposite directions, and the numbers are those of a sphere.
-bool builder::is_closed() const {
-    const auto direction = [this](index edge, index face) {
-        for (const uint32_t code : faces_[face].sides)
-            if (unpacked(code).edge == edge)
-                return unpacked(code).reversed ? -1 : 1;
-        return 0;
-    };
-    for (index i = 0; i < edges_.end(); ++i)
-        if (direction(i, edges_[i].faces[0]) * direction(i, edges_[i].faces[1]) != -1)
+    shape.set_inner_point(a + b + c + shape.vertices[apex].point);
+    for (index i = 0; i < shape.faces.end(); ++i) {
+        shape.set_cone(i);
+        if (as_signed(shape.cone_of(i).height) <= 0)
             return false;
-    return 2 * edges_.end() == 3 * faces_.end() && vertices_.end() + faces_.end() == edges_.end() + 2;
-}
-
-// Works out all planes, and with them a point that is below every face.
-bool builder::find_inner_point() {
-    for (index i = 0; i < faces_.end(); ++i)
-        set_plane(faces_[i]);
-    inner_point_ = {};
-    for (const index corner : faces_[0].corners)
-        inner_point_ = inner_point_ + vertices_[corner].point;
-    for (index i = 0; i < vertices_.end(); ++i)
-        if (as_signed(inner(faces_[0].normal, vertices_[i].point)) < faces_[0].offset) {
-            inner_point_ = inner_point_ + vertices_[i].point;
-            break;
-        }
-    for (index i = 0; i < edges_.end(); ++i)
-        set_plane(edges_[i]);
-    for (index i = 0; i < faces_.end(); ++i)
-        if (as_signed(inner(faces_[i].normal, inner_point_)) >= 4 * faces_[i].offset)
-            return false;
+    }
     return true;
 }
 
 // Whether a ray from the inner point meets a face or its border.
-bool builder::is_met_by(const face_slot &face, vector3 ray) const {
-    const auto wide = [](uint32_t value) { return int64_t{as_signed(value)}; };
-    return std::all_of(face.sides, std::end(face.sides), [&](uint32_t code) {
-        const vector3 plane = edges_[unpacked(code).edge].plane;
-        const int64_t left = wide(plane.x) * wide(ray.x) + wide(plane.y) * wide(ray.y) + wide(plane.z) * wide(ray.z);
-        return unpacked(code).reversed ? left <= 0 : left >= 0;
-    });
-}
-
-// A closed surface around an inner point is a convex one when it is convex at every edge and the ray to one point of
-// it meets it nowhere else (Mehlhorn and others, "Checking geometric programs or verification of geometric
-// structures").
-bool builder::is_convex() const {
-    for (index i = 0; i < edges_.end(); ++i)
-        for (const index corner : faces_[edges_[i].faces[1]].corners)
-            if (faces_[edges_[i].faces[0]].is_below(vertices_[corner].point))
-                return false;
-    vector3 ray = {};
-    for (const index corner : faces_[0].corners)
-        ray = ray + seen(vertices_[corner].point);
-    for (index i = 1; i < faces_.end(); ++i)
-        if (is_met_by(faces_[i], ray))
+bool is_met_by(const cone &face, vector3 ray) {
+    const auto product = [](uint32_t a, uint32_t b) { return int64_t{as_signed(a)} * as_signed(b); };
+    for (int k = 1; k < 4; ++k)
+        if (product(face.x[k], ray.x) + product(face.y[k], ray.y) + product(face.z[k], ray.z) < 0)
             return false;
     return true;
+}
+
+// A closed surface around an inner point is that of a convex body when it is convex at every edge and the ray through
+// one face meets no other (Mehlhorn and others, "Checking geometric programs or verification of geometric structures").
+bool is_convex(const surface &shape) {
+    const auto corner_direction = [&shape](index i) { return shape.seen(shape.vertices[i].point); };
+    for (index i = 0; i < shape.edges.end(); ++i) {
+        const index(&faces)[2] = shape.edges[i].faces;
+        for (const index corner : shape.faces[faces[1]].corners)
+            if (shape.cone_of(faces[0]).is_visible(corner_direction(corner)))
+                return false;
+    }
+    vector3 ray = {};
+    for (const index corner : shape.faces[0].corners)
+        ray = ray + corner_direction(corner);
+    for (index i = 1; i < shape.faces.end(); ++i)
+        if (is_met_by(shape.cone_of(i), ray))
+            return false;
+    return true;
+}
+
+// The state of a finished hull. Refuses what isn't one, and leaves the records as they are.
+[[nodiscard]] bool load_hull(surface &shape, const chull_ctx &hull, index points) {
+    if (!is_at_rest(hull) || !shape.prepare(points) ||
+        !shape.reserve(chull_num_vertices(&hull), chull_num_edges(&hull), chull_num_faces(&hull)))
+        return false;
+    number(shape.vertices, hull.vertices);
+    number(shape.edges, hull.edges);
+    number(shape.faces, hull.faces);
+    const bool complete = copy_records(shape);
+    clear_numbers(hull.vertices);
+    clear_numbers(hull.edges);
+    clear_numbers(hull.faces);
+    return complete && is_closed(shape) && find_inner_point(shape) && is_convex(shape);
 }
 
 // ---- To records
 
-// The slots in use, in the order of the list: creation numbers with indices behind them.
+// A slot in the order of its list.
+struct numbered {
+    uint32_t created;
+    index slot;
+};
+
+// One pass of a radix sort: entries in the order of one byte of their numbers, equal ones as before.
+void sort_by_byte(const numbered *from, numbered *to, index count, unsigned shift) {
+    const auto byte = [shift](const numbered &entry) { return entry.created >> shift & 255; };
+    index ends[256] = {};
+    for (index i = 0; i < count; ++i)
+        ++ends[byte(from[i])];
+    std::partial_sum(ends, std::end(ends), ends);
+    for (index i = count; i-- > 0;)
+        to[--ends[byte(from[i])]] = from[i];
+}
+
+// The slots in use in the order of their list.
 template <class Slot>
-index in_list_order(const pool<Slot> &slots, owned<uint64_t[]> &keys) {
-    if (!resize(keys, slots.end()))
-        return kNone;
-    index count = 0;
-    for (index i = 0; i < slots.end(); ++i)
-        if (!slots.is_free(i))
-            keys[count++] = uint64_t{slots[i].created} << 32 | i;
-    std::sort(&keys[0], &keys[count]);
-    return count;
-}
-
-bool builder::commit_vertices(chull_ctx &hull, std::span<const uint64_t> keys) {
-    for (const uint64_t key : keys) {
-        vertex_slot &vertex = vertices_[static_cast<index>(key)];
-        if (vertex.record)
-            continue;
-        vertex.record = MakeNullVertex(&hull);
-        if (!vertex.record)
-            return false;
-        vertex.record->coord[0] = as_signed(vertex.point.x);
-        vertex.record->coord[1] = as_signed(vertex.point.y);
-        vertex.record->coord[2] = as_signed(vertex.point.z);
-        vertex.record->vnum = vertex.vnum;
-        vertex.record->mark = 1;
-    }
-    return true;
-}
-
-bool builder::commit_edges(chull_ctx &hull, std::span<const uint64_t> keys) {
-    for (const uint64_t key : keys) {
-        edge_slot &edge = edges_[static_cast<index>(key)];
-        if (!edge.record)
-            edge.record = MakeNullEdge(&hull);
-        if (!edge.record)
-            return false;
-        edge.record->del = 0;
-        for (int k = 0; k < 2; ++k)
-            edge.record->endpts[k] = vertices_[edge.ends[k]].record;
-    }
-    return true;
-}
-
-bool builder::commit_faces(chull_ctx &hull, std::span<const uint64_t> keys) {
-    for (const uint64_t key : keys) {
-        face_slot &face = faces_[static_cast<index>(key)];
-        if (!face.record)
-            face.record = MakeNullFace(&hull);
-        if (!face.record)
-            return false;
-        face.record->vis = 0;
-        for (int k = 0; k < 3; ++k) {
-            face.record->vert[k] = vertices_[face.corners[k]].record;
-            face.record->edges[k] = edges_[unpacked(face.sides[k]).edge].record;
+class list_order {
+public:
+    explicit list_order(const pool<Slot> &slots) {
+        entries_ = allocate<numbered>(slots.end());
+        auto scratch = allocate<numbered>(slots.end());
+        if (!entries_ || !scratch) {
+            entries_.reset();
+            return;
+        }
+        uint32_t used_bits = 0;
+        for (index i = 0; i < slots.end(); ++i) {
+            if (slots.is_free(i))
+                continue;
+            entries_[count_++] = {slots[i].created, i};
+            used_bits |= slots[i].created;
+        }
+        for (unsigned shift = 0; shift < 32 && used_bits >> shift; shift += 8) {
+            sort_by_byte(&entries_[0], &scratch[0], count_, shift);
+            entries_.swap(scratch);
         }
     }
+    bool is_complete() const { return entries_ != nullptr; }
+
+    // Calls step with each slot until it fails.
+    template <class Step>
+    bool for_all(pool<Slot> &slots, Step step) const {
+        return std::all_of(&entries_[0], &entries_[count_],
+                           [&](const numbered &entry) { return step(slots[entry.slot]); });
+    }
+
+private:
+    owned<numbered[]> entries_;
+    index count_ = 0;
+};
+
+bool store_vertex(chull_ctx &hull, vertex_slot &vertex) {
+    if (vertex.record)
+        return true;
+    vertex.record = MakeNullVertex(&hull);
+    if (!vertex.record)
+        return false;
+    vertex.record->coord[0] = as_signed(vertex.point.x);
+    vertex.record->coord[1] = as_signed(vertex.point.y);
+    vertex.record->coord[2] = as_signed(vertex.point.z);
+    vertex.record->vnum = vertex.vnum;
+    vertex.record->mark = 1;
     return true;
 }
 
-outcome builder::commit(chull_ctx &hull) {
-    owned<uint64_t[]> vertex_keys, edge_keys, face_keys;
-    const index vertex_count = in_list_order(vertices_, vertex_keys);
-    const index edge_count = in_list_order(edges_, edge_keys);
-    const index face_count = in_list_order(faces_, face_keys);
-    if (!vertex_keys || !edge_keys || !face_keys)
+bool store_edge(const surface &shape, chull_ctx &hull, edge_slot &edge) {
+    if (!edge.record)
+        edge.record = MakeNullEdge(&hull);
+    if (!edge.record)
+        return false;
+    edge.record->del = 0;
+    for (int k = 0; k < 2; ++k)
+        edge.record->endpts[k] = shape.vertices[edge.ends[k]].record;
+    return true;
+}
+
+bool store_face(const surface &shape, chull_ctx &hull, face_slot &face) {
+    if (!face.record)
+        face.record = MakeNullFace(&hull);
+    if (!face.record)
+        return false;
+    face.record->vis = 0;
+    for (int k = 0; k < 3; ++k) {
+        face.record->edges[k] = shape.edges[side::unpacked(face.sides[face.places[k]]).edge].record;
+        face.record->vert[k] = shape.vertices[face.corners[k]].record;
+    }
+    return true;
+}
+
+// Brings the records of a hull to the state of the arrays.
+[[nodiscard]] outcome store_hull(surface &shape, chull_ctx &hull) {
+    const list_order vertices(shape.vertices);
+    const list_order edges(shape.edges);
+    const list_order faces(shape.faces);
+    if (!vertices.is_complete() || !edges.is_complete() || !faces.is_complete())
         return outcome::not_for_us;
 
-    // Earlier records go unless they are found in the arrays.
+    // What is there already goes, unless it turns up below.
     for (chull_edge &edge : ring(hull.edges))
         edge.del = 1;
     for (chull_face &face : ring(hull.faces))
         face.vis = 1;
-    const std::span<const uint64_t> edges(&edge_keys[0], edge_count);
-    if (!commit_vertices(hull, {&vertex_keys[0], vertex_count}) || !commit_edges(hull, edges) ||
-        !commit_faces(hull, {&face_keys[0], face_count}))
+    const bool complete =
+        vertices.for_all(shape.vertices, [&](vertex_slot &vertex) { return store_vertex(hull, vertex); }) &&
+        edges.for_all(shape.edges, [&](edge_slot &edge) { return store_edge(shape, hull, edge); }) &&
+        faces.for_all(shape.faces, [&](face_slot &face) { return store_face(shape, hull, face); });
+    if (!complete)
         return outcome::out_of_records;
-    for (const uint64_t key : edges) {
-        const edge_slot &edge = edges_[static_cast<index>(key)];
-        for (int k = 0; k < 2; ++k)
-            edge.record->adj[k] = faces_[edge.faces[k]].record;
-    }
+    for (index i = 0; i < shape.edges.end(); ++i)
+        if (const edge_slot &edge = shape.edges[i]; !shape.edges.is_free(i))
+            for (int k = 0; k < 2; ++k)
+                edge.record->adj[k] = shape.faces[edge.faces[k]].record;
     chull_vertex *cursor = nullptr;
     CleanUp(&hull, &cursor);
     return outcome::finished;
 }
 
-bool add_all(builder &surface, const point_cloud &cloud, index first, index end, uint32_t order) {
+[[nodiscard]] bool add_all(surface &shape, const point_cloud &cloud, index first, index end, uint32_t order) {
     for (index i = first; i < end; ++i)
-        if (!surface.add(point_of(cloud, i), as_signed(i), order++))
+        if (!shape.add(point_of(cloud, i), as_signed(i), order++))
             return false;
     return true;
 }
@@ -737,20 +362,20 @@ bool add_all(builder &surface, const point_cloud &cloud, index first, index end,
 } // namespace
 
 outcome build_chull(chull_ctx &hull, const point_cloud &cloud) {
-    tetrahedron start;
-    builder surface;
-    if (!find_start(cloud, start) || !surface.start(cloud, start) ||
-        !add_all(surface, cloud, start.apex + 1, cloud.count, 1) ||
-        !add_all(surface, cloud, 0, start.apex, cloud.count - start.apex))
+    tetrahedron first;
+    surface shape;
+    if (!find_start(cloud, first) || !start(shape, cloud, first) ||
+        !add_all(shape, cloud, first.apex + 1, cloud.count, 1) ||
+        !add_all(shape, cloud, 0, first.apex, cloud.count - first.apex))
         return outcome::not_for_us;
-    return surface.commit(hull);
+    return store_hull(shape, hull);
 }
 
 outcome grow_chull(chull_ctx &hull, const point_cloud &cloud) {
-    builder surface;
-    if (!surface.load(hull) || !add_all(surface, cloud, 0, cloud.count, surface.vertex_count()))
+    surface shape;
+    if (!load_hull(shape, hull, cloud.count) || !add_all(shape, cloud, 0, cloud.count, shape.vertices.end()))
         return outcome::not_for_us;
-    return surface.commit(hull);
+    return store_hull(shape, hull);
 }
 
 } // namespace vela::detail

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <type_traits>
 
 namespace vela::detail {
 
@@ -23,6 +24,21 @@ template <class T>
     if (count > PTRDIFF_MAX / sizeof(T))
         return nullptr;
     return owned<T[]>(static_cast<T *>(std::malloc((count ? count : 1) * sizeof(T))));
+}
+
+// Gives a block room for count elements and keeps what fits of its content; leaves it alone on failure. Elements are
+// moved as bytes.
+template <class T>
+[[nodiscard]] inline bool resize(owned<T[]> &block, std::size_t count) {
+    static_assert(std::is_trivially_copyable_v<T>);
+    if (count > PTRDIFF_MAX / sizeof(T))
+        return false;
+    void *moved = std::realloc(block.get(), (count ? count : 1) * sizeof(T));
+    if (!moved)
+        return false;
+    static_cast<void>(block.release());
+    block.reset(static_cast<T *>(moved));
+    return true;
 }
 
 } // namespace vela::detail

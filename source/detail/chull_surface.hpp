@@ -1,0 +1,221 @@
+// A hull under construction, in arrays: what the records hold (who borders whom, which slot holds what, in which order
+// all of it was made) and what it takes to find a point's place without looking at every face.
+//
+// With a fixed inner point c of the hull, the rays from c cut space into one cone per face. The face in whose cone a
+// point lies decides alone: the point is outside exactly when it sees that face. So a point is located by a walk over
+// the surface towards that face. The walk begins at the face where the last point of the same part of space ended,
+// and is a step or two long.
+//
+// The lists of records are in the order of creation, so each slot carries a creation number, and the horizon of a point
+// is gone through in the order of its edges' numbers, as the steps do that go through the whole list.
+#pragma once
+
+#include "detail/memory.hpp"
+#include "detail/vector3.hpp"
+#include <algorithm>
+#include <cstdint>
+#include <type_traits>
+#include <vela/chull.h>
+
+namespace vela::detail {
+
+// Position in one of the arrays.
+using index = std::uint32_t;
+constexpr index kNone = UINT32_MAX;
+
+// An array whose slots are used again, the one freed last first: a new face takes the place of an old one nearby, and
+// who remembers the old one finds itself near the new.
+template <class Slot>
+class pool {
+public:
+    Slot &operator[](index i) { return slots_[i]; }
+    const Slot &operator[](index i) const { return slots_[i]; }
+    // Slots from here on have never been used.
+    index end() const { return end_; }
+    index capacity() const { return capacity_; }
+    bool is_free(index i) const { return slots_[i].created == kNone; }
+
+    // Makes sure that so many slots more can be taken.
+    [[nodiscard]] bool reserve(index more) {
+        static_assert(std::is_trivially_copyable_v<Slot>);
+        if (more > kMost - created_)
+            return false;
+        if (more <= capacity_ - end_)
+            return true;
+        const index wanted = std::max(end_ + more, capacity_ * 2);
+        if (!resize(slots_, wanted))
+            return false;
+        capacity_ = wanted;
+        return true;
+    }
+
+    index take() {
+        index i = free_;
+        if (i == kNone)
+            i = end_++;
+        else
+            free_ = slots_[i].next_free;
+        slots_[i].created = created_++;
+        slots_[i].record = nullptr;
+        return i;
+    }
+
+    void give_back(index i) {
+        slots_[i].created = kNone;
+        slots_[i].next_free = free_;
+        free_ = i;
+    }
+
+private:
+    // Creation numbers stay below this, and so do indices: two bits are to spare for packing.
+    static constexpr std::uint32_t kMost = UINT32_MAX >> 2;
+
+    owned<Slot[]> slots_;
+    index end_ = 0, capacity_ = 0, free_ = kNone;
+    std::uint32_t created_ = 0;
+};
+
+// An edge as one of its faces has it: where it is, and whether the face runs along it from end 1 to end 0.
+struct side {
+    index edge;
+    bool reversed;
+
+    constexpr std::uint32_t packed() const { return edge << 1 | index{reversed}; }
+    static constexpr side unpacked(std::uint32_t code) { return {code >> 1, (code & 1) != 0}; }
+};
+
+// An edge of the horizon: as the visible face has it, and which of the edge's faces[] that is.
+struct horizon_edge {
+    side of;
+    bool slot;
+
+    // Numbers that compare as the edges stand in their list.
+    std::uint64_t packed(std::uint32_t created) const {
+        return std::uint64_t{created} << 32 | of.edge << 2 | index{slot} << 1 | index{of.reversed};
+    }
+    static horizon_edge unpacked(std::uint64_t code) {
+        const auto low = static_cast<std::uint32_t>(code);
+        return {{low >> 2, (low & 1) != 0}, (low & 2) != 0};
+    }
+};
+
+struct vertex_slot {
+    vector3 point;
+    std::int32_t vnum;
+    index spoke; // during an insertion, the edge from here to the new point
+    std::uint32_t created;
+    index next_free;
+    chull_vertex *record; // null until there is one
+};
+
+// Values of vertex_slot::spoke that are no edge.
+constexpr index kOffHorizon = kNone;
+constexpr index kOnHorizon = kNone - 1; // the edge is still to be made
+
+struct edge_slot {
+    index faces[2];
+    index ends[2];
+    std::uint32_t created;
+    index next_free;
+    chull_edge *record;
+};
+
+struct face_slot {
+    index corners[3];
+    std::uint32_t sides[3]; // packed; sides[i] runs from corners[i] to corners[(i + 1) % 3]
+    std::uint8_t places[3]; // of the sides that the record has as its edges[0] to edges[2]
+    bool is_visible;
+    std::uint32_t created;
+    index next_free;
+    chull_face *record;
+};
+
+// What a walk needs of a face, in one cache line: four planes, as linear forms of a direction from the inner point that
+// are negative on the outer side. Form 0 is the face's own plane, 64 times Volume(); forms 1 to 3 are the sides of its
+// cone. All values fit 32 bits for points within the range, so wrapping intermediate results do no harm: with
+// coordinates of 8 bits a determinant of three differences is at most 2 * 255^3, and 64 times that is below 2^31.
+struct cone {
+    std::uint32_t x[4], y[4], z[4];
+    std::uint32_t height; // constant of form 0; the others have none
+    index neighbours[3];
+
+    vector3 form(int k) const { return {x[k], y[k], z[k]}; }
+    void set_form(int k, vector3 value) {
+        x[k] = value.x;
+        y[k] = value.y;
+        z[k] = value.z;
+    }
+    bool is_visible(vector3 direction) const { return as_signed(height + inner(form(0), direction)) < 0; }
+    bool is_beyond_side(int k, vector3 direction) const { return as_signed(inner(form(k + 1), direction)) < 0; }
+};
+
+class surface {
+public:
+    pool<vertex_slot> vertices;
+    pool<edge_slot> edges;
+    pool<face_slot> faces;
+
+    // Prepares for adding about so many points. The functions that return bool fail for want of memory.
+    [[nodiscard]] bool prepare(index points);
+    [[nodiscard]] bool reserve(index more_vertices, index more_edges, index more_faces);
+    // The inner point is the mean of four points that are not in one plane.
+    void set_inner_point(vector3 sum_of_four) { inner_point_ = sum_of_four; }
+
+    index new_vertex(vector3 p, std::int32_t vnum, std::uint32_t order);
+    index new_edge(index end0, index end1);
+    index new_face(index a, index b, index c);
+    // Gives a face its edges, in this order, and finds their directions. Says whether they are its sides.
+    bool set_sides(index face, const index (&edges)[3]);
+    // Works out the cone of a face, when its sides have got both of their faces.
+    void set_cone(index face);
+    const cone &cone_of(index face) const { return cones_[face]; }
+
+    // Four times the direction from the inner point to p.
+    vector3 seen(vector3 p) const { return 4 * p - inner_point_; }
+
+    // Adds a point; order is its place among all the vertices ever listed.
+    [[nodiscard]] bool add(vector3 p, std::int32_t vnum, std::uint32_t order);
+    // Adds a point that sees a face.
+    [[nodiscard]] bool insert(index visible_face, vector3 p, std::int32_t vnum, std::uint32_t order);
+
+private:
+    // The face where a search ended, and whether the point sees it.
+    struct location {
+        index face;
+        bool is_visible;
+    };
+
+    // The heights at which a column of points is known to be inside: none while low is above high.
+    struct column {
+        std::uint8_t low, high;
+        std::uint16_t failures; // to widen it, since the last success
+    };
+
+    owned<cone[]> cones_; // parallel to faces
+    index cone_capacity_ = 0;
+    vector3 inner_point_ = {}; // times 4
+    index newest_ = 0;         // a face that is not free
+
+    // Space in cubes and in columns of square section, cut into 2^space_bits_ parts along each axis.
+    unsigned space_bits_ = 0;
+    owned<index[]> hints_; // for each cube, the face where its last walk ended
+    owned<column[]> columns_;
+
+    // The region that a new point sees and its border, during an insertion.
+    owned<index[]> region_;
+    owned<std::uint64_t[]> horizon_;
+    index region_capacity_ = 0, region_count_ = 0, horizon_count_ = 0;
+
+    location walk(index from, vector3 direction) const;
+    location scan(vector3 direction) const;
+    void widen(column &known, vector3 p, index face);
+
+    [[nodiscard]] bool reserve_region();
+    void find_region(index seed, vector3 direction);
+    void mark_horizon(index spoke);
+    void remove_region();
+    void make_spoke(index vertex, index apex);
+    index make_cone_face(horizon_edge on, index apex);
+};
+
+} // namespace vela::detail
