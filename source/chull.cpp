@@ -2,10 +2,13 @@
 #include "detail/diagnostics.hpp"
 #include "detail/memory.hpp"
 #include "detail/ring.hpp"
+#include "detail/simd.hpp"
 #include "detail/vector3.hpp"
 #include <algorithm>
 #include <cinttypes>
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <iterator>
 #include <limits>
 #include <type_traits>
@@ -495,6 +498,41 @@ uint32_t clamped(int32_t fraction) { return static_cast<uint32_t>(std::clamp(fra
 // From Q9 to the nearest integer, halves upward.
 uint32_t rounded(uint32_t value) { return static_cast<uint32_t>(as_signed(value + 256) >> 9); }
 
+#ifdef VELA_AVX2
+
+// x, y, z and a lane that comes to nothing.
+using lanes [[gnu::vector_size(16)]] = uint32_t;
+
+[[gnu::always_inline]] inline lanes coordinates(const chull_vertex *vertex) {
+    static_assert(offsetof(chull_vertex, coord) == 0 && sizeof(chull_vertex) >= sizeof(lanes));
+    lanes all;
+    std::memcpy(&all, vertex, sizeof all);
+    return all;
+}
+
+[[gnu::always_inline]] inline lanes yzx(lanes v) { return __builtin_shufflevector(v, v, 1, 2, 0, 3); }
+
+// Volume() with a corner's three coordinates, and its number in lane 3, in one register:
+//
+//     b * c.yzx - b.yzx * c    is the cross product in the order z, x, y; lane 3 becomes 0
+//     times a.zxy              gives the terms of the determinant
+VELA_WIDE bool sees_a_face_wide(const chull_face *head, const int32_t *point) {
+    const lanes p = {static_cast<uint32_t>(point[0]), static_cast<uint32_t>(point[1]), static_cast<uint32_t>(point[2])};
+    const chull_face *face = head;
+    do {
+        const lanes a = coordinates(face->vert[0]) - p, b = coordinates(face->vert[1]) - p,
+                    c = coordinates(face->vert[2]) - p;
+        lanes terms = (b * yzx(c) - yzx(b) * c) * __builtin_shufflevector(a, a, 2, 0, 1, 3);
+        terms += __builtin_shufflevector(terms, terms, 2, 3, 0, 1);
+        if (as_signed(terms[0] + terms[1]) < 0)
+            return true;
+        face = face->next;
+    } while (face != head);
+    return false;
+}
+
+#endif
+
 } // namespace
 
 int32_t dot(const int32_t *u, const int32_t *v) { return as_signed(inner(load(u), load(v))); }
@@ -537,6 +575,10 @@ int32_t is_in_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z) {
     if (!hull || !hull->faces)
         return 0;
     const int32_t point[3] = {x, y, z};
+#ifdef VELA_AVX2
+    if (wide_unit())
+        return !sees_a_face_wide(hull->faces, point);
+#endif
     for (const chull_face &face : ring(hull->faces))
         if (Volume(&face, point) < 0)
             return 0;

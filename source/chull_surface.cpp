@@ -60,39 +60,39 @@ index surface::new_face(index a, index b, index c) {
     return newest_;
 }
 
-bool surface::set_sides(index i, const index (&edge_indices)[3]) {
-    face_slot &face = faces[i];
+bool surface::set_sides(index face, const index (&of_record)[3]) {
+    face_slot &slot = faces[face];
     unsigned corners_met = 0;
     for (int k = 0; k < 3; ++k) {
-        const index(&ends)[2] = edges[edge_indices[k]].ends;
+        const index(&ends)[2] = edges[of_record[k]].ends;
         for (std::uint8_t corner = 0; corner < 3; ++corner) {
-            const index from = face.corners[corner], to = face.corners[(corner + 1) % 3];
+            const index from = slot.corners[corner], to = slot.corners[(corner + 1) % 3];
             const bool forward = ends[0] == from && ends[1] == to;
             if (!forward && !(ends[0] == to && ends[1] == from))
                 continue;
-            face.sides[corner] = side{edge_indices[k], !forward}.packed();
-            face.places[k] = corner;
+            slot.sides[corner] = side{of_record[k], !forward}.packed();
+            slot.places[k] = corner;
             corners_met |= 1U << corner;
         }
     }
     return corners_met == 7;
 }
 
-void surface::set_cone(index i) {
-    const face_slot &face = faces[i];
-    const vector3 a = seen(vertices[face.corners[0]].point);
-    const vector3 b = seen(vertices[face.corners[1]].point);
-    const vector3 c = seen(vertices[face.corners[2]].point);
+void surface::set_cone(index face) {
+    const face_slot &slot = faces[face];
+    const vector3 a = seen(vertices[slot.corners[0]].point);
+    const vector3 b = seen(vertices[slot.corners[1]].point);
+    const vector3 c = seen(vertices[slot.corners[2]].point);
     const vector3 planes[] = {cross(a, b), cross(b, c), cross(c, a)};
     // They add up to the outward normal of the face.
     const vector3 normal = planes[0] + planes[1] + planes[2];
-    cone &made = cones_[i];
+    cone &made = cones_[face];
     made.set_form(0, vector3{} - normal);
     made.height = inner(normal, a);
     for (int k = 0; k < 3; ++k) {
         made.set_form(k + 1, planes[k]);
-        const index(&both)[2] = edges[side::unpacked(face.sides[k]).edge].faces;
-        made.neighbours[k] = both[both[0] == i];
+        const index(&both)[2] = edges[side::unpacked(slot.sides[k]).edge].faces;
+        made.neighbours[k] = both[both[0] == face];
     }
 }
 
@@ -100,7 +100,8 @@ void surface::set_cone(index i) {
 
 // Walks over the surface in a direction from the inner point, to the face that it meets or one on the way that is
 // visible.
-surface::location surface::walk(index i, vector3 direction) const {
+surface::location surface::walk(index from, vector3 direction) const {
+    index i = from;
     // A walk that visits more faces than there are goes in circles, within a flat part of the surface.
     for (index steps = faces.end(); steps > 0; --steps) {
         const cone &here = cones_[i];

@@ -378,6 +378,15 @@ START_TEST(queries_of_hulls)
         ck_assert_uint_eq(least, row.least);
         ck_assert_uint_eq(most, row.most);
     }
+    // Far outside, the orientations wrap and may all come out as inside.
+    const int32_t far[] = {INT32_MIN, -70000, -1290, 130, 1290, 70000, 1 << 21, INT32_MAX};
+    for (int i = 0; i < 8 * 8 * 8; ++i) {
+        const point p = {far[i % 8], far[i / 8 % 8], far[i / 64]};
+        const auto faces = listed(cube.ctx->faces);
+        const bool inside =
+            std::none_of(faces.begin(), faces.end(), [&p](const chull_face *f) { return Volume(f, p.data()) < 0; });
+        ck_assert_int_eq(is_in_chull(cube.ctx, p[0], p[1], p[2]), inside);
+    }
     for (const chull_vertex *v : listed(cube.ctx->vertices))
         ck_assert_int_eq(is_in_chull(cube.ctx, v->coord[0], v->coord[1], v->coord[2]), 1);
 

@@ -165,7 +165,7 @@ public:
     index new_edge(index end0, index end1);
     index new_face(index a, index b, index c);
     // Gives a face its edges, in this order, and finds their directions. Says whether they are its sides.
-    bool set_sides(index face, const index (&edges)[3]);
+    bool set_sides(index face, const index (&of_record)[3]);
     // Works out the cone of a face, when its sides have got both of their faces.
     void set_cone(index face);
     const cone &cone_of(index face) const { return cones_[face]; }
