@@ -43,9 +43,9 @@ struct conversion {
     matrix weights;
     triple input_offset, output_offset;
 
-    // The row's weights and what remains to be added where the offsets are not taken apart: then
-    // byte = limit((weights . bytes + addend) >> 12), with sums within 23 bits.
     constexpr triple row(size_t r) const { return {weights[3 * r], weights[3 * r + 1], weights[3 * r + 2]}; }
+
+    // Rounding and both offsets in one: byte = limit((weights . bytes + addend) >> 12), with sums within 23 bits.
     constexpr int32_t addend(size_t r) const {
         const triple w = row(r);
         return (output_offset[r] << kFractionBits) + kHalf - w[0] * input_offset[0] - w[1] * input_offset[1] -
@@ -61,7 +61,7 @@ constexpr conversion decoding(const variant &v) {
     return {v.decoding, {v.luma_offset, kChromaOffset, kChromaOffset}, {}};
 }
 
-// Two signed 16-bit factors, the first in the low half of the word: what one ARM multiply instruction takes.
+// Two signed 16-bit factors, the first in the low half of the word, as ARM multiplies and adds them in one instruction.
 constexpr uint32_t pair(int32_t first, int32_t second) {
     return (static_cast<uint32_t>(second) << 16) | static_cast<uint16_t>(first);
 }
@@ -84,7 +84,7 @@ inline uint8_t convert_byte(uint32_t first_and_second, int32_t third) {
 }
 
 template <conversion map>
-void convert_pixels(const uint8_t *src, uint8_t *dst, uint32_t count) {
+void convert_pixels(const uint8_t *src, uint8_t *dst, size_t count) {
     for (; count; --count, src += 3, dst += 3) {
         const uint32_t first_and_second = pair(src[0], src[1]);
         const int32_t third = src[2];
@@ -120,7 +120,7 @@ struct chroma_terms {
     }
 };
 
-void unpack_pixels(const uint8_t *src, uint8_t *dst, uint32_t count) {
+void unpack_pixels(const uint8_t *src, uint8_t *dst, size_t count) {
     for (; count >= 2; count -= 2, src += 4, dst += 6) {
         const chroma_terms terms(src);
         const uint8_t second_luma = src[3];
@@ -134,20 +134,17 @@ void unpack_pixels(const uint8_t *src, uint8_t *dst, uint32_t count) {
 #ifdef VELA_WIDE
 #define VELA_INLINE [[gnu::always_inline]] VELA_WIDE inline
 
-// The vector units work on 16-bit lanes, for which weights are split into 128 high + low, so that a row's sum is
-// 128 high_sum + low_sum. With the sums within 16 bits,
+// The vector units work on 16-bit lanes, for which weights are split into 2^n high + low, so that a row's sum is
+// 2^n high_sum + low_sum. With sums that fit,
 //
-//     (sum + 2048) >> 12  =  (high_sum + (low_sum >> 7) + 16) >> 5
+//     (sum + 2048) >> 12  =  (high_sum + (low_sum >> n) + 2^(11 - n)) >> (12 - n)
 //
 // to the bit, since each shift is a floor.
-constexpr int kLowBits = 7;
-constexpr int kHighBits = kFractionBits - kLowBits;
-
 struct split_row {
     triple high, low;
 };
 
-// Of the two ways to split a weight, the one that keeps the row's low parts in balance.
+// Of the two ways to split a weight, the one that keeps the row's low parts in balance and so their sum small.
 constexpr split_row split(const triple &weights, int low_bits) {
     split_row result = {};
     int32_t balance = 0;
@@ -176,13 +173,14 @@ constexpr bool fits_words(const triple &weights, const triple &offset, int32_t a
 #endif
 
 #ifdef VELA_AVX2
-// Thirty-two pixels in two registers of sixteen words: pixels 0 to 7 and 16 to 23, and pixels 8 to 15 and 24 to 31. One
-// register's words become the bytes of the other's neighbours when both are packed, in each 128-bit half:
+// Thirty-two pixels, each of their bytes in two registers of sixteen words, which lie so that packing them, which works
+// in each 128-bit half apart, gives a register of bytes in order:
 //
-//     low  0 1 2 3 4 5 6 7 | 16 ... 23      bytes  0 1 2 ... 15 | 16 17 18 ... 31
-//     high 8 9 ...      15 | 24 ... 31
+//     low   0 1 2 ...  7 | 16 17 18 ... 23
+//     high  8 9 10 .. 15 | 24 25 26 ... 31      packed  0 1 2 ... 15 | 16 17 18 ... 31
 struct wide {
     static constexpr uint32_t kPixels = 32, kUnpackedPixels = 32;
+    static constexpr int kLowBits = 7;
     using words = __m256i;
     using bytes = __m256i;
 
@@ -231,11 +229,11 @@ struct wide {
         constexpr split_row s = split(map.row(row), kLowBits);
         constexpr int32_t low_addend = map.addend(row) & ((1 << kLowBits) - 1),
                           high_addend = map.addend(row) >> kLowBits;
-        // The multiplication saturates, sums wrap.
+        // Products saturate; sums may wrap until the last one.
         static_assert(fits_words({0, s.high[1], s.high[2]}, {}, 0) && fits_words(s.low, {}, low_addend) &&
                       fits_words(map.row(row), {}, map.addend(row), kLowBits));
         const words low = _mm256_srai_epi16(weigh<s.low, low_addend>(b), kLowBits);
-        return _mm256_srai_epi16(_mm256_add_epi16(weigh<s.high, high_addend>(b), low), kHighBits);
+        return _mm256_srai_epi16(_mm256_add_epi16(weigh<s.high, high_addend>(b), low), kFractionBits - kLowBits);
     }
 
     template <conversion map, size_t row>
@@ -306,8 +304,8 @@ struct wide {
 #endif
 
 #ifdef VELA_NEON
-// Sixteen pixels, a register for each of their bytes, computed in words of eight. Weights stand in lanes of few
-// registers, where instructions take them from.
+// Eight pixels, a register of words for each of their bytes. The split weights stand in the lanes of a few registers,
+// where the multiplications take them from.
 struct wide {
     static constexpr uint32_t kPixels = 8, kUnpackedPixels = 16;
     using words = int16x8_t;
@@ -335,8 +333,8 @@ struct wide {
             words byte[3];
         };
 
-        // Studio range needs no limits when it is made: its sums then fit with fewer low bits, and narrowing adds the
-        // offset. Elsewhere narrowing limits.
+        // Encoding to studio range needs no limits: with 4 low bits the result is the upper byte of the sum, and the
+        // narrowing addition takes in the rounding and the offset. Elsewhere narrowing rounds and limits.
         static constexpr bool kLimits = map.output_offset[0] == 0;
         static constexpr int kLowBits = kLimits ? 7 : 4;
 
@@ -372,7 +370,8 @@ struct wide {
 
         template <size_t row>
         VELA_INLINE uint8x8_t convert_row(const block &b) const {
-            static_assert(fits_words(split(map.row(row), kLowBits).low, map.input_offset, 0));
+            static_assert(fits_words(split(map.row(row), kLowBits).low, map.input_offset, 0) &&
+                          (!kLimits || fits_words(map.row(row), map.input_offset, 0, kLowBits)));
             const words sum = vsraq_n_s16(weigh<6 * row>(b), weigh<6 * row + 3>(b), kLowBits);
             if constexpr (!kLimits)
                 return vraddhn_u16(vreinterpretq_u16_s16(sum), vdupq_n_u16(map.output_offset[row] << 8));
@@ -424,41 +423,41 @@ struct wide {
 
 #ifdef VELA_WIDE
 template <conversion map>
-VELA_WIDE void convert_blocks(const uint8_t *src, uint8_t *dst, size_t count) {
+VELA_WIDE void convert_blocks(const uint8_t *src, uint8_t *dst, size_t blocks) {
     const wide::converter<map> convert;
-    for (; count; --count, src += 3 * wide::kPixels, dst += 3 * wide::kPixels)
+    for (; blocks; --blocks, src += 3 * wide::kPixels, dst += 3 * wide::kPixels)
         convert(src, dst);
 }
 
-VELA_WIDE void unpack_blocks(const uint8_t *src, uint8_t *dst, size_t count) {
+VELA_WIDE void unpack_blocks(const uint8_t *src, uint8_t *dst, size_t blocks) {
     const wide::unpacker unpack;
-    for (; count; --count, src += 2 * wide::kUnpackedPixels, dst += 3 * wide::kUnpackedPixels)
+    for (; blocks; --blocks, src += 2 * wide::kUnpackedPixels, dst += 3 * wide::kUnpackedPixels)
         unpack(src, dst);
 }
 #endif
 
+// The vector unit takes the whole blocks, the scalar code what is left.
 template <conversion map>
 void convert(const uint8_t *src, uint8_t *dst, uint32_t count) {
+    size_t done = 0;
 #ifdef VELA_WIDE
     if (count >= wide::kPixels && wide_unit()) {
-        const size_t blocks = count / wide::kPixels, bytes = blocks * wide::kPixels * 3;
-        convert_blocks<map>(src, dst, blocks);
-        src += bytes, dst += bytes, count %= wide::kPixels;
+        convert_blocks<map>(src, dst, count / wide::kPixels);
+        done = count - count % wide::kPixels;
     }
 #endif
-    convert_pixels<map>(src, dst, count);
+    convert_pixels<map>(src + 3 * done, dst + 3 * done, count - done);
 }
 
-void unpack_row(const uint8_t *src, uint8_t *dst, uint32_t count) {
+void unpack(const uint8_t *src, uint8_t *dst, uint32_t count) {
+    size_t done = 0;
 #ifdef VELA_WIDE
     if (count >= wide::kUnpackedPixels && wide_unit()) {
-        const size_t blocks = count / wide::kUnpackedPixels;
-        unpack_blocks(src, dst, blocks);
-        src += blocks * wide::kUnpackedPixels * 2, dst += blocks * wide::kUnpackedPixels * 3,
-            count %= wide::kUnpackedPixels;
+        unpack_blocks(src, dst, count / wide::kUnpackedPixels);
+        done = count - count % wide::kUnpackedPixels;
     }
 #endif
-    unpack_pixels(src, dst, count);
+    unpack_pixels(src + 2 * done, dst + 3 * done, count - done);
 }
 
 } // namespace
@@ -486,5 +485,5 @@ void cyc422_to_srgb(const uint8_t *src, uint32_t width, uint32_t height, uint32_
     if (width == 0)
         return;
     for (size_t y = 0; y < height; ++y)
-        unpack_row(src + y * stride, dst + y * width * 3, width);
+        unpack(src + y * stride, dst + y * width * 3, width);
 }

@@ -1,0 +1,210 @@
+// Takes a PPM picture to YCbCr and back and says how much it lost: the PSNR of each colour and of all.
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+#include <vela/cmdline.h>
+#include <vela/colour.h>
+
+namespace {
+
+constexpr cmdline_option kOptions[] = {
+    {'c', "conversion", "full (the default), bt601, bt709 or 422", CMDLINE_REQUIRED},
+    {'y', "ycc", "where to put Y, Cb and Cr of each pixel (PPM), or quads (bare)", CMDLINE_REQUIRED},
+    {'o', "output", "where to put the picture that came back", CMDLINE_REQUIRED},
+    {'m', "matrices", "print the conversion's matrices", 0},
+    {},
+};
+
+constexpr uint32_t kLongestSide = 16384;
+
+using bytes = std::vector<uint8_t>;
+
+struct picture {
+    uint32_t width = 0, height = 0;
+    bytes pixels; // red, green and blue of each
+};
+
+struct conversion {
+    const char *name;
+    void (*encode)(const uint8_t *, uint8_t *, uint32_t);
+    void (*decode)(const uint8_t *, uint8_t *, uint32_t); // null for 4:2:2
+    void (*get_encoding)(int32_t *);
+    void (*get_decoding)(int32_t *);
+};
+
+constexpr conversion kConversions[] = {
+    {"full", srgb_to_yccfull, yccfull_to_srgb, get_rgb_to_ycc, get_ycc_to_rgb},
+    {"bt601", srgb_to_yccbt601, yccbt601_to_srgb, get_rgb_to_ycc601, get_ycc_to_rgb601},
+    {"bt709", srgb_to_yccbt709, yccbt709_to_srgb, get_rgb_to_ycc709, get_ycc_to_rgb709},
+    {"422", srgb_to_yccfull, nullptr, get_rgb_to_ycc, get_ycc_to_rgb},
+};
+
+int usage() {
+    cmdline_usage(kOptions, "colour", "[options] PICTURE");
+    return EXIT_FAILURE;
+}
+
+int fail(const char *what, const char *of) {
+    std::fprintf(stderr, "colour: %s: %s\n", what, of);
+    return EXIT_FAILURE;
+}
+
+// The next number of a PPM's head, which blanks and comments may precede, or -1.
+long read_number(FILE *file) {
+    int ch = std::fgetc(file);
+    for (bool comment = ch == '#'; comment || std::isspace(ch); comment = ch == '#' || (comment && ch != '\n'))
+        if ((ch = std::fgetc(file)) == EOF)
+            return -1;
+    long number = std::isdigit(ch) ? 0 : -1;
+    for (; std::isdigit(ch) && number <= kLongestSide; ch = std::fgetc(file))
+        number = 10 * number + (ch - '0');
+    return number;
+}
+
+bool read_picture(FILE *file, picture &result) {
+    if (std::fgetc(file) != 'P' || std::fgetc(file) != '6')
+        return false;
+    const long width = read_number(file), height = read_number(file), brightest = read_number(file);
+    if (width < 1 || width > kLongestSide || height < 1 || height > kLongestSide || brightest != 255)
+        return false;
+    result.width = static_cast<uint32_t>(width);
+    result.height = static_cast<uint32_t>(height);
+    result.pixels.resize(size_t{3} * result.width * result.height);
+    return std::fread(result.pixels.data(), 1, result.pixels.size(), file) == result.pixels.size();
+}
+
+// Writes the bytes behind a PPM's head, if a picture is given for its size.
+bool write_file(const char *name, const picture *head, const bytes &content) {
+    FILE *file = std::fopen(name, "wb");
+    if (!file)
+        return false;
+    if (head)
+        std::fprintf(file, "P6\n%u %u\n255\n", head->width, head->height);
+    const bool written = std::fwrite(content.data(), 1, content.size(), file) == content.size();
+    return std::fclose(file) == 0 && written;
+}
+
+// Rows of quads Cb, Y0, Cr, Y1 from pixels Y, Cb, Cr; chroma is the mean of a pair's. The last pixel of an odd row is
+// paired with itself.
+bytes pack_422(const bytes &ycc, uint32_t width, uint32_t height) {
+    bytes packed;
+    for (uint32_t y = 0; y < height; ++y)
+        for (uint32_t x = 0; x < width; x += 2) {
+            const uint8_t *first = &ycc[(size_t{width} * y + x) * 3];
+            const uint8_t *second = x + 1 < width ? first + 3 : first;
+            const auto mean = [&](int of) { return static_cast<uint8_t>((first[of] + second[of] + 1) / 2); };
+            packed.insert(packed.end(), {mean(1), first[0], mean(2), second[0]});
+        }
+    return packed;
+}
+
+// Leaves in `ycc` what lies in between.
+bytes there_and_back(const conversion &c, const picture &from, bytes &ycc) {
+    const uint32_t count = from.width * from.height;
+    bytes result(from.pixels.size());
+    ycc.resize(from.pixels.size());
+    c.encode(from.pixels.data(), ycc.data(), count);
+    if (c.decode) {
+        c.decode(ycc.data(), result.data(), count);
+    } else {
+        ycc = pack_422(ycc, from.width, from.height);
+        cyc422_to_srgb(ycc.data(), from.width, from.height, (from.width + 1) / 2 * 4, result.data());
+    }
+    return result;
+}
+
+double squared_errors(const bytes &a, const bytes &b, size_t channel) {
+    double sum = 0;
+    for (size_t i = channel; i < a.size(); i += 3)
+        sum += (a[i] - b[i]) * (a[i] - b[i]);
+    return sum;
+}
+
+void print_psnr(const char *what, double squares, size_t count) {
+    std::printf(", %s ", what);
+    if (squares > 0)
+        std::printf("%.2f dB", 10 * std::log10(255.0 * 255.0 * static_cast<double>(count) / squares));
+    else
+        std::printf("without loss");
+}
+
+void print_loss(const conversion &c, const picture &from, const bytes &back) {
+    const double red = squared_errors(from.pixels, back, 0), green = squared_errors(from.pixels, back, 1),
+                 blue = squared_errors(from.pixels, back, 2);
+    const size_t count = back.size() / 3;
+    std::printf("%s, %u x %u", c.name, from.width, from.height);
+    print_psnr("red", red, count);
+    print_psnr("green", green, count);
+    print_psnr("blue", blue, count);
+    print_psnr("all", red + green + blue, 3 * count);
+    std::printf("\n");
+}
+
+void print_matrix(const char *title, void (*get)(int32_t *)) {
+    int32_t matrix[9];
+    get(matrix);
+    std::printf("%s\n", title);
+    for (int row = 0; row < 9; row += 3)
+        std::printf("  %8.5f %8.5f %8.5f\n", matrix[row] / 4096.0, matrix[row + 1] / 4096.0, matrix[row + 2] / 4096.0);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const char *name = "full", *ycc_file = nullptr, *output = nullptr;
+    bool with_matrices = false;
+    int idle = 0; // operands, and options that lack their value
+    for (int option; (option = cmdline_getopt(argc, argv, kOptions)) >= 0;)
+        switch (option) {
+        case 'c':
+            name = cmdline_optarg;
+            break;
+        case 'y':
+            ycc_file = cmdline_optarg;
+            break;
+        case 'o':
+            output = cmdline_optarg;
+            break;
+        case 'm':
+            with_matrices = true;
+            break;
+        case 0:
+            ++idle;
+            break;
+        default:
+            return usage();
+        }
+    if (argc - cmdline_optidx != 1 || idle != 1)
+        return usage();
+    const auto *c = std::find_if(std::begin(kConversions), std::end(kConversions),
+                                 [name](const conversion &one) { return std::strcmp(one.name, name) == 0; });
+    if (c == std::end(kConversions))
+        return fail("no such conversion", name);
+
+    const char *input = argv[cmdline_optidx];
+    FILE *file = std::fopen(input, "rb");
+    if (!file)
+        return fail("cannot open", input);
+    picture original;
+    const bool whole = read_picture(file, original);
+    std::fclose(file);
+    if (!whole)
+        return fail("no whole binary PPM picture of 255 shades", input);
+
+    bytes ycc;
+    const bytes back = there_and_back(*c, original, ycc);
+    if (ycc_file && !write_file(ycc_file, c->decode ? &original : nullptr, ycc))
+        return fail("cannot write", ycc_file);
+    if (output && !write_file(output, &original, back))
+        return fail("cannot write", output);
+    if (with_matrices) {
+        print_matrix("Y, Cb, Cr from R, G, B", c->get_encoding);
+        print_matrix("R, G, B from Y, Cb, Cr", c->get_decoding);
+    }
+    print_loss(*c, original, back);
+    return EXIT_SUCCESS;
+}
