@@ -21,12 +21,12 @@ uint8_t int2hex(int32_t value) {
 uint8_t hex2int(uint8_t ch) { return value_of(ch); }
 
 uint32_t bin2hex(const uint8_t *bin, uint32_t len, char *hex) {
-    run_widest<write_digits<'A'>>(bin, size_t{len}, hex);
+    run_either<write_digits<digit_of<'A'>>, write_digits<tabled_digit_of<'A'>>>(bin, size_t{len}, hex);
     return 2 * len;
 }
 
 uint32_t hex2bin(const char *hex, uint32_t len, uint8_t *bin) {
-    run_widest<read_digits>(hex, size_t{len / 2}, bin);
+    run_either<read_digits<value_of>, read_digits<tabled_value_of>>(hex, size_t{len / 2}, bin);
     return len / 2;
 }
 

@@ -110,8 +110,8 @@ bool gather_digits(const char *text, char *digits) {
 bool read_plain(const char *digits, uint8_t *uuid) {
     uint8_t bytes[kBytes];
     for (size_t i = 0; i < kBytes; ++i) {
-        const uint8_t high = value_of(static_cast<uint8_t>(digits[2 * i]));
-        const uint8_t low = value_of(static_cast<uint8_t>(digits[2 * i + 1]));
+        const uint8_t high = tabled_value_of(static_cast<uint8_t>(digits[2 * i]));
+        const uint8_t low = tabled_value_of(static_cast<uint8_t>(digits[2 * i + 1]));
         if ((high | low) > 15)
             return false;
         bytes[i] = static_cast<uint8_t>(high << 4 | low);
@@ -122,7 +122,7 @@ bool read_plain(const char *digits, uint8_t *uuid) {
 
 [[gnu::noinline]] int32_t write_plain(char *text, const uint8_t *uuid) {
     char digits[kDigits];
-    write_digits<'a'>(uuid, kBytes, digits);
+    write_digits<tabled_digit_of<'a'>>(uuid, kBytes, digits);
     *text++ = '{';
 #pragma GCC unroll 5
     for (const digit_group &group : kGroups) {

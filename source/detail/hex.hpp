@@ -1,6 +1,7 @@
 // Hexadecimal digits, in eight-bit steps without a branch: loops over them turn into as many lanes as the machine has.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -21,21 +22,45 @@ template <char letter>
     return decimal < 10 ? decimal : letter < 6 ? static_cast<std::uint8_t>(letter + 10) : kNoDigit;
 }
 
-// Writes two digits a byte.
+// The same by table, for machines that take one character after the other.
 template <char letter>
+constexpr auto kDigitTable = [] {
+    std::array<std::uint8_t, 16> table;
+    for (std::uint8_t value = 0; value < 16; ++value)
+        table[value] = digit_of<letter>(value);
+    return table;
+}();
+
+constexpr auto kValueTable = [] {
+    std::array<std::uint8_t, 256> table;
+    for (unsigned ch = 0; ch < 256; ++ch)
+        table[ch] = value_of(static_cast<std::uint8_t>(ch));
+    return table;
+}();
+
+template <char letter>
+[[gnu::always_inline]] constexpr std::uint8_t tabled_digit_of(std::uint8_t value) {
+    return kDigitTable<letter>[value];
+}
+
+[[gnu::always_inline]] constexpr std::uint8_t tabled_value_of(std::uint8_t digit) { return kValueTable[digit]; }
+
+// Writes two digits a byte.
+template <auto digit>
 [[gnu::always_inline]] inline void write_digits(const std::uint8_t *bytes, std::size_t count, char *text) {
     for (std::size_t i = 0; i < count; ++i) {
         const std::uint8_t byte = bytes[i];
-        text[2 * i] = static_cast<char>(digit_of<letter>(byte >> 4));
-        text[2 * i + 1] = static_cast<char>(digit_of<letter>(byte & 15));
+        text[2 * i] = static_cast<char>(digit(byte >> 4));
+        text[2 * i + 1] = static_cast<char>(digit(byte & 15));
     }
 }
 
 // Reads two characters a byte, kNoDigit standing for one that is no digit.
+template <auto value>
 [[gnu::always_inline]] inline void read_digits(const char *text, std::size_t count, std::uint8_t *bytes) {
     for (std::size_t i = 0; i < count; ++i) {
-        const std::uint8_t high = value_of(static_cast<std::uint8_t>(text[2 * i]));
-        const std::uint8_t low = value_of(static_cast<std::uint8_t>(text[2 * i + 1]));
+        const std::uint8_t high = value(static_cast<std::uint8_t>(text[2 * i]));
+        const std::uint8_t low = value(static_cast<std::uint8_t>(text[2 * i + 1]));
         bytes[i] = static_cast<std::uint8_t>((high << 4) + low);
     }
 }

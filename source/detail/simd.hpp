@@ -45,13 +45,19 @@ VELA_WIDE void run_wide(Arguments... arguments) {
 }
 #endif
 
-template <auto kernel, class... Arguments>
-inline void run_widest(Arguments... arguments) {
+// One kernel for the wide unit, and another that does the same where there is none.
+template <auto wide_kernel, auto kernel, class... Arguments>
+inline void run_either(Arguments... arguments) {
 #ifdef VELA_WIDE
     if (wide_unit())
-        return run_wide<kernel, Arguments...>(arguments...);
+        return run_wide<wide_kernel, Arguments...>(arguments...);
 #endif
     kernel(arguments...);
+}
+
+template <auto kernel, class... Arguments>
+inline void run_widest(Arguments... arguments) {
+    run_either<kernel, kernel>(arguments...);
 }
 
 // The same for kernels on floating-point numbers: NEON takes denormal numbers for 0, so on ARM they stay with the
