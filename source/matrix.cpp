@@ -1,4 +1,5 @@
 // The matrix record, products, and the inverses of fixed size.
+#include "detail/blocks.hpp"
 #include "detail/diagnostics.hpp"
 #include "detail/memory.hpp"
 #include "detail/negligible.hpp"
@@ -7,43 +8,99 @@
 #include <cstdio>
 #include <vela/matrix.h>
 
-using vela::detail::allocate;
-using vela::detail::negligible;
-using vela::detail::report;
+using namespace vela::detail;
 
 namespace {
 
-// A tile of the product: rows x columns elements, each with a sum of its own. The sums advance side by side through
-// the common dimension, so the wide unit works across columns and no sum is reordered.
-template <size_t rows, size_t columns>
-[[gnu::always_inline]] inline void multiply_tile(const float *a, const float *b, float *c, size_t depth, size_t width) {
-    double sums[rows][columns] = {};
+// A tile of the product: rows x columns elements, each with a sum of its own, which all advance through the common
+// dimension side by side. Columns come in blocks or one at a time.
+template <size_t rows, size_t blocks>
+[[gnu::always_inline]] inline void multiply_blocks(const float *a, const float *b, float *c, size_t depth,
+                                                   size_t width) {
+    doubles sums[rows][blocks] = {};
     for (size_t k = 0; k < depth; ++k)
         for (size_t i = 0; i < rows; ++i)
-            for (size_t j = 0; j < columns; ++j)
-                sums[i][j] += double{a[i * depth + k] * b[k * width + j]};
+            for (size_t j = 0; j < blocks; ++j)
+                sums[i][j] = sums[i][j] + widen(load(b + k * width + j * kFloatLanes) * a[i * depth + k]);
     for (size_t i = 0; i < rows; ++i)
-        for (size_t j = 0; j < columns; ++j)
-            c[i * width + j] = static_cast<float>(sums[i][j]);
+        for (size_t j = 0; j < blocks; ++j)
+            store(c + i * width + j * kFloatLanes, narrow(sums[i][j]));
 }
 
-// A band of rows of the product, in tiles as wide as they come.
+template <size_t rows>
+[[gnu::always_inline]] inline void multiply_column(const float *a, const float *b, float *c, size_t depth,
+                                                   size_t width) {
+    double sums[rows] = {};
+    for (size_t k = 0; k < depth; ++k)
+        for (size_t i = 0; i < rows; ++i)
+            sums[i] += double{a[i * depth + k] * b[k * width]};
+    for (size_t i = 0; i < rows; ++i)
+        c[i * width] = static_cast<float>(sums[i]);
+}
+
+// A band of rows of the product.
 template <size_t rows>
 [[gnu::always_inline]] inline void multiply_band(const float *a, const float *b, float *c, size_t depth, size_t width) {
     size_t j = 0;
-    for (; j + 8 <= width; j += 8)
-        multiply_tile<rows, 8>(a, b + j, c + j, depth, width);
+    for (; j + kFloatLanes <= width; j += kFloatLanes)
+        multiply_blocks<rows, 1>(a, b + j, c + j, depth, width);
     for (; j < width; ++j)
-        multiply_tile<rows, 1>(a, b + j, c + j, depth, width);
+        multiply_column<rows>(a, b + j, c + j, depth, width);
 }
+
+constexpr size_t kBand = 4;
 
 [[gnu::always_inline]] inline void multiply(const float *a, const float *b, float *c, size_t height, size_t depth,
                                             size_t width) {
     size_t i = 0;
-    for (; i + 4 <= height; i += 4)
-        multiply_band<4>(a + i * depth, b, c + i * width, depth, width);
+    for (; i + kBand <= height; i += kBand)
+        multiply_band<kBand>(a + i * depth, b, c + i * width, depth, width);
     for (; i < height; ++i)
         multiply_band<1>(a + i * depth, b, c + i * width, depth, width);
+}
+
+// For each column the elements in the three other ones, ordered so that the sign of the cofactor's row alone is left to
+// account for.
+struct other_columns {
+    four_doubles first, second, third;
+};
+
+[[gnu::always_inline]] inline other_columns others(const float *row) {
+    return {pick<1, 2, 0, 1>(row), pick<2, 0, 1, 0>(row), pick<3, 3, 3, 2>(row)};
+}
+
+// The determinants of two rows in the pairs of other columns.
+struct minors {
+    four_doubles second_third, first_third, first_second;
+};
+
+[[gnu::always_inline]] inline minors minors_of(const other_columns &upper, const other_columns &lower) {
+    return {upper.second * lower.third - upper.third * lower.second,
+            upper.first * lower.third - upper.third * lower.first,
+            upper.first * lower.second - upper.second * lower.first};
+}
+
+// The cofactors of a row whose sign is + in the first column, and of one where it is -. The remaining three rows are
+// `row` and the two of the minors.
+[[gnu::always_inline]] inline four_doubles plus_cofactors(const other_columns &row, const minors &minors) {
+    return row.first * minors.second_third - row.second * minors.first_third + row.third * minors.first_second;
+}
+[[gnu::always_inline]] inline four_doubles minus_cofactors(const other_columns &row, const minors &minors) {
+    return row.second * minors.first_third - row.first * minors.second_third - row.third * minors.first_second;
+}
+
+[[gnu::always_inline]] inline void invert_4x4(const float *in, float *out, bool *singular) {
+    const other_columns rows[4] = {others(in), others(in + 4), others(in + 8), others(in + 12)};
+    const minors upper = minors_of(rows[0], rows[1]), lower = minors_of(rows[2], rows[3]);
+    four_doubles cofactors[4] = {plus_cofactors(rows[1], lower), minus_cofactors(rows[0], lower),
+                                 plus_cofactors(rows[3], upper), minus_cofactors(rows[2], upper)};
+    const double determinant = sum(pick<0, 1, 2, 3>(in) * cofactors[0]);
+    *singular = negligible(static_cast<float>(determinant));
+    if (*singular)
+        return;
+    for (four_doubles &row : cofactors)
+        row = row / determinant;
+    store_transposed(out, cofactors);
 }
 
 } // namespace
@@ -96,9 +153,9 @@ int32_t matrix_mult(const fmatrix *a, const fmatrix *b, fmatrix *c) {
         report(__func__, "result needs to be Arows x Bcols\n");
         return 1;
     }
-    vela::detail::run_widest_floats<multiply>(static_cast<const float *>(a->data), static_cast<const float *>(b->data),
-                                              c->data, static_cast<size_t>(c->rows), static_cast<size_t>(a->cols),
-                                              static_cast<size_t>(c->cols));
+    run_widest_floats<multiply>(static_cast<const float *>(a->data), static_cast<const float *>(b->data), c->data,
+                                static_cast<size_t>(c->rows), static_cast<size_t>(a->cols),
+                                static_cast<size_t>(c->cols));
     return 0;
 }
 
@@ -129,31 +186,9 @@ int32_t inverse_3x3(const float *in, float *out) {
 }
 
 int32_t inverse_4x4(const float *in, float *out) {
-    double m[4][4];
-    for (int i = 0; i < 16; ++i)
-        m[i / 4][i % 4] = double{in[i]};
-
-    // For each column, the three others in ascending order of...
-    constexpr int first[4] = {1, 0, 0, 0}, second[4] = {2, 2, 1, 1}, third[4] = {3, 3, 3, 2};
-    double cofactor[4][4];
-    const int others[4][3] = {{1, 2, 3}, {0, 2, 3}, {3, 0, 1}, {2, 0, 1}};
-    for (int i = 0; i < 4; ++i) {
-        const double *p = m[others[i][0]], *q = m[others[i][1]], *r = m[others[i][2]];
-        for (int j = 0; j < 4; ++j) {
-            const int a = first[j], b = second[j], c = third[j];
-            const double value = p[a] * (q[b] * r[c] - q[c] * r[b]) - p[b] * (q[a] * r[c] - q[c] * r[a]) +
-                                 p[c] * (q[a] * r[b] - q[b] * r[a]);
-            cofactor[i][j] = (i + j) % 2 ? -value : value;
-        }
-    }
-    const double determinant =
-        m[0][0] * cofactor[0][0] + m[0][1] * cofactor[0][1] + m[0][2] * cofactor[0][2] + m[0][3] * cofactor[0][3];
-    if (negligible(static_cast<float>(determinant))) {
+    bool singular;
+    run_widest_floats<invert_4x4>(in, out, &singular);
+    if (singular)
         report(__func__, "zero determinant, no inverse.\n");
-        return 1;
-    }
-    for (int i = 0; i < 4; ++i)
-        for (int j = 0; j < 4; ++j)
-            out[i * 4 + j] = static_cast<float>(cofactor[j][i] / determinant);
-    return 0;
+    return singular;
 }

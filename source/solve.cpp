@@ -1,4 +1,5 @@
 // Inverse by elimination, and least squares by singular values.
+#include "detail/blocks.hpp"
 #include "detail/diagnostics.hpp"
 #include "detail/memory.hpp"
 #include "detail/negligible.hpp"
@@ -9,10 +10,7 @@
 #include <memory>
 #include <vela/matrix.h>
 
-using vela::detail::kFloatLanes;
-using vela::detail::negligible;
-using vela::detail::report;
-using vela::detail::run_widest_floats;
+using namespace vela::detail;
 
 namespace {
 
@@ -27,8 +25,6 @@ struct elimination {
     float left[kMaxSize][kMaxSize], right[kMaxSize][kMaxSize];
     bool singular;
 };
-
-constexpr size_t block_begin(size_t column) { return column / kFloatLanes * kFloatLanes; }
 
 // Makes the element at (k, k) a pivot, if need be by exchanging row k with the first one below that offers one.
 [[gnu::always_inline]] inline bool find_pivot(elimination &work, size_t *origins, size_t k) {
@@ -46,10 +42,12 @@ constexpr size_t block_begin(size_t column) { return column / kFloatLanes * kFlo
 }
 
 // row -= factor pivot_row in columns from..end, in double precision.
-[[gnu::always_inline]] inline void reduce(float *row, const double *pivot_row, double factor, size_t from, size_t end) {
-    for (size_t j = block_begin(from); j < end; j += kFloatLanes)
-        for (size_t lane = 0; lane < kFloatLanes; ++lane)
-            row[j + lane] = static_cast<float>(double{row[j + lane]} - factor * pivot_row[j + lane]);
+[[gnu::always_inline]] inline void reduce(float *row, const doubles *pivot_row, double factor, size_t from,
+                                          size_t end) {
+    for (size_t block = from / kFloatLanes; block * kFloatLanes < end; ++block) {
+        float *place = row + block * kFloatLanes;
+        store(place, narrow(widen(load(place)) - pivot_row[block] * factor));
+    }
 }
 
 [[gnu::always_inline]] inline void eliminate(elimination &work) {
@@ -62,9 +60,11 @@ constexpr size_t block_begin(size_t column) { return column / kFloatLanes * kFlo
         if (!find_pivot(work, origins, k))
             continue;
         right_end = std::max(right_end, origins[k] + 1);
-        double left_pivot[kMaxSize], right_pivot[kMaxSize];
-        std::copy_n(work.left[k], kMaxSize, left_pivot);
-        std::copy_n(work.right[k], kMaxSize, right_pivot);
+        doubles left_pivot[kMaxSize / kFloatLanes], right_pivot[kMaxSize / kFloatLanes];
+        for (size_t block = 0; block < kMaxSize / kFloatLanes; ++block) {
+            left_pivot[block] = widen(load(work.left[k] + block * kFloatLanes));
+            right_pivot[block] = widen(load(work.right[k] + block * kFloatLanes));
+        }
         for (size_t i = k + 1; i < work.n; ++i) {
             if (negligible(work.left[i][k]))
                 continue;
@@ -93,18 +93,25 @@ constexpr size_t block_begin(size_t column) { return column / kFloatLanes * kFlo
     return false;
 }
 
-// Solves row r for row p of the inverse, all columns side by side.
+// Solves row r for row p of the inverse, in some blocks of columns from c on side by side.
+template <size_t blocks>
+[[gnu::always_inline]] inline void substitute_blocks(elimination &work, size_t r, size_t p, size_t c) {
+    doubles values[blocks];
+    for (size_t b = 0; b < blocks; ++b)
+        values[b] = widen(load(work.right[r] + c + b * kFloatLanes));
+    for (size_t j = p + 1; j < work.n; ++j)
+        for (size_t b = 0; b < blocks; ++b)
+            values[b] = values[b] - widen(load(work.right[j] + c + b * kFloatLanes) * work.left[r][j]);
+    for (size_t b = 0; b < blocks; ++b)
+        store(work.right[p] + c + b * kFloatLanes, narrow(values[b] / double{work.left[r][p]}));
+}
+
 [[gnu::always_inline]] inline void substitute(elimination &work, size_t r, size_t p) {
-    for (size_t c = 0; c < work.n; c += kFloatLanes) {
-        double values[kFloatLanes];
-        for (size_t lane = 0; lane < kFloatLanes; ++lane)
-            values[lane] = double{work.right[r][c + lane]};
-        for (size_t j = p + 1; j < work.n; ++j)
-            for (size_t lane = 0; lane < kFloatLanes; ++lane)
-                values[lane] -= double{work.left[r][j] * work.right[j][c + lane]};
-        for (size_t lane = 0; lane < kFloatLanes; ++lane)
-            work.right[p][c + lane] = static_cast<float>(values[lane] / double{work.left[r][p]});
-    }
+    size_t c = 0;
+    for (; c + 2 * kFloatLanes < work.n; c += 3 * kFloatLanes)
+        substitute_blocks<3>(work, r, p, c);
+    for (; c < work.n; c += kFloatLanes)
+        substitute_blocks<1>(work, r, p, c);
 }
 
 // Rows of the inverse that no row is solved for keep what the caller's matrix has there.

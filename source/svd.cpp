@@ -3,6 +3,7 @@
 // The decomposition works on copies of u and v that are kept by columns. Most steps combine whole columns, whose
 // elements are independent of each other and are computed side by side. Where a sum runs down a column its order is
 // fixed, and it is the sums of several columns that advance together.
+#include "detail/blocks.hpp"
 #include "detail/diagnostics.hpp"
 #include "detail/memory.hpp"
 #include "detail/negligible.hpp"
@@ -12,17 +13,18 @@
 #include <cstdint>
 #include <vela/matrix.h>
 
-using vela::detail::allocate;
-using vela::detail::kFloatLanes;
-using vela::detail::negligible;
-using vela::detail::report;
+using namespace vela::detail;
 
 namespace {
 
 constexpr int kPassLimit = 30;
 
-// Columns whose sums advance together.
+// Columns whose sums advance together: as many as there are registers to point at them.
+#ifdef VELA_AVX2
+constexpr size_t kGroup = 6;
+#else
 constexpr size_t kGroup = 4;
+#endif
 
 // A matrix by columns. They are padded, so that a column's last block of lanes stays inside wherever the first one
 // began; the padding starts as zeros and never reaches a result.
@@ -44,7 +46,7 @@ struct workspace {
     float *super;    // n
     float *row;      // n: a row of u in one piece
     float *weights;  // n: what a row is changed by
-    bool converged;
+    bool converged = false, u_finite = false, v_finite = false;
 };
 
 [[gnu::always_inline]] inline float hypotenuse(float a, float b) {
@@ -101,26 +103,35 @@ template <size_t count, class Factor>
 [[gnu::always_inline]] inline void project_group(const columns &matrix, size_t first, const projection &step,
                                                  Factor factor) {
     float sums[count] = {}, *column = matrix[first];
-    const size_t stride = matrix.stride;
-    for (size_t k = step.x_from; k < matrix.rows; ++k)
+    const size_t stride = matrix.stride, rows = matrix.rows;
+    for (size_t k = step.x_from; k < rows; ++k)
         for (size_t j = 0; j < count; ++j)
             sums[j] += step.x[k] * column[j * stride + k];
     for (float &sum : sums)
         sum = factor(sum);
-    for (size_t k = step.y_from; k < matrix.rows; k += kFloatLanes)
+    for (size_t k = step.y_from; k < rows; k += kFloatLanes) {
+        const floats y = load(step.y + k);
         for (size_t j = 0; j < count; ++j)
-            for (size_t lane = 0; lane < kFloatLanes; ++lane)
-                column[j * stride + k + lane] += sums[j] * step.y[k + lane];
+            store(column + j * stride + k, load(column + j * stride + k) + y * sums[j]);
+    }
 }
 
-// Changes the columns from first on.
+template <size_t most, class Factor>
+[[gnu::always_inline]] inline void project_rest(const columns &matrix, size_t first, size_t count,
+                                                const projection &step, Factor factor) {
+    if (count == most)
+        project_group<most>(matrix, first, step, factor);
+    else if constexpr (most > 1)
+        project_rest<most - 1>(matrix, first, count, step, factor);
+}
+
+// Changes the columns from first to end.
 template <class Factor>
 [[gnu::always_inline]] inline void project(const columns &matrix, size_t first, size_t end, const projection &step,
                                            Factor factor) {
     for (; first + kGroup <= end; first += kGroup)
         project_group<kGroup>(matrix, first, step, factor);
-    for (; first < end; ++first)
-        project_group<1>(matrix, first, step, factor);
+    project_rest<kGroup - 1>(matrix, first, end - first, step, factor);
 }
 
 // Clears column i of u below the diagonal; returns the diagonal element of the bidiagonal form.
@@ -150,13 +161,11 @@ template <class Factor>
     for (size_t k = from; k < work.n; ++k)
         work.weights[k] = work.row[k] / reflector.norm;
     for (size_t j = from; j < work.m; j += kFloatLanes) {
-        float sums[kFloatLanes] = {};
+        floats sums = {};
         for (size_t k = from; k < work.n; ++k)
-            for (size_t lane = 0; lane < kFloatLanes; ++lane)
-                sums[lane] += work.u[k][j + lane] * work.row[k];
+            sums = sums + load(work.u[k] + j) * work.row[k];
         for (size_t k = from; k < work.n; ++k)
-            for (size_t lane = 0; lane < kFloatLanes; ++lane)
-                work.u[k][j + lane] += sums[lane] * work.weights[k];
+            store(work.u[k] + j, load(work.u[k] + j) + sums * work.weights[k]);
     }
     for (size_t k = from; k < work.n; ++k)
         work.u[k][i] = work.row[k] * reflector.scale;
@@ -209,14 +218,11 @@ template <class Factor>
 // Turns columns j and i of a matrix in their plane.
 [[gnu::always_inline]] inline void rotate(const columns &matrix, size_t j, size_t i, float c, float s) {
     float *x = matrix[j], *z = matrix[i];
-    for (size_t k = 0; k < matrix.rows; k += kFloatLanes) {
-        float turned_x[kFloatLanes], turned_z[kFloatLanes];
-        for (size_t lane = 0; lane < kFloatLanes; ++lane) {
-            turned_x[lane] = x[k + lane] * c + z[k + lane] * s;
-            turned_z[lane] = z[k + lane] * c - x[k + lane] * s;
-        }
-        std::copy_n(turned_x, kFloatLanes, x + k);
-        std::copy_n(turned_z, kFloatLanes, z + k);
+    const size_t rows = matrix.rows;
+    for (size_t k = 0; k < rows; k += kFloatLanes) {
+        const floats old_x = load(x + k), old_z = load(z + k);
+        store(x + k, old_x * c + old_z * s);
+        store(z + k, old_z * c - old_x * s);
     }
 }
 
@@ -307,29 +313,56 @@ template <class Factor>
     return true;
 }
 
-[[gnu::always_inline]] inline void decompose(workspace *work) {
-    bidiagonalise(*work);
-    accumulate_v(*work);
-    accumulate_u(*work);
-    work->converged = diagonalise(*work);
-}
-
-void load(const columns &to, const fmatrix &from, size_t count) {
-    for (size_t j = 0; j < count; ++j) {
-        for (size_t i = 0; i < to.rows; ++i)
-            to[j][i] = from.data[i * count + j];
+// Copies the elements of a matrix, given row by row, into columns.
+[[gnu::always_inline]] inline void load_columns(const columns &to, const float *from, size_t width) {
+    for (size_t j = 0; j < width; ++j) {
+        size_t i = 0;
+        for (; i + kFloatLanes <= to.rows; i += kFloatLanes)
+            store(to[j] + i, gather(from + i * width + j, width));
+        for (; i < to.rows; ++i)
+            to[j][i] = from[i * width + j];
         std::fill(to[j] + to.rows, to[j] + to.stride, 0.0F);
     }
 }
 
-void store(fmatrix &to, const columns &from, size_t count) {
-    for (size_t i = 0; i < from.rows; ++i)
-        for (size_t j = 0; j < count; ++j)
-            to.data[i * count + j] = from[j][i];
+// And back, a block of rows at a time.
+[[gnu::always_inline]] inline void store_columns(float *to, const columns &from, size_t width) {
+    size_t i = 0;
+    for (; i + kFloatLanes <= from.rows; i += kFloatLanes)
+        for (size_t j = 0; j < width; ++j)
+            for (size_t lane = 0; lane < kFloatLanes; ++lane)
+                to[(i + lane) * width + j] = from[j][i + lane];
+    for (; i < from.rows; ++i)
+        for (size_t j = 0; j < width; ++j)
+            to[i * width + j] = from[j][i];
 }
 
-bool all_finite(const float *values, size_t count) {
-    return std::all_of(values, values + count, [](float value) { return std::isfinite(value); });
+// A product with 0 is 0 unless the other factor is infinite or NaN.
+[[gnu::always_inline]] inline bool all_finite(const float *values, size_t count) {
+    floats products = {};
+    size_t i = 0;
+    for (; i + kFloatLanes <= count; i += kFloatLanes)
+        products = products + load(values + i) * 0.0F;
+    float lanes[kFloatLanes], sum = 0;
+    store(lanes, products);
+    for (const float lane : lanes)
+        sum += lane;
+    for (; i < count; ++i)
+        sum += values[i] * 0.0F;
+    return sum == 0;
+}
+
+[[gnu::always_inline]] inline void decompose(workspace *work, const float *a, float *u, float *v) {
+    load_columns(work->u, a, work->n);
+    std::fill_n(work->v.data, work->n * work->v.stride, 0.0F);
+    bidiagonalise(*work);
+    accumulate_v(*work);
+    accumulate_u(*work);
+    work->converged = diagonalise(*work);
+    store_columns(u, work->u, work->n);
+    store_columns(v, work->v, work->n);
+    work->u_finite = all_finite(u, work->m * work->n);
+    work->v_finite = all_finite(v, work->n * work->n);
 }
 
 } // namespace
@@ -337,32 +370,26 @@ bool all_finite(const float *values, size_t count) {
 float pythag(float a, float b) { return hypotenuse(a, b); }
 
 int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_out) {
+    const auto m = static_cast<size_t>(a->rows), n = static_cast<size_t>(a->cols);
     if (!(*u_out = malloc_matrix(a->rows, a->cols)))
         return 1;
-    const auto m = static_cast<size_t>(a->rows), n = static_cast<size_t>(a->cols);
-    std::copy_n(a->data, m * n, (*u_out)->data);
-    if (!(*w_out = malloc_matrix(a->cols, a->cols)) || !(*v_out = malloc_matrix(a->cols, a->cols)))
-        return 1;
     const size_t u_size = n * padded(m), v_size = n * padded(n);
-    auto storage = allocate<float>(u_size + v_size + 4 * n);
-    if (!storage)
+    owned<float[]> storage;
+    if (!(*w_out = malloc_matrix(a->cols, a->cols)) || !(*v_out = malloc_matrix(a->cols, a->cols)) ||
+        !(storage = allocate<float>(u_size + v_size + 4 * n))) {
+        std::copy_n(a->data, m * n, (*u_out)->data);
         return 1;
-
+    }
     float *const vectors = storage.get() + u_size + v_size;
-    workspace work = {m,
-                      n,
-                      {storage.get(), m, padded(m)},
-                      {storage.get() + u_size, n, padded(n)},
-                      vectors,
-                      vectors + n,
-                      vectors + 2 * n,
-                      vectors + 3 * n,
-                      false};
-    load(work.u, *a, n);
-    std::fill_n(work.v.data, v_size, 0.0F);
-    vela::detail::run_widest_floats<decompose>(&work);
-    store(**u_out, work.u, n);
-    store(**v_out, work.v, n);
+    workspace work = {.m = m,
+                      .n = n,
+                      .u = {storage.get(), m, padded(m)},
+                      .v = {storage.get() + u_size, n, padded(n)},
+                      .diagonal = vectors,
+                      .super = vectors + n,
+                      .row = vectors + 2 * n,
+                      .weights = vectors + 3 * n};
+    run_widest_floats<decompose>(&work, static_cast<const float *>(a->data), (*u_out)->data, (*v_out)->data);
     if (!work.converged)
         return 1;
 
@@ -374,11 +401,11 @@ int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_o
     }
     if (failed)
         report(__func__, "non finite value in W\n");
-    if (!all_finite((*u_out)->data, m * n)) {
+    if (!work.u_finite) {
         report(__func__, "non finite value in U\n");
         failed = true;
     }
-    if (!all_finite((*v_out)->data, n * n)) {
+    if (!work.v_finite) {
         report(__func__, "non finite value in V\n");
         failed = true;
     }

@@ -13,8 +13,6 @@
 // VELA_NEON`.
 #pragma once
 
-#include <cstddef>
-
 #if defined __x86_64__ && defined __GNUC__
 #define VELA_AVX2 1
 #define VELA_WIDE [[gnu::target("avx2")]]
@@ -61,13 +59,7 @@ inline void run_widest(Arguments... arguments) {
 }
 
 // The same for kernels on floating-point numbers: NEON takes denormal numbers for 0, so on ARM they stay with the
-// scalar unit, which gives the same bits as every other machine. A kernel works on blocks of kFloatLanes numbers.
-#ifdef VELA_AVX2
-constexpr std::size_t kFloatLanes = 8;
-#else
-constexpr std::size_t kFloatLanes = 4;
-#endif
-
+// scalar unit, which gives the same bits as every other machine. detail/blocks.hpp has what such kernels are made of.
 template <auto kernel, class... Arguments>
 inline void run_widest_floats(Arguments... arguments) {
 #ifdef VELA_AVX2
