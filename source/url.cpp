@@ -84,12 +84,6 @@ uint32_t encode_one(unsigned char byte, char *to) {
 
 uint8_t digit_value(char ch) { return value_of(static_cast<uint8_t>(ch)); }
 
-// How far decoding has come.
-struct progress {
-    const char *from;
-    char *to;
-};
-
 // Whether a character may not stand for itself: one test for both, with their neighbours.
 bool means_something(char ch) { return static_cast<unsigned char>(ch - '%') <= '+' - '%'; }
 
@@ -107,22 +101,24 @@ char decode_one(char ch, const char *&from, const char *end) {
 }
 
 // Decodes until it reaches stop, beyond which the digits of the last escape may lead, or the room is full.
-progress decode_plain(progress at, const char *stop, const char *end, const char *limit) {
-    auto [from, to] = at;
+void decode_plain(const char *&from, char *&to, const char *stop, const char *end, const char *limit) {
     while (from < stop && to != limit) {
         // Decoding never lengthens a text, so there is room for what comes of these characters.
         const char *const run_end = from + std::min(stop - from, limit - to);
-        while (from < run_end) {
-            char byte = *from++;
+        const char *next = from;
+        char *next_to = to;
+        while (next < run_end) {
+            char byte = *next++;
             if (means_something(byte)) {
-                if (byte == '%' && from == end)
-                    return {from, to};
-                byte = decode_one(byte, from, end);
+                if (byte == '%' && next == end)
+                    break;
+                byte = decode_one(byte, next, end);
             }
-            *to++ = byte;
+            *next_to++ = byte;
         }
+        from = next;
+        to = next_to;
     }
-    return {from, to};
 }
 
 // The wide unit's share of decoding: as much of the text's front as it can, all of it well-formed.
@@ -172,8 +168,9 @@ VELA_WIDE inline digit_pairs read_digits(__m128i high, __m128i low) {
 //     characters   c a m + 7 % 2 6 z % 3 D
 //     bytes        c a m   7 & . . z = . .
 //     kept         1 1 1 1 1 1 0 0 1 1 0 0
-VELA_WIDE progress decode_wide(progress at, const char *end, const char *limit) {
-    auto [from, to] = at;
+VELA_WIDE void decode_wide(const char *&source, char *&destination, const char *end, const char *limit) {
+    const char *from = source;
+    char *to = destination;
     const auto load = [](const char *lanes) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(lanes)); };
     uint32_t digits_before = 0; // bits of the lanes that belong to an escape of the last step
     for (; end - from >= kStepAndDigits && limit - to >= kStep; from += kStep) {
@@ -192,19 +189,21 @@ VELA_WIDE progress decode_wide(progress at, const char *end, const char *limit) 
         to = store_kept(_mm_srli_si128(bytes, 8), ~digit_lanes >> 8 & 0xff, to);
         digits_before = digit_lanes >> kStep;
     }
-    return {from + std::popcount(digits_before), to};
+    source = from + std::popcount(digits_before);
+    destination = to;
 }
 #endif
 
 // Returns the end of what was decoded, or the limit where the room is too small.
-char *decode(progress at, const char *end, const char *limit) {
+char *decode(const char *from, const char *end, char *to, const char *limit) {
 #ifdef VELA_AVX2
-    while (wide_unit() && at.from != end && at.to != limit) {
-        at = decode_wide(at, end, limit);
-        at = decode_plain(at, at.from + std::min(end - at.from, kStepAndDigits), end, limit);
+    while (end - from >= kStepAndDigits && to != limit && wide_unit()) {
+        decode_wide(from, to, end, limit);
+        decode_plain(from, to, from + std::min(end - from, kStepAndDigits), end, limit);
     }
 #endif
-    return decode_plain(at, end, end, limit).to;
+    decode_plain(from, to, end, end, limit);
+    return to;
 }
 
 template <class Predicate>
@@ -287,7 +286,7 @@ int32_t url_decode(const char *src, uint32_t len, char *dst, uint32_t dst_size) 
     const auto most = std::min<uint64_t>({uint64_t{len} + 1, dst_size, kMostRoom});
     const char *const end = src + len;
     const char *const limit = dst + most;
-    char *to = decode({src, dst}, end, limit);
+    char *to = decode(src, end, dst, limit);
     if (to == limit)
         return -1;
     *to++ = '\0';
