@@ -1,6 +1,6 @@
 // Takes a PPM picture to YCbCr and back and says how much it lost: the PSNR of each colour and of all.
+#include "ppm.hpp"
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -19,14 +19,9 @@ constexpr cmdline_option kOptions[] = {
     {},
 };
 
-constexpr uint32_t kLongestSide = 16384;
-
 using bytes = std::vector<uint8_t>;
 
-struct picture {
-    uint32_t width = 0, height = 0;
-    bytes pixels; // red, green and blue of each
-};
+using ppm::picture;
 
 struct conversion {
     const char *name;
@@ -53,37 +48,10 @@ int fail(const char *what, const char *of) {
     return EXIT_FAILURE;
 }
 
-// The next number of a PPM's head, which blanks and comments may precede, or -1.
-long read_number(FILE *file) {
-    int ch = std::fgetc(file);
-    for (bool comment = ch == '#'; comment || std::isspace(ch); comment = ch == '#' || (comment && ch != '\n'))
-        if ((ch = std::fgetc(file)) == EOF)
-            return -1;
-    long number = std::isdigit(ch) ? 0 : -1;
-    for (; std::isdigit(ch) && number <= kLongestSide; ch = std::fgetc(file))
-        number = 10 * number + (ch - '0');
-    return number;
-}
-
-bool read_picture(FILE *file, picture &result) {
-    if (std::fgetc(file) != 'P' || std::fgetc(file) != '6')
-        return false;
-    const long width = read_number(file), height = read_number(file), brightest = read_number(file);
-    if (width < 1 || width > kLongestSide || height < 1 || height > kLongestSide || brightest != 255)
-        return false;
-    result.width = static_cast<uint32_t>(width);
-    result.height = static_cast<uint32_t>(height);
-    result.pixels.resize(size_t{3} * result.width * result.height);
-    return std::fread(result.pixels.data(), 1, result.pixels.size(), file) == result.pixels.size();
-}
-
-// Writes the bytes behind a PPM's head, if a picture is given for its size.
-bool write_file(const char *name, const picture *head, const bytes &content) {
+bool write_bytes(const char *name, const bytes &content) {
     FILE *file = std::fopen(name, "wb");
     if (!file)
         return false;
-    if (head)
-        std::fprintf(file, "P6\n%u %u\n255\n", head->width, head->height);
     const bool written = std::fwrite(content.data(), 1, content.size(), file) == content.size();
     return std::fclose(file) == 0 && written;
 }
@@ -190,16 +158,19 @@ int main(int argc, char **argv) {
     if (!file)
         return fail("cannot open", input);
     picture original;
-    const bool whole = read_picture(file, original);
+    const bool whole = ppm::read(file, original);
     std::fclose(file);
     if (!whole)
         return fail("no whole binary PPM picture of 255 shades", input);
 
     bytes ycc;
     const bytes back = there_and_back(*c, original, ycc);
-    if (ycc_file && !write_file(ycc_file, c->decode ? &original : nullptr, ycc))
+    const auto same_size = [&original](const bytes &pixels) {
+        return picture{original.width, original.height, pixels};
+    };
+    if (ycc_file && !(c->decode ? ppm::write(ycc_file, same_size(ycc)) : write_bytes(ycc_file, ycc)))
         return fail("cannot write", ycc_file);
-    if (output && !write_file(output, &original, back))
+    if (output && !ppm::write(output, same_size(back)))
         return fail("cannot write", output);
     if (with_matrices) {
         print_matrix("Y, Cb, Cr from R, G, B", c->get_encoding);

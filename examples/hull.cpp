@@ -1,0 +1,255 @@
+// The colours of a PPM picture as a body in the cube of red, green and blue: its convex hull in figures, as an OFF file
+// and as seen from outside, and which other colours lie in it.
+#include "ppm.hpp"
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <vela/chull.h>
+#include <vela/cmdline.h>
+#include <vela/text.h>
+
+namespace {
+
+constexpr cmdline_option kOptions[] = {
+    {'o', "off", "where to put the hull (OFF)", CMDLINE_REQUIRED},
+    {'v', "view", "where to put a view of it (PPM)", CMDLINE_REQUIRED},
+    {'s', "size", "width and height of the view, 16 to 4096 (480)", CMDLINE_REQUIRED},
+    {'t', "turn", "degrees by which the view is turned about the grey axis (20)", CMDLINE_REQUIRED},
+    {},
+};
+
+struct release {
+    void operator()(chull_ctx *hull) const {
+        free_chull(hull);
+        std::free(hull);
+    }
+};
+using hull_ptr = std::unique_ptr<chull_ctx, release>;
+
+using point = std::array<double, 3>;
+
+int usage() {
+    cmdline_usage(kOptions, "hull", "[options] PICTURE [RRGGBB...]");
+    return EXIT_FAILURE;
+}
+
+int fail(const char *what, const char *of) {
+    std::fprintf(stderr, "hull: %s: %s\n", what, of);
+    return EXIT_FAILURE;
+}
+
+// An option's whole number within limits, or -1.
+long number_in(const char *text, long least, long most) {
+    char *end = nullptr;
+    const long number = std::strtol(text, &end, 10);
+    return *text && !*end && number >= least && number <= most ? number : -1;
+}
+
+hull_ptr hull_of(const ppm::picture &picture) {
+    const size_t count = picture.pixels.size() / 3;
+    std::vector<uint8_t> red(count), green(count), blue(count);
+    for (size_t i = 0; i < count; ++i) {
+        red[i] = picture.pixels[3 * i];
+        green[i] = picture.pixels[3 * i + 1];
+        blue[i] = picture.pixels[3 * i + 2];
+    }
+    chull_ctx *hull = nullptr;
+    if (alloc_chull(&hull) != 0)
+        return nullptr;
+    hull_ptr result(hull);
+    if (get_chull(red.data(), green.data(), blue.data(), static_cast<int32_t>(count), hull) != 0)
+        return nullptr;
+    return result;
+}
+
+void print_figures(const chull_ctx *hull, uint32_t pixels) {
+    constexpr double kWholeCube = 6.0 * 255 * 255 * 255;
+    const int32_t volume = chull_volume6(hull);
+    std::printf("%u pixels; %u vertices, %u edges, %u faces; volume %.1f, %.2f %% of the cube\n", pixels,
+                chull_num_vertices(hull), chull_num_edges(hull), chull_num_faces(hull), volume / 6.0,
+                100.0 * volume / kWholeCube);
+}
+
+bool print_colour(const chull_ctx *hull, const char *text) {
+    uint8_t colour[3];
+    uint32_t least = 0, most = 0;
+    if (std::strlen(text) != 6 || hex2bin(text, 6, colour) != 3 ||
+        dist_to_chull(hull, colour[0], colour[1], colour[2], &least, &most) != 0)
+        return false;
+    std::printf("%s is %s, %.1f from the surface\n", text,
+                is_in_chull(hull, colour[0], colour[1], colour[2]) ? "inside" : "outside", std::sqrt(least));
+    return true;
+}
+
+// A view from outside: the cube stands on its black corner, turned about the grey axis and tipped a little towards the
+// eye. The projection is orthographic, and depth grows away from the eye.
+class view {
+public:
+    view(uint32_t size, double degrees) : size_(size) {
+        constexpr double kPi = 3.14159265358979323846, kTip = 25 * kPi / 180;
+        const double s2 = std::sqrt(2), s3 = std::sqrt(3), s6 = std::sqrt(6);
+        const point up = {1 / s3, 1 / s3, 1 / s3};
+        const point east = {1 / s2, -1 / s2, 0}, north = {1 / s6, 1 / s6, -2 / s6};
+        const double turn = degrees * kPi / 180;
+        point away;
+        for (size_t k = 0; k < 3; ++k) {
+            right_[k] = std::cos(turn) * east[k] + std::sin(turn) * north[k];
+            away[k] = std::cos(turn) * north[k] - std::sin(turn) * east[k];
+            down_[k] = -std::cos(kTip) * up[k] - std::sin(kTip) * away[k];
+        }
+        picture_.width = picture_.height = size;
+        picture_.pixels.assign(size_t{3} * size * size, 24);
+    }
+
+    // Every colour that the eye sees in its own colour; edges are darker.
+    void draw(const chull_ctx *hull) {
+        draw_cube();
+        const chull_face *face = hull->faces;
+        do {
+            draw_face(*face);
+            face = face->next;
+        } while (face != hull->faces);
+    }
+    const ppm::picture &picture() const { return picture_; }
+
+private:
+    uint32_t size_;
+    point right_ = {}, down_ = {};
+    ppm::picture picture_;
+
+    struct pixel {
+        double x, y;
+    };
+
+    static double product(const point &a, const point &b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+
+    pixel projected(const point &colour) const {
+        const point from_middle = {colour[0] - 127.5, colour[1] - 127.5, colour[2] - 127.5};
+        const double scale = size_ / 480.0;
+        return {size_ / 2.0 + scale * product(from_middle, right_), size_ / 2.0 + scale * product(from_middle, down_)};
+    }
+    pixel projected(const chull_vertex *vertex) const {
+        return projected({double(vertex->coord[0]), double(vertex->coord[1]), double(vertex->coord[2])});
+    }
+
+    void set(uint32_t x, uint32_t y, const point &colour) {
+        if (x >= size_ || y >= size_)
+            return;
+        for (size_t k = 0; k < 3; ++k)
+            picture_.pixels[(size_t{size_} * y + x) * 3 + k] = static_cast<uint8_t>(std::lround(colour[k]));
+    }
+
+    void draw_cube() {
+        for (int corner = 0; corner < 8; ++corner)
+            for (int axis = 1; axis < 8; axis *= 2)
+                if (!(corner & axis))
+                    draw_line(corner_of_cube(corner), corner_of_cube(corner | axis));
+    }
+    static point corner_of_cube(int bits) { return {bits & 1 ? 255.0 : 0, bits & 2 ? 255.0 : 0, bits & 4 ? 255.0 : 0}; }
+    void draw_line(const point &a, const point &b) {
+        const pixel from = projected(a), to = projected(b);
+        const int steps = static_cast<int>(std::max(std::abs(to.x - from.x), std::abs(to.y - from.y))) + 1;
+        for (int i = 0; i <= steps; ++i)
+            set(static_cast<uint32_t>(from.x + (to.x - from.x) * i / steps),
+                static_cast<uint32_t>(from.y + (to.y - from.y) * i / steps), {96, 96, 96});
+    }
+
+    // Twice the area of a triangle, positive when it is counter-clockwise as the picture is looked at (y points down).
+    static double area(const pixel &a, const pixel &b, const pixel &c) {
+        return (c.x - a.x) * (b.y - a.y) - (b.x - a.x) * (c.y - a.y);
+    }
+
+    // The hull is convex: what faces the eye is not covered by anything.
+    void draw_face(const chull_face &face) {
+        const std::array<pixel, 3> corners = {projected(face.vert[0]), projected(face.vert[1]),
+                                              projected(face.vert[2])};
+        const double whole = area(corners[0], corners[1], corners[2]);
+        if (whole <= 0)
+            return;
+        const auto [left, right] = std::minmax({corners[0].x, corners[1].x, corners[2].x});
+        const auto [top, bottom] = std::minmax({corners[0].y, corners[1].y, corners[2].y});
+        for (double y = std::ceil(top); y <= bottom; ++y)
+            for (double x = std::ceil(left); x <= right; ++x)
+                draw_pixel(face, corners, whole, {x, y});
+    }
+    void draw_pixel(const chull_face &face, const std::array<pixel, 3> &corners, double whole, const pixel &at) {
+        constexpr double kEdge = 0.6; // half the width of an edge, in pixels
+        point colour = {};
+        bool on_edge = false;
+        for (size_t k = 0; k < 3; ++k) {
+            const pixel &from = corners[(k + 1) % 3], &to = corners[(k + 2) % 3];
+            const double part = area(from, to, at);
+            if (part < 0)
+                return;
+            on_edge |= part < kEdge * std::hypot(to.x - from.x, to.y - from.y);
+            for (size_t c = 0; c < 3; ++c)
+                colour[c] += part / whole * face.vert[k]->coord[c];
+        }
+        if (on_edge)
+            for (double &value : colour)
+                value *= 0.6;
+        set(static_cast<uint32_t>(at.x), static_cast<uint32_t>(at.y), colour);
+    }
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const char *off = nullptr, *view_file = nullptr;
+    long size = 480, turn = 20;
+    int idle = 0; // operands, and options that lack their value
+    for (int option; (option = cmdline_getopt(argc, argv, kOptions)) >= 0;) {
+        switch (option) {
+        case 'o':
+            off = cmdline_optarg;
+            break;
+        case 'v':
+            view_file = cmdline_optarg;
+            break;
+        case 's':
+            size = number_in(cmdline_optarg, 16, 4096);
+            break;
+        case 't':
+            turn = number_in(cmdline_optarg, 0, 360);
+            break;
+        case 0:
+            ++idle;
+            break;
+        default:
+            return usage();
+        }
+    }
+    if (argc == cmdline_optidx || idle != argc - cmdline_optidx || size < 0 || turn < 0)
+        return usage();
+
+    const char *name = argv[cmdline_optidx];
+    FILE *file = std::fopen(name, "rb");
+    if (!file)
+        return fail("cannot open", name);
+    ppm::picture picture;
+    const bool whole = ppm::read(file, picture);
+    std::fclose(file);
+    if (!whole)
+        return fail("no whole binary PPM picture of 255 shades", name);
+    const hull_ptr hull = hull_of(picture);
+    if (!hull)
+        return fail("its colours don't make a body", name);
+
+    print_figures(hull.get(), picture.width * picture.height);
+    for (int i = cmdline_optidx + 1; i < argc; ++i)
+        if (!print_colour(hull.get(), argv[i]))
+            return fail("no colour of six hexadecimal digits", argv[i]);
+    if (off && chull_to_file(hull.get(), off) != 0)
+        return fail("cannot write", off);
+    if (view_file) {
+        view from_outside(static_cast<uint32_t>(size), static_cast<double>(turn));
+        from_outside.draw(hull.get());
+        if (!ppm::write(view_file, from_outside.picture()))
+            return fail("cannot write", view_file);
+    }
+    return EXIT_SUCCESS;
+}
