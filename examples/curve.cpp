@@ -1,0 +1,142 @@
+// Joins knots to a curve: a table as text, or a plot of it as a PGM picture.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+#include <vela/cmdline.h>
+#include <vela/interp.h>
+
+namespace {
+
+constexpr cmdline_option kOptions[] = {
+    {'l', "line", "join the knots by line segments", 0},
+    {'f', "float", "spline in single precision instead of fixed point", 0},
+    {'p', "plot", "write a PGM picture of the curve, a pixel for each x", 0},
+    {'h', "height", "height of the picture (256)", CMDLINE_REQUIRED},
+    {},
+};
+
+struct curve_options {
+    bool line = false, single = false, plot = false;
+    int height = 256;
+};
+
+int usage() {
+    cmdline_usage(kOptions, "curve", "[options] X,Y X,Y...");
+    return EXIT_FAILURE;
+}
+
+int fail(const char *what, const char *text) {
+    std::fprintf(stderr, "curve: %s: %s\n", what, text);
+    return EXIT_FAILURE;
+}
+
+bool read_knot(const char *text, interp_knot &knot) {
+    int x, y, used = -1;
+    if (std::sscanf(text, "%d,%d%n", &x, &y, &used) != 2 || used < 0 || text[used])
+        return false;
+    knot = {static_cast<int16_t>(x), static_cast<int16_t>(y)};
+    return knot.x == x && knot.y == y;
+}
+
+bool read_height(const char *text, int &height) {
+    int used = -1;
+    return std::sscanf(text, "%d%n", &height, &used) == 1 && !text[used] && height >= 2 && height <= 4096;
+}
+
+// Why the library would not take these knots, or null.
+const char *fault_of(const std::vector<interp_knot> &knots, bool line) {
+    if (knots.size() < 2)
+        return "at least two knots are needed";
+    for (size_t i = 1; i < knots.size(); ++i)
+        if (knots[i].x < knots[i - 1].x + !line)
+            return "x must rise from knot to knot";
+    return nullptr;
+}
+
+// The table, as numbers that hold every value of either element type.
+std::vector<double> table_of(const std::vector<interp_knot> &knots, const curve_options &options) {
+    const interp_curve curve = {options.line ? uint32_t{INTERP_LINE} : uint32_t{INTERP_SPLI},
+                                static_cast<int32_t>(knots.size()), knots.data()};
+    const auto size = static_cast<size_t>(knots.back().x - knots.front().x) + 1;
+    if (options.single) {
+        std::vector<float> table(size);
+        interpolate_float(&curve, table.data());
+        return {table.begin(), table.end()};
+    }
+    std::vector<int16_t> table(size);
+    interpolate_c(&curve, table.data());
+    return {table.begin(), table.end()};
+}
+
+// White paper, the curve in black with its jumps joined, the knots' columns in grey.
+void write_plot(const std::vector<double> &table, const std::vector<interp_knot> &knots, int height) {
+    const double least = *std::min_element(table.begin(), table.end());
+    const double most = *std::max_element(table.begin(), table.end());
+    const double scale = most > least ? (height - 1) / (most - least) : 0;
+    const size_t width = table.size(), rows = static_cast<size_t>(height);
+    std::vector<unsigned char> picture(width * rows, 255);
+    for (const interp_knot &knot : knots)
+        for (size_t row = 0; row < rows; ++row)
+            picture[row * width + static_cast<size_t>(knot.x - knots.front().x)] = 208;
+    const auto row_of = [&](size_t column) { return static_cast<size_t>(std::lround((most - table[column]) * scale)); };
+    for (size_t column = 0; column < width; ++column) {
+        const auto [top, bottom] = std::minmax({row_of(column), row_of(column ? column - 1 : 0)});
+        for (size_t row = top; row <= bottom; ++row)
+            picture[row * width + column] = 0;
+    }
+    std::printf("P5\n%zu %d\n255\n", width, height);
+    std::fwrite(picture.data(), 1, picture.size(), stdout);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    curve_options options;
+    std::vector<interp_knot> knots;
+    // A knot may begin with a minus, so the command line is sorted by hand: what reads as a knot is one.
+    int kept = 1;
+    for (int i = 1; i < argc; ++i) {
+        interp_knot knot;
+        if (read_knot(argv[i], knot))
+            knots.push_back(knot);
+        else
+            argv[kept++] = argv[i];
+    }
+    for (int option; (option = cmdline_getopt(kept, argv, kOptions)) >= 0;) {
+        switch (option) {
+        case '?':
+            return usage();
+        case 'l':
+            options.line = true;
+            break;
+        case 'f':
+            options.single = true;
+            break;
+        case 'p':
+            options.plot = true;
+            break;
+        case 'h':
+            if (!read_height(cmdline_optarg, options.height))
+                return fail("out of range", cmdline_optarg);
+            break;
+        default:
+            break;
+        }
+    }
+    if (cmdline_optidx < kept)
+        return fail("no knot", argv[cmdline_optidx]);
+    if (options.line && options.single)
+        return fail("out of place", "--float, since line segments have integer steps");
+    if (const char *fault = fault_of(knots, options.line))
+        return fail("no curve", fault);
+
+    const std::vector<double> table = table_of(knots, options);
+    if (options.plot)
+        write_plot(table, knots, options.height);
+    else
+        for (size_t i = 0; i < table.size(); ++i)
+            std::printf("%d %.9g\n", knots.front().x + static_cast<int>(i), table[i]);
+    return std::fflush(stdout) == 0 ? EXIT_SUCCESS : fail("cannot write", "standard output");
+}

@@ -1,0 +1,162 @@
+// Where pan/tilt targets are on the screen of a view, or which directions its pixels show: a table, one target a line.
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+#include <vela/cmdline.h>
+#include <vela/spheremap.h>
+
+namespace {
+
+constexpr cmdline_option kOptions[] = {
+    {'s', "size", "screen in pixels (640x480)", CMDLINE_REQUIRED},
+    {'p', "pan", "pan of the view, in degrees (0)", CMDLINE_REQUIRED},
+    {'t', "tilt", "tilt of the view, in degrees (0)", CMDLINE_REQUIRED},
+    {'f', "fov", "horizontal field of view, in degrees (60)", CMDLINE_REQUIRED},
+    {'b', "back", "targets are pixels X,Y and their directions are wanted", 0},
+    {},
+};
+
+constexpr double kUnits = 1024; // of a degree, Q10
+constexpr double kFarthest = 1 << 20;
+
+struct target {
+    double first, second;
+    std::string name;
+};
+
+int usage() {
+    cmdline_usage(kOptions, "view", "[options] [PAN,TILT...]");
+    std::puts("Without targets on the command line, each line of the standard input is one: \"PAN TILT NAME\".");
+    return EXIT_FAILURE;
+}
+
+int fail(const char *what, const char *text) {
+    std::fprintf(stderr, "view: %s: %s\n", what, text);
+    return EXIT_FAILURE;
+}
+
+// A number that fits the library's angles and pixels, up to the given end.
+bool read_number(const char *&text, double &number) {
+    char *end;
+    number = std::strtod(text, &end);
+    const bool good = end != text && std::fabs(number) <= kFarthest;
+    text = end;
+    return good;
+}
+
+bool read_degrees(const char *text, int32_t &angle) {
+    double degrees;
+    if (!read_number(text, degrees) || *text)
+        return false;
+    angle = static_cast<int32_t>(std::lround(degrees * kUnits));
+    return true;
+}
+
+bool read_size(const char *text, smap_view &view) {
+    int used = -1;
+    return std::sscanf(text, "%dx%d%n", &view.width, &view.height, &used) == 2 && used >= 0 && !text[used] &&
+           view.width > 0 && view.width < 65536 && view.height > 0 && view.height < 65536;
+}
+
+// Two numbers with a comma or white space between them, and what follows, behind a space, as the name.
+bool read_target(const char *text, target &result) {
+    if (!read_number(text, result.first) || !*text)
+        return false;
+    text += *text == ',';
+    if (!read_number(text, result.second))
+        return false;
+    result.name = text;
+    return !*text || *text == ' ';
+}
+
+void print_position(const target &at, const smap_view &view) {
+    const smap_sphere_pt direction = {static_cast<int32_t>(std::lround(at.first * kUnits)),
+                                      static_cast<int32_t>(std::lround(at.second * kUnits))};
+    smap_screen_pt pixel = {};
+    const bool in_front = smap_sphere_pt_to_screen_pt(&direction, &view, &pixel);
+    const smap_screen_poly point = {1, &pixel};
+    std::printf("%9.3f %9.3f ", at.first, at.second);
+    if (in_front)
+        std::printf("%6d %6d  %s", pixel.x, pixel.y, smap_polygon_on_screen(&point, &view) ? "seen" : "beside");
+    else
+        std::printf("%6s %6s  %s", "-", "-", "behind");
+    std::printf("%s\n", at.name.c_str());
+}
+
+void print_direction(const target &at, const smap_view &view) {
+    const smap_screen_pt pixel = {static_cast<int32_t>(at.first), static_cast<int32_t>(at.second)};
+    smap_sphere_pt direction;
+    smap_screen_pt_to_sphere_pt(&pixel, &view, &direction);
+    std::printf("%6d %6d %9.3f %9.3f%s\n", pixel.x, pixel.y, direction.pan / kUnits, direction.tilt / kUnits,
+                at.name.c_str());
+}
+
+// The targets of the standard input; false, with a message, at a line that is none.
+bool read_lines(std::vector<target> &targets) {
+    char line[256];
+    while (std::fgets(line, sizeof line, stdin)) {
+        line[std::strcspn(line, "\n")] = 0;
+        if (!read_target(line, targets.emplace_back())) {
+            fail("no target", line);
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    std::vector<target> targets;
+    // A target may begin with a minus, so the command line is sorted by hand: what reads as a target is one.
+    int kept = 1;
+    for (int i = 1; i < argc; ++i) {
+        target at;
+        if (std::strchr(argv[i], ',') && read_target(argv[i], at) && at.name.empty())
+            targets.push_back(at);
+        else
+            argv[kept++] = argv[i];
+    }
+
+    smap_view view = {640, 480, 0, 0, 60 << 10};
+    bool backward = false;
+    for (int option; (option = cmdline_getopt(kept, argv, kOptions)) >= 0;) {
+        bool good = true;
+        switch (option) {
+        case '?':
+            return usage();
+        case 's':
+            good = read_size(cmdline_optarg, view);
+            break;
+        case 'p':
+            good = read_degrees(cmdline_optarg, view.pan);
+            break;
+        case 't':
+            good = read_degrees(cmdline_optarg, view.tilt);
+            break;
+        case 'f':
+            good = read_degrees(cmdline_optarg, view.fov) && view.fov > 0;
+            break;
+        case 'b':
+            backward = true;
+            break;
+        default:
+            break;
+        }
+        if (!good)
+            return fail("out of range", cmdline_optarg);
+    }
+
+    if (cmdline_optidx < kept)
+        return fail("no target", argv[cmdline_optidx]);
+    if (targets.empty() && !read_lines(targets))
+        return EXIT_FAILURE;
+
+    std::puts(backward ? "     x      y       pan      tilt" : "      pan      tilt      x      y");
+    for (const target &at : targets)
+        backward ? print_direction(at, view) : print_position(at, view);
+    return std::fflush(stdout) == 0 ? EXIT_SUCCESS : fail("cannot write", "standard output");
+}
