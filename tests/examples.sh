@@ -1,0 +1,25 @@
+#!/bin/sh
+# The examples print the same bytes on every machine: runs the commands of a list and compares the digests of their outputs.
+# usage: examples.sh PROGRAMS-DIR LIST [EMULATOR [ARGUMENT...]]
+set -eu
+programs=$1 list=$2
+shift 2
+emulator="$*"
+
+run() {
+    program=$1
+    shift
+    $emulator "$programs/$program" "$@"
+}
+
+# Inputs: a grid over a screen, and one over the sphere.
+pixels() { awk 'BEGIN { for (y = 0; y < 480; y += 8) for (x = 0; x < 640; x += 16) print x, y }'; }
+directions() { awk 'BEGIN { for (t = -90; t <= 90; t += 3.75) for (p = 0; p < 360; p += 3.7) print p, t }'; }
+
+status=0
+while read -r digest command; do
+    case $digest in '#'* | '') continue ;; esac
+    actual=$(eval "$command" | sha256sum | cut -c 1-16)
+    [ "$actual" = "$digest" ] || { echo "$actual, not $digest: $command"; status=1; }
+done <"$list"
+exit $status
