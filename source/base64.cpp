@@ -63,7 +63,7 @@ template <class Unit>
 template <class... Unit>
 size_t encode_wide(unit_list<Unit...>, const uint8_t *src, size_t len, char *dst) {
     size_t taken = 0;
-    const auto next = [&](bool available, auto encode) {
+    [[maybe_unused]] const auto next = [&](bool available, auto encode) {
         if (available)
             taken += encode(src + taken, len - taken, dst + taken / 3 * 4);
     };
