@@ -52,16 +52,16 @@ std::optional<components> described(const std::string &text) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    const std::string text = text_of(data, size);
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const std::string text = fuzz::text_of(data, size);
     const auto expected = described(text);
     url_record *url = url_alloc(text.c_str());
-    require((url != nullptr) == expected.has_value());
+    assert((url != nullptr) == expected.has_value());
     if (url) {
         const char *const parts[] = {url->scheme, url->user, url->password, url->host,
                                      url->port,   url->path, url->query};
         for (size_t i = 0; i < expected->size(); ++i)
-            require((*expected)[i] == (parts[i] ? component(parts[i]) : std::nullopt));
+            assert((*expected)[i] == (parts[i] ? component(parts[i]) : std::nullopt));
     }
     url_free(url);
     return 0;

@@ -2,14 +2,13 @@
 #pragma once
 
 #include "../tests/web.hpp"
-#include <cstdint>
+#include "fuzz.hpp"
 
-inline void require(bool good) {
-    if (!good)
-        __builtin_trap();
-}
+namespace fuzz {
 
 // The input up to its first NUL.
-inline std::string text_of(const uint8_t *data, size_t size) {
-    return std::string(reinterpret_cast<const char *>(data), size).c_str();
+inline std::string text_of(const uint8_t *bytes, size_t size) {
+    return std::string(reinterpret_cast<const char *>(bytes), size).c_str();
 }
+
+} // namespace fuzz
