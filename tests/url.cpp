@@ -22,11 +22,11 @@ int32_t code(Coder coder, std::string_view text, uint32_t room, std::string &out
     return result;
 }
 
-// Decodes with every room around the one needed, and in place.
+// Decodes with every room around the one needed, by more than a vector step, and in place.
 void check_decoding(std::string_view text, const std::string &bytes) {
     const auto length = static_cast<uint32_t>(text.size()), needed = static_cast<uint32_t>(bytes.size()) + 1;
     std::string output;
-    for (uint32_t room = needed > 40 ? needed - 40 : 1; room < needed + 40; ++room) {
+    for (uint32_t room = needed > 18 ? needed - 18 : 1; room < needed + 18; ++room) {
         const int32_t result = code(url_decode, text, room, output);
         ck_assert_int_eq(result, room < needed ? -1 : static_cast<int32_t>(needed));
         ck_assert(result < 0 || output == std::string_view(bytes.c_str(), needed));
@@ -115,7 +115,7 @@ START_TEST(coders_on_generated_text)
 {
     std::mt19937 random(8);
     std::string text, output;
-    for (uint32_t length = 1; length < 200; ++length)
+    for (uint32_t length = 1; length < 100; ++length)
         for (const auto alphabet : {"%"sv, "ab%+4"sv, "abcdefghijklmnopqrstuvwxyz+%26%g%%0\xff"sv, ""sv}) {
             for (text.clear(); text.size() < length;)
                 text += alphabet.empty() ? static_cast<char>(random()) : alphabet[random() % alphabet.size()];
@@ -125,8 +125,9 @@ START_TEST(coders_on_generated_text)
         }
     for (int pair = 0; pair < 0x10000; ++pair) {
         text = {'%', static_cast<char>(pair >> 8), static_cast<char>(pair)};
-        code(url_decode, text, 4, output);
-        ck_assert(output == decoded(text) + '\0');
+        const std::string bytes = decoded(text);
+        url_decode(text.data(), 3, text.data(), 4);
+        ck_assert_mem_eq(text.c_str(), bytes.c_str(), bytes.size() + 1);
     }
 }
 END_TEST
