@@ -82,7 +82,8 @@ int32_t add_to_names(name_list *list, const char *name);
  * Each path is `dir`, a slash and what leads on from there, and is matched as a whole; the expression may match
  * anywhere in it unless it is anchored. Trouble on the way is reported on the standard error stream as warn() does:
  * "can't open PATH" for a directory, "Can't stat PATH" for an entry that could not be examined or whose path has more
- * than 4095 characters. The walk goes on with the next entry.
+ * than 4095 characters. The walk goes on with the next entry. An entry's type is the one that comes with its name from
+ * the directory, where the file system gives it: what vanishes a moment later may still be listed.
  *
  * @param dir      where to begin; at most 4094 characters. Followed even if it is a symbolic link
  * @param pattern  POSIX extended regular expression (regcomp(3)), in the program's current locale
