@@ -1,11 +1,21 @@
 #include "../device.hpp"
 #include <cmath>
 #include <cstdio>
+#include <ctime>
 #include <random>
 #include <vector>
 extern "C" {
 #include <libqhull_r/libqhull_r.h>
 }
+
+// The clock stands still: the library numbers its runs by it and formats the number, which would make the counts
+// differ.
+extern "C" time_t time(time_t *seconds) {
+    if (seconds)
+        *seconds = 0;
+    return 0;
+}
+extern "C" clock_t clock() { return 0; }
 
 static constexpr int kPoints = 10000;
 
