@@ -36,11 +36,13 @@ struct state_deleter {
 
 constexpr uint32_t kLongestTable = UINT16_MAX;
 
-// The input of one call is decoded piecewise into a window: zeros, the history, a piece of input.
+// The input of one call is decoded piecewise into a window: zeros for the zeros in front of a row, the history, a piece
+// of input, and slack for the outputs of a group that the piece does not reach.
 constexpr uint32_t kWindow = 2048;
-constexpr uint32_t kLead = kTapsMultiple - 1; // zeros in front, for the zeros in front of a row
+constexpr uint32_t kLead = kTapsMultiple - 1;
 constexpr uint32_t kLongestHistory = 1000;
-constexpr uint32_t kLongestStep = 64; // input samples from output to output; more would not be worth decoding all
+constexpr uint32_t kLongestStep = 64; // input samples from output to output, less than
+constexpr uint32_t kSlack = kLongestStep * (kGroup - 1);
 constexpr uint32_t kShortestCycle = 16;
 
 // ---- Kernel tables
@@ -231,7 +233,7 @@ void convert_by_rows(const resample_state &state, const resample_plan &plan, con
     int16_t *const history = window + kLead, *const fresh = history + state.history_len;
     std::fill_n(window, kLead, int16_t{0});
     std::copy_n(state.history, state.history_len, history);
-    const auto piece_room = static_cast<uint32_t>(std::end(window) - fresh);
+    const auto piece_room = static_cast<uint32_t>(std::end(window) - kSlack - fresh);
 
     row_position at = plan.position_of(state.phase, fresh - window);
     uint32_t made = 0, piece;

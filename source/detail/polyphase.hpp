@@ -7,7 +7,8 @@
 //     starts   0       0       1       1       2 ...            where output k's samples begin, from where output 0's
 //     do rows     c c c c c c c c c c c c c c c c c c c c ...      its coefficients, a multiple of 4, zeros in front
 //
-// Rows behind the end of the cycle repeat its beginning, so that a group of outputs never has to look for the end.
+// Rows behind the end of the cycle repeat its beginning, so that a group of outputs never has to look for the end. The
+// last group may hold more outputs than there is input for: the window needs slack behind the samples for those.
 // Sums that wrap around are the same in any order: all paths give the same bits.
 #pragma once
 
@@ -29,7 +30,7 @@ namespace vela::detail {
 
 constexpr int kFractionBits = 14;
 constexpr std::uint32_t kTapsMultiple = 4;
-constexpr std::uint32_t kGroup = 4;
+constexpr std::uint32_t kGroup = 4; // outputs that a vector unit computes side by side
 
 struct polyphase {
     std::uint32_t taps = 0;       // coefficients in a row
@@ -44,12 +45,10 @@ struct row_position {
     std::uint32_t row;
     std::ptrdiff_t origin;
 
-    [[gnu::always_inline]] void advance(const polyphase &filter, std::uint32_t outputs) {
+    void advance(const polyphase &filter, std::uint32_t outputs) {
         row += outputs;
-        if (row >= filter.cycle) {
-            row -= filter.cycle;
-            origin += static_cast<std::ptrdiff_t>(filter.cycle_span);
-        }
+        origin += static_cast<std::ptrdiff_t>(row / filter.cycle * filter.cycle_span);
+        row %= filter.cycle;
     }
 };
 
@@ -97,23 +96,31 @@ void filter_each(const polyphase &filter, const std::int16_t *window, row_positi
 }
 
 #ifdef VELA_WIDE
-// The vector units add the products of 4 or 8 taps to a vector of partial sums, and turn the partial sums of 4 outputs
-// into their samples.
+// A vector unit adds the products of 16, 8 or 4 taps to a vector of partial sums, and turns the partial sums of 4
+// outputs into their samples.
 #if defined VELA_AVX2
 struct vector_unit {
-    using sums = __m128i;
+    using sums = __m256i;
 
-    VELA_WIDE [[gnu::always_inline]] static sums zero() { return _mm_setzero_si128(); }
-    VELA_WIDE [[gnu::always_inline]] static sums add4(sums sum, const std::int16_t *a, const std::int16_t *b) {
-        return _mm_add_epi32(sum, _mm_madd_epi16(_mm_loadu_si64(a), _mm_loadu_si64(b)));
+    VELA_WIDE [[gnu::always_inline]] static sums zero() { return _mm256_setzero_si256(); }
+    VELA_WIDE [[gnu::always_inline]] static sums add16(sums sum, const std::int16_t *a, const std::int16_t *b) {
+        return _mm256_add_epi32(sum, _mm256_madd_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(a)),
+                                                       _mm256_loadu_si256(reinterpret_cast<const __m256i *>(b))));
     }
     VELA_WIDE [[gnu::always_inline]] static sums add8(sums sum, const std::int16_t *a, const std::int16_t *b) {
-        return _mm_add_epi32(sum, _mm_madd_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a)),
-                                                 _mm_loadu_si128(reinterpret_cast<const __m128i *>(b))));
+        const __m128i products = _mm_madd_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a)),
+                                                _mm_loadu_si128(reinterpret_cast<const __m128i *>(b)));
+        return _mm256_add_epi32(sum, _mm256_zextsi128_si256(products));
     }
-    VELA_WIDE [[gnu::always_inline]] static void store(const sums (&sum)[kGroup], std::uint8_t *to) {
-        const sums all = _mm_hadd_epi32(_mm_hadd_epi32(sum[0], sum[1]), _mm_hadd_epi32(sum[2], sum[3]));
-        const sums shifted = _mm_srai_epi32(all, kFractionBits);
+    VELA_WIDE [[gnu::always_inline]] static sums add4(sums sum, const std::int16_t *a, const std::int16_t *b) {
+        const __m128i products = _mm_madd_epi16(_mm_loadu_si64(a), _mm_loadu_si64(b));
+        return _mm256_add_epi32(sum, _mm256_zextsi128_si256(products));
+    }
+    // Pairwise additions, a to d being the outputs:  a a a a | a a a a   to   a b c d | a b c d   to   a b c d
+    VELA_WIDE [[gnu::always_inline]] static void store(const sums (&sum)[kGroup], std::int16_t *to) {
+        const sums quarters = _mm256_hadd_epi32(_mm256_hadd_epi32(sum[0], sum[1]), _mm256_hadd_epi32(sum[2], sum[3]));
+        const __m128i all = _mm_add_epi32(_mm256_castsi256_si128(quarters), _mm256_extracti128_si256(quarters, 1));
+        const __m128i shifted = _mm_srai_epi32(all, kFractionBits);
         _mm_storeu_si64(to, _mm_packs_epi32(shifted, shifted));
     }
 };
@@ -122,76 +129,87 @@ struct vector_unit {
     using sums = int32x4_t;
 
     VELA_WIDE [[gnu::always_inline]] static sums zero() { return vdupq_n_s32(0); }
-    VELA_WIDE [[gnu::always_inline]] static sums add4(sums sum, const std::int16_t *a, const std::int16_t *b) {
-        return vmlal_s16(sum, vld1_s16(a), vld1_s16(b));
+    VELA_WIDE [[gnu::always_inline]] static sums add16(sums sum, const std::int16_t *a, const std::int16_t *b) {
+        return add8(add8(sum, a, b), a + 8, b + 8);
     }
     VELA_WIDE [[gnu::always_inline]] static sums add8(sums sum, const std::int16_t *a, const std::int16_t *b) {
         const int16x8_t a8 = vld1q_s16(a), b8 = vld1q_s16(b);
-        return vmlal_s16(vmlal_s16(sum, vget_low_s16(a8), vget_low_s16(b8)), vget_high_s16(a8), vget_high_s16(b8));
+        const sums low = vmlal_s16(sum, vget_low_s16(a8), vget_low_s16(b8));
+        return vmlal_s16(low, vget_high_s16(a8), vget_high_s16(b8));
+    }
+    VELA_WIDE [[gnu::always_inline]] static sums add4(sums sum, const std::int16_t *a, const std::int16_t *b) {
+        return vmlal_s16(sum, vld1_s16(a), vld1_s16(b));
     }
     VELA_WIDE [[gnu::always_inline]] static int32x2_t halves(sums sum) {
         return vadd_s32(vget_low_s32(sum), vget_high_s32(sum));
     }
-    VELA_WIDE [[gnu::always_inline]] static void store(const sums (&sum)[kGroup], std::uint8_t *to) {
+    // Pairwise additions, a to d being the outputs:  a a a a   to   a a   to   a b   and   a b c d
+    VELA_WIDE [[gnu::always_inline]] static void store(const sums (&sum)[kGroup], std::int16_t *to) {
         const int32x2_t first = vpadd_s32(halves(sum[0]), halves(sum[1]));
         const int32x2_t second = vpadd_s32(halves(sum[2]), halves(sum[3]));
-        const int16x4_t samples = vqshrn_n_s32(vcombine_s32(first, second), kFractionBits);
-        vst1_u8(to, vreinterpret_u8_s16(samples));
+        vst1_s16(to, vqshrn_n_s32(vcombine_s32(first, second), kFractionBits));
     }
 };
 #endif
 
-// Outputs in groups, written as native samples; returns how many, which leaves less than a group. With fixed_taps 0 the
-// filter has any number of taps.
+// Outputs in groups. The filter has fixed_taps taps, or any number where that is 0.
 template <std::uint32_t fixed_taps>
-VELA_WIDE std::uint32_t filter_groups(const polyphase &filter, const std::int16_t *window, row_position &at,
-                                      std::uint32_t count, std::uint8_t *out) {
-    const std::uint32_t taps = fixed_taps ? fixed_taps : filter.taps;
-    std::uint32_t done = 0;
-    for (; count - done >= kGroup; done += kGroup) {
+VELA_WIDE void filter_groups(const polyphase &filter, const std::int16_t *window, row_position at, std::uint32_t groups,
+                             std::int16_t *out) {
+    const auto [row_taps, cycle, cycle_span, all_rows, all_starts] = filter;
+    const std::size_t taps = fixed_taps ? fixed_taps : row_taps;
+    const std::int16_t *rows = all_rows + at.row * taps, *origin = window + at.origin;
+    const std::uint32_t *starts = all_starts + at.row, *const end = all_starts + cycle;
+    for (; groups; --groups, out += kGroup) {
+        const std::int16_t *samples[kGroup];
         vector_unit::sums sums[kGroup];
-        const std::int16_t *row = filter.rows + std::size_t{at.row} * taps;
-        for (std::uint32_t i = 0; i < kGroup; ++i, row += taps) {
-            const std::int16_t *samples = window + (at.origin + filter.starts[at.row + i]);
+        for (std::uint32_t i = 0; i < kGroup; ++i) {
+            samples[i] = origin + starts[i];
             sums[i] = vector_unit::zero();
-            std::uint32_t tap = 0;
-            for (; tap + 8 <= taps; tap += 8)
-                sums[i] = vector_unit::add8(sums[i], row + tap, samples + tap);
-            if (tap < taps)
-                sums[i] = vector_unit::add4(sums[i], row + tap, samples + tap);
         }
-        vector_unit::store(sums, out + done * native_codec::size);
-        at.advance(filter, kGroup);
+        std::size_t tap = 0;
+        for (; tap + 16 <= taps; tap += 16)
+            for (std::uint32_t i = 0; i < kGroup; ++i)
+                sums[i] = vector_unit::add16(sums[i], rows + i * taps + tap, samples[i] + tap);
+        if (taps & 8) {
+            for (std::uint32_t i = 0; i < kGroup; ++i)
+                sums[i] = vector_unit::add8(sums[i], rows + i * taps + tap, samples[i] + tap);
+            tap += 8;
+        }
+        if (taps & 4)
+            for (std::uint32_t i = 0; i < kGroup; ++i)
+                sums[i] = vector_unit::add4(sums[i], rows + i * taps + tap, samples[i] + tap);
+        vector_unit::store(sums, out);
+
+        starts += kGroup;
+        rows += kGroup * taps;
+        if (starts >= end) {
+            starts -= cycle;
+            rows -= cycle * taps;
+            origin += cycle_span;
+        }
     }
-    return done;
 }
 #endif
 
-// Outputs from a window, written by a codec.
+// The next outputs from a window, written by a codec.
 template <class Codec>
-std::uint8_t *filter_window(const polyphase &filter, const std::int16_t *window, row_position &at, std::uint32_t count,
-                            std::uint8_t *out) {
+void filter_window(const polyphase &filter, const std::int16_t *window, row_position &at, std::uint32_t count,
+                   std::uint8_t *out) {
 #ifdef VELA_WIDE
     if (wide_unit()) {
-        const auto groups = filter.taps == 4 ? filter_groups<4> : filter_groups<0>;
-        if constexpr (std::is_same_v<Codec, native_codec>) {
-            const std::uint32_t done = groups(filter, window, at, count, out);
-            out += done * Codec::size;
-            count -= done;
-        } else {
-            std::int16_t block[256];
-            while (count >= kGroup) {
-                const std::uint32_t room = std::min<std::uint32_t>(count, std::size(block));
-                const std::uint32_t done = groups(filter, window, at, room, reinterpret_cast<std::uint8_t *>(block));
-                encode_block<Codec>(block, done, out);
-                out += done * Codec::size;
-                count -= done;
-            }
+        const auto filter_all = filter.taps == 4 ? filter_groups<4> : filter_groups<0>;
+        std::int16_t block[256];
+        for (std::uint32_t piece; count; count -= piece, out += piece * Codec::size) {
+            piece = std::min<std::uint32_t>(count, std::size(block));
+            filter_all(filter, window, at, (piece + kGroup - 1) / kGroup, block);
+            at.advance(filter, piece);
+            encode_block<Codec>(block, piece, out);
         }
+        return;
     }
 #endif
     filter_each<Codec>(filter, window, at, count, out);
-    return out + count * Codec::size;
 }
 
 } // namespace vela::detail

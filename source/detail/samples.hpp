@@ -37,30 +37,52 @@ inline constexpr auto kExpanded = [] {
     return samples;
 }();
 
-// floor(log2 value) of 1 to 32767. Without a vector instruction that counts leading zeros (x86 before AVX-512) the
-// exponent of the number as a float is the quick way in all lanes of a loop.
-[[gnu::always_inline]] inline int floor_log2(int value) {
-#ifdef __x86_64__
-    return static_cast<int>(std::bit_cast<std::uint32_t>(static_cast<float>(value)) >> 23) - 127;
-#else
-    return std::bit_width(static_cast<std::uint32_t>(value)) - 1;
-#endif
+// A value and how often it was halved to get below a limit.
+template <class Lanes>
+struct halved {
+    Lanes times, value;
+};
+
+// Halves a value, of 0 to 32767, until it is below `limit`, a power of two. For one value the leading one tells how
+// often; in the lanes of a vector three steps do, since the limits here are never more than seven halvings away.
+template <int limit>
+[[gnu::always_inline]] inline halved<int> halve_below(int value) {
+    const int times = std::bit_width(static_cast<std::uint32_t>(value | limit / 2)) - std::bit_width(limit - 1U);
+    return {times, value >> times};
 }
 
-// The common form of the laws: a table to decode, and the sign in bit 7 (set for positive samples) to encode. The
-// magnitude of a negative sample is its bitwise complement, so that both signs have 32768 values.
+template <int limit, class Lanes>
+[[gnu::always_inline]] inline halved<Lanes> halve_below(Lanes value) {
+    Lanes times = {};
+    const auto halve = [&](int steps) {
+        const Lanes above = value > static_cast<std::int16_t>((limit << (steps - 1)) - 1);
+        value = (above & (value >> steps)) | (~above & value);
+        times += above & static_cast<std::int16_t>(steps);
+    };
+    halve(4);
+    halve(2);
+    halve(1);
+    return {times, value};
+}
+
+// The common form of the laws: a table to decode, and bit 7 set for positive samples. The magnitude of a negative
+// sample is its bitwise complement, so that each sign has 32768 values. Samples are encoded one by one or in the lanes
+// of a vector by the same text.
 template <class Law>
 struct companded_codec {
     static constexpr std::size_t size = 1;
     static std::int16_t decode(const std::uint8_t *from) { return kExpanded<Law>[*from]; }
-    [[gnu::always_inline]] static void encode(std::int16_t sample, std::uint8_t *to) {
-        const int sign = sample >> 15;
-        *to = static_cast<std::uint8_t>(Law::compress(sample ^ sign) ^ Law::mask ^ (sign & 0x80));
+    static void encode(std::int16_t sample, std::uint8_t *to) { *to = static_cast<std::uint8_t>(code_of(int{sample})); }
+
+    template <class Lanes>
+    [[gnu::always_inline]] static Lanes code_of(Lanes sample) {
+        const Lanes sign = sample >> 15;
+        return Law::compress(sample ^ sign) ^ Law::mask ^ (sign & 0x80);
     }
 };
 
 struct alaw {
-    static constexpr int mask = 0xD5;
+    static constexpr std::int16_t mask = 0xD5;
 
     static constexpr std::int16_t expand(int code) {
         const int positive = code & 0x80, segment = (code ^ mask) >> 4 & 7, step = (code ^ mask) & 15;
@@ -69,15 +91,16 @@ struct alaw {
     }
 
     // Segments 0 and 1 (magnitudes 0 to 511) have steps of 16; each further one doubles them.
-    [[gnu::always_inline]] static int compress(int magnitude) {
-        const int doublings = floor_log2(magnitude | 0x100) - 8;
-        return (doublings << 4) + (magnitude >> (doublings + 4));
+    template <class Lanes>
+    [[gnu::always_inline]] static Lanes compress(Lanes magnitude) {
+        const halved<Lanes> scaled = halve_below<512>(magnitude);
+        return (scaled.times << 4) + (scaled.value >> 4);
     }
 };
 
 struct ulaw {
-    static constexpr int mask = 0xFF;
-    static constexpr int bias = 132;
+    static constexpr std::int16_t mask = 0xFF;
+    static constexpr std::int16_t bias = 132, clip = 32767 - bias;
 
     static constexpr std::int16_t expand(int code) {
         const int positive = code & 0x80, segment = (code ^ mask) >> 4 & 7, step = (code ^ mask) & 15;
@@ -85,11 +108,11 @@ struct ulaw {
         return static_cast<std::int16_t>(positive ? magnitude : -magnitude);
     }
 
-    // The leading one of the biased magnitude is bit 7 to 14; it gives the segment, the four bits below it the step.
-    [[gnu::always_inline]] static int compress(int magnitude) {
-        const int biased = std::min(magnitude + bias, 32767);
-        const int segment = floor_log2(biased) - 7;
-        return (segment << 4) + (biased >> (segment + 3)) - 16;
+    // Biased magnitudes begin at 132, in segment 0 (128 to 255), which has steps of 8; each further one doubles them.
+    template <class Lanes>
+    [[gnu::always_inline]] static Lanes compress(Lanes magnitude) {
+        const halved<Lanes> scaled = halve_below<256>((magnitude < clip ? magnitude : Lanes{} + clip) + bias);
+        return (scaled.times << 4) + (scaled.value >> 3) - 16;
     }
 };
 
@@ -97,14 +120,38 @@ using alaw_codec = companded_codec<alaw>;
 using ulaw_codec = companded_codec<ulaw>;
 
 template <class Codec>
-[[gnu::always_inline]] inline void encode_each(const std::int16_t *samples, std::size_t count, std::uint8_t *to) {
+inline void encode_each(const std::int16_t *samples, std::size_t count, std::uint8_t *to) {
     for (std::size_t i = 0; i < count; ++i)
         Codec::encode(samples[i], to + i * Codec::size);
 }
 
+#ifdef VELA_WIDE
+// As many samples as fill whole vectors; returns their number.
+template <class Codec>
+VELA_WIDE std::size_t encode_lanes(const std::int16_t *samples, std::size_t count, std::uint8_t *to) {
+    constexpr std::size_t lanes = 16;
+    using vector [[gnu::vector_size(lanes * sizeof *samples)]] = std::int16_t;
+    using codes [[gnu::vector_size(lanes)]] = std::uint8_t;
+    std::size_t done = 0;
+    for (; count - done >= lanes; done += lanes) {
+        vector sample;
+        std::memcpy(&sample, samples + done, sizeof sample);
+        const auto code = __builtin_convertvector(Codec::code_of(sample), codes);
+        std::memcpy(to + done, &code, sizeof code);
+    }
+    return done;
+}
+#endif
+
 template <class Codec>
 inline void encode_block(const std::int16_t *samples, std::size_t count, std::uint8_t *to) {
-    run_widest<encode_each<Codec>>(samples, count, to);
+    std::size_t done = 0;
+#ifdef VELA_WIDE
+    if constexpr (Codec::size == 1)
+        if (wide_unit())
+            done = encode_lanes<Codec>(samples, count, to);
+#endif
+    encode_each<Codec>(samples + done, count - done, to + done * Codec::size);
 }
 
 template <class Codec>

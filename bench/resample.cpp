@@ -1,0 +1,277 @@
+// The resampler against the converters that a program would otherwise link, 16-bit samples on both sides, and its
+// G.711 conversions against those of a telephony library. What the times buy is noted beside them: the
+// signal-to-noise ratio of a tone and of a sweep, each against the ideal signal at the output's rate.
+#include "ratios.hpp"
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+#include <vela/resample.h>
+#ifdef HAVE_SPEEXDSP
+#include <speex/speex_resampler.h>
+#endif
+#ifdef HAVE_SOXR
+#include <soxr.h>
+#endif
+#ifdef HAVE_SAMPLERATE
+#include <samplerate.h>
+#endif
+#ifdef HAVE_SPANDSP
+#include <spandsp/telephony.h>
+// (needs the above)
+#include <spandsp/bit_operations.h>
+#include <spandsp/g711.h>
+#endif
+
+namespace {
+
+using samples = std::vector<int16_t>;
+
+struct rates {
+    uint32_t in, out;
+};
+
+constexpr rates kRates[] = {{44100, 48000}, {48000, 8000}, {8000, 16000}, {44100, 8000}};
+constexpr uint32_t kBlock = 4096; // input samples a call
+constexpr double kPi = 3.141592653589793;
+
+// Converts the next block of a stream and returns how many samples it made.
+using converter = std::function<uint32_t(const samples &in, samples &out)>;
+
+struct implementation {
+    const char *name;
+    std::function<converter(rates)> make;
+};
+
+implementation ours(const char *name, uint32_t kernel) {
+    return {name, [kernel](rates rates) {
+                std::shared_ptr<resample_state> state(resample_alloc(rates.out, rates.in, kernel), resample_free);
+                return [state](const samples &in, samples &out) {
+                    auto used = static_cast<uint32_t>(in.size()), made = static_cast<uint32_t>(out.size());
+                    resample_test(state.get(), in.data(), &used, out.data(), &made);
+                    return made;
+                };
+            }};
+}
+
+#ifdef HAVE_SPEEXDSP
+implementation speexdsp(const char *name, int quality) {
+    return {name, [quality](rates rates) {
+                std::shared_ptr<SpeexResamplerState> state(
+                    speex_resampler_init(1, rates.in, rates.out, quality, nullptr), speex_resampler_destroy);
+                return [state](const samples &in, samples &out) {
+                    auto used = static_cast<spx_uint32_t>(in.size()), made = static_cast<spx_uint32_t>(out.size());
+                    speex_resampler_process_int(state.get(), 0, in.data(), &used, out.data(), &made);
+                    return made;
+                };
+            }};
+}
+#endif
+
+#ifdef HAVE_SOXR
+implementation soxr_quick() {
+    return {"soxr-QQ", [](rates rates) {
+                soxr_io_spec_t samples16 = soxr_io_spec(SOXR_INT16_I, SOXR_INT16_I);
+                samples16.flags = SOXR_NO_DITHER;
+                const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_QQ, 0);
+                std::shared_ptr<soxr> state(soxr_create(rates.in, rates.out, 1, nullptr, &samples16, &quality, nullptr),
+                                            soxr_delete);
+                return [state](const samples &in, samples &out) {
+                    size_t used, made;
+                    soxr_process(state.get(), in.data(), in.size(), &used, out.data(), out.size(), &made);
+                    return static_cast<uint32_t>(made);
+                };
+            }};
+}
+#endif
+
+#ifdef HAVE_SAMPLERATE
+// Its samples are floats, so a program with 16-bit samples converts them with its helpers.
+implementation samplerate(const char *name, int type) {
+    return {name, [type](rates rates) {
+                std::shared_ptr<SRC_STATE> state(src_new(type, 1, nullptr), src_delete);
+                return [state, rates, from = std::vector<float>(), to = std::vector<float>()](const samples &in,
+                                                                                              samples &out) mutable {
+                    from.resize(in.size());
+                    to.resize(out.size());
+                    src_short_to_float_array(in.data(), from.data(), static_cast<int>(in.size()));
+                    SRC_DATA data = {};
+                    data.data_in = from.data();
+                    data.input_frames = static_cast<long>(in.size());
+                    data.data_out = to.data();
+                    data.output_frames = static_cast<long>(out.size());
+                    data.src_ratio = static_cast<double>(rates.out) / rates.in;
+                    src_process(state.get(), &data);
+                    src_float_to_short_array(to.data(), out.data(), static_cast<int>(data.output_frames_gen));
+                    return static_cast<uint32_t>(data.output_frames_gen);
+                };
+            }};
+}
+#endif
+
+const std::vector<implementation> &implementations() {
+    static const std::vector<implementation> all = {
+        ours("vela", RESAMPLE_LAN2),
+#ifdef HAVE_SPEEXDSP
+        speexdsp("speexdsp-q0", 0),
+        speexdsp("speexdsp-q3", 3),
+#endif
+#ifdef HAVE_SOXR
+        soxr_quick(),
+#endif
+#ifdef HAVE_SAMPLERATE
+        samplerate("samplerate-linear", SRC_LINEAR),
+        samplerate("samplerate-sinc-fastest", SRC_SINC_FASTEST),
+#endif
+    };
+    return all;
+}
+
+// A signal whose frequency goes from one value to another in a second, at half of full scale.
+struct sweep {
+    double from, to;
+    double at(double seconds) const {
+        return 0.5 * std::sin(2 * kPi * (from * seconds + (to - from) * seconds * seconds / 2));
+    }
+};
+
+samples sampled(const sweep &signal, uint32_t rate) {
+    samples made(rate);
+    for (uint32_t i = 0; i < rate; ++i)
+        made[i] = static_cast<int16_t>(std::lround(32767 * signal.at(static_cast<double>(i) / rate)));
+    return made;
+}
+
+// The signal-to-noise ratio in dB of a converted sweep, away from its ends, if the converter delays by `delay` seconds
+// and amplifies by whatever fits best.
+double ratio_at(const sweep &signal, const samples &converted, uint32_t rate, double delay) {
+    double power = 0, correlation = 0, total = 0;
+    for (size_t i = rate / 20; i < converted.size() - rate / 20; i += 3) {
+        const double ideal = signal.at(static_cast<double>(i) / rate - delay), is = converted[i];
+        power += ideal * ideal;
+        correlation += ideal * is;
+        total += is * is;
+    }
+    const double wanted = correlation * correlation / power;
+    return 10 * std::log10(wanted / (total - wanted));
+}
+
+double signal_to_noise(const implementation &one, rates rates, const sweep &signal) {
+    const samples in = sampled(signal, rates.in);
+    samples out(2 * rates.out);
+    out.resize(one.make(rates)(in, out));
+    constexpr double step = 20e-6, widest = 3e-3;
+    double best = -widest;
+    for (double delay = -widest; delay <= widest; delay += step)
+        if (ratio_at(signal, out, rates.out, delay) > ratio_at(signal, out, rates.out, best))
+            best = delay;
+    double low = best - step, high = best + step;
+    for (int i = 0; i < 40; ++i) {
+        const double third = (high - low) / 3;
+        const bool lower =
+            ratio_at(signal, out, rates.out, low + third) > ratio_at(signal, out, rates.out, high - third);
+        (lower ? high : low) += lower ? -third : third;
+    }
+    return ratio_at(signal, out, rates.out, low);
+}
+
+void run_conversion(benchmark::State &state, const implementation &one, rates rates) {
+    const samples in(sampled({300, 3000}, kBlock));
+    samples out(3 * kBlock);
+    const converter convert = one.make(rates);
+    int64_t made = 0;
+    for (auto _ : state) {
+        made += convert(in, out);
+        benchmark::DoNotOptimize(out.data());
+    }
+    state.SetItemsProcessed(made);
+}
+
+void add_rates(rates rates) {
+    const std::string name = "LAN2 " + std::to_string(rates.in) + "->" + std::to_string(rates.out);
+    std::string quality = "SNR in dB of 1 kHz / of 0.2 to 3.4 kHz, " + name + ":";
+    for (const implementation &one : implementations()) {
+        ratios::add(name, one.name, [&one, rates](benchmark::State &state) { run_conversion(state, one, rates); });
+        char text[80];
+        std::snprintf(text, sizeof text, " %s %.0f/%.0f", one.name, signal_to_noise(one, rates, {1000, 1000}),
+                      signal_to_noise(one, rates, {200, 3400}));
+        quality += text;
+    }
+    ratios::bar(name, 3, {"speexdsp-q0", "soxr-QQ", "samplerate-linear"});
+    ratios::note(quality);
+}
+
+// One direction of a G.711 law for a block of samples.
+template <class From, class To, class Convert>
+void add_law(const std::string &name, const char *implementation, Convert convert) {
+    ratios::add(name, implementation, [convert](benchmark::State &state) {
+        std::vector<From> in(kBlock);
+        std::vector<To> out(kBlock);
+        for (size_t i = 0; i < kBlock; ++i)
+            in[i] = static_cast<From>(i * 40503 >> 3);
+        for (auto _ : state) {
+            convert(in.data(), out.data());
+            benchmark::DoNotOptimize(out.data());
+            benchmark::ClobberMemory();
+        }
+        state.SetItemsProcessed(state.iterations() * kBlock);
+    });
+}
+
+auto recoding(uint32_t from, uint32_t to) {
+    std::shared_ptr<resample_state> state(resample_alloc(8000, 8000, RESAMPLE_BILI), resample_free);
+    return [=](const void *in, void *out) {
+        uint32_t used = kBlock, made = kBlock;
+        resample_mono(state.get(), in, &used, out, &made, from, to);
+    };
+}
+
+void add_laws() {
+    struct law {
+        const char *name;
+        uint32_t format;
+    };
+    for (const law &law : {law{"A-law", RESAMPLE_ALAW}, law{"mu-law", RESAMPLE_ULAW}}) {
+        const std::string encode = std::string(law.name) + " encode", decode = std::string(law.name) + " decode";
+        add_law<int16_t, uint8_t>(encode, "vela", recoding(RESAMPLE_LEND, law.format));
+        add_law<uint8_t, int16_t>(decode, "vela", recoding(law.format, RESAMPLE_LEND));
+        ratios::bar(encode, 3);
+        ratios::bar(decode, 1.5);
+    }
+#ifdef HAVE_SPANDSP
+    const auto each = [](auto convert) {
+        return [convert](const auto *in, auto *out) {
+            for (uint32_t i = 0; i < kBlock; ++i)
+                out[i] = convert(in[i]);
+        };
+    };
+    add_law<int16_t, uint8_t>("A-law encode", "spandsp", each([](int16_t x) { return linear_to_alaw(x); }));
+    add_law<uint8_t, int16_t>("A-law decode", "spandsp", each([](uint8_t x) { return alaw_to_linear(x); }));
+    add_law<int16_t, uint8_t>("mu-law encode", "spandsp", each([](int16_t x) { return linear_to_ulaw(x); }));
+    add_law<uint8_t, int16_t>("mu-law decode", "spandsp", each([](uint8_t x) { return ulaw_to_linear(x); }));
+#endif
+}
+
+void add_creation() {
+    for (const implementation &one : implementations())
+        ratios::add("creation, 44100->48000", one.name, [&one](benchmark::State &state) {
+            for (auto _ : state)
+                benchmark::DoNotOptimize(one.make({44100, 48000}));
+            state.SetItemsProcessed(state.iterations());
+        });
+    ratios::note("the bar of creation, 44100->48000: 100000 ns");
+}
+
+const bool registered = [] {
+    for (const rates rates : kRates)
+        add_rates(rates);
+    add_laws();
+    add_creation();
+    return true;
+}();
+
+} // namespace
