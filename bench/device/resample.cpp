@@ -12,15 +12,15 @@ constexpr uint32_t kBlock = 4096; // input samples, converted in one call from a
 
 void add_conversion(const std::string &name, uint32_t in_rate, uint32_t out_rate, uint32_t kernel, uint32_t from,
                     uint32_t to) {
-    const uint64_t outputs = (uint64_t{kBlock} * out_rate + in_rate - 1) / in_rate;
-    device::add(name, "output", static_cast<double>(outputs), [=] {
+    const auto outputs = static_cast<uint32_t>((uint64_t{kBlock} * out_rate + in_rate - 1) / in_rate);
+    device::add(name, "output", outputs, [=] {
         std::shared_ptr<resample_state> state(resample_alloc(out_rate, in_rate, kernel), resample_free);
         std::vector<int16_t> in(kBlock), out(outputs);
         for (uint32_t i = 0; i < kBlock; ++i)
             in[i] = static_cast<int16_t>(i * 40503 >> 3);
         return [=](unsigned times) mutable {
             while (times--) {
-                uint32_t used = kBlock, made = static_cast<uint32_t>(outputs);
+                uint32_t used = kBlock, made = outputs;
                 resample_reset(state.get());
                 resample_mono(state.get(), in.data(), &used, out.data(), &made, from, to);
             }
