@@ -12,7 +12,7 @@ using namespace vela::detail;
 
 // The kernel table once more, as rows for consecutive outputs, beside a copy of the table that they were made from:
 // callers may write into the public one or replace it between any two calls. Room for all is taken at creation.
-struct resample_plan {
+struct alignas(8) resample_plan {
     polyphase filter;            // cycle 0: the table can't be had as rows
     uint32_t row_of_phase_1 = 0; // that of phase p is p times as far, modulo L
     uint32_t row_room = 0, tap_room = 0, copy_room = 0;
@@ -43,7 +43,7 @@ constexpr uint32_t kLead = kTapsMultiple - 1;
 constexpr uint32_t kLongestHistory = 1000;
 constexpr uint32_t kLongestStep = 64; // input samples from output to output, less than
 constexpr uint32_t kSlack = kLongestStep * (kGroup - 1);
-constexpr uint32_t kShortestCycle = 16;
+constexpr uint32_t kShortestCycle = 32;
 
 // ---- Kernel tables
 
@@ -86,7 +86,7 @@ struct row_layout {
             return;
         taps = reach / kTapsMultiple * kTapsMultiple + kTapsMultiple;
         cycle = (kShortestCycle + phases - 1) / phases * phases;
-        rows = cycle + kGroup - 1;
+        rows = (cycle + kGroup) / 2 * 2; // an even number of starts, for the alignment of the rows behind them
     }
 
     bool fits(const resample_plan &plan) const { return rows <= plan.row_room && rows * taps <= plan.tap_room; }
@@ -229,11 +229,12 @@ void convert_plainly(const resample_state &state, const uint8_t *in, uint8_t *ou
 template <class In, class Out>
 void convert_by_rows(const resample_state &state, const resample_plan &plan, const uint8_t *in, uint8_t *out,
                      const call_extent &extent) {
-    int16_t window[kWindow];
-    int16_t *const history = window + kLead, *const fresh = history + state.history_len;
-    std::fill_n(window, kLead, int16_t{0});
-    std::copy_n(state.history, state.history_len, history);
+    alignas(16) int16_t window[kWindow];
+    // Input is decoded to an aligned address, quicker for most.
+    int16_t *const fresh = window + (kLead + state.history_len + 7) / 8 * 8, *const history = fresh - state.history_len;
     const auto piece_room = static_cast<uint32_t>(std::end(window) - kSlack - fresh);
+    std::fill_n(history - kLead, kLead, int16_t{0});
+    std::copy_n(state.history, state.history_len, history);
 
     row_position at = plan.position_of(state.phase, fresh - window);
     uint32_t made = 0, piece;

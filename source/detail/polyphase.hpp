@@ -15,8 +15,11 @@
 #include "detail/samples.hpp"
 #include "detail/simd.hpp"
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <utility>
 #ifdef __ARM_FEATURE_SIMD32
 #include <arm_acle.h>
 #endif
@@ -30,7 +33,8 @@ namespace vela::detail {
 
 constexpr int kFractionBits = 14;
 constexpr std::uint32_t kTapsMultiple = 4;
-constexpr std::uint32_t kGroup = 4; // outputs that a vector unit computes side by side
+constexpr std::size_t kRowAlignment = 8; // bytes
+constexpr std::uint32_t kGroup = 4;      // outputs that a vector unit computes side by side
 
 struct polyphase {
     std::uint32_t taps = 0;       // coefficients in a row
@@ -54,44 +58,74 @@ struct row_position {
 
 // A sum of products as the sample that it stands for.
 [[gnu::always_inline]] inline std::int16_t sample_of(std::uint32_t sum, int fraction_bits = kFractionBits) {
-    return static_cast<std::int16_t>(std::clamp(static_cast<std::int32_t>(sum) >> fraction_bits, -32768, 32767));
-}
-
-// Two products added to a sum; each operand points to two values side by side.
-[[gnu::always_inline]] inline std::uint32_t add_two_products(std::uint32_t sum, const std::int16_t *a,
-                                                             const std::int16_t *b) {
-#ifdef __ARM_FEATURE_SIMD32
-    std::int32_t a_pair, b_pair;
-    std::memcpy(&a_pair, a, sizeof a_pair);
-    std::memcpy(&b_pair, b, sizeof b_pair);
-    return static_cast<std::uint32_t>(__smlad(a_pair, b_pair, static_cast<std::int32_t>(sum)));
+    const std::int32_t value = static_cast<std::int32_t>(sum) >> fraction_bits;
+#ifdef __ARM_FEATURE_SAT
+    return static_cast<std::int16_t>(__ssat(value, 16));
 #else
-    return sum + static_cast<std::uint32_t>(a[0] * b[0]) + static_cast<std::uint32_t>(a[1] * b[1]);
+    return static_cast<std::int16_t>(std::clamp(value, -32768, 32767));
 #endif
 }
 
-[[gnu::always_inline]] inline std::uint32_t dot(const std::int16_t *row, const std::int16_t *samples,
-                                                std::uint32_t taps) {
-    std::uint32_t sum = 0;
-    for (std::uint32_t i = 0; i < taps; i += 4) {
-        sum = add_two_products(sum, row + i, samples + i);
-        sum = add_two_products(sum, row + i + 2, samples + i + 2);
-    }
+// Four products added to a sum. The coefficients are aligned, the samples are not.
+[[gnu::always_inline]] inline std::uint32_t add_products(std::uint32_t sum, const std::int16_t *row,
+                                                         const std::int16_t *samples) {
+#if defined __ARM_FEATURE_SIMD32 && defined __ARMEL__
+    // Two 16-bit multiplications an instruction, and one load for all four coefficients.
+    std::uint64_t coefficients;
+    std::int32_t first, second;
+    __asm__("ldrd %Q0, %R0, %1" : "=r"(coefficients) : "m"(*reinterpret_cast<const std::uint64_t *>(row)));
+    std::memcpy(&first, samples, sizeof first);
+    std::memcpy(&second, samples + 2, sizeof second);
+    const std::int32_t half = __smlad(static_cast<std::int32_t>(coefficients), first, static_cast<std::int32_t>(sum));
+    return static_cast<std::uint32_t>(__smlad(static_cast<std::int32_t>(coefficients >> 32), second, half));
+#else
+    for (int i = 0; i < 4; ++i)
+        sum += static_cast<std::uint32_t>(row[i] * samples[i]);
     return sum;
+#endif
 }
 
+// The place of one output after the other in the rows; the filter has fixed_taps taps, or any number where that is 0.
+template <std::uint32_t fixed_taps>
+struct row_walk {
+    std::size_t taps, cycle, cycle_span;
+    const std::int16_t *row, *origin;
+    const std::uint32_t *start, *end;
+
+    [[gnu::always_inline]] row_walk(const polyphase &filter, const std::int16_t *window, const row_position &at)
+        : taps(fixed_taps ? fixed_taps : filter.taps), cycle(filter.cycle), cycle_span(filter.cycle_span),
+          row(filter.rows + at.row * taps), origin(window + at.origin), start(filter.starts + at.row),
+          end(filter.starts + cycle) {}
+
+    [[gnu::always_inline]] void advance(std::uint32_t outputs) {
+        start += outputs;
+        row += outputs * taps;
+        if (start >= end) [[unlikely]] {
+            start -= cycle;
+            row -= cycle * taps;
+            origin += cycle_span;
+        }
+    }
+};
+
 // Outputs one by one, written by a codec: the meaning of the filter, and its path for machines without a vector unit.
-template <class Codec>
-void filter_each(const polyphase &filter, const std::int16_t *window, row_position &at, std::uint32_t count,
+template <class Codec, std::uint32_t fixed_taps>
+void filter_each(const polyphase &filter, const std::int16_t *window, row_position at, std::uint32_t count,
                  std::uint8_t *out) {
-    while (count) {
-        const std::uint32_t run = std::min(count, filter.cycle - at.row);
-        const std::uint32_t taps = filter.taps, *start = filter.starts + at.row;
-        const std::int16_t *row = filter.rows + std::size_t{at.row} * taps;
-        for (std::uint32_t i = 0; i < run; ++i, row += taps, out += Codec::size)
-            Codec::encode(sample_of(dot(row, window + (at.origin + *start++), taps)), out);
-        at.advance(filter, run);
-        count -= run;
+    std::uint32_t run;
+    for (row_walk<fixed_taps> walk(filter, window, at); count; count -= run, walk.advance(run)) {
+        run = std::min(count, static_cast<std::uint32_t>(walk.end - walk.start));
+        const std::int16_t *row = walk.row;
+        for (const std::uint32_t *start = walk.start, *const end = start + run; start != end; ++start) {
+            const std::int16_t *samples = walk.origin + *start;
+            __asm__("" : "+r"(samples));
+            std::uint32_t sum = 0;
+            for (std::size_t tap = 0; tap < walk.taps; tap += 4)
+                sum = add_products(sum, row + tap, samples + tap);
+            Codec::encode(sample_of(sum), out);
+            row += walk.taps;
+            out += Codec::size;
+        }
     }
 }
 
@@ -130,15 +164,19 @@ struct vector_unit {
 
     VELA_WIDE [[gnu::always_inline]] static sums zero() { return vdupq_n_s32(0); }
     VELA_WIDE [[gnu::always_inline]] static sums add16(sums sum, const std::int16_t *a, const std::int16_t *b) {
-        return add8(add8(sum, a, b), a + 8, b + 8);
+        // Every second tap beside the others: one instruction loads all 16, and their order does not matter.
+        const int16x8x2_t a16 = vld2q_s16(a), b16 = vld2q_s16(b);
+        return add(add(sum, a16.val[0], b16.val[0]), a16.val[1], b16.val[1]);
     }
     VELA_WIDE [[gnu::always_inline]] static sums add8(sums sum, const std::int16_t *a, const std::int16_t *b) {
-        const int16x8_t a8 = vld1q_s16(a), b8 = vld1q_s16(b);
-        const sums low = vmlal_s16(sum, vget_low_s16(a8), vget_low_s16(b8));
-        return vmlal_s16(low, vget_high_s16(a8), vget_high_s16(b8));
+        return add(sum, vld1q_s16(a), vld1q_s16(b));
     }
     VELA_WIDE [[gnu::always_inline]] static sums add4(sums sum, const std::int16_t *a, const std::int16_t *b) {
         return vmlal_s16(sum, vld1_s16(a), vld1_s16(b));
+    }
+    VELA_WIDE [[gnu::always_inline]] static sums add(sums sum, int16x8_t a, int16x8_t b) {
+        const sums low = vmlal_s16(sum, vget_low_s16(a), vget_low_s16(b));
+        return vmlal_s16(low, vget_high_s16(a), vget_high_s16(b));
     }
     VELA_WIDE [[gnu::always_inline]] static int32x2_t halves(sums sum) {
         return vadd_s32(vget_low_s32(sum), vget_high_s32(sum));
@@ -152,45 +190,50 @@ struct vector_unit {
 };
 #endif
 
-// Outputs in groups. The filter has fixed_taps taps, or any number where that is 0.
+// Outputs in groups, the last of them perhaps with more outputs than wanted.
 template <std::uint32_t fixed_taps>
 VELA_WIDE void filter_groups(const polyphase &filter, const std::int16_t *window, row_position at, std::uint32_t groups,
                              std::int16_t *out) {
-    const auto [row_taps, cycle, cycle_span, all_rows, all_starts] = filter;
-    const std::size_t taps = fixed_taps ? fixed_taps : row_taps;
-    const std::int16_t *rows = all_rows + at.row * taps, *origin = window + at.origin;
-    const std::uint32_t *starts = all_starts + at.row, *const end = all_starts + cycle;
-    for (; groups; --groups, out += kGroup) {
-        const std::int16_t *samples[kGroup];
+    for (row_walk<fixed_taps> walk(filter, window, at); groups; --groups, out += kGroup, walk.advance(kGroup)) {
         vector_unit::sums sums[kGroup];
+        const std::int16_t *row = walk.row;
         for (std::uint32_t i = 0; i < kGroup; ++i) {
-            samples[i] = origin + starts[i];
+            const std::int16_t *samples = walk.origin + walk.start[i];
             sums[i] = vector_unit::zero();
+            std::size_t tap = 0;
+            for (; tap + 16 <= walk.taps; tap += 16)
+                sums[i] = vector_unit::add16(sums[i], row + tap, samples + tap);
+            if (walk.taps & 8) {
+                sums[i] = vector_unit::add8(sums[i], row + tap, samples + tap);
+                tap += 8;
+            }
+            if (walk.taps & 4)
+                sums[i] = vector_unit::add4(sums[i], row + tap, samples + tap);
+            row += walk.taps;
         }
-        std::size_t tap = 0;
-        for (; tap + 16 <= taps; tap += 16)
-            for (std::uint32_t i = 0; i < kGroup; ++i)
-                sums[i] = vector_unit::add16(sums[i], rows + i * taps + tap, samples[i] + tap);
-        if (taps & 8) {
-            for (std::uint32_t i = 0; i < kGroup; ++i)
-                sums[i] = vector_unit::add8(sums[i], rows + i * taps + tap, samples[i] + tap);
-            tap += 8;
-        }
-        if (taps & 4)
-            for (std::uint32_t i = 0; i < kGroup; ++i)
-                sums[i] = vector_unit::add4(sums[i], rows + i * taps + tap, samples[i] + tap);
         vector_unit::store(sums, out);
-
-        starts += kGroup;
-        rows += kGroup * taps;
-        if (starts >= end) {
-            starts -= cycle;
-            rows -= cycle * taps;
-            origin += cycle_span;
-        }
     }
 }
 #endif
+
+// The filter function among several for fixed numbers of taps, the first of them for any.
+template <class Function, std::size_t count>
+Function for_taps(const std::array<Function, count> &functions, std::uint32_t taps) {
+    const std::size_t index = taps / kTapsMultiple;
+    return functions[index < count ? index : 0];
+}
+
+using unrolled_taps = std::make_integer_sequence<std::uint32_t, 9>;
+
+template <class Codec, std::uint32_t... i>
+constexpr auto filters_each(std::integer_sequence<std::uint32_t, i...>) {
+    return std::array{filter_each<Codec, i * kTapsMultiple>...};
+}
+
+template <std::uint32_t... i>
+constexpr auto filters_groups(std::integer_sequence<std::uint32_t, i...>) {
+    return std::array{filter_groups<i * kTapsMultiple>...};
+}
 
 // The next outputs from a window, written by a codec.
 template <class Codec>
@@ -198,18 +241,21 @@ void filter_window(const polyphase &filter, const std::int16_t *window, row_posi
                    std::uint8_t *out) {
 #ifdef VELA_WIDE
     if (wide_unit()) {
-        const auto filter_all = filter.taps == 4 ? filter_groups<4> : filter_groups<0>;
+        static constexpr auto functions = filters_groups(unrolled_taps{});
+        const auto filter_block = for_taps(functions, filter.taps);
         std::int16_t block[256];
         for (std::uint32_t piece; count; count -= piece, out += piece * Codec::size) {
             piece = std::min<std::uint32_t>(count, std::size(block));
-            filter_all(filter, window, at, (piece + kGroup - 1) / kGroup, block);
+            filter_block(filter, window, at, (piece + kGroup - 1) / kGroup, block);
             at.advance(filter, piece);
             encode_block<Codec>(block, piece, out);
         }
         return;
     }
 #endif
-    filter_each<Codec>(filter, window, at, count, out);
+    static constexpr auto functions = filters_each<Codec>(unrolled_taps{});
+    for_taps(functions, filter.taps)(filter, window, at, count, out);
+    at.advance(filter, count);
 }
 
 } // namespace vela::detail

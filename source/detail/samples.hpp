@@ -129,7 +129,11 @@ inline void encode_each(const std::int16_t *samples, std::size_t count, std::uin
 // As many samples as fill whole vectors; returns their number.
 template <class Codec>
 VELA_WIDE std::size_t encode_lanes(const std::int16_t *samples, std::size_t count, std::uint8_t *to) {
+#ifdef VELA_AVX2
     constexpr std::size_t lanes = 16;
+#else
+    constexpr std::size_t lanes = 8;
+#endif
     using vector [[gnu::vector_size(lanes * sizeof *samples)]] = std::int16_t;
     using codes [[gnu::vector_size(lanes)]] = std::uint8_t;
     std::size_t done = 0;
