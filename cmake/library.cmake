@@ -6,6 +6,9 @@ set(vela_hot_modules interp matrix polyfit resample solve spheremap svd text)
 foreach(module IN LISTS vela_hot_modules)
   set_source_files_properties(${PROJECT_SOURCE_DIR}/source/${module}.cpp PROPERTIES COMPILE_OPTIONS -O3)
 endforeach()
+# Its inner loops fit the registers of 32-bit ARM only if loads stay where they are written.
+set_property(SOURCE ${PROJECT_SOURCE_DIR}/source/resample.cpp APPEND PROPERTY COMPILE_OPTIONS
+  $<$<CXX_COMPILER_ID:GNU>:-fno-schedule-insns>)
 
 # Colour's kernels fill the vector registers of 32-bit ARM: renaming them spares copies.
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")

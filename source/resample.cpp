@@ -10,15 +10,17 @@
 
 using namespace vela::detail;
 
-// The kernel table once more, as rows for consecutive outputs, beside a copy of the table that they were made from:
-// callers may write into the public one or replace it between any two calls. Room for all is taken at creation.
-struct alignas(8) resample_plan {
-    polyphase filter;            // cycle 0: the table can't be had as rows
+// The kernel table once more, as rows for consecutive outputs, beside a copy of what they were made from: callers may
+// write into the public table or replace it between any two calls. Room for all is taken at creation.
+struct alignas(kRowAlignment) resample_plan {
+    polyphase filter;            // cycle 0: no rows, the plain conversion does it
     uint32_t row_of_phase_1 = 0; // that of phase p is p times as far, modulo L
-    uint32_t row_room = 0, tap_room = 0, copy_room = 0;
 
-    uint32_t interp_factor = 0, decim_factor = 0, num_coeffs = 0; // what the rows were made from
-    int16_t *copy = nullptr;
+    uint32_t interp_factor = 0, decim_factor = 0;
+    uint16_t num_coeffs = 0, coeff_shift = 0, history_len = 0;
+    int16_t *coeffs = nullptr;
+
+    uint32_t row_room = 0, tap_room = 0, coeff_room = 0;
 
     // Where the output stands that is `phase` steps behind the sample window[first_sample].
     row_position position_of(uint32_t phase, ptrdiff_t first_sample) const {
@@ -72,7 +74,7 @@ void replace_table(resample_state &state, uint64_t length, HalfTable half_table)
 
 // ---- The plan
 
-// The measures of a record's filter as rows; no rows for a filter that only the plain conversion can do.
+// The measures of a record's filter as rows: none for a filter that only the plain conversion can do.
 struct row_layout {
     uint32_t taps = 0, cycle = 0, rows = 0;
 
@@ -88,14 +90,42 @@ struct row_layout {
         cycle = (kShortestCycle + phases - 1) / phases * phases;
         rows = (cycle + kGroup) / 2 * 2; // an even number of starts, for the alignment of the rows behind them
     }
-
-    bool fits(const resample_plan &plan) const { return rows <= plan.row_room && rows * taps <= plan.tap_room; }
 };
 
+// Whether two tables differ, looked at by words. All of them is looked at: they seldom differ, so that there is no gain
+// in an early end.
+template <class Word>
+[[gnu::always_inline]] inline void compare(const int16_t *a, const int16_t *b, uint32_t count, bool *differ) {
+    constexpr uint32_t step = sizeof(Word) / sizeof *a;
+    Word difference = {};
+#pragma GCC unroll 4
+    for (; count >= step; count -= step, a += step, b += step) {
+        Word of_a, of_b;
+        std::memcpy(&of_a, a, sizeof of_a);
+        std::memcpy(&of_b, b, sizeof of_b);
+        difference |= of_a ^ of_b;
+    }
+    const Word none = {};
+    *differ = std::memcmp(&difference, &none, sizeof none) != 0 || !std::equal(a, a + count, b);
+}
+
+bool are_equal(const int16_t *a, const int16_t *b, uint32_t count) {
+    bool differ;
+#ifdef VELA_WIDE
+    using vector [[gnu::vector_size(16)]] = uint32_t;
+    if (wide_unit())
+        run_wide<compare<vector>>(a, b, count, &differ);
+    else
+#endif
+        compare<uint32_t>(a, b, count, &differ);
+    return !differ;
+}
+
+// Whether the plan was made from what the record has now.
 bool is_current(const resample_plan &plan, const resample_state &state) {
     return plan.interp_factor == state.interp_factor && plan.decim_factor == state.decim_factor &&
-           plan.num_coeffs == state.num_coeffs &&
-           std::memcmp(plan.copy, state.coeffs, state.num_coeffs * sizeof *state.coeffs) == 0;
+           plan.num_coeffs == state.num_coeffs && plan.coeff_shift == state.coeff_shift &&
+           plan.history_len == state.history_len && are_equal(plan.coeffs, state.coeffs, state.num_coeffs);
 }
 
 void write_row(const resample_state &state, uint32_t phase, uint32_t taps, int16_t *row) {
@@ -103,16 +133,9 @@ void write_row(const resample_state &state, uint32_t phase, uint32_t taps, int16
         row[taps - 1 - i] = k < state.num_coeffs ? state.coeffs[k] : int16_t{0};
 }
 
-void rebuild(resample_plan &plan, const resample_state &state, const row_layout &layout) {
+void write_rows(resample_plan &plan, const resample_state &state, const row_layout &layout) {
     const uint32_t L = state.interp_factor, M = state.decim_factor;
-    plan.interp_factor = L;
-    plan.decim_factor = M;
-    plan.num_coeffs = state.num_coeffs;
-    std::copy_n(state.coeffs, state.num_coeffs, plan.copy);
-
     polyphase &filter = plan.filter;
-    filter.taps = layout.taps;
-    filter.cycle_span = static_cast<uint32_t>(uint64_t{layout.cycle} * M / L);
     bool has_all_phases = false;
     for (uint32_t row = 0, phase = 0, start = 0; row < layout.rows; ++row) {
         filter.starts[row] = start;
@@ -128,21 +151,35 @@ void rebuild(resample_plan &plan, const resample_state &state, const row_layout 
             ++start;
         }
     }
+    filter.taps = layout.taps;
     filter.cycle = has_all_phases ? layout.cycle : 0;
+    filter.cycle_span = static_cast<uint32_t>(uint64_t{layout.cycle} * M / L);
 }
 
-// The plan to convert by, or null where there are no rows or where they would not pay for the look at the whole table.
-const resample_plan *usable_plan(const resample_state &state, uint64_t outputs) {
+// Makes the plan anew. What has no room in it stays without rows.
+void rebuild(resample_plan &plan, const resample_state &state) {
+    const row_layout layout(state);
+    plan.filter.cycle = 0;
+    if (layout.rows == 0 || layout.rows > plan.row_room || layout.rows * layout.taps > plan.tap_room ||
+        state.num_coeffs > plan.coeff_room)
+        return;
+    plan.interp_factor = state.interp_factor;
+    plan.decim_factor = state.decim_factor;
+    plan.num_coeffs = state.num_coeffs;
+    plan.coeff_shift = state.coeff_shift;
+    plan.history_len = state.history_len;
+    std::copy_n(state.coeffs, state.num_coeffs, plan.coeffs);
+    write_rows(plan, state, layout);
+}
+
+// The plan to convert by, or null where there is none or where so few outputs would not pay for the look at the table.
+const resample_plan *usable_plan(const resample_state &state, uint32_t outputs) {
     constexpr uint32_t few = 16;
     if (!state.plan || outputs < few + state.interp_factor / 4)
         return nullptr;
-    resample_plan &plan = *state.plan;
-    const row_layout layout(state);
-    if (layout.rows == 0 || !layout.fits(plan) || state.num_coeffs > plan.copy_room)
-        return nullptr;
-    if (!is_current(plan, state))
-        rebuild(plan, state, layout);
-    return plan.filter.cycle ? &plan : nullptr;
+    if (!is_current(*state.plan, state))
+        rebuild(*state.plan, state);
+    return state.plan->filter.cycle ? state.plan : nullptr;
 }
 
 bool make_history(resample_state &state) {
@@ -156,30 +193,35 @@ bool make_history(resample_state &state) {
 // One block: the plan, and behind it the starts, the rows and the copy of the table.
 bool make_plan(resample_state &state) {
     const row_layout layout(state);
-    const uint32_t taps = layout.rows * layout.taps, copies = layout.rows ? state.num_coeffs : 0;
+    const uint32_t taps = layout.rows * layout.taps, coeffs = layout.rows ? state.num_coeffs : 0;
     const size_t size =
-        sizeof(resample_plan) + layout.rows * sizeof(uint32_t) + (size_t{taps} + copies) * sizeof(int16_t);
+        sizeof(resample_plan) + layout.rows * sizeof(uint32_t) + (size_t{taps} + coeffs) * sizeof(int16_t);
     owned<uint8_t[]> block = allocate<uint8_t>(size);
     if (!block)
         return false;
-    auto *plan = new (block.release()) resample_plan;
-    plan->row_room = layout.rows;
-    plan->tap_room = taps;
-    plan->copy_room = copies;
-    plan->filter.starts = reinterpret_cast<uint32_t *>(plan + 1);
-    plan->filter.rows = reinterpret_cast<int16_t *>(plan->filter.starts + layout.rows);
-    plan->copy = plan->filter.rows + taps;
-    state.plan = plan;
-    usable_plan(state, UINT32_MAX);
+    state.plan = new (block.release()) resample_plan;
+    resample_plan &plan = *state.plan;
+    plan.row_room = layout.rows;
+    plan.tap_room = taps;
+    plan.coeff_room = coeffs;
+    plan.filter.starts = reinterpret_cast<uint32_t *>(&plan + 1);
+    plan.filter.rows = reinterpret_cast<int16_t *>(plan.filter.starts + layout.rows);
+    plan.coeffs = plan.filter.rows + taps;
+    rebuild(plan, state);
     return true;
 }
 
 // ---- The conversion
 
+// The quotient of what as a rule fits 32 bits, which 32-bit ARM divides in half the time.
+uint64_t quotient(uint64_t dividend, uint32_t divisor) {
+    return dividend <= UINT32_MAX ? static_cast<uint32_t>(dividend) / divisor : dividend / divisor;
+}
+
 // The outputs whose newest sample is one of the first so many of the input.
-uint64_t outputs_within(const resample_state &state, uint64_t samples) {
-    const uint64_t end = samples * state.interp_factor, first = state.phase;
-    return first < end ? (end - first - 1) / state.decim_factor + 1 : 0;
+uint64_t outputs_within(const resample_state &state, uint32_t samples) {
+    const uint64_t end = uint64_t{samples} * state.interp_factor, first = state.phase;
+    return first < end ? quotient(end - first - 1, state.decim_factor) + 1 : 0;
 }
 
 // What one call does, in samples of its input and output.
@@ -193,10 +235,10 @@ struct call_extent {
         const uint64_t L = state.interp_factor, M = state.decim_factor;
         outputs = static_cast<uint32_t>(std::min<uint64_t>(outputs_within(state, in_count), room));
         const uint64_t next = state.phase + outputs * M;
-        needed = outputs ? static_cast<uint32_t>((next - M) / L + 1) : in_count;
+        needed = outputs ? static_cast<uint32_t>(quotient(next - M, state.interp_factor) + 1) : in_count;
         // The last output's newest sample stays if it is the next one's as well.
-        consumed = static_cast<uint32_t>(std::min<uint64_t>(next / L, needed));
-        next_phase = static_cast<uint32_t>(next - L * consumed);
+        consumed = next < needed * L ? needed - 1 : needed;
+        next_phase = static_cast<uint32_t>(next - consumed * L);
     }
 };
 
@@ -225,7 +267,15 @@ void convert_plainly(const resample_state &state, const uint8_t *in, uint8_t *ou
     }
 }
 
-// The same by rows, over a window that moves along the decoded input.
+// The input as samples to compute with, where it is such already.
+template <class In>
+const int16_t *as_samples(const uint8_t *in) {
+    const bool is_aligned = reinterpret_cast<uintptr_t>(in) % alignof(int16_t) == 0;
+    return std::is_same_v<In, native_codec> && is_aligned ? reinterpret_cast<const int16_t *>(in) : nullptr;
+}
+
+// The same by rows, over a window that moves along the decoded input. Native samples are decoded only as far as outputs
+// reach back into the history; behind that, the input itself is the window.
 template <class In, class Out>
 void convert_by_rows(const resample_state &state, const resample_plan &plan, const uint8_t *in, uint8_t *out,
                      const call_extent &extent) {
@@ -236,17 +286,23 @@ void convert_by_rows(const resample_state &state, const resample_plan &plan, con
     std::fill_n(history - kLead, kLead, int16_t{0});
     std::copy_n(state.history, state.history_len, history);
 
+    const int16_t *const samples = as_samples<In>(in);
+    const uint32_t decoded = samples ? std::min(extent.needed, plan.filter.taps - 1) : extent.needed;
     row_position at = plan.position_of(state.phase, fresh - window);
-    uint32_t made = 0, piece;
-    for (uint32_t begin = 0; begin < extent.needed; begin += piece) {
-        piece = std::min(extent.needed - begin, piece_room);
-        decode_block<In>(in + size_t{begin} * In::size, piece, fresh);
-        const auto up_to =
-            static_cast<uint32_t>(std::min<uint64_t>(outputs_within(state, uint64_t{begin} + piece), extent.outputs));
-        filter_window<Out>(plan.filter, window, at, up_to - made, out + size_t{made} * Out::size);
+    uint32_t made = 0;
+    for (uint32_t begin = 0, end; begin < decoded; begin = end) {
+        end = begin + std::min(decoded - begin, piece_room);
+        decode_block<In>(in + size_t{begin} * In::size, end - begin, fresh);
+        const uint32_t up_to =
+            end == extent.needed ? extent.outputs : static_cast<uint32_t>(outputs_within(state, end));
+        filter_window<Out>(plan.filter, window, at, up_to - made, out + size_t{made} * Out::size, true);
         made = up_to;
-        std::memmove(history, history + piece, state.history_len * sizeof *history);
-        at.origin -= static_cast<ptrdiff_t>(piece);
+        std::memmove(history, history + (end - begin), state.history_len * sizeof *history);
+        at.origin -= static_cast<ptrdiff_t>(end - begin);
+    }
+    if (made < extent.outputs) {
+        at.origin += decoded - (fresh - window);
+        filter_window<Out>(plan.filter, samples, at, extent.outputs - made, out + size_t{made} * Out::size, false);
     }
 }
 

@@ -51,8 +51,8 @@ struct row_position {
 
     void advance(const polyphase &filter, std::uint32_t outputs) {
         row += outputs;
-        origin += static_cast<std::ptrdiff_t>(row / filter.cycle * filter.cycle_span);
-        row %= filter.cycle;
+        for (; row >= filter.cycle; row -= filter.cycle) // without a division: it is a long function on 32-bit ARM
+            origin += static_cast<std::ptrdiff_t>(filter.cycle_span);
     }
 };
 
@@ -83,6 +83,15 @@ struct row_position {
         sum += static_cast<std::uint32_t>(row[i] * samples[i]);
     return sum;
 #endif
+}
+
+// The same address, but for the compiler a new one: 32-bit ARM then keeps it in a register and steps it along, instead
+// of computing one for each load.
+[[gnu::always_inline]] inline const std::int16_t *one_address(const std::int16_t *address) {
+#ifdef __arm__
+    __asm__("" : "+r"(address));
+#endif
+    return address;
 }
 
 // The place of one output after the other in the rows; the filter has fixed_taps taps, or any number where that is 0.
@@ -117,8 +126,7 @@ void filter_each(const polyphase &filter, const std::int16_t *window, row_positi
         run = std::min(count, static_cast<std::uint32_t>(walk.end - walk.start));
         const std::int16_t *row = walk.row;
         for (const std::uint32_t *start = walk.start, *const end = start + run; start != end; ++start) {
-            const std::int16_t *samples = walk.origin + *start;
-            __asm__("" : "+r"(samples));
+            const std::int16_t *samples = one_address(walk.origin + *start);
             std::uint32_t sum = 0;
             for (std::size_t tap = 0; tap < walk.taps; tap += 4)
                 sum = add_products(sum, row + tap, samples + tap);
@@ -141,14 +149,15 @@ struct vector_unit {
         return _mm256_add_epi32(sum, _mm256_madd_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(a)),
                                                        _mm256_loadu_si256(reinterpret_cast<const __m256i *>(b))));
     }
-    VELA_WIDE [[gnu::always_inline]] static sums add8(sums sum, const std::int16_t *a, const std::int16_t *b) {
-        const __m128i products = _mm_madd_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a)),
-                                                _mm_loadu_si128(reinterpret_cast<const __m128i *>(b)));
-        return _mm256_add_epi32(sum, _mm256_zextsi128_si256(products));
+    VELA_WIDE [[gnu::always_inline]] static sums products8(const std::int16_t *a, const std::int16_t *b) {
+        return _mm256_zextsi128_si256(_mm_madd_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a)),
+                                                     _mm_loadu_si128(reinterpret_cast<const __m128i *>(b))));
+    }
+    VELA_WIDE [[gnu::always_inline]] static sums products4(const std::int16_t *a, const std::int16_t *b) {
+        return _mm256_zextsi128_si256(_mm_madd_epi16(_mm_loadu_si64(a), _mm_loadu_si64(b)));
     }
     VELA_WIDE [[gnu::always_inline]] static sums add4(sums sum, const std::int16_t *a, const std::int16_t *b) {
-        const __m128i products = _mm_madd_epi16(_mm_loadu_si64(a), _mm_loadu_si64(b));
-        return _mm256_add_epi32(sum, _mm256_zextsi128_si256(products));
+        return _mm256_add_epi32(sum, products4(a, b));
     }
     // Pairwise additions, a to d being the outputs:  a a a a | a a a a   to   a b c d | a b c d   to   a b c d
     VELA_WIDE [[gnu::always_inline]] static void store(const sums (&sum)[kGroup], std::int16_t *to) {
@@ -168,8 +177,12 @@ struct vector_unit {
         const int16x8x2_t a16 = vld2q_s16(a), b16 = vld2q_s16(b);
         return add(add(sum, a16.val[0], b16.val[0]), a16.val[1], b16.val[1]);
     }
-    VELA_WIDE [[gnu::always_inline]] static sums add8(sums sum, const std::int16_t *a, const std::int16_t *b) {
-        return add(sum, vld1q_s16(a), vld1q_s16(b));
+    VELA_WIDE [[gnu::always_inline]] static sums products8(const std::int16_t *a, const std::int16_t *b) {
+        const int16x8_t a8 = vld1q_s16(a), b8 = vld1q_s16(b);
+        return vmlal_s16(vmull_s16(vget_low_s16(a8), vget_low_s16(b8)), vget_high_s16(a8), vget_high_s16(b8));
+    }
+    VELA_WIDE [[gnu::always_inline]] static sums products4(const std::int16_t *a, const std::int16_t *b) {
+        return vmull_s16(vld1_s16(a), vld1_s16(b));
     }
     VELA_WIDE [[gnu::always_inline]] static sums add4(sums sum, const std::int16_t *a, const std::int16_t *b) {
         return vmlal_s16(sum, vld1_s16(a), vld1_s16(b));
@@ -199,17 +212,21 @@ VELA_WIDE void filter_groups(const polyphase &filter, const std::int16_t *window
         const std::int16_t *row = walk.row;
         for (std::uint32_t i = 0; i < kGroup; ++i) {
             const std::int16_t *samples = walk.origin + walk.start[i];
-            sums[i] = vector_unit::zero();
-            std::size_t tap = 0;
-            for (; tap + 16 <= walk.taps; tap += 16)
-                sums[i] = vector_unit::add16(sums[i], row + tap, samples + tap);
-            if (walk.taps & 8) {
-                sums[i] = vector_unit::add8(sums[i], row + tap, samples + tap);
-                tap += 8;
+            const std::size_t part = walk.taps % 16;
+            if (part >= 8) {
+                sums[i] = vector_unit::products8(row, samples);
+                if (part > 8)
+                    sums[i] = vector_unit::add4(sums[i], row + 8, samples + 8);
+            } else {
+                sums[i] = part ? vector_unit::products4(row, samples) : vector_unit::zero();
             }
-            if (walk.taps & 4)
-                sums[i] = vector_unit::add4(sums[i], row + tap, samples + tap);
-            row += walk.taps;
+            row = one_address(row + part);
+            samples = one_address(samples + part);
+            for (std::size_t left = walk.taps / 16; left; --left) {
+                sums[i] = vector_unit::add16(sums[i], row, samples);
+                row = one_address(row + 16);
+                samples = one_address(samples + 16);
+            }
         }
         vector_unit::store(sums, out);
     }
@@ -235,22 +252,23 @@ constexpr auto filters_groups(std::integer_sequence<std::uint32_t, i...>) {
     return std::array{filter_groups<i * kTapsMultiple>...};
 }
 
-// The next outputs from a window, written by a codec.
+// The next outputs from a window, written by a codec. With slack behind its samples, so that the last outputs need not
+// be a whole group, the vector unit does them all.
 template <class Codec>
 void filter_window(const polyphase &filter, const std::int16_t *window, row_position &at, std::uint32_t count,
-                   std::uint8_t *out) {
+                   std::uint8_t *out, bool has_slack) {
 #ifdef VELA_WIDE
     if (wide_unit()) {
         static constexpr auto functions = filters_groups(unrolled_taps{});
         const auto filter_block = for_taps(functions, filter.taps);
         std::int16_t block[256];
-        for (std::uint32_t piece; count; count -= piece, out += piece * Codec::size) {
-            piece = std::min<std::uint32_t>(count, std::size(block));
+        const std::uint32_t rest = has_slack ? 0 : count % kGroup;
+        for (std::uint32_t piece; count > rest; count -= piece, out += piece * Codec::size) {
+            piece = std::min<std::uint32_t>(count - rest, std::size(block));
             filter_block(filter, window, at, (piece + kGroup - 1) / kGroup, block);
-            at.advance(filter, piece);
             encode_block<Codec>(block, piece, out);
+            at.advance(filter, piece);
         }
-        return;
     }
 #endif
     static constexpr auto functions = filters_each<Codec>(unrolled_taps{});
