@@ -57,12 +57,12 @@ struct row_position {
 };
 
 // A sum of products as the sample that it stands for.
-[[gnu::always_inline]] inline std::int16_t sample_of(std::uint32_t sum, int fraction_bits = kFractionBits) {
+[[gnu::always_inline]] inline int sample_of(std::uint32_t sum, int fraction_bits = kFractionBits) {
     const std::int32_t value = static_cast<std::int32_t>(sum) >> fraction_bits;
 #ifdef __ARM_FEATURE_SAT
-    return static_cast<std::int16_t>(__ssat(value, 16));
+    return __ssat(value, 16);
 #else
-    return static_cast<std::int16_t>(std::clamp(value, -32768, 32767));
+    return std::clamp(value, -32768, 32767);
 #endif
 }
 

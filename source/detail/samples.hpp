@@ -20,9 +20,7 @@ template <std::endian order>
 struct linear_codec {
     static constexpr std::size_t size = 2;
     static std::int16_t decode(const std::uint8_t *from) { return static_cast<std::int16_t>(load16<order>(from)); }
-    static void encode(std::int16_t sample, std::uint8_t *to) {
-        store16<order>(to, static_cast<std::uint16_t>(sample));
-    }
+    static void encode(int sample, std::uint8_t *to) { store16<order>(to, static_cast<std::uint16_t>(sample)); }
 };
 
 // The codec of samples as they lie in this machine's memory.
@@ -43,7 +41,7 @@ struct halved {
     Lanes times, value;
 };
 
-// Halves a value, of 0 to 32767, until it is below `limit`, a power of two. For one value the leading one tells how
+// Halves a value, of 0 to 8191, until it is below `limit`, a power of two. For one value the leading one tells how
 // often; in the lanes of a vector three steps do, since the limits here are never more than seven halvings away.
 template <int limit>
 [[gnu::always_inline]] inline halved<int> halve_below(int value) {
@@ -65,24 +63,25 @@ template <int limit, class Lanes>
     return {times, value};
 }
 
-// The common form of the laws: a table to decode, and bit 7 set for positive samples. The magnitude of a negative
-// sample is its bitwise complement, so that each sign has 32768 values. Samples are encoded one by one or in the lanes
-// of a vector by the same text.
+// The common form of the laws: bit 7 set for positive samples, and a code for the magnitude. That of a negative sample
+// is its bitwise complement, so that each sign has 32768 of them; its lowest bits, which no code depends on, are
+// dropped first. Samples are encoded one by one or in the lanes of a vector by the same text.
 template <class Law>
 struct companded_codec {
     static constexpr std::size_t size = 1;
     static std::int16_t decode(const std::uint8_t *from) { return kExpanded<Law>[*from]; }
-    static void encode(std::int16_t sample, std::uint8_t *to) { *to = static_cast<std::uint8_t>(code_of(int{sample})); }
+    static void encode(int sample, std::uint8_t *to) { *to = static_cast<std::uint8_t>(code_of(sample)); }
 
     template <class Lanes>
     [[gnu::always_inline]] static Lanes code_of(Lanes sample) {
         const Lanes sign = sample >> 15;
-        return Law::compress(sample ^ sign) ^ Law::mask ^ (sign & 0x80);
+        return Law::compress((sample >> Law::dropped_bits) ^ sign) ^ Law::mask ^ (sign & 0x80);
     }
 };
 
 struct alaw {
     static constexpr std::int16_t mask = 0xD5;
+    static constexpr int dropped_bits = 4;
 
     static constexpr std::int16_t expand(int code) {
         const int positive = code & 0x80, segment = (code ^ mask) >> 4 & 7, step = (code ^ mask) & 15;
@@ -90,17 +89,18 @@ struct alaw {
         return static_cast<std::int16_t>(positive ? magnitude : -magnitude);
     }
 
-    // Segments 0 and 1 (magnitudes 0 to 511) have steps of 16; each further one doubles them.
+    // Segments 0 and 1 (0 to 31 here) have steps of 1; each further one doubles them.
     template <class Lanes>
     [[gnu::always_inline]] static Lanes compress(Lanes magnitude) {
-        const halved<Lanes> scaled = halve_below<512>(magnitude);
-        return (scaled.times << 4) + (scaled.value >> 4);
+        const halved<Lanes> scaled = halve_below<32>(magnitude);
+        return (scaled.times << 4) + scaled.value;
     }
 };
 
 struct ulaw {
     static constexpr std::int16_t mask = 0xFF;
-    static constexpr std::int16_t bias = 132, clip = 32767 - bias;
+    static constexpr std::int16_t bias = 132;
+    static constexpr int dropped_bits = 2;
 
     static constexpr std::int16_t expand(int code) {
         const int positive = code & 0x80, segment = (code ^ mask) >> 4 & 7, step = (code ^ mask) & 15;
@@ -108,11 +108,12 @@ struct ulaw {
         return static_cast<std::int16_t>(positive ? magnitude : -magnitude);
     }
 
-    // Biased magnitudes begin at 132, in segment 0 (128 to 255), which has steps of 8; each further one doubles them.
+    // Biased magnitudes begin at 33 here, in segment 0 (32 to 63), which has steps of 2; each further one doubles them.
     template <class Lanes>
     [[gnu::always_inline]] static Lanes compress(Lanes magnitude) {
-        const halved<Lanes> scaled = halve_below<256>((magnitude < clip ? magnitude : Lanes{} + clip) + bias);
-        return (scaled.times << 4) + (scaled.value >> 3) - 16;
+        constexpr std::int16_t small_bias = bias >> dropped_bits, clip = (32767 >> dropped_bits) - small_bias;
+        const halved<Lanes> scaled = halve_below<64>((magnitude < clip ? magnitude : Lanes{} + clip) + small_bias);
+        return (scaled.times << 4) + (scaled.value >> 1) - 16;
     }
 };
 
@@ -149,6 +150,8 @@ VELA_WIDE std::size_t encode_lanes(const std::int16_t *samples, std::size_t coun
 
 template <class Codec>
 inline void encode_block(const std::int16_t *samples, std::size_t count, std::uint8_t *to) {
+    if constexpr (std::is_same_v<Codec, native_codec>)
+        return void(std::memcpy(to, samples, count * sizeof *samples));
     std::size_t done = 0;
 #ifdef VELA_WIDE
     if constexpr (Codec::size == 1)
@@ -163,6 +166,7 @@ inline void decode_block(const std::uint8_t *from, std::size_t count, std::int16
     if constexpr (std::is_same_v<Codec, native_codec>)
         std::memcpy(samples, from, count * sizeof *samples);
     else
+#pragma GCC unroll 8
         for (std::size_t i = 0; i < count; ++i)
             samples[i] = Codec::decode(from + i * Codec::size);
 }
