@@ -52,10 +52,11 @@ template <int limit>
 template <int limit, class Lanes>
 [[gnu::always_inline]] inline halved<Lanes> halve_below(Lanes value) {
     Lanes times = {};
-    const auto halve = [&](int steps) {
-        const Lanes above = value > static_cast<std::int16_t>((limit << (steps - 1)) - 1);
+    const auto halve = [&](std::int16_t steps) {
+        const auto largest = static_cast<std::int16_t>((limit << (steps - 1)) - 1);
+        const Lanes above = value > largest;
         value = (above & (value >> steps)) | (~above & value);
-        times += above & static_cast<std::int16_t>(steps);
+        times += above & steps;
     };
     halve(4);
     halve(2);
