@@ -10,9 +10,11 @@ endforeach()
 set_property(SOURCE ${PROJECT_SOURCE_DIR}/source/resample.cpp APPEND PROPERTY COMPILE_OPTIONS
   $<$<CXX_COMPILER_ID:GNU>:-fno-schedule-insns>)
 
-# Colour's kernels fill the vector registers of 32-bit ARM: renaming them spares copies.
+# Where kernels fill the vector registers of 32-bit ARM, renaming them spares copies, and so does keeping to the order
+# of the source.
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
   set_source_files_properties(${PROJECT_SOURCE_DIR}/source/colour.cpp PROPERTIES COMPILE_OPTIONS -frename-registers)
+  set_source_files_properties(${PROJECT_SOURCE_DIR}/source/svd.cpp PROPERTIES COMPILE_OPTIONS "-O3;-fno-schedule-insns")
 endif()
 
 add_library(vela_objects OBJECT ${vela_sources})

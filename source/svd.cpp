@@ -20,11 +20,7 @@ namespace {
 constexpr int kPassLimit = 30;
 
 // Columns whose sums advance together: as many as there are registers to point at them.
-#ifdef VELA_AVX2
-constexpr size_t kGroup = 6;
-#else
-constexpr size_t kGroup = 4;
-#endif
+constexpr size_t kGroup = 5;
 
 // A matrix by columns. They are padded, so that a column's last block of lanes stays inside wherever the first one
 // began; the padding starts as zeros and never reaches a result.
@@ -37,15 +33,21 @@ struct columns {
 
 size_t padded(size_t rows) { return (rows + 2 * kFloatLanes - 1) / kFloatLanes * kFloatLanes; }
 
+// A turn in the plane of two columns.
+struct rotation {
+    float c, s;
+};
+
 // What the decomposition works on. The bidiagonal form has super[i] above diagonal[i]; super[0] is 0.
 struct workspace {
     size_t m, n;
-    columns u;       // m x n: a, which becomes u
-    columns v;       // n x n
-    float *diagonal; // n; the singular values in the end
-    float *super;    // n
-    float *row;      // n: a row of u in one piece
-    float *weights;  // n: what a row is changed by
+    columns u;                   // m x n: a, which becomes u
+    columns v;                   // n x n
+    float *diagonal;             // n; the singular values in the end
+    float *super;                // n
+    float *row;                  // n: a row of u in one piece
+    float *weights;              // n: what a row is changed by
+    rotation *v_turns, *u_turns; // n each: of a sweep
     bool converged = false, u_finite = false, v_finite = false;
 };
 
@@ -71,11 +73,13 @@ struct reflector {
 
 [[gnu::always_inline]] inline reflector make_reflector(float *x, size_t count) {
     float scale = 0;
+#pragma GCC unroll 4
     for (size_t k = 0; k < count; ++k)
         scale += std::fabs(x[k]);
     if (negligible(scale))
         return {};
     float squares = 0;
+#pragma GCC unroll 4
     for (size_t k = 0; k < count; ++k) {
         x[k] /= scale;
         squares += x[k] * x[k];
@@ -85,9 +89,10 @@ struct reflector {
     return {scale, image, first * image - squares};
 }
 
+// Multiplies part of a column, in whole blocks.
 [[gnu::always_inline]] inline void multiply(float *x, size_t count, float factor) {
-    for (size_t k = 0; k < count; ++k)
-        x[k] *= factor;
+    for (size_t k = 0; k < count; k += kFloatLanes)
+        store(x + k, load(x + k) * factor);
 }
 
 // A rank-one change of columns: to each is added a multiple of y from row y_from on. The multiple is made of the
@@ -150,8 +155,23 @@ template <class Factor>
         work.row[k] = work.u[k][i];
 }
 
-// Clears row i of u right of the superdiagonal; returns the superdiagonal element. The rows below are independent of
-// each other: a block of them is summed along its columns and then changed.
+// Reflects a few blocks of rows from row j on, each summed along its columns and then changed.
+template <size_t blocks>
+[[gnu::always_inline]] inline void reflect_rows(const workspace &work, size_t j, size_t from) {
+    floats sums[blocks] = {};
+    const float *row = work.row, *weights = work.weights;
+    float *const first = work.u[from] + j;
+    float *column = first;
+    for (size_t k = from; k < work.n; ++k, column += work.u.stride)
+        for (size_t b = 0; b < blocks; ++b)
+            sums[b] = sums[b] + load(column + b * kFloatLanes) * row[k];
+    column = first;
+    for (size_t k = from; k < work.n; ++k, column += work.u.stride)
+        for (size_t b = 0; b < blocks; ++b)
+            store(column + b * kFloatLanes, load(column + b * kFloatLanes) + sums[b] * weights[k]);
+}
+
+// Clears row i of u right of the superdiagonal; returns the superdiagonal element.
 [[gnu::always_inline]] inline float reflect_row(const workspace &work, size_t i) {
     const size_t from = i + 1;
     copy_row(work, i, from);
@@ -160,13 +180,11 @@ template <class Factor>
         return 0;
     for (size_t k = from; k < work.n; ++k)
         work.weights[k] = work.row[k] / reflector.norm;
-    for (size_t j = from; j < work.m; j += kFloatLanes) {
-        floats sums = {};
-        for (size_t k = from; k < work.n; ++k)
-            sums = sums + load(work.u[k] + j) * work.row[k];
-        for (size_t k = from; k < work.n; ++k)
-            store(work.u[k] + j, load(work.u[k] + j) + sums * work.weights[k]);
-    }
+    size_t j = from;
+    for (; j + kFloatLanes < work.m; j += 2 * kFloatLanes)
+        reflect_rows<2>(work, j, from);
+    if (j < work.m)
+        reflect_rows<1>(work, j, from);
     for (size_t k = from; k < work.n; ++k)
         work.u[k][i] = work.row[k] * reflector.scale;
     return reflector.scale * reflector.image;
@@ -216,14 +234,46 @@ template <class Factor>
 }
 
 // Turns columns j and i of a matrix in their plane.
-[[gnu::always_inline]] inline void rotate(const columns &matrix, size_t j, size_t i, float c, float s) {
+[[gnu::always_inline]] inline void rotate(const columns &matrix, size_t j, size_t i, const rotation &turn) {
     float *x = matrix[j], *z = matrix[i];
     const size_t rows = matrix.rows;
     for (size_t k = 0; k < rows; k += kFloatLanes) {
         const floats old_x = load(x + k), old_z = load(z + k);
-        store(x + k, old_x * c + old_z * s);
-        store(z + k, old_z * c - old_x * s);
+        store(x + k, old_x * turn.c + old_z * turn.s);
+        store(z + k, old_z * turn.c - old_x * turn.s);
     }
+}
+
+// Turns each of some adjacent columns with its follower, from the left, in a few blocks of rows from `row` on. What a
+// follower becomes stays in registers until its own turn.
+template <size_t blocks>
+[[gnu::always_inline]] inline void rotate_rows(const columns &matrix, size_t row, size_t first, const rotation *turns,
+                                               size_t count) {
+    float *column = matrix[first] + row;
+    floats x[blocks];
+    for (size_t b = 0; b < blocks; ++b)
+        x[b] = load(column + b * kFloatLanes);
+    for (const rotation *turn = turns; turn < turns + count; ++turn) {
+        const float c = turn->c, s = turn->s;
+        float *follower = column + matrix.stride;
+        for (size_t b = 0; b < blocks; ++b) {
+            const floats z = load(follower + b * kFloatLanes);
+            store(column + b * kFloatLanes, x[b] * c + z * s);
+            x[b] = z * c - x[b] * s;
+        }
+        column = follower;
+    }
+    for (size_t b = 0; b < blocks; ++b)
+        store(column + b * kFloatLanes, x[b]);
+}
+
+[[gnu::always_inline]] inline void rotate_columns(const columns &matrix, size_t first, const rotation *turns,
+                                                  size_t count) {
+    size_t row = 0;
+    for (; row + kFloatLanes < matrix.rows; row += 2 * kFloatLanes)
+        rotate_rows<2>(matrix, row, first, turns, count);
+    if (row < matrix.rows)
+        rotate_rows<1>(matrix, row, first, turns, count);
 }
 
 // Moves super[from] out of the block from..k, above whose first row diagonal[from - 1] is zero.
@@ -239,7 +289,7 @@ template <class Factor>
         work.diagonal[i] = h;
         c = g * inverse;
         s = -f * inverse;
-        rotate(work.u, from - 1, i, c, s);
+        rotate(work.u, from - 1, i, {c, s});
     }
 }
 
@@ -279,7 +329,7 @@ template <class Factor>
         g = g * c - x * s;
         h = y * s;
         y = y * c;
-        rotate(work.v, j, j + 1, c, s);
+        work.v_turns[j] = {c, s};
         z = hypotenuse(f, h);
         work.diagonal[j] = z;
         if (!negligible(z)) {
@@ -289,8 +339,10 @@ template <class Factor>
         }
         f = c * g + s * y;
         x = c * y - s * g;
-        rotate(work.u, j, j + 1, c, s);
+        work.u_turns[j] = {c, s};
     }
+    rotate_columns(work.v, l, work.v_turns + l, k - l);
+    rotate_columns(work.u, l, work.u_turns + l, k - l);
     work.super[l] = 0;
     work.super[k] = f;
     work.diagonal[k] = x;
@@ -325,30 +377,25 @@ template <class Factor>
     }
 }
 
-// And back, a block of rows at a time.
-[[gnu::always_inline]] inline void store_columns(float *to, const columns &from, size_t width) {
-    size_t i = 0;
-    for (; i + kFloatLanes <= from.rows; i += kFloatLanes)
-        for (size_t j = 0; j < width; ++j)
-            for (size_t lane = 0; lane < kFloatLanes; ++lane)
-                to[(i + lane) * width + j] = from[j][i + lane];
-    for (; i < from.rows; ++i)
-        for (size_t j = 0; j < width; ++j)
-            to[i * width + j] = from[j][i];
-}
-
-// A product with 0 is 0 unless the other factor is infinite or NaN.
-[[gnu::always_inline]] inline bool all_finite(const float *values, size_t count) {
+// And back; says whether all of them are finite. A product with 0 is 0 unless the other factor is infinite or NaN.
+[[gnu::always_inline]] inline bool store_columns(float *to, const columns &from, size_t width) {
     floats products = {};
     size_t i = 0;
-    for (; i + kFloatLanes <= count; i += kFloatLanes)
-        products = products + load(values + i) * 0.0F;
+    for (; i + kFloatLanes <= from.rows; i += kFloatLanes)
+        for (size_t j = 0; j < width; ++j) {
+            const floats block = load(from[j] + i);
+            products = products + block * 0.0F;
+            scatter(to + i * width + j, width, block);
+        }
     float lanes[kFloatLanes], sum = 0;
     store(lanes, products);
     for (const float lane : lanes)
         sum += lane;
-    for (; i < count; ++i)
-        sum += values[i] * 0.0F;
+    for (; i < from.rows; ++i)
+        for (size_t j = 0; j < width; ++j) {
+            to[i * width + j] = from[j][i];
+            sum += from[j][i] * 0.0F;
+        }
     return sum == 0;
 }
 
@@ -359,10 +406,8 @@ template <class Factor>
     accumulate_v(*work);
     accumulate_u(*work);
     work->converged = diagonalise(*work);
-    store_columns(u, work->u, work->n);
-    store_columns(v, work->v, work->n);
-    work->u_finite = all_finite(u, work->m * work->n);
-    work->v_finite = all_finite(v, work->n * work->n);
+    work->u_finite = store_columns(u, work->u, work->n);
+    work->v_finite = store_columns(v, work->v, work->n);
 }
 
 } // namespace
@@ -376,7 +421,7 @@ int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_o
     const size_t u_size = n * padded(m), v_size = n * padded(n);
     owned<float[]> storage;
     if (!(*w_out = malloc_matrix(a->cols, a->cols)) || !(*v_out = malloc_matrix(a->cols, a->cols)) ||
-        !(storage = allocate<float>(u_size + v_size + 4 * n))) {
+        !(storage = allocate<float>(u_size + v_size + 8 * n))) {
         std::copy_n(a->data, m * n, (*u_out)->data);
         return 1;
     }
@@ -388,7 +433,9 @@ int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_o
                       .diagonal = vectors,
                       .super = vectors + n,
                       .row = vectors + 2 * n,
-                      .weights = vectors + 3 * n};
+                      .weights = vectors + 3 * n,
+                      .v_turns = reinterpret_cast<rotation *>(vectors + 4 * n),
+                      .u_turns = reinterpret_cast<rotation *>(vectors + 6 * n)};
     run_widest_floats<decompose>(&work, static_cast<const float *>(a->data), (*u_out)->data, (*v_out)->data);
     if (!work.converged)
         return 1;

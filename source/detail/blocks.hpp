@@ -27,12 +27,17 @@ using stored_floats [[gnu::vector_size(32), gnu::aligned(alignof(float))]] = flo
 
 [[gnu::always_inline]] inline void store(float *to, floats block) { *reinterpret_cast<stored_floats *>(to) = block; }
 
-// Every stride-th number.
+// Every stride-th number in memory.
 [[gnu::always_inline]] inline floats gather(const float *from, std::size_t stride) {
     const float *upper = from + 4 * stride;
     const floats block = {from[0],  from[stride],  from[2 * stride],  from[3 * stride],
                           upper[0], upper[stride], upper[2 * stride], upper[3 * stride]};
     return block;
+}
+
+[[gnu::always_inline]] inline void scatter(float *to, std::size_t stride, floats block) {
+    for (std::size_t lane = 0; lane < kFloatLanes; ++lane)
+        to[lane * stride] = block[lane];
 }
 
 // Written number by number because that becomes one instruction a half, as __builtin_convertvector does not.
@@ -118,6 +123,13 @@ template <class Number>
 
 [[gnu::always_inline]] inline floats gather(const float *from, std::size_t stride) {
     return {from[0], from[stride], from[2 * stride], from[3 * stride]};
+}
+
+[[gnu::always_inline]] inline void scatter(float *to, std::size_t stride, floats block) {
+    to[0] = block.a;
+    to[stride] = block.b;
+    to[2 * stride] = block.c;
+    to[3 * stride] = block.d;
 }
 
 [[gnu::always_inline]] inline void store(float *to, floats block) {
