@@ -373,8 +373,6 @@ START_TEST(elimination)
         {2, {9e-15F, 1, 1, 0}, {0, 1, 1, 0}},
         {2, {0x1p-42F, 1, 1, 0}, {0, 1, 1, -0x1p-42}},
         {3, {0, 0, 2, 4, 0, 0, 0, 8, 0}, {0, 0.25, 0, 0, 0, 0.125, 0.5, 0, 0}},
-        // Infinity times zero must not be left out.
-        {2, {0x1p-40F, 1, 0x1p100F, 1}, {NAN, NAN, NAN, NAN}},
         // A column without a pivot is passed over; the row of the inverse that nothing is solved for stays.
         {2, {0, 1, 0, 1}, {-77, -77, 1, 0}},
     };
@@ -384,6 +382,15 @@ START_TEST(elimination)
         ck_assert_int_eq(matrix_inverse(&a, &inverse), 0);
         assert_elements_near(inverse, row.inverse, 1e-20);
     }
+
+    // Infinity times zero is left out nowhere.
+    matrix unit = generate(random, 9, 9, zero), result(9, 9);
+    for (int32_t i = 0; i < 9; ++i)
+        unit.at(i, i) = i == 7 ? 0x1p-40F : 1;
+    unit.at(7, 8) = 1;
+    unit.at(8, 7) = 0x1p100F;
+    ck_assert_int_eq(matrix_inverse(&unit, &result), 0);
+    ck_assert(std::isnan(result.at(8, 8)));
 
     matrix inverse(2, 2), singular(2, 2, {1, 1, 1, 1}), large(25, 25), oblong(2, 3), three(3, 3);
     assert_fails("", [&] { return matrix_inverse(&singular, &inverse); });
@@ -416,13 +423,13 @@ START_TEST(least_squares)
     assert_digest(digest, 0xdcc45397b9dd302a);
 
     // Of the solutions of 3 x + 4 y = 25 the one of least norm; a singular value of up to 1e-14 counts as zero.
-    matrix a(3, 2, {3, 4, 0, 0, 0, 0}), b(3, 1, {25, 1, 2}), tiny(2, 2, {1, 0, 0, 9e-15F}), ones(2, 1, {1, 1});
+    matrix a(3, 2, {3, 4, 0, 0, 0, 0}), b(3, 1, {25, 1, 2}), tiny(2, 1, {6e-15F, 6e-15F}), ones(2, 1, {1, 1});
     matrix x(2, 1), y(3, 1), wide(1, 2), stalled = stalling(), z(3, 1), huge(1, 1, {1e-13F}), far(1, 1, {3e38F}),
                                          one(1, 1);
     ck_assert_int_eq(pseudo_inverse(&a, &b, &x), 0);
     assert_elements_near(x, {3, 4}, 2e-6);
-    ck_assert_int_eq(pseudo_inverse(&tiny, &ones, &x), 0);
-    assert_elements_near(x, {1, 0}, 0);
+    ck_assert_int_eq(pseudo_inverse(&tiny, &ones, &one), 0);
+    assert_elements_near(one, {0}, 0);
 
     assert_fails("pseudo_inverse: b cols != 1\n", [&] { return pseudo_inverse(&a, &wide, &wide); });
     assert_fails("pseudo_inverse: x cols != 1\n", [&] { return pseudo_inverse(&a, &ones, &wide); });

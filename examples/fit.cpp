@@ -1,0 +1,233 @@
+// Fits a polynomial to the columns x, y of a table of comma-separated values, or a quadratic surface to x, y, z.
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+#include <vela/cmdline.h>
+#include <vela/matrix.h>
+
+namespace {
+
+constexpr cmdline_option kOptions[] = {
+    {'d', "degree", "of the polynomial: 0, 1 or 2 (the default)", CMDLINE_REQUIRED},
+    {'r', "residuals", "list the samples, what the fit says, and the difference", 0},
+    {'p', "plot", "draw samples and fit with gnuplot into this PNG", CMDLINE_REQUIRED},
+    {},
+};
+
+constexpr const char *kPolynomialTerms[] = {"1", "x", "x^2"};
+constexpr const char *kSurfaceTerms[] = {"1", "y", "x", "y^2", "x y", "x^2"};
+constexpr size_t kSurfaceSize = std::size(kSurfaceTerms);
+constexpr float kLargestCoordinate = 46340;
+
+int usage() {
+    cmdline_usage(kOptions, "fit", "[options] [FILE]");
+    return EXIT_FAILURE;
+}
+
+// The samples, by columns; zs stays empty when there are two.
+struct table {
+    std::vector<float> xs, ys, zs;
+
+    bool is_surface() const { return !zs.empty(); }
+    const std::vector<float> &values() const { return is_surface() ? zs : ys; }
+};
+
+// Splits a line into numbers; says what is wrong with it, or nothing.
+std::string parse_line(std::string_view line, std::vector<float> &numbers) {
+    constexpr std::string_view kBlanks = " \t\r\n";
+    numbers.clear();
+    for (size_t begin = 0; begin <= line.size();) {
+        const size_t end = std::min(line.find(',', begin), line.size());
+        std::string_view field = line.substr(begin, end - begin);
+        field.remove_prefix(std::min(field.find_first_not_of(kBlanks), field.size()));
+        field = field.substr(0, field.find_last_not_of(kBlanks) + 1);
+        float number = 0;
+        const auto [stop, error] = std::from_chars(field.data(), field.data() + field.size(), number);
+        if (error != std::errc() || stop != field.data() + field.size() || !std::isfinite(number))
+            return "not a number: \"" + std::string(field) + '"';
+        numbers.push_back(number);
+        begin = end + 1;
+    }
+    return numbers.size() == 2 || numbers.size() == 3 ? "" : "two or three columns are needed";
+}
+
+// Adds a line's numbers to the samples; says what is wrong with them, or nothing.
+std::string add_sample(const std::vector<float> &numbers, table &samples) {
+    if (!samples.xs.empty() && (numbers.size() == 3) != samples.is_surface())
+        return "another number of columns than before";
+    const auto is_coordinate = [](float number) {
+        return number >= 0 && number <= kLargestCoordinate && number == std::floor(number);
+    };
+    if (numbers.size() == 3 && !(is_coordinate(numbers[0]) && is_coordinate(numbers[1])))
+        return "x and y of a surface are whole numbers from 0 to 46340";
+    samples.xs.push_back(numbers[0]);
+    samples.ys.push_back(numbers[1]);
+    if (numbers.size() == 3)
+        samples.zs.push_back(numbers[2]);
+    return "";
+}
+
+// Reads the whole table. Empty lines and lines that begin with '#' are passed over.
+bool read_table(FILE *file, const char *name, table &samples) {
+    char *line = nullptr;
+    size_t room = 0, number = 0;
+    std::string wrong;
+    std::vector<float> numbers;
+    while (wrong.empty() && getline(&line, &room, file) >= 0) {
+        ++number;
+        if (line[0] == '#' || line[std::strspn(line, " \t\r\n")] == '\0')
+            continue;
+        wrong = parse_line(line, numbers);
+        if (wrong.empty())
+            wrong = add_sample(numbers, samples);
+    }
+    std::free(line);
+    if (!wrong.empty())
+        std::fprintf(stderr, "fit: %s:%zu: %s\n", name, number, wrong.c_str());
+    else if (std::ferror(file))
+        std::fprintf(stderr, "fit: %s: cannot be read\n", name);
+    return wrong.empty() && !std::ferror(file);
+}
+
+bool fit(const table &samples, std::vector<float> &coeffs) {
+    const auto count = static_cast<int32_t>(samples.xs.size());
+    if (!samples.is_surface())
+        return polyfit(samples.xs.data(), samples.ys.data(), count, static_cast<int32_t>(coeffs.size()),
+                       coeffs.data()) == 0;
+    const std::vector<uint16_t> xs(samples.xs.begin(), samples.xs.end()), ys(samples.ys.begin(), samples.ys.end());
+    return polyfit2D(xs.data(), ys.data(), samples.zs.data(), count, coeffs.data()) == 0;
+}
+
+double value(const std::vector<float> &coeffs, float x, float y) {
+    if (coeffs.size() == kSurfaceSize)
+        return double{poly2D_value(x, y, coeffs.data())};
+    double sum = 0;
+    for (size_t i = coeffs.size(); i-- > 0;)
+        sum = sum * double{x} + double{coeffs[i]};
+    return sum;
+}
+
+void print_fit(const table &samples, const std::vector<float> &coeffs, bool with_residuals) {
+    const char *const *terms = samples.is_surface() ? kSurfaceTerms : kPolynomialTerms;
+    for (size_t i = 0; i < coeffs.size(); ++i)
+        std::printf("%-4s %.8g\n", terms[i], double{coeffs[i]});
+    double mean = 0, about_mean = 0, about_fit = 0;
+    for (const float sample : samples.values())
+        mean += double{sample} / static_cast<double>(samples.values().size());
+    for (size_t i = 0; i < samples.xs.size(); ++i) {
+        const double sample = double{samples.values()[i]}, fitted = value(coeffs, samples.xs[i], samples.ys[i]);
+        about_mean += (sample - mean) * (sample - mean);
+        about_fit += (sample - fitted) * (sample - fitted);
+        if (with_residuals && samples.is_surface())
+            std::printf("%g,%g,%g,%g,%g\n", double{samples.xs[i]}, double{samples.ys[i]}, sample, fitted,
+                        sample - fitted);
+        else if (with_residuals)
+            std::printf("%g,%g,%g,%g\n", double{samples.xs[i]}, sample, fitted, sample - fitted);
+    }
+    std::printf("%zu samples, residual %.4g rms, R^2 %.6f\n", samples.xs.size(),
+                std::sqrt(about_fit / static_cast<double>(samples.xs.size())),
+                about_mean > 0 ? 1 - about_fit / about_mean : 0);
+}
+
+void send_samples(FILE *gnuplot, const table &samples) {
+    for (size_t i = 0; i < samples.xs.size(); ++i)
+        std::fprintf(gnuplot, "%.9g %.9g %.9g\n", double{samples.xs[i]}, double{samples.ys[i]},
+                     double{samples.values()[i]});
+    std::fputs("e\n", gnuplot);
+}
+
+// The fit over the samples' range, as gnuplot's data: a line, or a grid of lines.
+void send_fit(FILE *gnuplot, const table &samples, const std::vector<float> &coeffs) {
+    const auto [left, right] = std::minmax_element(samples.xs.begin(), samples.xs.end());
+    const auto [low, high] = std::minmax_element(samples.ys.begin(), samples.ys.end());
+    const int columns = samples.is_surface() ? 24 : 200, rows = samples.is_surface() ? 24 : 0;
+    for (int row = 0; row <= rows; ++row) {
+        const float y = rows ? *low + (*high - *low) * static_cast<float>(row) / static_cast<float>(rows) : 0;
+        for (int column = 0; column <= columns; ++column) {
+            const float x = *left + (*right - *left) * static_cast<float>(column) / static_cast<float>(columns);
+            if (rows)
+                std::fprintf(gnuplot, "%.9g %.9g %.9g\n", double{x}, double{y}, value(coeffs, x, y));
+            else
+                std::fprintf(gnuplot, "%.9g %.9g\n", double{x}, value(coeffs, x, y));
+        }
+        std::fputs(rows ? "\n" : "", gnuplot);
+    }
+    std::fputs("e\n", gnuplot);
+}
+
+bool plot(const char *output, const table &samples, const std::vector<float> &coeffs) {
+    std::signal(SIGPIPE, SIG_IGN); // a missing gnuplot shows in its exit status
+    FILE *gnuplot = popen("gnuplot", "w");
+    if (!gnuplot)
+        return false;
+    std::string quoted;
+    for (const char *ch = output; *ch; ++ch)
+        quoted += *ch == '\'' ? std::string("''") : std::string(1, *ch);
+    std::fprintf(gnuplot,
+                 "set terminal png size 800,600\nset output '%s'\n%s '-' title 'samples' with points pt 7, '-' title "
+                 "'fit' with lines\n",
+                 quoted.c_str(), samples.is_surface() ? "splot" : "plot");
+    send_samples(gnuplot, samples);
+    send_fit(gnuplot, samples, coeffs);
+    return pclose(gnuplot) == 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const char *output = nullptr, *degree = "2";
+    bool with_residuals = false;
+    int idle = 0; // operands, and options that lack their value
+    for (int option; (option = cmdline_getopt(argc, argv, kOptions)) >= 0;)
+        switch (option) {
+        case 'd':
+            degree = cmdline_optarg;
+            break;
+        case 'r':
+            with_residuals = true;
+            break;
+        case 'p':
+            output = cmdline_optarg;
+            break;
+        case 0:
+            ++idle;
+            break;
+        default:
+            return usage();
+        }
+    if (argc - cmdline_optidx > 1 || idle != argc - cmdline_optidx || std::strspn(degree, "012") != 1 || degree[1])
+        return usage();
+
+    const char *name = idle ? argv[cmdline_optidx] : "standard input";
+    FILE *file = idle ? std::fopen(name, "r") : stdin;
+    if (!file) {
+        std::fprintf(stderr, "fit: %s: cannot be opened\n", name);
+        return EXIT_FAILURE;
+    }
+    table samples;
+    if (!read_table(file, name, samples))
+        return EXIT_FAILURE;
+    std::vector<float> coeffs(samples.is_surface() ? kSurfaceSize : static_cast<size_t>(degree[0] - '0') + 1);
+    if (samples.xs.size() < coeffs.size()) {
+        std::fprintf(stderr, "fit: %s: %zu samples are too few for %zu coefficients\n", name, samples.xs.size(),
+                     coeffs.size());
+        return EXIT_FAILURE;
+    }
+    if (!fit(samples, coeffs)) {
+        std::fprintf(stderr, "fit: %s: nothing fits\n", name);
+        return EXIT_FAILURE;
+    }
+    print_fit(samples, coeffs, with_residuals);
+    if (output && !plot(output, samples, coeffs)) {
+        std::fprintf(stderr, "fit: gnuplot did not draw %s\n", output);
+        return EXIT_FAILURE;
+    }
+    return EXIT_SUCCESS;
+}
