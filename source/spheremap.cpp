@@ -125,7 +125,7 @@ struct direction {
 
 struct library_maths {
     static double sine(double x) { return std::sin(x); }
-    static double cosine(double x) { return std::cos(x); }
+    static unit_vector sine_cosine(double x) { return {std::sin(x), std::cos(x)}; }
     static double arcsine(double x) { return std::asin(x); }
     static double arctangent(double y, double x) { return std::atan2(y, x); }
 };
@@ -133,12 +133,10 @@ struct library_maths {
 // The way back from the screen, with the elementary functions of Maths.
 template <class Maths>
 struct back_projection {
-    explicit back_projection(const smap_view &seen)
-        : view(seen), tilt_sine(Maths::sine(seen.tilt * kToRadians)),
-          tilt_cosine(Maths::cosine(seen.tilt * kToRadians)) {}
+    explicit back_projection(const smap_view &seen) : view(seen), axis(Maths::sine_cosine(seen.tilt * kToRadians)) {}
 
     const smap_view &view;
-    double tilt_sine, tilt_cosine;
+    unit_vector axis;
 
     double sine_of_offset(double pixels) const { return Maths::sine(pixels * (view.fov * kToRadians) / view.width); }
 
@@ -150,18 +148,22 @@ struct back_projection {
             return {false, 0, 0, depth_squared, 0};
 
         const double depth = std::sqrt(depth_squared);
-        const double ahead = tilt_cosine * depth - tilt_sine * up;
+        const double ahead = axis.cosine * depth - axis.sine * up;
         const double pan = Maths::arctangent(across, ahead);
         // Rounding can carry the zenith a hair beyond 1.
-        const double tilt = Maths::arcsine(std::clamp(up * tilt_cosine + depth * tilt_sine, -1.0, 1.0));
+        const double tilt = Maths::arcsine(std::clamp(up * axis.cosine + depth * axis.sine, -1.0, 1.0));
         return {true, (pan + view.pan * kToRadians) * kFromRadians, tilt * kFromRadians, depth_squared,
                 across * across + ahead * ahead};
     }
 };
 
+// Whether a value that fits 32 bits stays the same integer when it moves a little.
 bool far_from_integers(double value) {
-    constexpr double margin = 1.0 / (1 << 16);
-    return std::fabs(value - std::nearbyint(value)) > margin;
+    constexpr double margin = 1.0 / (1 << 16), most = INT32_MAX;
+    if (std::fabs(value) > most)
+        return false;
+    const double fraction = std::fabs(value - static_cast<int32_t>(value));
+    return fraction > margin && fraction < 1 - margin;
 }
 
 // Whether the direction truncates to the same integers with any maths library. One unit in the last place of a sine,
@@ -176,7 +178,9 @@ bool is_settled(const direction &found) {
 smap_sphere_pt canonical(const direction &found) {
     if (!found.exists)
         return {0, 0};
-    int32_t pan = static_cast<int32_t>(static_cast<int64_t>(found.pan) % kTurn);
+    // A view's pan near the end of its range may carry the sum beyond it.
+    int32_t pan = std::fabs(found.pan) <= INT32_MAX ? static_cast<int32_t>(found.pan)
+                                                    : static_cast<int32_t>(static_cast<int64_t>(found.pan) % kTurn);
     int32_t tilt = static_cast<int32_t>(found.tilt);
     smap_clip_pan_tilt(&pan, &tilt);
     return {pan, tilt};

@@ -15,9 +15,17 @@ struct double_double {
     double high, low;
 };
 
+// Of one angle.
+struct unit_vector {
+    double sine, cosine;
+};
+
 struct rounded_maths {
     static double sine(double x) { return sine_cosine_of(x).sine.high; }
-    static double cosine(double x) { return sine_cosine_of(x).cosine.high; }
+    static unit_vector sine_cosine(double x) {
+        const auto [sine, cosine] = sine_cosine_of(x);
+        return {sine.high, cosine.high};
+    }
 
     // One Newton step from the maths library's result, whose last place may be off.
     static double arcsine(double x) {
