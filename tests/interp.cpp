@@ -1,5 +1,6 @@
 #include "generated.hpp"
 #include <check.h>
+#include <cmath>
 #include <vector>
 #include <vela/interp.h>
 
@@ -95,7 +96,7 @@ START_TEST(splines)
         {{{10, 5}, {13, 8}}, {5, 6, 7, 8}},
         {{{7, 9}}, {0}},
         // Knots without a distance, a segment back, and one that leaves the table.
-        {{{0, 0}, {2, 20}, {2, 30}, {4, 30}}, {0, 10, 30, 30, 30}},
+        {{{0, 0}, {2, 20}, {2, 30}, {4, 30}}, {0, 14, 30, 30, 30}},
         {{{0, 0}, {0, 5}}, {0}},
         {{{0, 4}, {2, 4}, {1, 4}, {3, 4}}, {4, 4, 4, 4}},
         {kAstray[0], {1, 2, 3, 0, 0}},
@@ -103,9 +104,11 @@ START_TEST(splines)
     };
     for (const auto &row : rows) {
         const table result = filled(spline_interpolate, INTERP_SPLI, row.points);
-        ck_assert(row.points.size() == 4 || result == row.expected);
+        ck_assert(result == row.expected);
         ck_assert(filled(interpolate_c, INTERP_SPLI, row.points) == result);
-        ck_assert_uint_eq(filled(row.points).size(), row.expected.size());
+        const std::vector<float> single = filled(row.points);
+        for (size_t i = 0; i < result.size(); ++i)
+            ck_assert(std::fabs(single[i] - result[i]) < 1.5);
     }
     ck_assert(solved(peak) == (std::vector<int32_t>{0, -4800, 0}));
     ck_assert(solved_float(peak) == (std::vector<float>{0, -18.75F, 0}));

@@ -192,6 +192,9 @@ START_TEST(corners_of_the_way_back)
     const smap_view far = {640, 480, INT32_MAX, 0, 61440}, up = {640, 480, 0, 92160, 61440};
     assert_sphere_eq(back({320, 240}, far), (smap_sphere_pt{INT32_MAX % 368640, 0}));
     ck_assert_int_eq(back({320, 240}, up).tilt, 92160);
+    // Here the zenith's sine comes out beyond 1.
+    ck_assert_int_eq(back({320, 10}, {640, 480, 0, 91424, 2048}).tilt, 92160);
+    ck_assert_int_eq(back({320, 65}, {640, 480, 0, 91880, 1024}).tilt, 92160);
 }
 END_TEST
 
