@@ -86,36 +86,21 @@ END_TEST
 
 START_TEST(signal_kernels)
 {
+    // clang-format off
     check_figures(std::initializer_list<figure>{
-        {sin_q15(0), 0},
-        {sin_q15(1), 0},
-        {sin_q15(16384), 15706},
-        {sin_q15(51472), 32771},
-        {sin_q15(-51472), -32774},
-        {sin_q15(102944), 9},
-        {sin_q15(102945), -13},
-        {sin_q15(205888), 0},
-        {sinc_q15(0), 32768},
-        {sinc_q15(16384), 20862},
-        {sinc_q15(-16384), 20864},
-        {sinc_q15(32768), 2},
-        {sinc_q15(49152), -6954},
-        {sinc_q15(65536), 0},
-        {sinc_q15(1), 21845},
-        {sinc_q15(-1), 40960},
-        {Lanczos_q15(2, 0), 32768},
-        {Lanczos_q15(2, 16384), 18800},
-        {Lanczos_q15(2, 65535), 0},
-        {Lanczos_q15(2, 65536), 0},
-        {Lanczos_q15(3, 32768), 1},
-        {Lanczos_q15(3, 49152), -4428},
-        {Lanczos_q15(3, 98303), 0},
-        {Lanczos_q15(3, -49152), -4428},
-        {Lanczos_q15(0, 0), 0},
-        {Lanczos_q15(INT32_MIN, 0), 0},
-        {Lanczos_q15(3, INT32_MIN), 0},
-        {Lanczos_q15(INT32_MAX, 8 << 15), 0},
+        {sin_q15(0), 0}, {sin_q15(1), 0}, {sin_q15(16384), 15706}, {sin_q15(51472), 32771}, {sin_q15(-51472), -32774},
+        {sin_q15(102944), 9}, {sin_q15(102945), -13}, {sin_q15(205888), 0},
+        {sinc_q15(0), 32768}, {sinc_q15(16384), 20862}, {sinc_q15(-16384), 20864}, {sinc_q15(32768), 2},
+        {sinc_q15(49152), -6954}, {sinc_q15(65536), 0}, {sinc_q15(1), 21845}, {sinc_q15(-1), 40960},
+        {Lanczos_q15(2, 0), 32768}, {Lanczos_q15(2, 16384), 18800}, {Lanczos_q15(2, 65535), 0}, {Lanczos_q15(2, 65536), 0},
+        {Lanczos_q15(3, 32768), 1}, {Lanczos_q15(3, 49152), -4428}, {Lanczos_q15(3, 98303), 0},
+        {Lanczos_q15(3, -49152), -4428}, {Lanczos_q15(0, 0), 0}, {Lanczos_q15(INT32_MIN, 0), 0},
+        {Lanczos_q15(3, INT32_MIN), 0}, {Lanczos_q15(INT32_MAX, 8 << 15), 0},
+        {reciprocal(3, 15), 10922}, {reciprocal(-3, 15), -10922}, {reciprocal(7, 10), 146}, {reciprocal(5, 0), 0},
+        {reciprocal(1, 30), 1 << 30}, {reciprocal(0, 15), 65535}, {reciprocal(0, 0), 1}, {reciprocal(0, 30), INT32_MAX},
+        {reciprocal(2, 30), INT32_MAX}, {reciprocal(1, UINT32_MAX), 1 << 30}, {ceil_log2(0), 0}, {ceil_log2(UINT32_MAX), 32},
     });
+    // clang-format on
     int32_t least = 0, most = 0;
     for (int32_t x = -102944; x <= 102944; ++x) {
         const int32_t sine = sin_q15(x);
@@ -136,30 +121,11 @@ START_TEST(signal_kernels)
             ck_abort_msg("sinc_q15(%d)", x);
     }
     sinc_q15(667558); // its product with pi wraps to an angle of 0
-}
-END_TEST
-
-START_TEST(reciprocals_and_bit_lengths)
-{
-    check_figures(std::initializer_list<figure>{
-        {reciprocal(3, 15), 10922},
-        {reciprocal(-3, 15), -10922},
-        {reciprocal(7, 10), 146},
-        {reciprocal(5, 0), 0},
-        {reciprocal(1, 30), 1 << 30},
-        {reciprocal(0, 15), 65535},
-        {reciprocal(0, 0), 1},
-        {reciprocal(0, 30), INT32_MAX},
-        {reciprocal(2, 30), INT32_MAX},
-        {reciprocal(1, UINT32_MAX), 1 << 30},
-        {ceil_log2(0), 0},
-        {ceil_log2(UINT32_MAX), 32},
-    });
     for (uint32_t bits = 0; bits <= 30; ++bits) {
-        const int32_t power = 1 << bits, most = INT32_MAX >> bits;
-        for (int32_t a = 1; a < most; a += 1 + (most - a) / 50)
+        const int32_t power = 1 << bits, largest = INT32_MAX >> bits;
+        for (int32_t a = 1; a < largest; a += 1 + (largest - a) / 50)
             ck_assert(reciprocal(a, bits) == power / a && reciprocal(-a, bits) == -(power / a));
-        ck_assert_int_eq(reciprocal(most, bits), power / most);
+        ck_assert_int_eq(reciprocal(largest, bits), power / largest);
         ck_assert_uint_eq(ceil_log2(1U << bits), bits + 1);
         ck_assert_uint_eq(ceil_log2((1U << bits) - 1), bits);
     }
@@ -170,11 +136,8 @@ Suite *fixedpoint_suite() {
     Suite *suite = suite_create("fixedpoint");
     TCase *tests = tcase_create("fixedpoint");
     tcase_set_timeout(tests, 60);
-    tcase_add_test(tests, tables_follow_their_rules);
-    tcase_add_test(tests, sine_of_any_angle);
-    tcase_add_test(tests, square_roots);
-    tcase_add_test(tests, signal_kernels);
-    tcase_add_test(tests, reciprocals_and_bit_lengths);
+    for (const TTest *test : {tables_follow_their_rules, sine_of_any_angle, square_roots, signal_kernels})
+        tcase_add_test(tests, test);
     suite_add_tcase(suite, tests);
     return suite;
 }

@@ -26,6 +26,11 @@ public:
         state ^= state >> 32;
     }
     void add(float value) { add(std::bit_cast<int32_t>(value)); }
+    template <class Values>
+    void add_all(const Values &values) {
+        for (const auto value : values)
+            add(value);
+    }
     uint64_t value() const { return state; }
 
 private:
