@@ -4,7 +4,6 @@
 #include <array>
 #include <check.h>
 #include <cstdlib>
-#include <cstring>
 #include <vector>
 #include <vela/colour.h>
 
@@ -68,7 +67,7 @@ pixels random_bytes(size_t count) {
     for (uint8_t &byte : bytes) {
         state = state * 1664525 + 1013904223;
         // Both ends of the range come often: there the limits work.
-        const uint32_t value = (state >> 20) - (state >> 28);
+        const uint32_t value = state >> 20;
         byte = static_cast<uint8_t>(value & 0x800 ? (value & 1 ? 0 : 255) : value);
     }
     return bytes;
@@ -196,47 +195,30 @@ END_TEST
 // Pictures of any shape: no byte is read behind the last pixel's own, none written behind the last row.
 START_TEST(unpacking_of_any_shape)
 {
-    const pixels bytes = random_bytes(1 << 12);
-    std::vector<uint32_t> widths = {199, 200};
-    for (uint32_t width = 0; width < 70; ++width)
-        widths.push_back(width);
-    const fenced source_memory(1 << 12), result_memory(1 << 12);
-    for (const uint32_t width : widths)
+    std::vector<std::array<uint32_t, 3>> shapes = {{2, 70000, 3}};
+    for (uint32_t width = 0; width <= 200; width += width < 70 ? 1 : 65)
         for (const uint32_t height : {0U, 1U, 2U, 5U})
-            for (const uint32_t stride : {0U, width + 1, 2 * width, 2 * width + 1, 2 * width + 2, 2 * width + 37}) {
-                const size_t row_bytes = 2 * width + width % 2, size = size_t{3} * width * height;
-                pixels expected;
-                for (uint32_t y = 0; y < height; ++y)
-                    for (uint32_t x = 0; x < width; ++x) {
-                        const uint8_t *quad = &bytes[y * stride + x / 2 * 4];
-                        const uint8_t pixel[3] = {quad[x % 2 ? 3 : 1], quad[0], quad[2]};
-                        expected.resize(expected.size() + 3);
-                        model_pixel(kConversions[1], pixel, &expected[expected.size() - 3]);
-                    }
-                const size_t source_size = size ? stride * (height - 1) + row_bytes : 0;
-                uint8_t *const source = source_memory.last(source_size), *const result = result_memory.last(size);
-                std::copy_n(bytes.begin(), source_size, source);
-                result[-1] = 0xEE;
-                cyc422_to_srgb(source, width, height, stride, result);
-                assert_bytes_eq(result, expected,
-                                std::to_string(width) + "x" + std::to_string(height) + " by " + std::to_string(stride));
-                ck_assert_int_eq(result[-1], 0xEE);
-            }
-}
-END_TEST
-
-START_TEST(unpacking_of_many_rows)
-{
-    constexpr uint32_t kRows = 70000;
-    pixels from(size_t{4} * kRows, 128), to(size_t{6} * kRows), expected;
-    for (uint32_t y = 0; y < kRows; ++y) {
-        from[4 * y + 1] = static_cast<uint8_t>(y);
-        from[4 * y + 3] = static_cast<uint8_t>(y >> 8);
-        expected.insert(expected.end(), 3, static_cast<uint8_t>(y));
-        expected.insert(expected.end(), 3, static_cast<uint8_t>(y >> 8));
+            for (const uint32_t stride : {0U, width + 1, 2 * width, 2 * width + 1, 2 * width + 2, 2 * width + 37})
+                shapes.push_back({width, height, stride});
+    const pixels bytes = random_bytes(1 << 18);
+    const fenced source_memory(1 << 18), result_memory(1 << 19);
+    for (const auto &[width, height, stride] : shapes) {
+        pixels expected(size_t{3} * width * height);
+        for (size_t i = 0; i < size_t{width} * height; ++i) {
+            const size_t x = i % width;
+            const uint8_t *quad = &bytes[i / width * stride + x / 2 * 4];
+            const uint8_t pixel[3] = {quad[x % 2 ? 3 : 1], quad[0], quad[2]};
+            model_pixel(kConversions[1], pixel, &expected[3 * i]);
+        }
+        const size_t source_size = expected.empty() ? 0 : stride * (height - 1) + 2 * width + width % 2;
+        uint8_t *const source = source_memory.last(source_size), *const result = result_memory.last(expected.size());
+        std::copy_n(bytes.begin(), source_size, source);
+        result[-1] = 0xEE;
+        cyc422_to_srgb(source, width, height, stride, result);
+        assert_bytes_eq(result, expected,
+                        std::to_string(width) + "x" + std::to_string(height) + " by " + std::to_string(stride));
+        ck_assert_int_eq(result[-1], 0xEE);
     }
-    cyc422_to_srgb(from.data(), 2, kRows, 4, to.data());
-    ck_assert(to == expected);
 }
 END_TEST
 
@@ -251,7 +233,6 @@ Suite *colour_suite() {
     tcase_add_loop_test(cases, every_length_and_alignment, 0, kCount);
     tcase_add_test(cases, unpacking_order);
     tcase_add_test(cases, unpacking_of_any_shape);
-    tcase_add_test(cases, unpacking_of_many_rows);
     suite_add_tcase(suite, cases);
     return suite;
 }
