@@ -29,6 +29,7 @@ using units = unit_list<>;
 #endif
 
 constexpr uint32_t kLimit = 1U << 30; // from which lengths no longer fit
+
 int32_t index_of(char ch) { return kBase64Index[static_cast<unsigned char>(ch)]; }
 
 // What is skipped between groups.
@@ -218,7 +219,7 @@ uint32_t base64_decode_stream(const char **src_ptr, uint32_t len, void *dst, uin
         return 0;
     auto *const bytes = static_cast<uint8_t *>(dst);
     const position start = {*src_ptr, *src_ptr + len, bytes};
-    const position stop = decode(start, !overlaps(*src_ptr, len, bytes, dst_size));
+    const position stop = decode(start, !overlaps(*src_ptr, len, bytes, needed));
     *src_ptr = stop.text;
     return static_cast<uint32_t>(stop.bytes - bytes);
 }

@@ -37,8 +37,8 @@ struct base64_avx2 {
         const __m256i lanes =
             _mm256_shuffle_epi8(_mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1),
                                 both_halves(_mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10)));
-        // Each 16-bit half is multiplied, as a shift: to the right by keeping the product's high half, a by 10 and c by
-        // 6;
+        // Each 16-bit half is multiplied, which shifts it: to the right where the product's high half is kept, a by 10
+        // and c by 6;
         //     0000cccc cc000000 aaaaaa00 00000000  ->  00000000 00cccccc 00000000 00aaaaaa
         const __m256i a_c =
             _mm256_mulhi_epu16(_mm256_and_si256(lanes, _mm256_set1_epi32(0x0fc0fc00)), _mm256_set1_epi32(0x04000040));
@@ -66,10 +66,11 @@ struct base64_avx2 {
     // first one that holds something else. What is written for the others has no meaning.
     VELA_WIDE static std::size_t decode(const char *from, std::uint8_t *to) {
         const __m256i text = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(from));
-        // A shuffle looks at bits 0 to 3 of its index, and at bit 7, which is cleared here; bit 5 stays for free.
-        const __m256i low_bits = _mm256_set1_epi8(0x2f);
-        const __m256i high_nibble = _mm256_and_si256(_mm256_srli_epi32(text, 4), low_bits);
-        const __m256i low_nibble = _mm256_and_si256(text, low_bits);
+        // Of an index a shuffle looks at bits 0 to 3, and at bit 7: '/', 0x2f, masks both nibbles well enough, and is
+        // at hand.
+        const __m256i slashes = _mm256_set1_epi8('/');
+        const __m256i high_nibble = _mm256_and_si256(_mm256_srli_epi32(text, 4), slashes);
+        const __m256i low_nibble = _mm256_and_si256(text, slashes);
 
         // One bit for each sort of row (high nibble) that some columns (low nibbles) do not belong to:
         //     01 row 2, where only '+' and '/' belong     02 row 3, where 0-9 belong     10 rows 0, 1 and 8 to 15: none
@@ -83,7 +84,7 @@ struct base64_avx2 {
             _mm256_and_si256(_mm256_shuffle_epi8(rows, high_nibble), _mm256_shuffle_epi8(columns, low_nibble));
 
         // What to add is told by the row, but for '/', which takes the place of row 1.
-        const __m256i slash = _mm256_cmpeq_epi8(text, _mm256_set1_epi8('/'));
+        const __m256i slash = _mm256_cmpeq_epi8(text, slashes);
         const __m256i distance =
             _mm256_shuffle_epi8(both_halves(_mm_setr_epi8(0, 63 - '/', 62 - '+', 52 - '0', -'A', -'A', 26 - 'a',
                                                           26 - 'a', 0, 0, 0, 0, 0, 0, 0, 0)),
