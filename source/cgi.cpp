@@ -151,11 +151,15 @@ int32_t announced_length() {
     return length < 0 || length > kMostBody ? kMostBody : static_cast<int32_t>(length);
 }
 
-// Reads until room or input ends. The stream's buffer is passed by, since it would take more than was asked for.
+// Reads until room or input ends. The stream's buffer is passed by where there is a descriptor, since it would take
+// more than was asked for.
 int32_t read_input(char *to, int32_t room) {
+    const int descriptor = fileno(stdin);
+    if (descriptor < 0)
+        return static_cast<int32_t>(std::fread(to, 1, static_cast<size_t>(room), stdin));
     int32_t count = 0;
     while (count < room) {
-        const ssize_t got = read(fileno(stdin), to + count, static_cast<size_t>(room - count));
+        const ssize_t got = read(descriptor, to + count, static_cast<size_t>(room - count));
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)
@@ -301,10 +305,10 @@ const char *cgi_header(const cgi_request *cgi, const char *name) {
 void cgi_cleanup(cgi_request *cgi) {
     if (!cgi || !cgi->priv)
         return;
-    const cgi_private &priv = *cgi->priv;
-    for (void *block : {static_cast<void *>(priv.body), static_cast<void *>(priv.cookies),
-                        static_cast<void *>(priv.query), static_cast<void *>(priv.form)})
-        std::free(block);
+    std::free(cgi->priv->body);
+    std::free(cgi->priv->cookies);
+    std::free(cgi->priv->query);
+    std::free(cgi->priv->form);
     std::free(cgi);
 }
 

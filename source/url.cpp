@@ -239,6 +239,22 @@ char *cut_port(char *host) {
     return bracket + 2;
 }
 
+// A block whose text is the given one in two parts, each with a NUL behind it; null without memory. The path keeps its
+// "/", so that nothing between it and the authority could give way to the first NUL.
+url_private *copy_in_two(const char *text, size_t front_length) {
+    const size_t rest_length = std::strlen(text + front_length);
+    auto *block = static_cast<url_private *>(std::malloc(sizeof(url_private) + front_length + rest_length + 2));
+    if (!block)
+        return nullptr;
+    block->record = {};
+    block->record.priv = block;
+    char *front = block->text();
+    std::memcpy(front, text, front_length);
+    front[front_length] = '\0';
+    std::memcpy(front + front_length + 1, text + front_length, rest_length + 1);
+    return block;
+}
+
 void split_authority(url_record &url, char *authority) {
     char *host = cut(authority, '@');
     if (host) {
@@ -303,26 +319,15 @@ url_record *url_alloc(const char *text) {
     const char *const authority = skip_slashes(scheme_end + 1, 2);
     const char *const authority_end = skip(authority, is_within_authority);
 
-    // The authority and the rest are copied apart, since the path keeps its "/" and leaves no place for a NUL.
     const auto front_length = static_cast<size_t>(authority_end - text);
-    const size_t rest_length = std::strlen(authority_end);
-    const size_t text_size = front_length + 1 + rest_length + 1;
-    auto *block = static_cast<url_private *>(std::malloc(sizeof(url_private) + text_size));
+    url_private *block = copy_in_two(text, front_length);
     if (!block)
         return nullptr;
-    char *const front = block->text();
-    char *const rest = front + front_length + 1;
-    std::memcpy(front, text, front_length);
-    front[front_length] = '\0';
-    std::memcpy(rest, authority_end, rest_length + 1);
-
     url_record &url = block->record;
-    url = {};
-    url.priv = block;
-    url.scheme = front;
-    front[scheme_end - text] = '\0';
-    split_authority(url, front + (authority - text));
-    split_path(url, rest);
+    url.scheme = block->text();
+    url.scheme[scheme_end - text] = '\0';
+    split_authority(url, block->text() + (authority - text));
+    split_path(url, block->text() + front_length + 1);
     return &url;
 }
 

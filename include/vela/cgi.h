@@ -30,6 +30,7 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** What a cgi_request owns. */
 typedef struct cgi_private cgi_private;
 
 /** A request. */
@@ -94,20 +95,35 @@ const char *cgi_cookie(cgi_request *cgi, const char *name);
  */
 const char *cgi_header(const cgi_request *cgi, const char *name);
 
-/** Releases a request and all that it owns. Does nothing for null. */
+/**
+ * Releases a request and all that it owns.
+ *
+ * @param cgi  the request; nothing happens for null
+ */
 void cgi_cleanup(cgi_request *cgi);
 
 /**
  * The reason phrase of a status code of HTTP/1.1 (RFC 2616, section 6.1.1), such as "Not Found" for 404.
  *
+ * @param code  the status code
  * @return a constant string; "UNKNOWN" for every other code
  */
 const char *http_strerr(int32_t code);
 
-/** Sets the stream that responses go to; that of cgi_setup() is the standard output. */
+/**
+ * Sets the stream that responses go to; cgi_setup() begins with the standard output.
+ *
+ * @param cgi     the request
+ * @param stream  the stream, which stays the caller's
+ */
 void cgi_set_output(cgi_request *cgi, FILE *stream);
 
-/** The stream that responses go to. */
+/**
+ * The stream that responses go to.
+ *
+ * @param cgi  the request
+ * @return the stream last set
+ */
 FILE *cgi_output(const cgi_request *cgi);
 
 /**
@@ -124,7 +140,14 @@ FILE *cgi_output(const cgi_request *cgi);
  */
 void cgi_error(cgi_request *cgi, int32_t status, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
-/** cgi_error() with the arguments of the format in a list that the caller has started. */
+/**
+ * cgi_error() with the arguments of the format in a list.
+ *
+ * @param cgi     the request
+ * @param status  the status code
+ * @param format  printf() format of the message, or null for none
+ * @param args    the list, which the caller has started and will end
+ */
 void cgi_verror(cgi_request *cgi, int32_t status, const char *format, va_list args)
     __attribute__((format(printf, 3, 0)));
 

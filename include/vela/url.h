@@ -15,6 +15,7 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** What a url_record owns. */
 typedef struct url_private url_private;
 
 /** A URL's components: NUL-terminated strings that the record owns, or null where the URL has none. */
@@ -79,7 +80,11 @@ int32_t url_decode(const char *src, uint32_t len, char *dst, uint32_t dst_size);
  */
 url_record *url_alloc(const char *text);
 
-/** Releases a record and its strings. Does nothing for null. */
+/**
+ * Releases a record and its strings.
+ *
+ * @param url  the record; nothing happens for null
+ */
 void url_free(url_record *url);
 
 /**
