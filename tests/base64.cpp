@@ -98,8 +98,7 @@ START_TEST(documented_texts)
         ck_assert_uint_eq(base64_decode(text, text_length, output, text_length / 4 * 3), length);
         ck_assert_mem_eq(output, bytes, length);
     }
-    const uint32_t lengths[][3] = {
-        {0, 0, 0}, {1, 4, 0}, {2, 4, 1}, {3, 4, 2}, {4, 8, 3}, {6, 8, 4}, {(1U << 30) - 1, 1431655764, 805306367}};
+    const uint32_t lengths[][3] = {{0, 0, 0}, {2, 4, 1}, {6, 8, 4}, {(1U << 30) - 1, 1431655764, 805306367}};
     for (const auto &[length, encoded_length, decoded_length] : lengths) {
         ck_assert_uint_eq(base64_encode_len(nullptr, length), encoded_length);
         ck_assert_uint_eq(base64_decode_len(nullptr, length), decoded_length);

@@ -19,12 +19,10 @@ using bytes = std::array<uint8_t, 16>;
 const bytes kUuid = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF};
 const std::string kDashed = "00112233-4455-6677-8899-aabbccddeeff";
 const std::string kPlain = "00112233445566778899AABBCCDDEEFF";
-const std::string kByteFormat = "%02hhx";
-const std::string kWordFormat = kByteFormat + kByteFormat;
-const std::string kPlainFormat =
-    kWordFormat + kWordFormat + kWordFormat + kWordFormat + kWordFormat + kWordFormat + kWordFormat + kWordFormat;
-const std::string kDashedFormat = kWordFormat + kWordFormat + "-" + kWordFormat + "-" + kWordFormat + "-" +
-                                  kWordFormat + "-" + kWordFormat + kWordFormat + kWordFormat;
+const std::string kWordFormat = "%02hhx%02hhx", kLongFormat = kWordFormat + kWordFormat;
+const std::string kPlainFormat = kLongFormat + kLongFormat + kLongFormat + kLongFormat;
+const std::string kDashedFormat =
+    kLongFormat + "-" + kWordFormat + "-" + kWordFormat + "-" + kWordFormat + "-" + kLongFormat + kWordFormat;
 
 // What the library's reads of the device meet: so many interruptions before the next one, and so many bytes missing
 // from each. Null leaves them alone.
@@ -167,15 +165,13 @@ END_TEST
 
 START_TEST(comparison)
 {
-    for (size_t i = 0; i < 16; ++i) {
-        bytes larger = kUuid;
-        for (size_t j = i; j < 16; ++j)
-            larger[j] = j == i ? static_cast<uint8_t>(larger[j] ^ 0x80) : 0;
-        const bool is_larger = larger[i] > kUuid[i];
-        ck_assert_int_eq(uuid_compare(larger.data(), kUuid.data()) > 0, is_larger);
-        ck_assert_int_eq(uuid_compare(kUuid.data(), larger.data()) < 0, is_larger);
-    }
     ck_assert_int_eq(uuid_compare(kUuid.data(), bytes(kUuid).data()), 0);
+    for (size_t i = 0; i < 16; ++i) {
+        bytes other = kUuid;
+        other[i] ^= 0x80;
+        ck_assert_int_eq(uuid_compare(other.data(), kUuid.data()) > 0, other[i] > kUuid[i]);
+        ck_assert_int_eq(uuid_compare(kUuid.data(), other.data()) > 0, other[i] < kUuid[i]);
+    }
 }
 END_TEST
 
@@ -211,20 +207,14 @@ START_TEST(scanning)
         {"00112233-4455-6677-8899-aAbBcCdDeEfF} and more", whole},
         {"00112233445566778899AABBCCDDEEFF00", whole},
         {" 0 112233-4455-6677-8899-aabbccddeeff", whole},
-        {"0-1", nullptr},
         {"0011-2233", nullptr},
         {"", nullptr},
         {"{00112233445566778899AABBCCDDEEFF}00000", nullptr},
         {" {00112233-4455-6677-8899-aabbccddeeff}", nullptr},
-        {"{{00112233-4455-6677-8899-aabbccddeeff}", nullptr},
-        {"001122334455_6677-8899-aabbccddeeff0", nullptr},
         {"00112233-4455-6677-8899_aabbccddeeff", nullptr},
         {"00112233-4455-6677-8899-aabbccddeef", "00112233445566778899aabbccddee0f"},
-        {"00112233-4455-6677-8899-aab", nullptr},
         // A byte short of the dashed form, and yet sixteen in the plain one: with signs.
         {"00112233-4455-6677-8899-aabbccddee", "00112233fc4505fa6707f88909f6abbc"},
-        {"00112233-4455-6677-8899-aabbccddeefg", "00112233445566778899aabbccddee0f"},
-        {"0011223344556677889 AABBCCDDEEFF00", "00112233445566778809aabbccddeeff"},
     };
     for (const auto &[text, expected] : rows) {
         // Exactly as long as the string, for the sanitizers.
