@@ -81,7 +81,7 @@ int32_t linear_interpolate(const interp_curve *curve, int16_t *out);
  * 1 high.
  *
  * @param curve  the curve, of type INTERP_SPLI; a single knot gives a table of one 0
- * @param out    the table; segments whose x falls are skipped
+ * @param out    the table; segments whose x does not rise are skipped
  * @return 0; -1 with nothing written if an argument is null, for any other type, and for a count or a range of less
  * than 1
  */
@@ -91,8 +91,8 @@ int32_t spline_interpolate(const interp_curve *curve, int16_t *out);
  * Fills a table by the single-precision spline.
  *
  * @param curve  the curve, of any type; a single knot gives a table of one 0
- * @param out    the table; segments whose x falls are skipped. Nothing is written if an argument is null or the count
- * or the range is less than 1.
+ * @param out    the table; segments whose x does not rise are skipped. Nothing is written if an argument is null or the
+ * count or the range is less than 1.
  */
 void spline_interpolate_float(const interp_curve *curve, float *out);
 

@@ -19,9 +19,9 @@ constexpr int32_t kTurn = 360 << 10;
 
 // The angle less whole turns, in [-half a turn, half a turn).
 //
-// Counted from the least angle, -2^31, the angle is unsigned; `ahead` more bring it to a place where half turns are
-// multiples of half a turn again. A turn is 90 steps of 4096, and floor(steps / 90) the upper half of a product with
-// 2^32 / 90 rounded up, exact for any count below 3 x 10^8.
+// Counted from the least angle, -2^31, the angle is unsigned; `ahead` steps of 4096 more make it a whole number of
+// turns at -180 degrees. A turn is 90 steps, and floor(steps / 90) the upper half of a product with 2^32 / 90 rounded
+// up, exact for any count below 3 x 10^8.
 [[gnu::always_inline]] constexpr int32_t wrapped(int32_t angle) {
     constexpr uint32_t least = uint32_t{1} << 31, ahead = 97, ninetieth = 47721859;
     static_assert(kTurn == 90 << 12 && (least + (ahead << 12)) % kTurn == kHalfTurn);

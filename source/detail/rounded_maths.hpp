@@ -92,8 +92,9 @@ private:
 
         // The k-th term is rest^k / k!; odd ones belong to the sine, even ones to the cosine, each with alternating
         // signs.
+        const double negligible = std::fabs(rest.high) * 0x1p-110;
         double_double term = rest, sine = rest, cosine = {1, 0};
-        for (int k = 2; k < 30; ++k) {
+        for (int k = 2; std::fabs(term.high) > negligible; ++k) {
             term = quotient(product(term, rest), k);
             double_double &series = k % 2 ? sine : cosine;
             series = sum(series, k / 2 % 2 ? negative(term) : term);
