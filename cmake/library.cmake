@@ -6,15 +6,14 @@ set(vela_hot_modules interp matrix polyfit resample solve spheremap svd text)
 foreach(module IN LISTS vela_hot_modules)
   set_source_files_properties(${PROJECT_SOURCE_DIR}/source/${module}.cpp PROPERTIES COMPILE_OPTIONS -O3)
 endforeach()
-# Its inner loops fit the registers of 32-bit ARM only if loads stay where they are written.
-set_property(SOURCE ${PROJECT_SOURCE_DIR}/source/resample.cpp APPEND PROPERTY COMPILE_OPTIONS
-  $<$<CXX_COMPILER_ID:GNU>:-fno-schedule-insns>)
-
 # Where kernels fill the vector registers of 32-bit ARM, renaming them spares copies, and so does keeping to the order
 # of the source.
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
   set_source_files_properties(${PROJECT_SOURCE_DIR}/source/colour.cpp PROPERTIES COMPILE_OPTIONS -frename-registers)
-  set_source_files_properties(${PROJECT_SOURCE_DIR}/source/svd.cpp PROPERTIES COMPILE_OPTIONS "-O3;-fno-schedule-insns")
+  foreach(module IN ITEMS resample svd)
+    set_source_files_properties(${PROJECT_SOURCE_DIR}/source/${module}.cpp PROPERTIES
+      COMPILE_OPTIONS "-O3;-fno-schedule-insns")
+  endforeach()
 endif()
 
 add_library(vela_objects OBJECT ${vela_sources})

@@ -2,6 +2,7 @@
 #include "detail/polyphase.hpp"
 #include "detail/samples.hpp"
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <new>
@@ -52,7 +53,10 @@ constexpr uint32_t kShortestCycle = 32;
 float lanczos(float x, float lobes) { return static_cast<float>(sinc(x) * sinc(x / lobes)); }
 
 // A weight with kFractionBits bits of fraction, rounded half up above zero and towards zero below.
-int16_t coefficient(float weight) { return static_cast<int16_t>(0.5F + float{1 << kFractionBits} * weight); }
+int16_t coefficient(float weight) {
+    const float half_more = 0.5F + float{1 << kFractionBits} * weight;
+    return static_cast<int16_t>(half_more);
+}
 
 // Gives the record a symmetric table, of which half_table(k) is coefficient k up to the middle one. A length that can't
 // be, or no memory, leaves the record as it was.
@@ -105,8 +109,9 @@ template <class Word>
         std::memcpy(&of_b, b, sizeof of_b);
         difference |= of_a ^ of_b;
     }
-    const Word none = {};
-    *differ = std::memcmp(&difference, &none, sizeof none) != 0 || !std::equal(a, a + count, b);
+    std::array<uint8_t, sizeof(Word)> parts;
+    std::memcpy(&parts, &difference, sizeof parts);
+    *differ = parts != decltype(parts){} || !std::equal(a, a + count, b);
 }
 
 bool are_equal(const int16_t *a, const int16_t *b, uint32_t count) {

@@ -45,7 +45,8 @@ struct halved {
 // often; in the lanes of a vector three steps do, since the limits here are never more than seven halvings away.
 template <int limit>
 [[gnu::always_inline]] inline halved<int> halve_below(int value) {
-    const int times = std::bit_width(static_cast<std::uint32_t>(value | limit / 2)) - std::bit_width(limit - 1U);
+    const auto width = [](int of) { return static_cast<int>(std::bit_width(static_cast<std::uint32_t>(of))); };
+    const int times = width(value | limit / 2) - width(limit - 1);
     return {times, value >> times};
 }
 
