@@ -178,7 +178,8 @@ void rebuild(resample_plan &plan, const resample_state &state) {
 }
 
 // The plan to convert by, or null where there is none or where so few outputs would not pay for the look at the table.
-const resample_plan *usable_plan(const resample_state &state, uint32_t outputs) {
+// Not inlined, since the comparison would then run out of registers.
+[[gnu::noinline]] const resample_plan *usable_plan(const resample_state &state, uint32_t outputs) {
     constexpr uint32_t few = 16;
     if (!state.plan || outputs < few + state.interp_factor / 4)
         return nullptr;
@@ -247,67 +248,38 @@ struct call_extent {
     }
 };
 
-// The conversion as it is meant: each output sums the coefficients of its phase, L apart, times the samples from its
-// newest one backwards, which lie in the input and before that in the history.
-template <class In, class Out>
-void convert_plainly(const resample_state &state, const uint8_t *in, uint8_t *out, uint32_t outputs) {
-    const uint32_t L = state.interp_factor, M = state.decim_factor;
-    const ptrdiff_t history = state.history_len;
-    auto newest = static_cast<ptrdiff_t>(state.phase / L);
-    uint32_t phase = state.phase % L;
-    for (; outputs; --outputs, out += Out::size) {
-        uint32_t sum = 0;
-        ptrdiff_t i = newest;
-        for (uint32_t k = phase; k < state.num_coeffs && newest - i <= history; k += L, --i) {
-            const int sample = i < 0 ? state.history[history + i] : In::decode(in + i * ptrdiff_t{In::size});
-            sum += static_cast<uint32_t>(state.coeffs[k] * sample);
-        }
-        Out::encode(sample_of(sum, state.coeff_shift), out);
-        newest += M / L;
-        phase += M % L;
-        if (phase >= L) {
-            phase -= L;
-            ++newest;
-        }
-    }
-}
+// What the conversion needs of a sample format. It calls these once for a block of samples, so that one text serves all
+// pairs of formats.
+struct sample_format {
+    uint32_t size; // of a sample, in bytes
+    bool is_native;
+    int16_t (*decode)(const uint8_t *from);
+    void (*encode)(int sample, uint8_t *to);
+    void (*decode_block)(const uint8_t *from, size_t count, int16_t *samples);
+    void (*encode_block)(const int16_t *samples, size_t count, uint8_t *to);
+    void (*filter_window)(const polyphase &filter, const int16_t *window, row_position &at, uint32_t count,
+                          uint8_t *out, bool has_slack);
+};
 
-// The input as samples to compute with, where it is such already.
-template <class In>
-const int16_t *as_samples(const uint8_t *in) {
-    const bool is_aligned = reinterpret_cast<uintptr_t>(in) % alignof(int16_t) == 0;
-    return std::is_same_v<In, native_codec> && is_aligned ? reinterpret_cast<const int16_t *>(in) : nullptr;
-}
+template <class Codec>
+constexpr sample_format kFormat = {Codec::size,         std::is_same_v<Codec, native_codec>,
+                                   Codec::decode,       Codec::encode,
+                                   decode_block<Codec>, encode_block<Codec>,
+                                   filter_window<Codec>};
 
-// The same by rows, over a window that moves along the decoded input. Native samples are decoded only as far as outputs
-// reach back into the history; behind that, the input itself is the window.
-template <class In, class Out>
-void convert_by_rows(const resample_state &state, const resample_plan &plan, const uint8_t *in, uint8_t *out,
-                     const call_extent &extent) {
-    alignas(16) int16_t window[kWindow];
-    // Input is decoded to an aligned address, quicker for most.
-    int16_t *const fresh = window + (kLead + state.history_len + 7) / 8 * 8, *const history = fresh - state.history_len;
-    const auto piece_room = static_cast<uint32_t>(std::end(window) - kSlack - fresh);
-    std::fill_n(history - kLead, kLead, int16_t{0});
-    std::copy_n(state.history, state.history_len, history);
-
-    const int16_t *const samples = as_samples<In>(in);
-    const uint32_t decoded = samples ? std::min(extent.needed, plan.filter.taps - 1) : extent.needed;
-    row_position at = plan.position_of(state.phase, fresh - window);
-    uint32_t made = 0;
-    for (uint32_t begin = 0, end; begin < decoded; begin = end) {
-        end = begin + std::min(decoded - begin, piece_room);
-        decode_block<In>(in + size_t{begin} * In::size, end - begin, fresh);
-        const uint32_t up_to =
-            end == extent.needed ? extent.outputs : static_cast<uint32_t>(outputs_within(state, end));
-        filter_window<Out>(plan.filter, window, at, up_to - made, out + size_t{made} * Out::size, true);
-        made = up_to;
-        std::memmove(history, history + (end - begin), state.history_len * sizeof *history);
-        at.origin -= static_cast<ptrdiff_t>(end - begin);
-    }
-    if (made < extent.outputs) {
-        at.origin += decoded - (fresh - window);
-        filter_window<Out>(plan.filter, samples, at, extent.outputs - made, out + size_t{made} * Out::size, false);
+// The format of a tag, or null for a tag that is none.
+const sample_format *find_format(uint32_t tag) {
+    switch (tag) {
+    case RESAMPLE_LEND:
+        return &kFormat<linear_codec<std::endian::little>>;
+    case RESAMPLE_BEND:
+        return &kFormat<linear_codec<std::endian::big>>;
+    case RESAMPLE_ALAW:
+        return &kFormat<alaw_codec>;
+    case RESAMPLE_ULAW:
+        return &kFormat<ulaw_codec>;
+    default:
+        return nullptr;
     }
 }
 
@@ -317,55 +289,104 @@ bool only_recodes(const resample_state &state) {
            state.coeff_shift == kFractionBits && state.coeffs[0] == 1 << kFractionBits;
 }
 
-template <class In, class Out>
-void recode(const uint8_t *in, uint8_t *out, uint32_t count) {
-    int16_t block[kWindow];
-    for (uint32_t piece; count; count -= piece, in += piece * In::size, out += piece * Out::size) {
-        piece = std::min(count, kWindow);
-        decode_block<In>(in, piece, block);
-        encode_block<Out>(block, piece, out);
+// A conversion from one format to another.
+struct converter {
+    const sample_format &from, &to;
+
+    // The conversion as it is meant: each output sums the coefficients of its phase, L apart, times the samples from
+    // its newest one backwards, which lie in the input and before that in the history.
+    void convert_plainly(const resample_state &state, const uint8_t *in, uint8_t *out, uint32_t outputs) const {
+        const uint32_t L = state.interp_factor, M = state.decim_factor;
+        const ptrdiff_t history = state.history_len;
+        auto newest = static_cast<ptrdiff_t>(state.phase / L);
+        uint32_t phase = state.phase % L;
+        for (; outputs; --outputs, out += to.size) {
+            uint32_t sum = 0;
+            ptrdiff_t i = newest;
+            for (uint32_t k = phase; k < state.num_coeffs && newest - i <= history; k += L, --i) {
+                const int sample =
+                    i < 0 ? state.history[history + i] : from.decode(in + i * static_cast<ptrdiff_t>(from.size));
+                sum += static_cast<uint32_t>(state.coeffs[k] * sample);
+            }
+            to.encode(sample_of(sum, state.coeff_shift), out);
+            newest += M / L;
+            phase += M % L;
+            if (phase >= L) {
+                phase -= L;
+                ++newest;
+            }
+        }
     }
-}
 
-// Moves the samples before in[count] into the history, as many as it holds.
-template <class In>
-void remember(resample_state &state, const uint8_t *in, uint32_t count) {
-    const uint32_t fresh = std::min<uint32_t>(count, state.history_len), kept = state.history_len - fresh;
-    std::memmove(state.history, state.history + fresh, kept * sizeof *state.history);
-    decode_block<In>(in + size_t{count - fresh} * In::size, fresh, state.history + kept);
-}
-
-template <class In, class Out>
-void convert(resample_state &state, const uint8_t *in, uint32_t &in_count, uint8_t *out, uint32_t &out_count) {
-    const call_extent extent(state, in_count, out_count);
-    if (only_recodes(state))
-        recode<In, Out>(in, out, extent.outputs);
-    else if (const resample_plan *plan = usable_plan(state, extent.outputs))
-        convert_by_rows<In, Out>(state, *plan, in, out, extent);
-    else
-        convert_plainly<In, Out>(state, in, out, extent.outputs);
-    remember<In>(state, in, extent.consumed);
-    state.phase = extent.next_phase;
-    in_count = extent.consumed;
-    out_count = extent.outputs;
-}
-
-// Calls action with the codec of a format; nothing happens for a tag that is none.
-template <class Action>
-void with_codec(uint32_t format, Action action) {
-    switch (format) {
-    case RESAMPLE_LEND:
-        return action(linear_codec<std::endian::little>{});
-    case RESAMPLE_BEND:
-        return action(linear_codec<std::endian::big>{});
-    case RESAMPLE_ALAW:
-        return action(alaw_codec{});
-    case RESAMPLE_ULAW:
-        return action(ulaw_codec{});
-    default:
-        return;
+    // The input as samples to compute with, where it is such already.
+    const int16_t *as_samples(const uint8_t *in) const {
+        const bool is_aligned = reinterpret_cast<uintptr_t>(in) % alignof(int16_t) == 0;
+        return from.is_native && is_aligned ? reinterpret_cast<const int16_t *>(in) : nullptr;
     }
-}
+
+    // The same by rows, over a window that moves along the decoded input. Native samples are decoded only as far as
+    // outputs reach back into the history; behind that, the input itself is the window.
+    void convert_by_rows(const resample_state &state, const resample_plan &plan, const uint8_t *in, uint8_t *out,
+                         const call_extent &extent) const {
+        alignas(16) int16_t window[kWindow];
+        // Input is decoded to an aligned address, quicker for most.
+        int16_t *const fresh = window + (kLead + state.history_len + 7) / 8 * 8;
+        int16_t *const history = fresh - state.history_len;
+        const auto piece_room = static_cast<uint32_t>(std::end(window) - kSlack - fresh);
+        std::fill_n(history - kLead, kLead, int16_t{0});
+        std::copy_n(state.history, state.history_len, history);
+
+        const int16_t *const samples = as_samples(in);
+        const uint32_t decoded = samples ? std::min(extent.needed, plan.filter.taps - 1) : extent.needed;
+        row_position at = plan.position_of(state.phase, fresh - window);
+        uint32_t made = 0;
+        for (uint32_t begin = 0, end; begin < decoded; begin = end) {
+            end = begin + std::min(decoded - begin, piece_room);
+            from.decode_block(in + size_t{begin} * from.size, end - begin, fresh);
+            const uint32_t up_to =
+                end == extent.needed ? extent.outputs : static_cast<uint32_t>(outputs_within(state, end));
+            to.filter_window(plan.filter, window, at, up_to - made, out + size_t{made} * to.size, true);
+            made = up_to;
+            std::memmove(history, history + (end - begin), state.history_len * sizeof *history);
+            at.origin -= static_cast<ptrdiff_t>(end - begin);
+        }
+        if (made < extent.outputs) {
+            at.origin += decoded - (fresh - window);
+            to.filter_window(plan.filter, samples, at, extent.outputs - made, out + size_t{made} * to.size, false);
+        }
+    }
+
+    void recode(const uint8_t *in, uint8_t *out, uint32_t count) const {
+        int16_t block[kWindow];
+        for (uint32_t piece; count; count -= piece, in += piece * from.size, out += piece * to.size) {
+            piece = std::min(count, kWindow);
+            from.decode_block(in, piece, block);
+            to.encode_block(block, piece, out);
+        }
+    }
+
+    // Moves the samples before in[count] into the history, as many as it holds.
+    void remember(resample_state &state, const uint8_t *in, uint32_t count) const {
+        const uint32_t fresh = std::min<uint32_t>(count, state.history_len), kept = state.history_len - fresh;
+        std::memmove(state.history, state.history + fresh, kept * sizeof *state.history);
+        from.decode_block(in + size_t{count - fresh} * from.size, fresh, state.history + kept);
+    }
+
+    void convert(resample_state &state, const uint8_t *in, uint32_t &in_count, uint8_t *out,
+                 uint32_t &out_count) const {
+        const call_extent extent(state, in_count, out_count);
+        if (only_recodes(state))
+            recode(in, out, extent.outputs);
+        else if (const resample_plan *plan = usable_plan(state, extent.outputs))
+            convert_by_rows(state, *plan, in, out, extent);
+        else
+            convert_plainly(state, in, out, extent.outputs);
+        remember(state, in, extent.consumed);
+        state.phase = extent.next_phase;
+        in_count = extent.consumed;
+        out_count = extent.outputs;
+    }
+};
 
 } // namespace
 
@@ -428,15 +449,14 @@ void resample_free(resample_state *state) {
 
 void resample_mono(resample_state *state, const void *in, uint32_t *in_count, void *out, uint32_t *out_count,
                    uint32_t in_format, uint32_t out_format) {
-    with_codec(in_format, [=](auto in_codec) {
-        with_codec(out_format, [=](auto out_codec) {
-            if (!in || !out || *in_count == 0 || *out_count == 0)
-                *in_count = *out_count = 0;
-            else
-                convert<decltype(in_codec), decltype(out_codec)>(*state, static_cast<const uint8_t *>(in), *in_count,
-                                                                 static_cast<uint8_t *>(out), *out_count);
-        });
-    });
+    const sample_format *from = find_format(in_format), *to = find_format(out_format);
+    if (!from || !to)
+        return;
+    if (!in || !out || *in_count == 0 || *out_count == 0)
+        *in_count = *out_count = 0;
+    else
+        converter{*from, *to}.convert(*state, static_cast<const uint8_t *>(in), *in_count, static_cast<uint8_t *>(out),
+                                      *out_count);
 }
 
 void resample_test(resample_state *state, const int16_t *in, uint32_t *in_count, int16_t *out, uint32_t *out_count) {
