@@ -676,16 +676,18 @@ START_TEST(growth_of_altered_hulls)
             for (chull_vertex *v : listed(ctx->vertices))
                 v->coord[0] += 100;
         },
-        [](chull_ctx *ctx) { std::fill_n(ctx->vertices->coord, 3, 60); },
+        [](chull_ctx *ctx) { std::fill_n(ctx->vertices->next->coord, 3, 80); },
         [](chull_ctx *ctx) {
             for (chull_vertex *v : listed(ctx->vertices))
                 v->coord[0] = 255 - v->coord[0];
         },
     };
-    const cloud points = {{9, 9, 255}, {99, 9, 9}, {9, 99, 9}, {0, 0, 0}, {199, 199, 255}, {90, 90, 199}};
-    cloud more;
+    // The last vertex stands a little above a face, so that it can be dented below it; the last of the new points is
+    // then inside, and yet sees a face of the dent.
+    cloud points = kTetrahedron, more;
+    points.add(90, 90, 90);
     for (int i = 0; i < 20; ++i)
-        more.add(255, 255, i < 10 ? 0 : 1);
+        more.add(i < 10 ? 10 : 128, i < 10 ? 10 : 128, i < 10 ? 200 : i / 15);
     for (const auto alter : alterations) {
         const hull fast(points), stepped(points);
         alter(fast.ctx);
