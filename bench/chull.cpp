@@ -1,17 +1,26 @@
 // Convex hulls of 8-bit points: get_chull() against Qhull and CGAL, which get the same points as doubles. A hull is
 // built and released again each time.
 //
-// How our time grows: a point costs one walk over a step or two of the surface, however large the hull is, so the time
-// per point is flat as soon as few points change the hull. What is on top is the insertions. On the shell every early
-// point is one, so at 10^3 and 10^4 the cost of an insertion shows; there are no more than some thousand corners in
-// the 8-bit grid, so from 10^5 on almost all points are inside or already there. On cube and ball the number of
-// insertions grows with a small power of the logarithm of the points: their share falls from the start.
+// How our time grows with the number of points n: the time of a point that changes nothing hardly depends on the hull.
+// It is a look at its column, which settles most points of a full body, or else a walk over a step or two of the
+// surface. A point that changes the hull costs about as much as a dozen of them, however large the hull is. So the time
+// per point follows the share of the points that change the hull. In cube and ball that share falls from the start: the
+// hull of n random points has O(log^2 n) and O(n^(1/2)) vertices, and so the time per point falls by an order of
+// magnitude from 10^3 to 10^6. On the shell nearly every point is a vertex, until the 8-bit grid is full: it has no
+// more than some ten thousand of them. There the time per point is flat up to 10^4 and falls from then on.
 #include "ratios.hpp"
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <malloc.h>
+#include <memory>
 #include <random>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
 #include <vela/chull.h>
 
 #ifdef HAVE_QHULL_R
@@ -127,6 +136,47 @@ void register_builds(const char *name, shape kind, int count) {
     ratios::bar(case_name, 2, {"cgal"});
 }
 
+// The rise of the memory's high-water mark while a hull is built in a process of its own, in KiB, or -1.
+long peak_memory(const cloud &points) {
+    int ends[2];
+    if (pipe(ends) != 0)
+        return -1;
+    const pid_t child = fork();
+    if (child == 0) {
+        const auto status = [](const std::string &field) {
+            std::ifstream file("/proc/self/status");
+            for (std::string line; std::getline(file, line);)
+                if (line.rfind(field, 0) == 0)
+                    return std::atol(line.c_str() + field.size());
+            return -1L;
+        };
+        // No memory that is there already may hide what the hull takes.
+        malloc_trim(0);
+        std::ofstream("/proc/self/clear_refs") << 5;
+        const long before = status("VmRSS:");
+        const hull built(points);
+        const long rise = status("VmHWM:") - before;
+        _exit(write(ends[1], &rise, sizeof rise) == sizeof rise ? 0 : 1);
+    }
+    long rise = -1;
+    if (child < 0 || read(ends[0], &rise, sizeof rise) != sizeof rise)
+        rise = -1;
+    waitpid(child, nullptr, 0);
+    close(ends[0]);
+    close(ends[1]);
+    return rise;
+}
+
+void note_memory(const char *name, shape kind) {
+    constexpr int kCount = 1000000;
+    const long kibibytes = peak_memory(cloud_of(kind, kCount));
+    char line[120];
+    std::snprintf(line, sizeof line, "memory for 10^6 points of a %s: %.1f MiB, %.2f bytes a point (bar 128 MiB %s)",
+                  name, static_cast<double>(kibibytes) / 1024, static_cast<double>(kibibytes) * 1024 / kCount,
+                  kibibytes >= 0 && kibibytes <= 128 * 1024 ? "met" : "MISSED");
+    ratios::note(line);
+}
+
 // Points of the inside, for which every face is looked at.
 void register_queries() {
     static const hull built(cloud_of(shape::shell, 252 + 11));
@@ -152,6 +202,8 @@ void register_queries() {
 }
 
 const bool registered = [] {
+    note_memory("cube", shape::cube);
+    note_memory("shell", shape::shell);
     for (int count = 1000; count <= 1000000; count *= 10) {
         register_builds("cube", shape::cube, count);
         register_builds("ball", shape::ball, count);
