@@ -7,6 +7,7 @@
 namespace {
 
 constexpr smap_view kView = {640, 480, 102400, 10240, 61440};
+constexpr smap_screen_pt kCentre = {kView.width / 2, kView.height / 2};
 constexpr double kToRadians = 3.14159265358979323846 / 184320;
 
 // Directions all over the view and its surroundings, some behind it.
@@ -51,8 +52,8 @@ void libm_onto_sphere(const std::vector<smap_screen_pt> &from, std::vector<smap_
     const double tilt_sine = std::sin(kView.tilt * kToRadians), tilt_cosine = std::cos(kView.tilt * kToRadians);
     const double radians_per_pixel = kView.fov * kToRadians / kView.width;
     for (size_t i = 0; i < from.size(); ++i) {
-        const double across = std::sin((from[i].x - kView.width / 2) * radians_per_pixel);
-        const double up = std::sin((kView.height / 2 - from[i].y) * radians_per_pixel);
+        const double across = std::sin((from[i].x - kCentre.x) * radians_per_pixel);
+        const double up = std::sin((kCentre.y - from[i].y) * radians_per_pixel);
         const double depth = std::sqrt(1 - (up * up + across * across));
         const double pan = std::atan2(across, tilt_cosine * depth - tilt_sine * up);
         const double tilt = std::asin(up * tilt_cosine + depth * tilt_sine);
@@ -79,7 +80,7 @@ void add(const std::string &case_name, const std::string &implementation, size_t
 const bool registered = [] {
     using sphere_points = std::vector<smap_sphere_pt>;
     using screen_points = std::vector<smap_screen_pt>;
-    for (const size_t count : {4, 32, 1024}) {
+    for (const size_t count : {size_t{4}, size_t{32}, size_t{1024}}) {
         const std::string onto_screen = "onto screen/" + std::to_string(count) + " points";
         add(onto_screen, "vela", count, [](sphere_points &sphere, screen_points &screen) {
             const smap_sphere_poly source = {static_cast<uint32_t>(sphere.size()), sphere.data()};

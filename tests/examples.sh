@@ -1,5 +1,5 @@
 #!/bin/sh
-# The examples print the same bytes on every machine: runs the commands of a list and compares the digests of their outputs.
+# The examples make the same bytes on every machine: runs the commands of a list and compares the digests of their outputs.
 # usage: examples.sh PROGRAMS-DIR LIST [EMULATOR [ARGUMENT...]]
 set -eu
 programs=$1 list=$2
@@ -12,9 +12,22 @@ run() {
     $emulator "$programs/$program" "$@"
 }
 
-# Inputs: a grid over a screen, and one over the sphere.
+# Inputs: a grid over a screen, one over the sphere, and a picture.
 pixels() { awk 'BEGIN { for (y = 0; y < 480; y += 8) for (x = 0; x < 640; x += 16) print x, y }'; }
 directions() { awk 'BEGIN { for (t = -90; t <= 90; t += 3.75) for (p = 0; p < 360; p += 3.7) print p, t }'; }
+picture() {
+    printf 'P6\n33 20\n255\n'
+    printf "$(awk 'BEGIN { for (i = 0; i < 33 * 20 * 3; i++) printf "\\%03o", (i * 37 + int(i / 99) * 11) % 256 }')"
+}
+
+dir=$(mktemp -d)
+trap 'rm -rf "$dir"' EXIT
+# What a conversion says, and what it makes of the picture on both ways.
+colour() {
+    picture >"$dir/picture"
+    run colour -c "$1" -y "$dir/ycc" -o "$dir/back" "$dir/picture"
+    cat "$dir/ycc" "$dir/back"
+}
 
 status=0
 while read -r digest command; do

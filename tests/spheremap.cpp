@@ -297,7 +297,8 @@ START_TEST(prints)
     std::string expected = "\ni =  0, x =    1, y =  -20\ni =  1, x = 12345, y =    0\n";
     for (int i = 2; i < 11; ++i)
         expected += (i < 10 ? "i =  " : "i = ") + std::to_string(i) + ", x =    0, y =    0\n";
-    assert_text_eq(captured(stdout, [&] { smap_print_screen_poly(&positions); }), expected);
+    const std::string positions_text = captured(stdout, [&] { smap_print_screen_poly(&positions); });
+    ck_assert_str_eq(positions_text.c_str(), expected.c_str());
     assert_text_eq(captured(stdout, [&] { smap_print_sphere_poly(&directions); }),
                    "\ni =  0, pan = 100.000000, tilt = -0.000977\n"
                    "i =  1, pan = 262144.000000, tilt = 90.000000\n");
