@@ -20,7 +20,7 @@ struct doubles {
     half_doubles low, high;
 };
 
-// A vector in memory, at any address. As a vector of floats it may share memory with nothing but floats.
+// A vector in memory, at any float's address. To the compiler it overlaps with floats and with nothing else.
 using stored_floats [[gnu::vector_size(32), gnu::aligned(alignof(float))]] = float;
 
 [[gnu::always_inline]] inline floats load(const float *from) { return *reinterpret_cast<const stored_floats *>(from); }
