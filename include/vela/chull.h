@@ -37,12 +37,13 @@ typedef struct chull_face chull_face;
 
 /** One input point. It may be passed wherever a point is asked for, as its `coord`. */
 struct chull_vertex {
-    int32_t coord[3]; /**< x, y, z */
-    int32_t vnum;     /**< index in the arrays of the get_chull() call that brought it; chull_to_file() renumbers */
-    chull_edge *dup;  /**< during an insertion, the new edge from here to the point being added; else null */
-    int32_t active;   /**< 1 during clean-up if an edge ends here; else 0 */
-    int32_t mark;     /**< 0 until the construction has taken the point in, then 1 */
-    chull_vertex *next, *prev; /**< list links */
+    int32_t coord[3];   /**< x, y, z */
+    int32_t vnum;       /**< index in the arrays of the get_chull() call that brought it; chull_to_file() renumbers */
+    chull_edge *dup;    /**< during an insertion, the new edge from here to the point being added; else null */
+    int32_t active;     /**< 1 during clean-up if an edge ends here; else 0 */
+    int32_t mark;       /**< 0 until the construction has taken the point in, then 1 */
+    chull_vertex *next; /**< the next in the list */
+    chull_vertex *prev; /**< the one before */
 };
 
 /** An edge, shared by two faces. */
@@ -51,15 +52,17 @@ struct chull_edge {
     chull_vertex *endpts[2];  /**< the ends */
     chull_face *pending_face; /**< during an insertion, the new face on this edge of the visible region; else null */
     int32_t del;              /**< 1 when the edge lies inside the visible region, until clean-up removes it */
-    chull_edge *next, *prev;  /**< list links */
+    chull_edge *next;         /**< the next in the list */
+    chull_edge *prev;         /**< the one before */
 };
 
 /** A triangle. */
 struct chull_face {
-    chull_edge *edges[3];    /**< the sides; see EdgeOrderOnFaces() for their order */
-    chull_vertex *vert[3];   /**< the corners, counter-clockwise seen from outside */
-    int32_t vis;             /**< 1 when visible from the point being added, until clean-up removes it */
-    chull_face *next, *prev; /**< list links */
+    chull_edge *edges[3];  /**< the sides; see EdgeOrderOnFaces() for their order */
+    chull_vertex *vert[3]; /**< the corners, counter-clockwise seen from outside */
+    int32_t vis;           /**< 1 when visible from the point being added, until clean-up removes it */
+    chull_face *next;      /**< the next in the list */
+    chull_face *prev;      /**< the one before */
 };
 
 /** A hull: the heads of its lists, and two switches that the caller sets. */
@@ -84,37 +87,70 @@ int32_t alloc_chull(chull_ctx **out);
 
 /**
  * Releases every record of a hull and leaves it empty, ready for get_chull(). The hull record itself stays, and so do
- * its switches. @p hull must not be null.
+ * its switches.
+ *
+ * @param hull  the hull, not null
  */
 void free_chull(chull_ctx *hull);
 
 /**
  * Appends a vertex with a null `dup` and `active` and `mark` 0; `coord` and `vnum` are for the caller to fill.
  *
+ * @param hull  the hull
  * @return the vertex, or null when memory runs out (a message says so)
  */
 chull_vertex *MakeNullVertex(chull_ctx *hull);
 
-/** Appends an edge with everything null and `del` 0. Returns null when memory runs out (a message says so). */
+/**
+ * Appends an edge with everything null and `del` 0.
+ *
+ * @param hull  the hull
+ * @return the edge, or null when memory runs out (a message says so)
+ */
 chull_edge *MakeNullEdge(chull_ctx *hull);
 
-/** Appends a face with everything null and `vis` 0. Returns null when memory runs out (a message says so). */
+/**
+ * Appends a face with everything null and `vis` 0.
+ *
+ * @param hull  the hull
+ * @return the face, or null when memory runs out (a message says so)
+ */
 chull_face *MakeNullFace(chull_ctx *hull);
 
-/** The number of faces; 0 for a null hull. */
+/**
+ * Counts the faces.
+ *
+ * @param hull  the hull, or null
+ * @return their number, 0 for null
+ */
 uint32_t chull_num_faces(const chull_ctx *hull);
 
-/** The number of edges; 0 for a null hull. */
+/**
+ * Counts the edges.
+ *
+ * @param hull  the hull, or null
+ * @return their number, 0 for null
+ */
 uint32_t chull_num_edges(const chull_ctx *hull);
 
-/** The number of vertices that the construction has taken in (`mark` not 0); 0 for a null hull. */
+/**
+ * Counts the vertices that the construction has taken in (`mark` not 0).
+ *
+ * @param hull  the hull, or null
+ * @return their number, 0 for null
+ */
 uint32_t chull_num_vertices(const chull_ctx *hull);
 
 /** @} */
 /** @name Predicates */
 /** @{ */
 
-/** Returns 1 when three points lie on one line (or coincide), else 0. */
+/**
+ * Whether three points lie on one line (or coincide).
+ *
+ * @param a,b,c  the points
+ * @return 1 or 0
+ */
 int32_t Collinear(const int32_t *a, const int32_t *b, const int32_t *c);
 
 /**
@@ -154,6 +190,9 @@ int32_t get_chull(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32
 /**
  * Appends one vertex per point, numbered from 0. Nothing happens when @p n is below 1.
  *
+ * @param hull      the hull
+ * @param xs,ys,zs  the coordinates, @p n of each
+ * @param n         number of points
  * @return 0; 1 when memory runs out
  */
 int32_t ReadVertices(chull_ctx *hull, const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n);
@@ -162,6 +201,7 @@ int32_t ReadVertices(chull_ctx *hull, const uint8_t *xs, const uint8_t *ys, cons
  * Makes the starting triangle, both sides of it, of the first three consecutive vertices that are not in line, and
  * moves the list's head to the first vertex outside its plane.
  *
+ * @param hull  the hull, with vertices only
  * @return 0; 1 with a message when there are no such vertices (see get_chull()), or when memory runs out
  */
 int32_t DoubleTriangle(chull_ctx *hull);
@@ -189,6 +229,9 @@ void MakeCcw(chull_face *f, chull_edge *e, chull_vertex *p);
 /**
  * Appends the triangle from an edge of the visible region's border to a point, and the sides that are still missing.
  *
+ * @param hull  the hull
+ * @param e     the edge, one of whose faces is marked `vis`
+ * @param p     the point
  * @return the face; null when memory runs out
  */
 chull_face *MakeConeFace(chull_ctx *hull, chull_edge *e, chull_vertex *p);
@@ -196,14 +239,24 @@ chull_face *MakeConeFace(chull_ctx *hull, chull_edge *e, chull_vertex *p);
 /**
  * Adds one vertex: marks what it sees for removal and joins it to the border. CleanUp() must follow.
  *
+ * @param hull  the hull
+ * @param p     the vertex, in its list
  * @return 1 when the vertex lies outside the hull, 0 when it does not, -1 when memory runs out
  */
 int32_t AddOne(chull_ctx *hull, chull_vertex *p);
 
-/** Puts the pending faces in the place of visible ones and releases the edges marked `del`. */
+/**
+ * Puts the pending faces in the place of visible ones and releases the edges marked `del`.
+ *
+ * @param hull  the hull
+ */
 void CleanEdges(chull_ctx *hull);
 
-/** Releases the faces marked `vis`. */
+/**
+ * Releases the faces marked `vis`.
+ *
+ * @param hull  the hull
+ */
 void CleanFaces(chull_ctx *hull);
 
 /**
@@ -215,12 +268,18 @@ void CleanFaces(chull_ctx *hull);
  */
 void CleanVertices(chull_ctx *hull, chull_vertex **cursor);
 
-/** CleanEdges(), CleanFaces() and CleanVertices(). */
+/**
+ * CleanEdges(), CleanFaces() and CleanVertices().
+ *
+ * @param hull    the hull
+ * @param cursor  as for CleanVertices()
+ */
 void CleanUp(chull_ctx *hull, chull_vertex **cursor);
 
 /**
  * Adds every vertex with `mark` 0, from the head on.
  *
+ * @param hull  the hull
  * @return 0; 1 when the `check` switch found a fault or memory ran out
  */
 int32_t ConstructHull(chull_ctx *hull);
@@ -229,6 +288,7 @@ int32_t ConstructHull(chull_ctx *hull);
  * Brings each face's edges in the order of its corners: edges[i] joins vert[i] and vert[(i + 1) mod 3]. Of a finished
  * hull's faces only one, made of the starting triangle, may need it.
  *
+ * @param hull  the hull
  * @return 0
  */
 int32_t EdgeOrderOnFaces(chull_ctx *hull);
@@ -237,7 +297,12 @@ int32_t EdgeOrderOnFaces(chull_ctx *hull);
 /** @name Queries */
 /** @{ */
 
-/** The scalar product of two points. */
+/**
+ * The scalar product of two points.
+ *
+ * @param u,v  the points
+ * @return u.x v.x + u.y v.y + u.z v.z
+ */
 int32_t dot(const int32_t *u, const int32_t *v);
 
 /**
@@ -264,44 +329,101 @@ uint32_t pt_to_tri_dist_sq(const chull_face *f, const int32_t *p);
  */
 int32_t dist_to_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z, uint32_t *min_out, uint32_t *max_out);
 
-/** Returns 1 when a point lies in the hull or on its surface, else 0; 0 for a null hull or one without faces. */
+/**
+ * Whether a point lies in the hull or on its surface.
+ *
+ * @param hull   the hull, or null
+ * @param x,y,z  the point; far outside the range 0 to 255 orientations wrap
+ * @return 1 or 0; 0 for null and for a hull without faces
+ */
 int32_t is_in_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z);
 
-/** Six times the hull's volume, at most 99488250; 0 for a null hull or one without faces. */
+/**
+ * Six times the volume.
+ *
+ * @param hull  the hull, or null
+ * @return six times its volume, at most 99488250; 0 for null and for a hull without faces
+ */
 int32_t chull_volume6(const chull_ctx *hull);
 
 /** @} */
 /** @name Checks, listings, files */
 /** @{ */
 
-/** Runs Consistency(), Convexity(), CheckEuler() and CheckEndpts(). Returns 1 at the first that fails, else 0. */
+/**
+ * Runs Consistency(), Convexity(), CheckEuler() and CheckEndpts(), up to the first that fails.
+ *
+ * @param hull  the hull
+ * @return 1 when one failed, else 0
+ */
 int32_t Checks(const chull_ctx *hull);
 
-/** Returns 0 when the two faces of every edge run along it in opposite directions; else 1, with a message. */
+/**
+ * Whether the two faces of every edge run along it in opposite directions.
+ *
+ * @param hull  the hull
+ * @return 0; 1 with a message when they don't
+ */
 int32_t Consistency(const chull_ctx *hull);
 
-/** Returns 0 when no vertex that was taken in lies outside a face, else 1, without a message. */
+/**
+ * Whether no vertex that was taken in lies outside a face.
+ *
+ * @param hull  the hull
+ * @return 0; 1, without a message, when one does
+ */
 int32_t Convexity(const chull_ctx *hull);
 
-/** Returns 0 when V - E + F = 2 and F = 2V - 4, else 1, with a message. */
+/**
+ * Whether V - E + F = 2 and F = 2V - 4.
+ *
+ * @param V,E,F  numbers of vertices, edges and faces
+ * @return 0; 1 with a message when they aren't
+ */
 int32_t CheckEuler(int32_t V, int32_t E, int32_t F);
 
-/** Returns 0 when every face's vert[i] is an end of its edges[i]; else 1, with a message for each that is not. */
+/**
+ * Whether every face's vert[i] is an end of its edges[i].
+ *
+ * @param hull  the hull
+ * @return 0; 1 with a message for each that is not
+ */
 int32_t CheckEndpts(const chull_ctx *hull);
 
-/** Lists the hull on the standard error stream, headed by a vertex's number and address. */
+/**
+ * Lists the hull on the standard error stream.
+ *
+ * @param hull  the hull
+ * @param v     the vertex whose number and address head the list
+ */
 void PrintOut(const chull_ctx *hull, const chull_vertex *v);
 
-/** Lists the vertices on the standard error stream. */
+/**
+ * Lists the vertices on the standard error stream.
+ *
+ * @param hull  the hull
+ */
 void PrintVertices(const chull_ctx *hull);
 
-/** Lists the edges on the standard error stream. */
+/**
+ * Lists the edges on the standard error stream.
+ *
+ * @param hull  the hull
+ */
 void PrintEdges(const chull_ctx *hull);
 
-/** Lists the faces on the standard error stream. */
+/**
+ * Lists the faces on the standard error stream.
+ *
+ * @param hull  the hull
+ */
 void PrintFaces(const chull_ctx *hull);
 
-/** Prints a point's coordinates on the standard output. */
+/**
+ * Prints a point's coordinates on the standard output.
+ *
+ * @param p  the point
+ */
 void PrintPoint(const int32_t *p);
 
 /**
