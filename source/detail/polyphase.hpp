@@ -240,7 +240,14 @@ Function for_taps(const std::array<Function, count> &functions, std::uint32_t ta
     return functions[index < count ? index : 0];
 }
 
-using unrolled_taps = std::make_integer_sequence<std::uint32_t, 9>;
+// Filters of up to 32 taps are unrolled; those that write G.711, mostly at low rates, up to 8; other byte orders none.
+template <std::uint32_t count>
+using unrolled = std::make_integer_sequence<std::uint32_t, count>;
+using unrolled_taps = unrolled<9>;
+template <class Codec>
+using unrolled_taps_for = unrolled<std::is_same_v<Codec, native_codec> ? 9
+                                   : Codec::size == 1                  ? 3
+                                                                       : 1>;
 
 template <class Codec, std::uint32_t... i>
 constexpr auto filters_each(std::integer_sequence<std::uint32_t, i...>) {
@@ -271,7 +278,7 @@ void filter_window(const polyphase &filter, const std::int16_t *window, row_posi
         }
     }
 #endif
-    static constexpr auto functions = filters_each<Codec>(unrolled_taps{});
+    static constexpr auto functions = filters_each<Codec>(unrolled_taps_for<Codec>{});
     for_taps(functions, filter.taps)(filter, window, at, count, out);
     at.advance(filter, count);
 }
