@@ -231,6 +231,11 @@ VELA_WIDE void filter_groups(const polyphase &filter, const std::int16_t *window
         vector_unit::store(sums, out);
     }
 }
+
+template <std::uint32_t... i>
+constexpr auto filters_groups(std::integer_sequence<std::uint32_t, i...>) {
+    return std::array{filter_groups<i * kTapsMultiple>...};
+}
 #endif
 
 // The filter function among several for fixed numbers of taps, the first of them for any.
@@ -254,16 +259,11 @@ constexpr auto filters_each(std::integer_sequence<std::uint32_t, i...>) {
     return std::array{filter_each<Codec, i * kTapsMultiple>...};
 }
 
-template <std::uint32_t... i>
-constexpr auto filters_groups(std::integer_sequence<std::uint32_t, i...>) {
-    return std::array{filter_groups<i * kTapsMultiple>...};
-}
-
 // The next outputs from a window, written by a codec. With slack behind its samples, so that the last outputs need not
 // be a whole group, the vector unit does them all.
 template <class Codec>
 void filter_window(const polyphase &filter, const std::int16_t *window, row_position &at, std::uint32_t count,
-                   std::uint8_t *out, bool has_slack) {
+                   std::uint8_t *out, [[maybe_unused]] bool has_slack) {
 #ifdef VELA_WIDE
     if (wide_unit()) {
         static constexpr auto functions = filters_groups(unrolled_taps{});
