@@ -165,6 +165,7 @@ void write_rows(resample_plan &plan, const resample_state &state, const row_layo
 void rebuild(resample_plan &plan, const resample_state &state) {
     const row_layout layout(state);
     plan.filter.cycle = 0;
+    plan.num_coeffs = 0;
     if (layout.rows == 0 || layout.rows > plan.row_room || layout.rows * layout.taps > plan.tap_room ||
         state.num_coeffs > plan.coeff_room)
         return;
