@@ -4,6 +4,7 @@
 #include <check.h>
 #undef fail // a macro that would break the standard headers below
 #include <cstdio>
+#include <initializer_list>
 #include <string>
 #include <unistd.h>
 
@@ -34,4 +35,14 @@ std::string captured(FILE *stream, Action action) {
         text += static_cast<char>(c);
     std::fclose(file);
     return text;
+}
+
+inline Suite *suite_of(const char *name, std::initializer_list<const TTest *> tests) {
+    Suite *suite = suite_create(name);
+    TCase *cases = tcase_create(name);
+    tcase_set_timeout(cases, 60);
+    for (const TTest *test : tests)
+        tcase_add_test(cases, test);
+    suite_add_tcase(suite, cases);
+    return suite;
 }
