@@ -1,17 +1,14 @@
+// The hull's records and the steps of its construction, one point at a time.
 #include "detail/chull_fast.hpp"
+#include "detail/chull_listing.hpp"
 #include "detail/diagnostics.hpp"
 #include "detail/memory.hpp"
 #include "detail/ring.hpp"
-#include "detail/simd.hpp"
 #include "detail/vector3.hpp"
 #include <algorithm>
 #include <cinttypes>
-#include <cstddef>
 #include <cstdio>
-#include <cstring>
 #include <iterator>
-#include <limits>
-#include <type_traits>
 #include <utility>
 #include <vela/chull.h>
 
@@ -84,20 +81,6 @@ uint32_t chull_num_vertices(const chull_ctx *hull) {
     return count;
 }
 
-// ---- Predicates
-
-int32_t Collinear(const int32_t *a, const int32_t *b, const int32_t *c) {
-    const vector3 normal = cross(load(b) - load(a), load(c) - load(a));
-    return !(normal.x | normal.y | normal.z);
-}
-
-int32_t Volume(const chull_face *f, const int32_t *p) {
-    const vector3 a = load(f->vert[0]->coord) - load(p);
-    const vector3 b = load(f->vert[1]->coord) - load(p);
-    const vector3 c = load(f->vert[2]->coord) - load(p);
-    return as_signed(inner(a, cross(b, c)));
-}
-
 // ---- Construction
 
 namespace {
@@ -109,8 +92,6 @@ constexpr int32_t kOutOfMemory = -1;
 
 // Growing a hull the fast way begins and ends with a walk over all of it, which a few points don't repay.
 constexpr int32_t kManyPoints = 16;
-
-uintptr_t address(const void *record) { return reinterpret_cast<uintptr_t>(record); }
 
 void set_ends(chull_edge &edge, chull_vertex *a, chull_vertex *b) {
     edge.endpts[0] = a;
@@ -182,14 +163,6 @@ void fill_free_side(chull_edge &edge, chull_face *face) {
         edge.adj[0] = face;
     else if (!edge.adj[1])
         edge.adj[1] = face;
-}
-
-// The vertex may be gone when its number and address are printed.
-void print_hull(const chull_ctx *hull, int32_t vertex_number, uintptr_t vertex_address) {
-    std::fprintf(stderr, "\nHead vertex %d = %6" PRIxPTR " :\n", vertex_number, vertex_address);
-    PrintVertices(hull);
-    PrintEdges(hull);
-    PrintFaces(hull);
 }
 
 // One turn of ConstructHull(): takes a vertex in, cleans up and reports as the switches ask.
@@ -418,324 +391,4 @@ int32_t EdgeOrderOnFaces(chull_ctx *hull) {
             if (!is_in_order(face, side))
                 search_side(hull, face, side);
     return 0;
-}
-
-// ---- Queries
-
-namespace {
-
-// A quotient that drops the remainder, for every divisor: degenerate faces divide by 0.
-template <class Integer>
-Integer quotient(Integer numerator, Integer denominator) {
-    if (denominator == 0)
-        return 0;
-    // The one quotient that doesn't fit wraps.
-    if (denominator == -1)
-        return static_cast<Integer>(0 - static_cast<std::make_unsigned_t<Integer>>(numerator));
-    return numerator / denominator;
-}
-
-int32_t q9_quotient(uint32_t numerator, uint32_t denominator) {
-    return quotient(as_signed(512 * numerator), as_signed(denominator));
-}
-
-int32_t q9_quotient(int64_t numerator, int64_t denominator) {
-    const auto scaled = static_cast<int64_t>(512 * static_cast<uint64_t>(numerator));
-    return static_cast<int32_t>(quotient(scaled, denominator));
-}
-
-// a b - c d in 64 bits.
-int64_t difference_of_products(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
-    const auto wide = [](uint32_t value) { return static_cast<uint64_t>(int64_t{as_signed(value)}); };
-    return static_cast<int64_t>(wide(a) * wide(b) - wide(c) * wide(d));
-}
-
-// A point of a triangle in fractions of the sides from corner 0 to corners 1 and 2, 512 standing for 1.
-struct fractions {
-    int32_t s, t;
-};
-
-// The squared distance from p to the triangle's points is a quadratic form of the fractions s and t:
-// a s^2 + 2 b s t + c t^2 + 2 d s + 2 e t + constant.
-struct distance_form {
-    uint32_t a, b, c, d, e;
-
-    // The least value on each of the triangle's sides.
-    fractions on_side_s0() const { return {0, q9_quotient(0 - e, c)}; }
-    fractions on_side_t0() const { return {q9_quotient(0 - d, a), 0}; }
-    fractions on_side_st1() const {
-        const uint32_t numerator = c + e - b - d, denominator = a - 2 * b + c;
-        if (as_signed(numerator) >= as_signed(denominator))
-            return {512, 0};
-        const int32_t s = q9_quotient(numerator, denominator);
-        return {s, as_signed(512 - static_cast<uint32_t>(s))};
-    }
-
-    fractions nearest() const;
-};
-
-fractions distance_form::nearest() const {
-    const int64_t s = difference_of_products(b, e, c, d);
-    const int64_t t = difference_of_products(b, d, a, e);
-    const int64_t det = difference_of_products(a, c, b, b);
-    const auto sum = static_cast<int64_t>(static_cast<uint64_t>(s) + static_cast<uint64_t>(t));
-    if (sum <= det) {
-        if (s < 0)
-            return on_side_s0();
-        if (t < 0)
-            return on_side_t0();
-        return {q9_quotient(s, det), q9_quotient(t, det)};
-    }
-    if (s < 0)
-        return as_signed(b + d) >= as_signed(c + e) ? on_side_s0() : on_side_st1();
-    if (t < 0)
-        return as_signed(b + e) >= as_signed(a + d) ? on_side_t0() : on_side_st1();
-    return as_signed(c + e - b - d) <= 0 ? fractions{0, 512} : on_side_st1();
-}
-
-uint32_t clamped(int32_t fraction) { return static_cast<uint32_t>(std::clamp(fraction, 0, 512)); }
-
-// From Q9 to the nearest integer, halves upward.
-uint32_t rounded(uint32_t value) { return static_cast<uint32_t>(as_signed(value + 256) >> 9); }
-
-#ifdef VELA_AVX2
-
-// x, y, z and a lane that comes to nothing.
-using lanes [[gnu::vector_size(16)]] = uint32_t;
-
-[[gnu::always_inline]] inline lanes coordinates(const chull_vertex *vertex) {
-    static_assert(offsetof(chull_vertex, coord) == 0 && sizeof(chull_vertex) >= sizeof(lanes));
-    lanes all;
-    std::memcpy(&all, vertex, sizeof all);
-    return all;
-}
-
-[[gnu::always_inline]] inline lanes yzx(lanes v) { return __builtin_shufflevector(v, v, 1, 2, 0, 3); }
-
-// Volume() with a corner's three coordinates, and its number in lane 3, in one register:
-//
-//     b * c.yzx - b.yzx * c    is the cross product in the order z, x, y; lane 3 becomes 0
-//     times a.zxy              gives the terms of the determinant
-VELA_WIDE bool sees_a_face_wide(const chull_face *head, const int32_t *point) {
-    const lanes p = {static_cast<uint32_t>(point[0]), static_cast<uint32_t>(point[1]), static_cast<uint32_t>(point[2])};
-    const chull_face *face = head;
-    do {
-        const lanes a = coordinates(face->vert[0]) - p, b = coordinates(face->vert[1]) - p,
-                    c = coordinates(face->vert[2]) - p;
-        lanes terms = (b * yzx(c) - yzx(b) * c) * __builtin_shufflevector(a, a, 2, 0, 1, 3);
-        terms += __builtin_shufflevector(terms, terms, 2, 3, 0, 1);
-        if (as_signed(terms[0] + terms[1]) < 0)
-            return true;
-        face = face->next;
-    } while (face != head);
-    return false;
-}
-
-#endif
-
-} // namespace
-
-int32_t dot(const int32_t *u, const int32_t *v) { return as_signed(inner(load(u), load(v))); }
-
-uint32_t pt_to_tri_dist_sq(const chull_face *f, const int32_t *p) {
-    const vector3 corner = load(f->vert[0]->coord), point = load(p);
-    const vector3 side0 = load(f->vert[1]->coord) - corner;
-    const vector3 side1 = load(f->vert[2]->coord) - corner;
-    const vector3 offset = corner - point;
-    const distance_form form = {inner(side0, side0), inner(side0, side1), inner(side1, side1), inner(side0, offset),
-                                inner(side1, offset)};
-    const fractions nearest = form.nearest();
-    const vector3 scaled = clamped(nearest.s) * side0 + 512 * corner + clamped(nearest.t) * side1;
-    const vector3 distance = vector3{rounded(scaled.x), rounded(scaled.y), rounded(scaled.z)} - point;
-    return inner(distance, distance);
-}
-
-int32_t dist_to_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z, uint32_t *min_out, uint32_t *max_out) {
-    if (!hull) {
-        report(__func__, "pHull == NULL\n");
-        return kFailure;
-    }
-    if (!hull->faces) {
-        report(__func__, "pCtx->faces == NULL\n");
-        return kFailure;
-    }
-    const int32_t point[3] = {x, y, z};
-    uint32_t least = std::numeric_limits<uint32_t>::max(), most = 0;
-    for (const chull_face &face : ring(hull->faces)) {
-        const uint32_t distance = pt_to_tri_dist_sq(&face, point);
-        least = std::min(least, distance);
-        most = std::max(most, distance);
-    }
-    *min_out = least;
-    *max_out = most;
-    return kSuccess;
-}
-
-int32_t is_in_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z) {
-    if (!hull || !hull->faces)
-        return 0;
-    const int32_t point[3] = {x, y, z};
-#ifdef VELA_AVX2
-    if (wide_unit())
-        return !sees_a_face_wide(hull->faces, point);
-#endif
-    for (const chull_face &face : ring(hull->faces))
-        if (Volume(&face, point) < 0)
-            return 0;
-    return 1;
-}
-
-int32_t chull_volume6(const chull_ctx *hull) {
-    if (!hull)
-        return 0;
-    vector3 sum = {};
-    uint32_t count = 0;
-    for (const chull_vertex &vertex : ring(hull->vertices)) {
-        if (vertex.mark) {
-            sum = sum + load(vertex.coord);
-            ++count;
-        }
-    }
-    const auto mean = [count](uint32_t total) { return quotient(as_signed(total), as_signed(count)); };
-    const int32_t reference[3] = {mean(sum.x), mean(sum.y), mean(sum.z)};
-    uint32_t volume = 0;
-    for (const chull_face &face : ring(hull->faces))
-        volume += static_cast<uint32_t>(Volume(&face, reference));
-    return as_signed(volume);
-}
-
-// ---- Checks
-
-namespace {
-
-// Index of a vertex among a face's corners, 3 for none.
-int corner_index(const chull_face *face, const chull_vertex *vertex) {
-    return static_cast<int>(std::find(face->vert, face->vert + 3, vertex) - face->vert);
-}
-
-// Whether the two faces of an edge run along it in opposite directions.
-bool is_consistent(const chull_edge &edge) {
-    const chull_face *f0 = edge.adj[0], *f1 = edge.adj[1];
-    if (!f0 || !f1)
-        return false;
-    const int i = corner_index(f0, edge.endpts[0]), j = corner_index(f1, edge.endpts[0]);
-    if (i == 3 || j == 3)
-        return false;
-    return f0->vert[(i + 1) % 3] == f1->vert[(j + 2) % 3] || f0->vert[(i + 2) % 3] == f1->vert[(j + 1) % 3];
-}
-
-void report_counts(int32_t V, int32_t E, int32_t F) { report("CheckEuler", "V, E, F = %d %d %d:\t", V, E, F); }
-
-} // namespace
-
-int32_t Checks(const chull_ctx *hull) {
-    const auto V = as_signed(chull_num_vertices(hull));
-    const auto E = as_signed(chull_num_edges(hull));
-    const auto F = as_signed(chull_num_faces(hull));
-    return Consistency(hull) || Convexity(hull) || CheckEuler(V, E, F) || CheckEndpts(hull);
-}
-
-int32_t Consistency(const chull_ctx *hull) {
-    for (const chull_edge &edge : ring(hull->edges)) {
-        if (!is_consistent(edge)) {
-            report(__func__, "edges are NOT consistent.\n");
-            return kFailure;
-        }
-    }
-    return kSuccess;
-}
-
-int32_t Convexity(const chull_ctx *hull) {
-    for (const chull_face &face : ring(hull->faces))
-        for (const chull_vertex &vertex : ring(hull->vertices))
-            if (vertex.mark && Volume(&face, vertex.coord) < 0)
-                return kFailure;
-    return kSuccess;
-}
-
-int32_t CheckEuler(int32_t V, int32_t E, int32_t F) {
-    const auto vertices = static_cast<uint32_t>(V), edges = static_cast<uint32_t>(E), faces = static_cast<uint32_t>(F);
-    if (vertices - edges + faces != 2) {
-        report_counts(V, E, F);
-        std::fputs("Checks: V-E+F != 2\n", stderr);
-        return kFailure;
-    }
-    if (faces != 2 * vertices - 4) {
-        report_counts(V, E, F);
-        std::fprintf(stderr, "Checks: F=%d != 2V-4=%d; V=%d\n", F, as_signed(2 * vertices - 4), V);
-        return kFailure;
-    }
-    return kSuccess;
-}
-
-int32_t CheckEndpts(const chull_ctx *hull) {
-    bool failed = false;
-    for (const chull_face &face : ring(hull->faces)) {
-        for (int i = 0; i < 3; ++i) {
-            const auto &ends = face.edges[i]->endpts;
-            if (face.vert[i] == ends[0] || face.vert[i] == ends[1])
-                continue;
-            failed = true;
-            report(__func__, "Error!\n");
-            std::fprintf(stderr, "  addr: %8" PRIxPTR ";  edges:(%3d,%3d)\n", address(&face), ends[0]->vnum,
-                         ends[1]->vnum);
-        }
-    }
-    if (failed)
-        std::fputs("Checks: ERROR found and reported above.\n", stderr);
-    return failed;
-}
-
-// ---- Listings and the OFF file
-
-void PrintOut(const chull_ctx *hull, const chull_vertex *v) { print_hull(hull, v->vnum, address(v)); }
-
-void PrintVertices(const chull_ctx *hull) {
-    std::fputs("Vertex List\n", stderr);
-    for (const chull_vertex &vertex : ring(hull->vertices))
-        std::fprintf(stderr,
-                     "  addr %6" PRIxPTR "\t  vnum %4d   (%6d,%6d,%6d)   active:%3d   dup:%5" PRIxPTR "   mark:%2d\n",
-                     address(&vertex), vertex.vnum, vertex.coord[0], vertex.coord[1], vertex.coord[2], vertex.active,
-                     address(vertex.dup), vertex.mark);
-}
-
-void PrintEdges(const chull_ctx *hull) {
-    std::fputs("Edge List\n", stderr);
-    for (const chull_edge &edge : ring(hull->edges))
-        std::fprintf(stderr, "  addr: %6" PRIxPTR "\tadj: %6" PRIxPTR "%6" PRIxPTR "  endpts:%4d%4d  del:%3d\n",
-                     address(&edge), address(edge.adj[0]), address(edge.adj[1]), edge.endpts[0]->vnum,
-                     edge.endpts[1]->vnum, edge.del);
-}
-
-void PrintFaces(const chull_ctx *hull) {
-    std::fputs("Face List\n", stderr);
-    for (const chull_face &face : ring(hull->faces))
-        std::fprintf(stderr,
-                     "  addr: %10" PRIxPTR "    edges:%10" PRIxPTR " %10" PRIxPTR " %10" PRIxPTR
-                     "   vert:%4d%4d%4d  vis: %d\n",
-                     address(&face), address(face.edges[0]), address(face.edges[1]), address(face.edges[2]),
-                     face.vert[0]->vnum, face.vert[1]->vnum, face.vert[2]->vnum, face.vis);
-}
-
-void PrintPoint(const int32_t *p) { std::printf("\t%d\t%d\t%d\n", p[0], p[1], p[2]); }
-
-int32_t chull_to_file(chull_ctx *hull, const char *path) {
-    FILE *file = std::fopen(path, "w");
-    if (!file)
-        return kFailure;
-    int32_t vertex_count = 0;
-    for (chull_vertex &vertex : ring(hull->vertices))
-        if (vertex.mark)
-            vertex.vnum = vertex_count++;
-    const auto face_count = as_signed(chull_num_faces(hull)), edge_count = as_signed(chull_num_edges(hull));
-    CheckEuler(vertex_count, edge_count, face_count);
-
-    std::fprintf(file, "OFF\n%d %d %d\n", vertex_count, face_count, edge_count);
-    for (const chull_vertex &vertex : ring(hull->vertices))
-        if (vertex.mark)
-            std::fprintf(file, "%d %d %d\n", vertex.coord[0], vertex.coord[1], vertex.coord[2]);
-    for (const chull_face &face : ring(hull->faces))
-        std::fprintf(file, "3 %d %d %d\n", face.vert[0]->vnum, face.vert[1]->vnum, face.vert[2]->vnum);
-    std::fclose(file);
-    return kSuccess;
 }

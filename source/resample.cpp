@@ -373,8 +373,8 @@ struct converter {
         from.decode_block(in + size_t{count - fresh} * from.size, fresh, state.history + kept);
     }
 
-    void convert(resample_state &state, const uint8_t *in, uint32_t &in_count, uint8_t *out,
-                 uint32_t &out_count) const {
+    [[gnu::noinline]] void convert(resample_state &state, const uint8_t *in, uint32_t &in_count, uint8_t *out,
+                                   uint32_t &out_count) const {
         const call_extent extent(state, in_count, out_count);
         if (only_recodes(state))
             recode(in, out, extent.outputs);
