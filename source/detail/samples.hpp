@@ -132,7 +132,7 @@ inline void encode_each(const std::int16_t *samples, std::size_t count, std::uin
 // As many samples as fill whole vectors; returns their number.
 template <class Codec>
 VELA_WIDE std::size_t encode_lanes(const std::int16_t *samples, std::size_t count, std::uint8_t *to) {
-#ifdef VELA_AVX2
+#if defined VELA_AVX2 && !defined __clang__ // which hands 32 bytes to functions for AVX only, inlined or not
     constexpr std::size_t lanes = 16;
 #else
     constexpr std::size_t lanes = 8;
