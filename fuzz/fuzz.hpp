@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cassert>
 #include <cstdint>
-#include <cstdio>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <string>
 #include <vector>
@@ -16,10 +15,16 @@ namespace fuzz {
 // The fuzzer's numbers come from the end of its bytes, texts from the front.
 using source = FuzzedDataProvider;
 
-// All that is left, in a block of exactly that size, so that the sanitizer sees a read behind it.
-inline std::vector<char> rest(source &data) { return data.ConsumeRemainingBytes<char>(); }
+// Numbers for where to cut a stream, of at most 64 bytes: the smallest ones when these are used up.
+struct cuts {
+    const std::vector<uint8_t> bytes;
+    source numbers;
 
-inline uint32_t size_of(const std::vector<char> &bytes) { return static_cast<uint32_t>(bytes.size()); }
+    explicit cuts(source &data)
+        : bytes(data.ConsumeBytes<uint8_t>(data.ConsumeIntegralInRange<size_t>(0, 64))),
+          numbers(bytes.data(), bytes.size()) {}
+    uint32_t next(uint32_t least, uint32_t most) { return numbers.ConsumeIntegralInRange(least, most); }
+};
 
 } // namespace fuzz
 

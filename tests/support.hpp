@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <initializer_list>
 #include <string>
+#include <sys/wait.h>
 #include <unistd.h>
 
 // ck_assert_str_eq() for texts of any kind and lifetime.
@@ -14,6 +15,17 @@
         const std::string actual_text = (actual), expected_text = (expected);                                          \
         ck_assert_str_eq(actual_text.c_str(), expected_text.c_str());                                                  \
     } while (0)
+
+// How a process of its own ends that exits with what the action returns.
+template <class Action>
+int status_of_child(Action action) {
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(action());
+    int status = -1;
+    ck_assert_int_eq(waitpid(child, &status, 0), child);
+    return status;
+}
 
 // Runs action with the stream's descriptor sent to a temporary file and returns what arrived there.
 template <class Action>
