@@ -20,6 +20,7 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
   # Where kernels fill the vector registers, renaming them spares copies, and so does keeping to the source's order.
   vela_compile_options(colour -frename-registers)
   vela_compile_options(resample -fno-schedule-insns)
+  vela_compile_options(spheremap -fno-schedule-insns)
   vela_compile_options(svd -fno-schedule-insns)
   # Bytes count there: unrolled, the elimination saves a sixth of its instructions and takes a third more code.
   vela_compile_options(solve -O2)

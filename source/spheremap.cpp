@@ -4,6 +4,7 @@
 #include "detail/simd.hpp"
 #include "detail/wrapping.hpp"
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -47,50 +48,57 @@ int32_t within_half_turn(int32_t angle) {
     return rest == -kHalfTurn && angle > 0 ? kHalfTurn : rest;
 }
 
-// What is the same for all points that are placed on one view.
-struct projection {
-    explicit projection(const smap_view &view)
-        : tilt(look_up(view.tilt)), pan(within_first_turn(view.pan)),
-          scale(wrapping_quotient(wrapping_product(view.width, 1 << kScaleBits), view.fov)), centre_x(view.width >> 1),
+// A direction as seen from a view, Q24.
+struct sight {
+    int32_t across, up, depth;
+    bool is_in_front() const { return depth > kBehindDepth; }
+};
+
+// The products of two Q12 values are Q24; those of three lose 12 bits, six before and six after.
+[[gnu::always_inline]] inline sight see(sine_cosine pan, sine_cosine tilt, sine_cosine view_tilt) {
+    const int32_t level = shifted_toward_zero<6>(pan.cosine * tilt.cosine);
+    return {tilt.cosine * pan.sine, view_tilt.cosine * tilt.sine - shifted_toward_zero<6>(view_tilt.sine * level),
+            shifted_toward_zero<6>(view_tilt.cosine * level) + tilt.sine * view_tilt.sine};
+}
+
+// The screen of a view.
+struct pixel_grid {
+    explicit pixel_grid(const smap_view &view)
+        : scale(wrapping_quotient(wrapping_product(view.width, 1 << kScaleBits), view.fov)), centre_x(view.width >> 1),
           centre_y(view.height >> 1) {}
 
-    sine_cosine tilt;
-    int32_t pan;
     int32_t scale; // pixels per Q10 degree, Q15
     int32_t centre_x, centre_y;
 
-    // Pan of a point less that of the view, but for whole turns: such that the difference does not overflow.
-    int32_t pan_offset(int32_t point_pan) const { return point_pan - (point_pan < 0 ? pan - kTurn : pan); }
-
-    // Whether the product of any arcsine and the scale fits 32 bits: views of up to 728 pixels a degree.
-    bool is_coarse() const { return unsigned_magnitude(scale) <= INT32_MAX / kQuarterTurn; }
+    // Whether the product of any arcsine and the scale fits 32 bits: screens of up to 512 pixels a degree.
+    bool is_coarse() const {
+        constexpr int32_t limit = 1 << 14;
+        static_assert(int64_t{limit} * kQuarterTurn < INT32_MAX);
+        return static_cast<uint32_t>(scale) + limit < 2 * limit;
+    }
 
     // Pixels from the centre for the sine, in Q24, of the angle from a central plane.
     template <class Product>
-    int32_t offset(int32_t sine) const {
-        const auto entry = static_cast<size_t>(shifted_toward_zero<14>(sine)) + 1024;
-        const Product angle = vela_arcsine_table[entry];
+    [[gnu::always_inline]] int32_t offset(int32_t sine) const {
+        const int32_t *of_zero = vela_arcsine_table.data() + 1024;
+        const Product angle = of_zero[shifted_toward_zero<14>(sine)];
         return static_cast<int32_t>(shifted_toward_zero<kScaleBits>(angle * scale));
     }
 
-    // Writes where the direction lies on the screen and returns whether it is in front. Without a branch, so that the
-    // wide units place several at once.
-    //
-    // The products of two Q12 values are Q24; those of three lose 12 bits, six before and six after.
     template <class Product>
-    [[gnu::always_inline]] bool place(smap_sphere_pt point, int32_t &x, int32_t &y) const {
-        const sine_cosine around = look_up(pan_offset(point.pan)), above = look_up(point.tilt);
-        const int32_t level = shifted_toward_zero<6>(around.cosine * above.cosine);
-        const int32_t depth = shifted_toward_zero<6>(tilt.cosine * level) + above.sine * tilt.sine;
-        const int32_t across = above.cosine * around.sine;
-        const int32_t up = tilt.cosine * above.sine + shifted_toward_zero<6>(-tilt.sine * level);
-        const int32_t right = wrapping_sum(offset<Product>(across), centre_x),
-                      down = wrapping_difference(centre_y, offset<Product>(up));
-        const bool in_front = depth > kBehindDepth;
-        x = in_front ? right : kBehind.x;
-        y = in_front ? down : kBehind.y;
-        return in_front;
+    [[gnu::always_inline]] smap_screen_pt position(const sight &seen) const {
+        return {wrapping_sum(offset<Product>(seen.across), centre_x),
+                wrapping_difference(centre_y, offset<Product>(seen.up))};
     }
+};
+
+// What is the same for all points that are placed on one view.
+struct projection {
+    explicit projection(const smap_view &view) : tilt(look_up(view.tilt)), pan(view.pan), screen(view) {}
+
+    sine_cosine tilt;
+    int32_t pan;
+    pixel_grid screen;
 };
 
 // Sphere and screen points may be the same memory, so they are accessed as pairs of numbers that alias either.
@@ -103,16 +111,28 @@ struct placement {
     bool *all_in_front;
 };
 
+// Without a branch, so that the wide units place several points at once.
 template <class Product>
 [[gnu::always_inline]] inline void place_all(placement points, projection onto) {
     int32_t all_in_front = 1;
     for (size_t i = 0; i < 2 * size_t{points.count}; i += 2) {
-        int32_t x, y;
-        all_in_front &= onto.place<Product>({points.from[i], points.from[i + 1]}, x, y);
-        points.to[i] = x;
-        points.to[i + 1] = y;
+        const sight seen =
+            see(look_up(difference_of_angles(points.from[i], onto.pan)), look_up(points.from[i + 1]), onto.tilt);
+        const smap_screen_pt position = onto.screen.position<Product>(seen);
+        all_in_front &= seen.is_in_front();
+        points.to[i] = seen.is_in_front() ? position.x : kBehind.x;
+        points.to[i + 1] = seen.is_in_front() ? position.y : kBehind.y;
     }
     *points.all_in_front = all_in_front;
+}
+
+// A single point on any view.
+[[gnu::cold, gnu::noinline]] bool place(const coordinate *from, const smap_view &view, coordinate *to) {
+    bool in_front = false;
+    if (view.fov == 0)
+        return in_front;
+    place_all<int64_t>({from, to, 1, &in_front}, projection(view));
+    return in_front;
 }
 
 // A direction found in floating point, in Q10 degrees, with what tells how much rounding may have moved it.
@@ -222,12 +242,30 @@ void smap_clip_pan_tilt_bounds(int32_t *pan_limit, int32_t *tilt_limit) {
 }
 
 int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *view, smap_screen_pt *out) {
-    if (view->fov == 0)
+    const auto *from = reinterpret_cast<const coordinate *>(pt);
+    auto *to = reinterpret_cast<coordinate *>(out);
+    // What nearly all points and views are, without what these don't need.
+    if (!is_near(from[1]) || !is_near(view->tilt) || view->fov == 0 || view->fov == -1) [[unlikely]]
+        return place(from, *view, to);
+    const folded_angle pan = fold(difference_of_angles(from[0], view->pan));
+    sine_cosine around = look_up_near(pan.rest);
+    if (pan.half_turns & 1) [[unlikely]] {
+        asm volatile(""); // a branch is cheaper than two signs under a condition
+        around = pan.turned(around);
+    }
+    const sight seen = see(around, look_up_near(from[1]), look_up_near(view->tilt));
+    if (!seen.is_in_front()) {
+        to[0] = kBehind.x;
+        to[1] = kBehind.y;
         return 0;
-    smap_screen_pt position;
-    const bool in_front = projection(*view).place<int64_t>(load(pt), position.x, position.y);
-    store(out, position);
-    return in_front;
+    }
+    const pixel_grid screen(*view);
+    if (!screen.is_coarse()) [[unlikely]]
+        return place(from, *view, to);
+    const smap_screen_pt position = screen.position<int32_t>(seen);
+    to[0] = position.x;
+    to[1] = position.y;
+    return 1;
 }
 
 void smap_screen_pt_to_sphere_pt(const smap_screen_pt *pt, const smap_view *view, smap_sphere_pt *out) {
@@ -248,7 +286,7 @@ int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view,
     const placement points = {reinterpret_cast<const coordinate *>(sphere.pts),
                               reinterpret_cast<coordinate *>(screen.pts), sphere.count, &all_in_front};
     const projection onto(*view);
-    if (onto.is_coarse())
+    if (onto.screen.is_coarse())
         run_widest<place_all<int32_t>>(points, onto);
     else
         run_widest<place_all<int64_t>>(points, onto);

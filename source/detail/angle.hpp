@@ -31,29 +31,52 @@ constexpr int32_t kTurn = 360 << 10;
     return static_cast<int32_t>(from_least - turns * kTurn + ((ahead << 12) - kHalfTurn));
 }
 
+// a - b but for whole turns, such that the difference does not overflow.
+[[gnu::always_inline]] constexpr int32_t difference_of_angles(int32_t a, int32_t b) {
+    constexpr auto rest = static_cast<int32_t>((int64_t{1} << 32) % kTurn);
+    int32_t difference = 0;
+    if (__builtin_sub_overflow(a, b, &difference)) [[unlikely]]
+        difference += a < 0 ? -rest : rest;
+    return difference;
+}
+
 // Q12.
 struct sine_cosine {
     int32_t sine, cosine;
 };
 
-// Sine of the angle and of a quarter turn less the angle. The cosine's sign says on which side of a quarter turn the
-// magnitude of the angle lies; its distance from there, truncated to the table's grid, is one index, and the distance
-// from the other end of the table the other:
-//
-//     |angle|     0 ......... 90 ......... 180 degrees
-//     distance    90 ........ 0 ......... -90
-//
-// Mirroring therefore comes before the truncation.
-[[gnu::always_inline]] inline sine_cosine look_up(int32_t angle) {
+// The angle less the nearest multiple of half a turn, in [-a quarter turn, a quarter turn], and that multiple: where it
+// is odd, sine and cosine have the other sign. Exactly between two multiples it may be either.
+struct folded_angle {
+    int32_t rest, half_turns;
+
+    [[gnu::always_inline]] constexpr sine_cosine turned(sine_cosine found) const {
+        return half_turns & 1 ? sine_cosine{-found.sine, -found.cosine} : found;
+    }
+};
+
+[[gnu::always_inline]] constexpr folded_angle fold(int32_t angle) {
+    // 2^48 / half a turn, less 0.03: by less than one part in 2^35.
+    constexpr int32_t half_turns_per_unit = 1527099483;
+    const auto q16 = static_cast<int32_t>(int64_t{angle} * half_turns_per_unit >> 32);
+    const int32_t half_turns = (q16 + (1 << 15)) >> 16;
+    return {angle - half_turns * kHalfTurn, half_turns};
+}
+
+constexpr bool is_near(int32_t angle) { return static_cast<uint32_t>(angle) + kQuarterTurn <= kHalfTurn; }
+
+// Of an angle that is near 0: in [-a quarter turn, a quarter turn]. Mirroring the cosine comes before the truncation to
+// the table's grid.
+[[gnu::always_inline]] inline sine_cosine look_up_near(int32_t angle) {
+    const int32_t *sines = vela_sine_table.data();
     constexpr int grid = 6; // Q10 to Q4
-    const int32_t rest = wrapped(angle);
-    const int32_t distance = kQuarterTurn - (rest < 0 ? -rest : rest);
-    const int32_t magnitude = distance < 0 ? -distance : distance;
-    const auto entry = [](int32_t angle_in_table) {
-        return vela_sine_table[static_cast<std::size_t>(angle_in_table >> grid)];
-    };
-    const int32_t sine = entry(kQuarterTurn - magnitude), cosine = entry(magnitude);
-    return {rest < 0 ? -sine : sine, distance < 0 ? -cosine : cosine};
+    const int32_t sign = angle >> 31, magnitude = (angle ^ sign) - sign;
+    return {(sines[magnitude >> grid] ^ sign) - sign, sines[(kQuarterTurn - magnitude) >> grid]};
+}
+
+[[gnu::always_inline]] inline sine_cosine look_up(int32_t angle) {
+    const folded_angle folded = fold(angle);
+    return folded.turned(look_up_near(folded.rest));
 }
 
 } // namespace vela::detail
