@@ -60,7 +60,8 @@ struct folded_angle {
     constexpr int32_t half_turns_per_unit = 1527099483;
     const auto q16 = static_cast<int32_t>(int64_t{angle} * half_turns_per_unit >> 32);
     const int32_t half_turns = (q16 + (1 << 15)) >> 16;
-    return {angle - half_turns * kHalfTurn, half_turns};
+    return {static_cast<int32_t>(static_cast<uint32_t>(angle) - static_cast<uint32_t>(half_turns) * kHalfTurn),
+            half_turns};
 }
 
 constexpr bool is_near(int32_t angle) { return static_cast<uint32_t>(angle) + kQuarterTurn <= kHalfTurn; }
