@@ -27,22 +27,19 @@ void check_decoding(const std::string &text) {
 
 START_TEST(documented_texts)
 {
-    const char *const rows[][2] = {{"f", "Zg=="},        {"fo", "Zm8="},          {"foo", "Zm9v"},
-                                   {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="},   {"foobar", "Zm9vYmFy"},
-                                   {"\xFB\xEF", "++8="}, {"\xFF\xFF\xFF", "////"}};
+    // clang-format off
+    const char *const rows[][2] = {
+        {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="},
+        {"foobar", "Zm9vYmFy"}, {"\xFB\xEF", "++8="}, {"\xFF\xFF\xFF", "////"}};
+    // clang-format on
     for (const auto &[bytes, text] : rows) {
-        char output[12] = {};
-        const auto length = static_cast<uint32_t>(std::strlen(bytes)), size = static_cast<uint32_t>(std::strlen(text));
-        ck_assert_int_eq(base64_encode(bytes, length, output, size), static_cast<int32_t>(size));
-        ck_assert_str_eq(output, text);
-        ck_assert_uint_eq(base64_decode(text, size, output, size / 4 * 3), length);
-        ck_assert_mem_eq(output, bytes, length);
+        assert_text_eq(base64_of(bytes), text);
+        check_encoding(bytes);
+        check_decoding(text);
     }
-    const uint32_t lengths[][3] = {{0, 0, 0}, {2, 4, 1}, {6, 8, 4}, {(1U << 30) - 1, 1431655764, 805306367}};
-    for (const auto &[length, encoded, decoded] : lengths) {
-        ck_assert_uint_eq(base64_encode_len(nullptr, length), encoded);
-        ck_assert_uint_eq(base64_decode_len(nullptr, length), decoded);
-    }
+    ck_assert_uint_eq(base64_decode_len(nullptr, 6), 4);
+    ck_assert_uint_eq(base64_decode_len(nullptr, (1U << 30) - 1), 805306367);
+    ck_assert_uint_eq(base64_encode_len(nullptr, (1U << 30) - 1), 1431655764);
 }
 END_TEST
 
@@ -69,12 +66,6 @@ START_TEST(generated_texts)
             lines += whole.substr(i, line) + (line % 2 ? "\n" : "\r\n");
         check_decoding(lines);
     }
-}
-END_TEST
-
-START_TEST(streams_cut_anywhere)
-{
-    std::mt19937 random(4);
     for (const std::string &text : {std::string("Zg==Zm8=\nZm9v"), std::string("Zm9v\r\nYmFy"), std::string("Z=g=Zm9v"),
                                     std::string("Zg=\n=Zm9v\n"), std::string("\n\n\nZm9vYm"),
                                     random_text(random, 150, kAlphabet + "=\n"), random_text(random, 150, kAnything)})
@@ -119,6 +110,5 @@ START_TEST(table_as_source_text)
 END_TEST
 
 Suite *base64_suite() {
-    return suite_of("base64",
-                    {documented_texts, generated_texts, streams_cut_anywhere, refusals, table_as_source_text});
+    return suite_of("base64", {documented_texts, generated_texts, refusals, table_as_source_text});
 }

@@ -37,9 +37,9 @@ void touch(const fs::path &path) { std::ofstream{path}; }
 // What a walk makes of its arguments, as a text: warnings, result, "null" for no list, and the sorted names.
 std::string walk(const std::string &dir, const std::string &pattern, int32_t flags) {
     char *nothing = nullptr, **list = &nothing;
-    std::string text;
-    text =
-        captured(stderr, [&] { text = std::to_string(walk_dir(dir.c_str(), pattern.c_str(), flags, &list)); }) + text;
+    int32_t result = -1;
+    std::string text = captured(stderr, [&] { result = walk_dir(dir.c_str(), pattern.c_str(), flags, &list); });
+    text += std::to_string(result);
     std::set<std::string> names = {list ? "" : " null"};
     for (char **name = list; name && *name; std::free(*name++))
         names.insert(std::string(" ") + *name);
@@ -164,25 +164,21 @@ START_TEST(trouble_on_the_way)
     chmod("t/blind", 0700);
 
     // A directory that opens forgets what one before it left behind.
-    const std::string names[] = {"t/m", "t/n", "t/o"};
-    for (const std::string &name : names)
-        fs::create_directory(name);
-    for (const std::string &locked : names) {
-        std::string last;
+    for (const std::string locked : {"t/m", "t/n", "t/o"})
+        fs::create_directory(locked);
+    for (const std::string locked : {"t/m", "t/n", "t/o"}) {
+        std::string last, trouble = warning("can't open " + locked + ": Permission denied");
         for (const auto &entry : fs::directory_iterator("t"))
             last = entry.is_directory() ? entry.path().string() : last;
         chmod(locked.c_str(), 0);
-        assert_text_eq(walk("t", "/.$", WALK_RECURSE),
-                       warning("can't open " + locked + ": Permission denied") + (last == locked ? "3" : "0") + " t/y");
+        assert_text_eq(walk("t", "/.$", WALK_RECURSE), trouble + (last == locked ? "3" : "0") + " t/y");
         chmod(locked.c_str(), 0700);
     }
 
     // The path buffer has room for 4095 characters, and for a directory of 4094.
     fs::create_directories("r/ab/inside");
     const auto directory = [](size_t length) { return "r" + std::string(length - 1, '/'); };
-    const auto too_long = [](const std::string &path) {
-        return warning("Can't stat " + path + ": File name too long") + "3 ";
-    };
+    const auto too_long = [](auto path) { return warning("Can't stat " + path + ": File name too long") + "3 "; };
     const std::string longest = directory(4093) + "ab", shorter = directory(4092) + "ab";
     assert_text_eq(walk(directory(4095), "", kAll), "2 null");
     assert_text_eq(walk(directory(4093), "", kAll), too_long(directory(4094) + "ab") + "null");
