@@ -40,10 +40,8 @@ bool fills_from_generator() {
             };
             srandom(77);
             fill(std::min((4 - offset) % 4, length));
-            for (; end - to >= 4; to += 4) {
-                const uint32_t word = next();
-                std::memcpy(to, &word, 4);
-            }
+            for (uint32_t word; end - to >= 4; to += 4)
+                std::memcpy(to, &(word = next()), 4);
             fill(static_cast<size_t>(end - to));
             srandom(77);
             randbytes(buffer + offset, static_cast<uint32_t>(length));
@@ -136,12 +134,15 @@ END_TEST
 
 START_TEST(scanning)
 {
-    for (const char *text : {"{00112233-4455-6677-8899-AABBCCDDEEFF", "00112233-4455-6677-8899-aAbBcCdDeEfF} and more",
-                             "00112233445566778899AABBCCDDEEFF00", " 0 112233-4455-6677-8899-aabbccddeeff", "0011-2233",
-                             "", "{00112233445566778899AABBCCDDEEFF}00000", " {00112233-4455-6677-8899-aabbccddeeff}",
-                             // A byte short of the dashed form, and yet sixteen in the plain one: with signs.
-                             "00112233-4455-6677-8899-aabbccddeef", "00112233-4455-6677-8899-aabbccddee"})
+    // Whole texts, short ones, and one a byte short of the dashed form, which is sixteen in the plain one: with signs.
+    // clang-format off
+    for (const char *text : {
+        "{00112233-4455-6677-8899-AABBCCDDEEFF", "00112233-4455-6677-8899-aAbBcCdDeEfF} and more", "0011-2233", "",
+        "00112233445566778899AABBCCDDEEFF00", "{00112233445566778899AABBCCDDEEFF}00000",
+        " 0 112233-4455-6677-8899-aabbccddeeff", " {00112233-4455-6677-8899-aabbccddeeff}",
+        "00112233-4455-6677-8899-aabbccddeef", "00112233-4455-6677-8899-aabbccddee"})
         check_uuid_text(text);
+    // clang-format on
     // Every text of a form with one character replaced or cut off.
     for (const std::string &form : {"{" + kDashed + "}", kDashed, kPlain})
         for (size_t place = 0; place < form.size(); ++place)
