@@ -14,25 +14,30 @@
 #include <vela/text.h>
 #include <vela/uuid.h>
 
-// Bytes at some alignment, which end where their memory ends, so that the sanitizers see a step behind them.
+// Bytes at some alignment. They end where their memory ends, so that the sanitizers see a read behind them; room for a
+// result has one byte more, which must stay as it is.
 class block {
 public:
-    explicit block(std::string_view bytes) : front(bytes.empty() ? 1 : (bytes.size() + uint8_t(bytes[0])) % 5) {
+    explicit block(std::string_view bytes, size_t more = 0)
+        : front(bytes.empty() ? 1 : (bytes.size() + uint8_t(bytes[0])) % 5), behind(more) {
         memory.resize(front);
         memory.insert(memory.end(), bytes.begin(), bytes.end());
+        memory.resize(memory.size() + more, '#');
     }
     char *text() { return memory.data() + front; }
     uint8_t *bytes() { return reinterpret_cast<uint8_t *>(text()); }
-    uint32_t size() const { return static_cast<uint32_t>(memory.size() - front); }
-    bool holds(std::string_view expected) { return std::string_view(text(), size()) == expected; }
+    uint32_t size() const { return static_cast<uint32_t>(memory.size() - front - behind); }
+    bool holds(std::string_view expected) {
+        return std::string_view(text(), size()) == expected && (behind == 0 || memory.back() == '#');
+    }
 
 private:
-    size_t front;
+    size_t front, behind;
     std::vector<char> memory;
 };
 
 // Room for so many bytes.
-inline block room_for(size_t size) { return block(std::string(size, '#')); }
+inline block room_for(size_t size) { return block(std::string(size, '#'), 1); }
 
 const std::string kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
@@ -88,6 +93,7 @@ void check_decoding(std::string_view text, NextPiece next_piece) {
         const char *cursor = from.text();
         const uint32_t size = base64_decode_stream(&cursor, from.size(), to.bytes(), to.size());
         *used = static_cast<size_t>(cursor - from.text());
+        assert(to.text()[to.size()] == '#');
         return std::string(to.text(), size);
     };
     size_t used;
@@ -170,7 +176,7 @@ inline void check_uuid_text(const char *text) {
     const bool found = std::any_of(std::begin(kUuidFormats), std::end(kUuidFormats), [&](const std::string &format) {
         return uuid_scanf(text, format.c_str(), expected) == 16;
     });
-    block exact({text, std::strlen(text) + 1});
+    block exact(std::string_view(text, std::strlen(text) + 1));
     assert(uuid_scan(exact.text(), actual) == (found ? 0 : -1) && std::memcmp(actual, expected, 16) == 0);
 }
 

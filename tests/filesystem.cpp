@@ -2,10 +2,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <tuple>
 #include <vela/filesystem.h>
 
@@ -50,9 +52,18 @@ std::string walk(const std::string &dir, const std::string &pattern, int32_t fla
     return text;
 }
 
+bool others_are_faster = false;
+
 std::string warning(const std::string &text) { return program_invocation_short_name + (": " + text + '\n'); }
 
 } // namespace
+
+// The library's calls arrive here; the directory may just have been made by somebody else.
+extern "C" int mkdir(const char *path, mode_t mode) {
+    if (others_are_faster)
+        syscall(SYS_mkdirat, AT_FDCWD, path, mode);
+    return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
+}
 
 START_TEST(paths_and_parents)
 {
@@ -85,17 +96,9 @@ START_TEST(paths_and_parents)
     ck_assert(fs::status("masked").permissions() == fs::perms::owner_write);
     umask(0);
 
-    // Several processes make the same directories at the same time; each finds them there.
-    for (int process = 0; process < 4; ++process)
-        if (fork() == 0) {
-            std::string path = "d";
-            int32_t failures = 0;
-            for (int round = 0; round < 60; ++round)
-                failures += mkdirp((path += round % 20 ? "/d" : "d").c_str());
-            _exit(failures != 0);
-        }
-    for (int status = -1; wait(&status) > 0;)
-        ck_assert_int_eq(status, 0);
+    others_are_faster = true;
+    ck_assert_int_eq(mkdirp("i/j/k"), 0);
+    ck_assert(is_dir("i/j/k"));
 }
 END_TEST
 
