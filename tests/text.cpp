@@ -58,7 +58,7 @@ START_TEST(chunks)
     ck_assert_uint_eq(chunk_split_len(room, UINT32_MAX, UINT32_MAX), UINT32_MAX);
     ck_assert_uint_eq(chunk_split_len(room, 0x80000001, 1), 0);
     ck_assert_int_eq(chunk_split(room, 0x80000001, room, 8, 1), 0);
-    const int status = status_of_child([] { return chunk_split_len("a", 1, 0); });
+    const int status = status_of_child([] { return chunk_split_len("a", 1, 0) > 0; });
     ck_assert(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT);
 }
 END_TEST
