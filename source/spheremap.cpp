@@ -80,8 +80,8 @@ struct pixel_grid {
     // Pixels from the centre for the sine, in Q24, of the angle from a central plane.
     template <class Product>
     [[gnu::always_inline]] int32_t offset(int32_t sine) const {
-        const int32_t *of_zero = vela_arcsine_table.data() + 1024;
-        const Product angle = of_zero[shifted_toward_zero<14>(sine)];
+        const auto entry = static_cast<size_t>(shifted_toward_zero<14>(sine)) + 1024;
+        const Product angle = vela_arcsine_table[entry];
         return static_cast<int32_t>(shifted_toward_zero<kScaleBits>(angle * scale));
     }
 
@@ -94,11 +94,17 @@ struct pixel_grid {
 
 // What is the same for all points that are placed on one view.
 struct projection {
-    explicit projection(const smap_view &view) : tilt(look_up(view.tilt)), pan(view.pan), screen(view) {}
+    explicit projection(const smap_view &view)
+        : tilt(look_up(view.tilt)), pan(within_first_turn(view.pan)), screen(view) {}
 
     sine_cosine tilt;
     int32_t pan;
     pixel_grid screen;
+
+    // Pan of a point less that of the view, but for whole turns: such that the difference does not overflow.
+    [[gnu::always_inline]] int32_t pan_offset(int32_t point_pan) const {
+        return point_pan - (point_pan < 0 ? pan - kTurn : pan);
+    }
 };
 
 // Sphere and screen points may be the same memory, so they are accessed as pairs of numbers that alias either.
@@ -111,17 +117,18 @@ struct placement {
     bool *all_in_front;
 };
 
-// Without a branch, so that the wide units place several points at once.
+// Without a branch and with all reading before the writing, so that the wide units place several points at once.
 template <class Product>
 [[gnu::always_inline]] inline void place_all(placement points, projection onto) {
     int32_t all_in_front = 1;
     for (size_t i = 0; i < 2 * size_t{points.count}; i += 2) {
-        const sight seen =
-            see(look_up(difference_of_angles(points.from[i], onto.pan)), look_up(points.from[i + 1]), onto.tilt);
+        const sight seen = see(look_up(onto.pan_offset(points.from[i])), look_up(points.from[i + 1]), onto.tilt);
         const smap_screen_pt position = onto.screen.position<Product>(seen);
         all_in_front &= seen.is_in_front();
-        points.to[i] = seen.is_in_front() ? position.x : kBehind.x;
-        points.to[i + 1] = seen.is_in_front() ? position.y : kBehind.y;
+        const bool in_front = seen.is_in_front();
+        const int32_t x = in_front ? position.x : kBehind.x, y = in_front ? position.y : kBehind.y;
+        points.to[i] = x;
+        points.to[i + 1] = y;
     }
     *points.all_in_front = all_in_front;
 }

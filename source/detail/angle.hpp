@@ -69,10 +69,12 @@ constexpr bool is_near(int32_t angle) { return static_cast<uint32_t>(angle) + kQ
 // Of an angle that is near 0: in [-a quarter turn, a quarter turn]. Mirroring the cosine comes before the truncation to
 // the table's grid.
 [[gnu::always_inline]] inline sine_cosine look_up_near(int32_t angle) {
-    const int32_t *sines = vela_sine_table.data();
     constexpr int grid = 6; // Q10 to Q4
+    const auto entry = [](int32_t angle_in_table) {
+        return vela_sine_table[static_cast<std::size_t>(angle_in_table >> grid)];
+    };
     const int32_t sign = angle >> 31, magnitude = (angle ^ sign) - sign;
-    return {(sines[magnitude >> grid] ^ sign) - sign, sines[(kQuarterTurn - magnitude) >> grid]};
+    return {(entry(magnitude) ^ sign) - sign, entry(kQuarterTurn - magnitude)};
 }
 
 [[gnu::always_inline]] inline sine_cosine look_up(int32_t angle) {
