@@ -8,7 +8,7 @@ START_TEST(building_and_growing)
 {
     constexpr int32_t n = 40, half = n / 2;
     uint8_t xs[n], ys[n], zs[n];
-    generator random(1);
+    generator random{1};
     for (uint8_t *axis : {xs, ys, zs})
         for (int32_t i = 0; i < n; ++i)
             axis[i] = static_cast<uint8_t>(random.below(256));
