@@ -2,74 +2,50 @@
 # Requests to the example CGI program behind a real web server, by a real client: status lines and bodies.
 # usage: cgi_server.sh PROGRAM
 set -eu
-for tool in lighttpd curl; do
-    PATH=$PATH:/usr/sbin command -v $tool >/dev/null || { echo "$tool is not installed" >&2; exit 1; }
-done
-dir=$(mktemp -d)
-server=
+PATH=$PATH:/usr/sbin
+dir=$(mktemp -d) server=
 trap '[ -z "$server" ] || kill $server; rm -rf "$dir"' EXIT
 mkdir "$dir/root"
 ln -s "$1" "$dir/root/camera.cgi"
 
 # The first free port of some.
-start() {
-    for try in 0 1 2 3 4 5 6 7 8 9; do
-        port=$((20000 + ($$ * 10 + try) % 40000))
-        cat >"$dir/conf" <<CONF
+for try in 0 1 2 3 4 5 6 7 8 9; do
+    port=$((20000 + ($$ * 10 + try) % 40000)) url=http://127.0.0.1:$port/camera.cgi
+    cat >"$dir/conf" <<CONF
 server.document-root = "$dir/root"
 server.bind = "127.0.0.1"
 server.port = $port
 server.modules = ("mod_cgi")
-server.errorlog = "$dir/log"
 cgi.assign = (".cgi" => "")
 CONF
-        PATH=$PATH:/usr/sbin lighttpd -D -f "$dir/conf" 2>>"$dir/log" &
-        server=$!
-        while kill -0 $server 2>/dev/null; do
-            curl -s -o /dev/null "http://127.0.0.1:$port/" && return
-            sleep 0.1
-        done
-        server=
-    done
-    cat "$dir/log" >&2
-    exit 1
-}
+    lighttpd -D -f "$dir/conf" 2>>"$dir/log" &
+    server=$!
+    until curl -s -o /dev/null "$url" || ! kill -0 $server 2>/dev/null; do sleep 0.1; done
+    kill -0 $server 2>/dev/null && break
+    server=
+done
+[ "$server" ] || { cat "$dir/log" >&2; exit 1; }
 
 # expect STATUS-LINE BODY CURL-ARGUMENT...: the body with the escapes of printf.
 failures=0
 expect() {
-    status=$1
-    printf "$2" >"$dir/expected"
+    printf "HTTP/1.1 $1\n$2" >"$dir/expected"
     shift 2
-    curl -s -S -m 20 -D "$dir/headers" -o "$dir/body" "$@" || { echo "curl fails: $*" >&2; failures=1; }
-    if [ "$(head -n 1 "$dir/headers" | tr -d '\r')" != "HTTP/1.1 $status" ] || ! cmp -s "$dir/body" "$dir/expected"; then
-        echo "$*: expected $status, got:" >&2
-        cat "$dir/headers" "$dir/body" >&2
-        failures=1
-    fi
+    curl -s -S -m 20 -D "$dir/headers" -o "$dir/body" "$@" || failures=1
+    head -n 1 "$dir/headers" | tr -d '\r' | cat - "$dir/body" >"$dir/got"
+    cmp "$dir/got" "$dir/expected" || { echo "$*: got:"; cat "$dir/got"; failures=1; } >&2
 }
 
-start
-url=http://127.0.0.1:$port/camera.cgi
 nobody='session none\ncamera any\n'
 expect '200 OK' "pan 12\ntilt -3\n$nobody" "$url?PAN=12&tilt=%2d3&pan=99"
 expect '200 OK' 'pan 1\ntilt 2\nsession a b;c\ncamera north-7\n' \
     -b 'theme=dark;  SESSION=a%20b%3bc; session=2' -H 'x-camera-id: north-7' "$url?pan=1&tilt=2"
 expect '200 OK' 'pan 1\ntilt 2\nsession \3614\ncamera any\n' -b 'session=%g1%4' "$url?pan=1&tilt=2"
-expect '400 Bad Request' 'Bad Request\r\nmissing: pan' "$url"
 expect '400 Bad Request' 'Bad Request\r\ntilt is no angle: 5%%n%%s' "$url?pan=1&tilt=5%25n%25s"
 expect '405 Method Not Allowed' 'Method Not Allowed' -X DELETE "$url"
-curl -s -I "$url?pan=12&tilt=3" | tr -d '\r' >"$dir/headers"
-head -n 1 "$dir/headers" | grep -qx 'HTTP/1.1 200 OK' && grep -qx 'Content-Length: 38' "$dir/headers" || {
-    echo "HEAD: got:" >&2
-    cat "$dir/headers" >&2
-    failures=1
-}
-
+curl -s -I "$url?pan=12&tilt=3" | tr -d '\r' | grep -qx 'Content-Length: 38' || { echo "HEAD" >&2; failures=1; }
 expect '200 OK' "preset Front gate!\nbody 22\n$nobody" -d 'x&name=Front+gate%21&=' "$url"
 expect '200 OK' "preset %%4\nbody 9\n$nobody" -H 'Transfer-Encoding: chunked' -d 'name=%%%4' "$url?name=query"
-printf 'name=a\0b&name=c' >"$dir/nul"
-expect '200 OK' "preset a\nbody 15\n$nobody" --data-binary "@$dir/nul" "$url"
 expect '400 Bad Request' 'Bad Request\r\nmissing: name' -d '' "$url"
 # The longest body with its last parameter, and one that is longer by a byte.
 { head -c 131065 /dev/zero | tr '\0' '&'; printf 'name=ab'; } >"$dir/longest"

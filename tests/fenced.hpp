@@ -1,4 +1,4 @@
-// A buffer whose end is the end of accessible memory: whatever touches a byte behind it dies.
+// Memory behind whose end nothing may be touched.
 #pragma once
 
 #include <cstddef>
@@ -6,22 +6,11 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-class fenced {
-public:
-    explicit fenced(size_t capacity)
-        : page(static_cast<size_t>(sysconf(_SC_PAGESIZE))), inside((capacity / page + 1) * page),
-          start(static_cast<uint8_t *>(
-              mmap(nullptr, inside + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))) {
-        mprotect(start + inside, page, PROT_NONE);
-    }
-    fenced(const fenced &) = delete;
-    fenced &operator=(const fenced &) = delete;
-    ~fenced() { munmap(start, inside + page); }
-
-    // The last `size` bytes, size being at most the capacity; at least one byte lies in front of them.
-    uint8_t *last(size_t size) const { return start + inside - size; }
-
-private:
-    size_t page, inside;
-    uint8_t *start;
-};
+// The end of at least `capacity` bytes, which stay: whatever touches a byte behind it dies.
+inline uint8_t *fence(size_t capacity) {
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE)), inside = (capacity / page + 1) * page;
+    void *start = mmap(nullptr, inside + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    auto *const end = static_cast<uint8_t *>(start) + inside;
+    mprotect(end, page, PROT_NONE);
+    return end;
+}
