@@ -100,12 +100,4 @@ START_TEST(suites_reach_the_runner)
 }
 END_TEST
 
-Suite *check_suite() {
-    Suite *suite = suite_create("check");
-    TCase *tests = tcase_create("check");
-    tcase_add_test(tests, configurations);
-    tcase_add_test(tests, usage_for_unknown_options);
-    tcase_add_test(tests, suites_reach_the_runner);
-    suite_add_tcase(suite, tests);
-    return suite;
-}
+Suite *check_suite() { return suite_of("check", {configurations, usage_for_unknown_options, suites_reach_the_runner}); }

@@ -173,12 +173,5 @@ START_TEST(argument_listing)
 END_TEST
 
 Suite *cmdline_suite() {
-    Suite *suite = suite_create("cmdline");
-    TCase *tests = tcase_create("cmdline");
-    tcase_add_test(tests, options_operands_and_messages);
-    tcase_add_test(tests, state_between_calls);
-    tcase_add_test(tests, usage_screen);
-    tcase_add_test(tests, argument_listing);
-    suite_add_tcase(suite, tests);
-    return suite;
+    return suite_of("cmdline", {options_operands_and_messages, state_between_calls, usage_screen, argument_listing});
 }
