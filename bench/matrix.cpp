@@ -110,6 +110,22 @@ void add_decompositions(int m, int n, double factor) {
     ratios::bar(name, factor);
 }
 
+#ifdef HAVE_EIGEN3
+template <int size>
+void add_small_eigen_inverse(const char *name, const std::vector<float> &elements) {
+    using matrix = Eigen::Matrix<float, size, size>;
+    ratios::add(name, "eigen",
+                each([a = matrix(Eigen::Map<const matrix>(elements.data())), out = matrix(matrix::Zero())]() mutable {
+                    benchmark::DoNotOptimize(a.data());
+                    bool invertible;
+                    a.computeInverseWithCheck(out, invertible, 1e-14F);
+                    benchmark::DoNotOptimize(invertible);
+                    benchmark::DoNotOptimize(out.data());
+                    benchmark::ClobberMemory();
+                }));
+}
+#endif
+
 void add_inverses() {
     auto elements = random_elements(24 * 24);
     ratios::add("inverse 24x24", "vela", each([elements, out = elements]() mutable {
@@ -136,26 +152,8 @@ void add_inverses() {
                     benchmark::DoNotOptimize(out.data());
                     benchmark::ClobberMemory();
                 }));
-    ratios::add("inverse 4x4", "eigen",
-                each([a = Eigen::Matrix4f(Eigen::Map<const Eigen::Matrix4f>(small.data())),
-                      out = Eigen::Matrix4f(Eigen::Matrix4f::Zero())]() mutable {
-                    benchmark::DoNotOptimize(a.data());
-                    bool invertible;
-                    a.computeInverseWithCheck(out, invertible, 1e-14F);
-                    benchmark::DoNotOptimize(invertible);
-                    benchmark::DoNotOptimize(out.data());
-                    benchmark::ClobberMemory();
-                }));
-    ratios::add("inverse 3x3", "eigen",
-                each([a = Eigen::Matrix3f(Eigen::Map<const Eigen::Matrix3f>(small.data())),
-                      out = Eigen::Matrix3f(Eigen::Matrix3f::Zero())]() mutable {
-                    benchmark::DoNotOptimize(a.data());
-                    bool invertible;
-                    a.computeInverseWithCheck(out, invertible, 1e-14F);
-                    benchmark::DoNotOptimize(invertible);
-                    benchmark::DoNotOptimize(out.data());
-                    benchmark::ClobberMemory();
-                }));
+    add_small_eigen_inverse<4>("inverse 4x4", small);
+    add_small_eigen_inverse<3>("inverse 3x3", small);
 #endif
     ratios::bar("inverse 24x24", 1.5, {"eigen"});
     ratios::bar("inverse 4x4", 1, {"eigen"});

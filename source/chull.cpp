@@ -1,6 +1,7 @@
 // The hull's records and the steps of its construction, one point at a time.
 #include "detail/chull_fast.hpp"
 #include "detail/chull_listing.hpp"
+#include "detail/chull_results.hpp"
 #include "detail/diagnostics.hpp"
 #include "detail/memory.hpp"
 #include "detail/ring.hpp"
@@ -15,9 +16,6 @@
 using namespace vela::detail;
 
 namespace {
-
-constexpr int32_t kSuccess = 0;
-constexpr int32_t kFailure = 1;
 
 // ---- Records
 

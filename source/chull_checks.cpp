@@ -1,5 +1,6 @@
 // Checks of a hull's structure, listings of its records, and the OFF file.
 #include "detail/chull_listing.hpp"
+#include "detail/chull_results.hpp"
 #include "detail/diagnostics.hpp"
 #include "detail/ring.hpp"
 #include "detail/vector3.hpp"
@@ -9,13 +10,6 @@
 #include <vela/chull.h>
 
 using namespace vela::detail;
-
-namespace {
-
-constexpr int32_t kSuccess = 0;
-constexpr int32_t kFailure = 1;
-
-} // namespace
 
 // ---- Checks
 

@@ -1,23 +1,17 @@
 // What is asked of a hull: on which side of a face a point lies, how far away, whether inside; the hull's volume.
+#include "detail/chull_results.hpp"
 #include "detail/diagnostics.hpp"
 #include "detail/ring.hpp"
 #include "detail/simd.hpp"
 #include "detail/vector3.hpp"
+#include "detail/wrapping.hpp"
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <limits>
-#include <type_traits>
 #include <vela/chull.h>
 
 using namespace vela::detail;
-
-namespace {
-
-constexpr int32_t kSuccess = 0;
-constexpr int32_t kFailure = 1;
-
-} // namespace
 
 // ---- Predicates
 
@@ -37,24 +31,14 @@ int32_t Volume(const chull_face *f, const int32_t *p) {
 
 namespace {
 
-// A quotient that drops the remainder, for every divisor: degenerate faces divide by 0.
-template <class Integer>
-Integer quotient(Integer numerator, Integer denominator) {
-    if (denominator == 0)
-        return 0;
-    // The one quotient that doesn't fit wraps.
-    if (denominator == -1)
-        return static_cast<Integer>(0 - static_cast<std::make_unsigned_t<Integer>>(numerator));
-    return numerator / denominator;
-}
-
+// For every divisor: degenerate faces divide by 0.
 int32_t q9_quotient(uint32_t numerator, uint32_t denominator) {
-    return quotient(as_signed(512 * numerator), as_signed(denominator));
+    return wrapping_quotient(as_signed(512 * numerator), as_signed(denominator));
 }
 
 int32_t q9_quotient(int64_t numerator, int64_t denominator) {
     const auto scaled = static_cast<int64_t>(512 * static_cast<uint64_t>(numerator));
-    return static_cast<int32_t>(quotient(scaled, denominator));
+    return static_cast<int32_t>(wrapping_quotient(scaled, denominator));
 }
 
 // a b - c d in 64 bits.
@@ -209,7 +193,7 @@ int32_t chull_volume6(const chull_ctx *hull) {
             ++count;
         }
     }
-    const auto mean = [count](uint32_t total) { return quotient(as_signed(total), as_signed(count)); };
+    const auto mean = [count](uint32_t total) { return wrapping_quotient(as_signed(total), as_signed(count)); };
     const int32_t reference[3] = {mean(sum.x), mean(sum.y), mean(sum.z)};
     uint32_t volume = 0;
     for (const chull_face &face : ring(hull->faces))

@@ -19,22 +19,26 @@ constexpr int32_t wrapping_product(int32_t a, int32_t b) {
 }
 
 // a / b truncated toward zero, of operands whose quotient fits. Processors without an integer division have one of
-// double precision, which is exact here: a quotient that isn't whole differs from the next integer by at least one part
-// in 2^31.
-constexpr int32_t quotient(int32_t a, int32_t b) {
+// double precision, which is exact for 32 bits: a quotient that isn't whole differs from the next integer by at least
+// one part in 2^31.
+template <class Integer>
+constexpr Integer quotient(Integer a, Integer b) {
 #if defined __arm__ && !defined __ARM_FEATURE_IDIV
-    if (!std::is_constant_evaluated())
-        return static_cast<int32_t>(static_cast<double>(a) / static_cast<double>(b));
+    if constexpr (sizeof(Integer) == 4)
+        if (!std::is_constant_evaluated())
+            return static_cast<Integer>(static_cast<double>(a) / static_cast<double>(b));
 #endif
     return a / b;
 }
 
-// Truncated toward zero. A quotient by 0 counts as 0.
-constexpr int32_t wrapping_quotient(int32_t a, int32_t b) {
-    if (static_cast<uint32_t>(b) + 1 <= 1) [[unlikely]] {
+// Truncated toward zero. A quotient by 0 counts as 0, and the one that doesn't fit wraps.
+template <class Integer>
+constexpr Integer wrapping_quotient(Integer a, Integer b) {
+    using bits = std::make_unsigned_t<Integer>;
+    if (static_cast<bits>(b) + 1 <= 1) [[unlikely]] {
         if (!std::is_constant_evaluated())
             asm volatile(""); // a branch is cheaper than a division under a condition
-        return b == 0 ? 0 : wrapping_difference(0, a);
+        return b == 0 ? 0 : static_cast<Integer>(0 - static_cast<bits>(a));
     }
     return quotient(a, b);
 }

@@ -1,0 +1,11 @@
+// What the hull's functions return.
+#pragma once
+
+#include <cstdint>
+
+namespace vela::detail {
+
+constexpr std::int32_t kSuccess = 0;
+constexpr std::int32_t kFailure = 1;
+
+} // namespace vela::detail
