@@ -1,5 +1,5 @@
-#include "detail/contract.hpp"
-#include "detail/memory.hpp"
+#include "common/contract.hpp"
+#include "common/memory.hpp"
 #include <algorithm>
 #include <cctype>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "detail/memory.hpp"
+#include "common/memory.hpp"
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>

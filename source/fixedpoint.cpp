@@ -1,5 +1,5 @@
-#include "detail/angle.hpp"
-#include "detail/wrapping.hpp"
+#include "common/angle.hpp"
+#include "common/wrapping.hpp"
 #include <algorithm>
 #include <bit>
 #include <numbers>

@@ -1,8 +1,8 @@
-#include "detail/contract.hpp"
-#include "detail/fourcc.hpp"
-#include "detail/memory.hpp"
-#include "detail/simd.hpp"
-#include "detail/wrapping.hpp"
+#include "common/contract.hpp"
+#include "common/fourcc.hpp"
+#include "common/memory.hpp"
+#include "common/unit.hpp"
+#include "common/wrapping.hpp"
 #include <algorithm>
 #include <bit>
 #include <cstdlib>

@@ -1,6 +1,6 @@
-#include "detail/contract.hpp"
-#include "detail/hex.hpp"
-#include "detail/simd.hpp"
+#include "common/contract.hpp"
+#include "common/hex.hpp"
+#include "common/unit.hpp"
 #include <algorithm>
 #include <cctype>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "detail/contract.hpp"
+#include "common/contract.hpp"
 #include <vela/time.h>
 
 namespace {

@@ -1,5 +1,5 @@
-#include "detail/hex.hpp"
-#include "detail/simd.hpp"
+#include "common/hex.hpp"
+#include "common/unit.hpp"
 #include <algorithm>
 #include <array>
 #include <bit>

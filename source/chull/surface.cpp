@@ -1,4 +1,4 @@
-#include "detail/chull_surface.hpp"
+#include "surface.hpp"
 
 namespace vela::detail {
 

@@ -3,11 +3,11 @@
 // The decomposition works on copies of u and v that are kept by columns. Most steps combine whole columns, whose
 // elements are independent of each other and are computed side by side. Where a sum runs down a column its order is
 // fixed, and it is the sums of several columns that advance together.
-#include "detail/blocks.hpp"
-#include "detail/diagnostics.hpp"
-#include "detail/memory.hpp"
-#include "detail/negligible.hpp"
-#include "detail/simd.hpp"
+#include "blocks.hpp"
+#include "common/diagnostics.hpp"
+#include "common/memory.hpp"
+#include "common/unit.hpp"
+#include "negligible.hpp"
 #include <algorithm>
 #include <cmath>
 #include <cstdint>

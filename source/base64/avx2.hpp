@@ -5,8 +5,8 @@
 // sixteen bytes what is to be added. Diagrams show one 32-bit lane, the highest byte first.
 #pragma once
 
-#include "intrinsics.hpp"
-#include "simd.hpp"
+#include "common/intrinsics.hpp"
+#include "common/unit.hpp"
 #include <cstddef>
 #include <cstdint>
 

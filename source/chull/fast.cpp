@@ -1,6 +1,6 @@
-#include "detail/chull_fast.hpp"
-#include "detail/chull_surface.hpp"
-#include "detail/ring.hpp"
+#include "fast.hpp"
+#include "ring.hpp"
+#include "surface.hpp"
 #include <iterator>
 #include <numeric>
 

@@ -5,8 +5,8 @@
 // the magnitude with a bias of 132; both then keep the four bits that follow the leading one.
 #pragma once
 
-#include "detail/endian.hpp"
-#include "detail/simd.hpp"
+#include "common/endian.hpp"
+#include "common/unit.hpp"
 #include <algorithm>
 #include <array>
 #include <bit>

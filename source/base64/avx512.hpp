@@ -2,8 +2,8 @@
 // or 128 entries at once.
 #pragma once
 
-#include "base64_tables.hpp"
-#include "intrinsics.hpp"
+#include "common/intrinsics.hpp"
+#include "tables.hpp"
 #include <cstddef>
 #include <cstdint>
 

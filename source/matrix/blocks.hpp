@@ -4,7 +4,7 @@
 // no vector unit serves, blocks are half as long and plain numbers; a kernel then has them in registers all the same.
 #pragma once
 
-#include "simd.hpp"
+#include "common/unit.hpp"
 #include <cstddef>
 
 namespace vela::detail {

@@ -1,11 +1,11 @@
 // The hull's records and the steps of its construction, one point at a time.
-#include "detail/chull_fast.hpp"
-#include "detail/chull_listing.hpp"
-#include "detail/chull_results.hpp"
-#include "detail/diagnostics.hpp"
-#include "detail/memory.hpp"
-#include "detail/ring.hpp"
-#include "detail/vector3.hpp"
+#include "common/diagnostics.hpp"
+#include "common/memory.hpp"
+#include "fast.hpp"
+#include "listing.hpp"
+#include "results.hpp"
+#include "ring.hpp"
+#include "vector3.hpp"
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "detail/simd.hpp"
+#include "common/unit.hpp"
 #include <algorithm>
 #include <array>
 #include <vela/colour.h>

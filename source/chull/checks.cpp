@@ -1,9 +1,9 @@
 // Checks of a hull's structure, listings of its records, and the OFF file.
-#include "detail/chull_listing.hpp"
-#include "detail/chull_results.hpp"
-#include "detail/diagnostics.hpp"
-#include "detail/ring.hpp"
-#include "detail/vector3.hpp"
+#include "common/diagnostics.hpp"
+#include "listing.hpp"
+#include "results.hpp"
+#include "ring.hpp"
+#include "vector3.hpp"
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>

@@ -1,6 +1,6 @@
-#include "detail/memory.hpp"
-#include "detail/polyphase.hpp"
-#include "detail/samples.hpp"
+#include "codecs.hpp"
+#include "common/memory.hpp"
+#include "filter.hpp"
 #include <algorithm>
 #include <array>
 #include <cmath>

@@ -59,7 +59,7 @@ inline void run_widest(Arguments... arguments) {
 }
 
 // The same for kernels on floating-point numbers: NEON takes denormal numbers for 0, so on ARM they stay with the
-// scalar unit, which gives the same bits as every other machine. detail/blocks.hpp has what such kernels are made of.
+// scalar unit, which gives the same bits as every other machine. matrix/blocks.hpp has what such kernels are made of.
 template <auto kernel, class... Arguments>
 inline void run_widest_floats(Arguments... arguments) {
 #ifdef VELA_AVX2

@@ -1,9 +1,9 @@
 // The matrix record, products, and the inverses of fixed size.
-#include "detail/blocks.hpp"
-#include "detail/diagnostics.hpp"
-#include "detail/memory.hpp"
-#include "detail/negligible.hpp"
-#include "detail/simd.hpp"
+#include "blocks.hpp"
+#include "common/diagnostics.hpp"
+#include "common/memory.hpp"
+#include "common/unit.hpp"
+#include "negligible.hpp"
 #include <cstdint>
 #include <cstdio>
 #include <vela/matrix.h>

@@ -12,8 +12,8 @@
 // Sums that wrap around are the same in any order: all paths give the same bits.
 #pragma once
 
-#include "detail/samples.hpp"
-#include "detail/simd.hpp"
+#include "codecs.hpp"
+#include "common/unit.hpp"
 #include <algorithm>
 #include <array>
 #include <cstddef>

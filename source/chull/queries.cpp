@@ -1,10 +1,10 @@
 // What is asked of a hull: on which side of a face a point lies, how far away, whether inside; the hull's volume.
-#include "detail/chull_results.hpp"
-#include "detail/diagnostics.hpp"
-#include "detail/ring.hpp"
-#include "detail/simd.hpp"
-#include "detail/vector3.hpp"
-#include "detail/wrapping.hpp"
+#include "common/diagnostics.hpp"
+#include "common/unit.hpp"
+#include "common/wrapping.hpp"
+#include "results.hpp"
+#include "ring.hpp"
+#include "vector3.hpp"
 #include <algorithm>
 #include <cstddef>
 #include <cstring>

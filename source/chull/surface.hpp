@@ -10,8 +10,8 @@
 // is gone through in the order of its edges' numbers, as the steps do that go through the whole list.
 #pragma once
 
-#include "detail/memory.hpp"
-#include "detail/vector3.hpp"
+#include "common/memory.hpp"
+#include "vector3.hpp"
 #include <algorithm>
 #include <cstdint>
 #include <type_traits>

@@ -4,7 +4,7 @@
 // own: lane i of all registers is group i. Values are translated by tables as in base64_avx2.hpp.
 #pragma once
 
-#include "simd.hpp"
+#include "common/unit.hpp"
 #include <arm_neon.h>
 #include <cstddef>
 #include <cstdint>

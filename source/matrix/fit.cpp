@@ -1,5 +1,5 @@
 // Least-squares fits of polynomials.
-#include "detail/diagnostics.hpp"
+#include "common/diagnostics.hpp"
 #include <algorithm>
 #include <cstdint>
 #include <vela/matrix.h>

@@ -1,8 +1,8 @@
-#include "detail/angle.hpp"
-#include "detail/contract.hpp"
-#include "detail/rounded_maths.hpp"
-#include "detail/simd.hpp"
-#include "detail/wrapping.hpp"
+#include "common/angle.hpp"
+#include "common/contract.hpp"
+#include "common/unit.hpp"
+#include "common/wrapping.hpp"
+#include "rounded_maths.hpp"
 #include <algorithm>
 #include <array>
 #include <cmath>

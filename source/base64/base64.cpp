@@ -1,16 +1,16 @@
-#include "detail/base64_tables.hpp"
-#include "detail/endian.hpp"
-#include "detail/simd.hpp"
+#include "common/endian.hpp"
+#include "common/unit.hpp"
+#include "tables.hpp"
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <vela/base64.h>
 
 #if defined VELA_AVX2
-#include "detail/base64_avx2.hpp"
-#include "detail/base64_avx512.hpp"
+#include "avx2.hpp"
+#include "avx512.hpp"
 #elif defined VELA_NEON
-#include "detail/base64_neon.hpp"
+#include "neon.hpp"
 #endif
 
 using namespace vela::detail;

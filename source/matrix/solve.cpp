@@ -1,9 +1,9 @@
 // Inverse by elimination, and least squares by singular values.
-#include "detail/blocks.hpp"
-#include "detail/diagnostics.hpp"
-#include "detail/memory.hpp"
-#include "detail/negligible.hpp"
-#include "detail/simd.hpp"
+#include "blocks.hpp"
+#include "common/diagnostics.hpp"
+#include "common/memory.hpp"
+#include "common/unit.hpp"
+#include "negligible.hpp"
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
