@@ -250,7 +250,7 @@ int32_t spline_interpolate(const interp_curve *curve, int16_t *out) {
     int32_t *y2 = scratch.get();
     assert(y2 != ((void *)0)); // NOLINT(modernize-use-nullptr)
     solve<q8>(*curve, y2, y2 + curve->count);
-    run_widest<fill<int16_t>>(*curve, y2, out);
+    run_on_unit<fill<int16_t>>(*curve, y2, out);
     return 0;
 }
 
@@ -263,7 +263,7 @@ void spline_interpolate_float(const interp_curve *curve, float *out) {
     float *y2 = scratch.get();
     assert(y2 != ((void *)0)); // NOLINT(modernize-use-nullptr)
     solve<single_precision>(*curve, y2, y2 + curve->count);
-    run_widest<fill<float>>(*curve, y2, out);
+    run_on_unit<fill<float>>(*curve, y2, out);
 }
 
 uint32_t spline_c(const interp_curve *curve, int32_t *y2) {

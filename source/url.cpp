@@ -13,9 +13,9 @@
 #endif
 
 using vela::detail::digit_of;
+using vela::detail::has_unit;
 using vela::detail::kNoDigit;
 using vela::detail::value_of;
-using vela::detail::wide_unit;
 
 // One allocation holds everything: the record and, behind it, a copy of the URL that the components are cut
 // from in place.
@@ -136,7 +136,7 @@ constexpr auto squeezes = [] {
     return shuffles;
 }();
 
-VELA_WIDE inline char *store_kept(__m128i lanes, uint32_t kept, char *to) {
+VELA_UNIT inline char *store_kept(__m128i lanes, uint32_t kept, char *to) {
     const __m128i shuffle = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(squeezes[kept].data()));
     _mm_storel_epi64(reinterpret_cast<__m128i *>(to), _mm_shuffle_epi8(lanes, shuffle));
     return to + std::popcount(kept);
@@ -148,7 +148,7 @@ struct digit_pairs {
     uint32_t valid;
 };
 
-VELA_WIDE inline digit_pairs read_digits(__m128i high, __m128i low) {
+VELA_UNIT inline digit_pairs read_digits(__m128i high, __m128i low) {
     const __m256i digits = _mm256_set_m128i(low, high);
     const __m256i decimal = _mm256_sub_epi8(digits, _mm256_set1_epi8('0'));
     const __m256i letter = _mm256_sub_epi8(_mm256_or_si256(digits, _mm256_set1_epi8(0x20)), _mm256_set1_epi8('a'));
@@ -168,7 +168,7 @@ VELA_WIDE inline digit_pairs read_digits(__m128i high, __m128i low) {
 //     characters   c a m + 7 % 2 6 z % 3 D
 //     bytes        c a m   7 & . . z = . .
 //     kept         1 1 1 1 1 1 0 0 1 1 0 0
-VELA_WIDE void decode_wide(const char *&source, char *&destination, const char *end, const char *limit) {
+VELA_UNIT void decode_wide(const char *&source, char *&destination, const char *end, const char *limit) {
     const char *from = source;
     char *to = destination;
     const auto load = [](const char *lanes) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(lanes)); };
@@ -197,7 +197,7 @@ VELA_WIDE void decode_wide(const char *&source, char *&destination, const char *
 // Returns the end of what was decoded, or the limit where the room is too small.
 char *decode(const char *from, const char *end, char *to, const char *limit) {
 #ifdef VELA_AVX2
-    while (end - from >= kStepAndDigits && to != limit && wide_unit()) {
+    while (end - from >= kStepAndDigits && to != limit && has_unit()) {
         decode_wide(from, to, end, limit);
         decode_plain(from, to, from + std::min(end - from, kStepAndDigits), end, limit);
     }

@@ -133,21 +133,21 @@ bool read_plain(const char *digits, uint8_t *uuid) {
     return kBraced;
 }
 
-#ifdef VELA_WIDE
+#ifdef VELA_UNIT
 // Sixteen bytes or characters side by side.
 using vector = uint8_t __attribute__((vector_size(16)));
 using char_vector = char __attribute__((vector_size(16)));
 
-VELA_WIDE inline vector load(const void *from) {
+VELA_UNIT inline vector load(const void *from) {
     vector value;
     std::memcpy(&value, from, sizeof value);
     return value;
 }
 
-VELA_WIDE inline void store(void *to, vector value) { std::memcpy(to, &value, sizeof value); }
+VELA_UNIT inline void store(void *to, vector value) { std::memcpy(to, &value, sizeof value); }
 
 // The entries of a table that the indices select; 0 for an index of 255.
-VELA_WIDE inline vector look_up(vector table, vector index) {
+VELA_UNIT inline vector look_up(vector table, vector index) {
 #ifdef VELA_AVX2
     return reinterpret_cast<vector>(
         __builtin_ia32_pshufb128(reinterpret_cast<char_vector>(table), reinterpret_cast<char_vector>(index)));
@@ -158,13 +158,13 @@ VELA_WIDE inline vector look_up(vector table, vector index) {
 }
 
 // Values of digits in either case; more than 15 for any other character.
-VELA_WIDE inline vector values_of(vector text) {
+VELA_UNIT inline vector values_of(vector text) {
     const vector decimal = text - '0', letter = (text | 0x20) - 'a';
     const auto is_decimal = reinterpret_cast<vector>(decimal < 10), is_letter = reinterpret_cast<vector>(letter < 6);
     return (decimal & is_decimal) | ((letter + 10) & is_letter) | ~(is_decimal | is_letter);
 }
 
-VELA_WIDE bool read_wide(const char *digits, uint8_t *uuid) {
+VELA_UNIT bool read_wide(const char *digits, uint8_t *uuid) {
     const vector front = load(digits), back = load(digits + 16);
     const vector high =
         values_of(__builtin_shufflevector(front, back, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30));
@@ -178,7 +178,7 @@ VELA_WIDE bool read_wide(const char *digits, uint8_t *uuid) {
     return true;
 }
 
-VELA_WIDE int32_t write_wide(char *text, const uint8_t *uuid) {
+VELA_UNIT int32_t write_wide(char *text, const uint8_t *uuid) {
     constexpr vector kDigitOf = {'0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'a', 'b', 'c', 'd', 'e', 'f'};
     const vector bytes = load(uuid), high = bytes >> 4, low = bytes & 15;
     const vector front =
@@ -240,7 +240,7 @@ int32_t uuid_scanf(const char *text, const char *format, uint8_t *uuid) {
 
 int32_t uuid_scan(const char *text, uint8_t *uuid) {
     char digits[kDigits];
-    if (gather_digits(text, digits) && (wide_unit() ? read_wide : read_plain)(digits, uuid))
+    if (gather_digits(text, digits) && (has_unit() ? read_wide : read_plain)(digits, uuid))
         return 0;
     for (const char *format : {kBracedFormat, kDashedFormat, kPlainFormat})
         if (uuid_scanf(text, format, uuid) == kBytes)
@@ -263,5 +263,5 @@ int32_t uuid_sprintf(char *text, const char *format, const uint8_t *uuid) {
 }
 
 int32_t uuid_sprint(char *text, const uint8_t *uuid) {
-    return wide_unit() ? write_wide(text, uuid) : write_plain(text, uuid);
+    return has_unit() ? write_wide(text, uuid) : write_plain(text, uuid);
 }

@@ -1,4 +1,5 @@
 // The test runner: every suite of this folder, chosen and run through the library's own harness options.
+#include "units.hpp"
 #include <check.h>
 #include <cstdio>
 #include <cstdlib>
@@ -26,6 +27,9 @@ int main(int argc, char **argv) {
         return EXIT_FAILURE;
     }
 
+    for (const units::unit &unit : units::all)
+        if (!unit.is_here())
+            std::printf("This machine has no %s: those paths are not tested.\n", unit.name);
     if (config.no_fork)
         srunner_set_fork_status(runner, CK_NOFORK);
     if (config.xml_log)

@@ -1,6 +1,7 @@
-// What the suites share: comparison of texts, and what a piece of code prints.
+// What the suites share: comparison of texts, what a piece of code prints, and a suite that runs once per vector unit.
 #pragma once
 
+#include "units.hpp"
 #include <check.h>
 #undef fail // a macro that would break the standard headers below
 #include <cstdio>
@@ -49,12 +50,18 @@ std::string captured(FILE *stream, Action action) {
     return text;
 }
 
+// The suite has its tests once for each vector unit of this machine, in a case of the unit's name.
 inline Suite *suite_of(const char *name, std::initializer_list<const TTest *> tests) {
     Suite *suite = suite_create(name);
-    TCase *cases = tcase_create(name);
-    tcase_set_timeout(cases, 60);
-    for (const TTest *test : tests)
-        tcase_add_test(cases, test);
-    suite_add_tcase(suite, cases);
+    for (const units::unit &unit : units::all) {
+        if (!unit.is_here())
+            continue;
+        TCase *cases = tcase_create(unit.name);
+        tcase_set_timeout(cases, 60);
+        tcase_add_checked_fixture(cases, unit.use, nullptr);
+        for (const TTest *test : tests)
+            tcase_add_test(cases, test);
+        suite_add_tcase(suite, cases);
+    }
     return suite;
 }

@@ -18,18 +18,18 @@ struct base64_avx2 {
     static constexpr std::size_t kDecodeReads = 32;  // characters that one step reads
     static constexpr std::size_t kDecodeWrites = 32; // bytes that it writes, 24 of them meant
 
-    static bool available() { return wide_unit(); }
+    static bool available() { return has_unit(); }
 
     template <auto kernel, class... Arguments>
-    VELA_WIDE [[gnu::flatten]] static auto run(Arguments... arguments) {
+    VELA_UNIT [[gnu::flatten]] static auto run(Arguments... arguments) {
         return kernel(arguments...);
     }
 
     // Each half of the vector gets the same table.
-    VELA_WIDE static __m256i both_halves(__m128i table) { return _mm256_broadcastsi128_si256(table); }
+    VELA_UNIT static __m256i both_halves(__m128i table) { return _mm256_broadcastsi128_si256(table); }
 
     // 24 bytes to 32 six-bit values, one a byte.
-    VELA_WIDE static __m256i split(const std::uint8_t *from) {
+    VELA_UNIT static __m256i split(const std::uint8_t *from) {
         // Twelve bytes of input into each half, and of these three a lane:
         //     bbbbcccc ccdddddd aaaaaabb bbbbcccc
         const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i *>(from));
@@ -50,7 +50,7 @@ struct base64_avx2 {
     }
 
     // Encodes 24 bytes.
-    VELA_WIDE static void encode(const std::uint8_t *from, char *to) {
+    VELA_UNIT static void encode(const std::uint8_t *from, char *to) {
         const __m256i values = split(from);
         // Which range: 0 for A-Z, 1 for a-z, 2 to 11 for each digit, 12 for '+', 13 for '/'.
         const __m256i range = _mm256_sub_epi8(_mm256_subs_epu8(values, _mm256_set1_epi8(51)),
@@ -64,7 +64,7 @@ struct base64_avx2 {
 
     // Decodes 32 characters as far as they are of the alphabet and returns the number of complete groups before the
     // first one that holds something else. What is written for the others has no meaning.
-    VELA_WIDE static std::size_t decode(const char *from, std::uint8_t *to) {
+    VELA_UNIT static std::size_t decode(const char *from, std::uint8_t *to) {
         const __m256i text = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(from));
         // Of an index a shuffle looks at bits 0 to 3, and at bit 7: '/', 0x2f, masks both nibbles well enough, and is
         // at hand.

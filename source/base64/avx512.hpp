@@ -17,7 +17,9 @@ struct base64_avx512 {
     static constexpr std::size_t kDecodeReads = 64;  // characters that one step reads
     static constexpr std::size_t kDecodeWrites = 64; // bytes that it writes, 48 of them meant
 
-    static bool available() { return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi"); }
+    static bool available() {
+        return may_use(unit::avx512) && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi");
+    }
 
     template <auto kernel, class... Arguments>
     VELA_VBMI [[gnu::flatten]] static auto run(Arguments... arguments) {

@@ -17,15 +17,15 @@ struct base64_neon {
     static constexpr std::size_t kDecodeReads = 64;  // characters that one step reads
     static constexpr std::size_t kDecodeWrites = 48; // bytes that it writes
 
-    static bool available() { return wide_unit(); }
+    static bool available() { return has_unit(); }
 
     template <auto kernel, class... Arguments>
-    VELA_WIDE [[gnu::flatten]] static auto run(Arguments... arguments) {
+    VELA_UNIT [[gnu::flatten]] static auto run(Arguments... arguments) {
         return kernel(arguments...);
     }
 
     // Both halves of a vector of indices below 16. The compiler would join the halves of the result by copying them.
-    VELA_WIDE static uint8x16_t look_up(const std::uint8_t (&entries)[16], uint8x16_t index) {
+    VELA_UNIT static uint8x16_t look_up(const std::uint8_t (&entries)[16], uint8x16_t index) {
         uint8x16_t found;
         asm("vtbl.8 %e0, {%e1, %f1}, %e2\n\tvtbl.8 %f0, {%e1, %f1}, %f2"
             : "=&w"(found)
@@ -34,7 +34,7 @@ struct base64_neon {
     }
 
     // The characters of six-bit values, one a byte.
-    VELA_WIDE static uint8x16_t to_text(uint8x16_t values) {
+    VELA_UNIT static uint8x16_t to_text(uint8x16_t values) {
         // By range of the value: 0 for A-Z, 1 for a-z, 2 to 11 for each digit, 12 for '+', 13 for '/'.
         constexpr std::uint8_t kDigit = 256 + '0' - 52;
         static constexpr std::uint8_t kDistances[16] = {'A',    'a' - 26, kDigit,         kDigit,        kDigit,
@@ -45,7 +45,7 @@ struct base64_neon {
     }
 
     // Encodes 48 bytes.
-    VELA_WIDE static void encode(const std::uint8_t *from, char *to) {
+    VELA_UNIT static void encode(const std::uint8_t *from, char *to) {
         const uint8x16_t six_bits = vdupq_n_u8(63);
         const auto [a, b, c] = vld3q_u8(from).val;
         // aaaaaabb bbbbcccc ccdddddd  ->  00aaaaaa 00bbbbbb 00cccccc 00dddddd
@@ -59,7 +59,7 @@ struct base64_neon {
     }
 
     // Which characters are foreign: not zero for those, as in base64_avx2.hpp.
-    VELA_WIDE static uint8x16_t foreign_in(uint8x16_t text) {
+    VELA_UNIT static uint8x16_t foreign_in(uint8x16_t text) {
         static constexpr std::uint8_t kRows[16] = {0x10, 0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08,
                                                    0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10};
         static constexpr std::uint8_t kColumns[16] = {0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11,
@@ -68,7 +68,7 @@ struct base64_neon {
     }
 
     // The six-bit values of the characters that are not.
-    VELA_WIDE static uint8x16_t to_values(uint8x16_t text) {
+    VELA_UNIT static uint8x16_t to_values(uint8x16_t text) {
         static constexpr std::uint8_t kDistances[16] = {0,         63 - '/',  62 - '+',       52 - '0',
                                                         256 - 'A', 256 - 'A', 256 + 26 - 'a', 256 + 26 - 'a'};
         const uint8x16_t slash = vceqq_u8(text, vdupq_n_u8('/'));
@@ -77,7 +77,7 @@ struct base64_neon {
 
     // Decodes 64 characters as far as they are of the alphabet and returns the number of complete groups before the
     // first one that holds something else. What is written for the others has no meaning.
-    VELA_WIDE static std::size_t decode(const char *from, std::uint8_t *to) {
+    VELA_UNIT static std::size_t decode(const char *from, std::uint8_t *to) {
         const uint8x16x4_t text = vld4q_u8(reinterpret_cast<const std::uint8_t *>(from));
         const uint8x16_t a = to_values(text.val[0]), b = to_values(text.val[1]), c = to_values(text.val[2]),
                          d = to_values(text.val[3]);

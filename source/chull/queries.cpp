@@ -113,7 +113,7 @@ using lanes [[gnu::vector_size(16)]] = uint32_t;
 //
 //     b * c.yzx - b.yzx * c    is the cross product in the order z, x, y; lane 3 becomes 0
 //     times a.zxy              gives the terms of the determinant
-VELA_WIDE bool sees_a_face_wide(const chull_face *head, const int32_t *point) {
+VELA_UNIT bool sees_a_face_wide(const chull_face *head, const int32_t *point) {
     const lanes p = {static_cast<uint32_t>(point[0]), static_cast<uint32_t>(point[1]), static_cast<uint32_t>(point[2])};
     const chull_face *face = head;
     do {
@@ -173,7 +173,7 @@ int32_t is_in_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z) {
         return 0;
     const int32_t point[3] = {x, y, z};
 #ifdef VELA_AVX2
-    if (wide_unit())
+    if (has_unit())
         return !sees_a_face_wide(hull->faces, point);
 #endif
     for (const chull_face &face : ring(hull->faces))

@@ -131,8 +131,8 @@ void unpack_pixels(const uint8_t *src, uint8_t *dst, size_t count) {
         chroma_terms(src).write(src[1], dst);
 }
 
-#ifdef VELA_WIDE
-#define VELA_INLINE [[gnu::always_inline]] VELA_WIDE inline
+#ifdef VELA_UNIT
+#define VELA_INLINE [[gnu::always_inline]] VELA_UNIT inline
 
 // The vector units work on 16-bit lanes, for which weights are split into 2^n high + low, so that a row's sum is
 // 2^n high_sum + low_sum. With sums that fit,
@@ -421,15 +421,15 @@ struct wide {
 };
 #endif
 
-#ifdef VELA_WIDE
+#ifdef VELA_UNIT
 template <conversion map>
-VELA_WIDE void convert_blocks(const uint8_t *src, uint8_t *dst, size_t blocks) {
+VELA_UNIT void convert_blocks(const uint8_t *src, uint8_t *dst, size_t blocks) {
     const wide::converter<map> convert;
     for (; blocks; --blocks, src += 3 * wide::kPixels, dst += 3 * wide::kPixels)
         convert(src, dst);
 }
 
-VELA_WIDE void unpack_blocks(const uint8_t *src, uint8_t *dst, size_t blocks) {
+VELA_UNIT void unpack_blocks(const uint8_t *src, uint8_t *dst, size_t blocks) {
     const wide::unpacker unpack;
     for (; blocks; --blocks, src += 2 * wide::kUnpackedPixels, dst += 3 * wide::kUnpackedPixels)
         unpack(src, dst);
@@ -440,8 +440,8 @@ VELA_WIDE void unpack_blocks(const uint8_t *src, uint8_t *dst, size_t blocks) {
 template <conversion map>
 void convert(const uint8_t *src, uint8_t *dst, uint32_t count) {
     size_t done = 0;
-#ifdef VELA_WIDE
-    if (count >= wide::kPixels && wide_unit()) {
+#ifdef VELA_UNIT
+    if (count >= wide::kPixels && has_unit()) {
         convert_blocks<map>(src, dst, count / wide::kPixels);
         done = count - count % wide::kPixels;
     }
@@ -451,8 +451,8 @@ void convert(const uint8_t *src, uint8_t *dst, uint32_t count) {
 
 void unpack(const uint8_t *src, uint8_t *dst, uint32_t count) {
     size_t done = 0;
-#ifdef VELA_WIDE
-    if (count >= wide::kUnpackedPixels && wide_unit()) {
+#ifdef VELA_UNIT
+    if (count >= wide::kUnpackedPixels && has_unit()) {
         unpack_blocks(src, dst, count / wide::kUnpackedPixels);
         done = count - count % wide::kUnpackedPixels;
     }

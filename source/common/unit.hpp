@@ -1,69 +1,80 @@
-// Wide vector units chosen at run time: AVX2 on x86-64, NEON on 32-bit ARM.
+// The vector unit, chosen at run time: AVX2 on x86-64, NEON on 32-bit ARM. Processors that lack it run the plain code.
 //
-// A kernel is an always-inline function written once, as plain loops or with GCC's vector extensions.
-// run_widest() compiles it a second time for the wide unit and calls that version where the processor has the
-// unit:
+// A kernel is an always-inline function written once, as plain loops or with GCC's vector extensions. run_on_unit()
+// compiles it a second time for the unit and calls that version where the processor has the unit:
 //
 //     [[gnu::always_inline]] inline void scale(int16_t *data, size_t count) { for ... }
 //
-//     run_widest<scale>(data, count);
+//     run_on_unit<scale>(data, count);
 //
-// Both versions come from one text, so they give the same bits. A kernel that needs an instruction of the
-// unit itself takes the route `if (wide_unit()) kernel_avx2(...)` behind `#ifdef VELA_AVX2` or `#ifdef
+// Both versions come from one text, so they give the same bits. A kernel that needs an instruction of the unit itself
+// is marked VELA_UNIT and takes the route `if (has_unit()) kernel_avx2(...)` behind `#ifdef VELA_AVX2` or `#ifdef
 // VELA_NEON`.
 #pragma once
 
+#include <cstdint>
 #if defined __x86_64__ && defined __GNUC__
 #define VELA_AVX2 1
-#define VELA_WIDE [[gnu::target("avx2")]]
+#define VELA_UNIT [[gnu::target("avx2")]]
 #elif defined __arm__ && defined __ARM_FP && defined __ARMEL__
 #include <sys/auxv.h>
 #define VELA_NEON 1
-#define VELA_WIDE [[gnu::target("fpu=neon")]]
+#define VELA_UNIT [[gnu::target("fpu=neon")]]
 #endif
+
+// The widest unit that may be used, as a number of `unit`: the only switch. It is hidden in the shared library; the
+// tests, which link the archive, lower it, so that every path runs on every machine.
+extern "C" {
+[[gnu::visibility("hidden")]] inline constinit std::uint8_t vela_widest_unit = UINT8_MAX;
+}
 
 namespace vela::detail {
 
-// Whether this processor has the unit that VELA_WIDE functions are compiled for.
-inline bool wide_unit() {
+// In the order of their width on one architecture.
+enum class unit : std::uint8_t { scalar, neon, avx2, avx512 };
+
+inline bool may_use(unit one) { return vela_widest_unit >= static_cast<std::uint8_t>(one); }
+
+// Whether VELA_UNIT functions may be called.
+inline bool has_unit() {
 #if defined VELA_AVX2
-    return __builtin_cpu_supports("avx2");
+    return may_use(unit::avx2) && __builtin_cpu_supports("avx2");
 #elif defined VELA_NEON
     constexpr unsigned long neon = 1UL << 12; // HWCAP_NEON
-    return getauxval(AT_HWCAP) & neon;
+    return may_use(unit::neon) && (getauxval(AT_HWCAP) & neon);
 #else
     return false;
 #endif
 }
 
-#ifdef VELA_WIDE
+#ifdef VELA_UNIT
 template <auto kernel, class... Arguments>
-VELA_WIDE void run_wide(Arguments... arguments) {
+VELA_UNIT void run_with_unit(Arguments... arguments) {
     kernel(arguments...);
 }
 #endif
 
-// One kernel for the wide unit, and another that does the same where there is none.
-template <auto wide_kernel, auto kernel, class... Arguments>
+// One kernel for the unit, and another that does the same where there is none.
+template <auto unit_kernel, auto kernel, class... Arguments>
 inline void run_either(Arguments... arguments) {
-#ifdef VELA_WIDE
-    if (wide_unit())
-        return run_wide<wide_kernel, Arguments...>(arguments...);
+#ifdef VELA_UNIT
+    if (has_unit())
+        return run_with_unit<unit_kernel, Arguments...>(arguments...);
 #endif
     kernel(arguments...);
 }
 
 template <auto kernel, class... Arguments>
-inline void run_widest(Arguments... arguments) {
+inline void run_on_unit(Arguments... arguments) {
     run_either<kernel, kernel>(arguments...);
 }
 
 // The same for kernels on floating-point numbers: NEON takes denormal numbers for 0, so on ARM they stay with the
-// scalar unit, which gives the same bits as every other machine. matrix/blocks.hpp has what such kernels are made of.
+// scalar unit, which gives the same bits as every other machine.
 template <auto kernel, class... Arguments>
-inline void run_widest_floats(Arguments... arguments) {
+inline void run_floats_on_unit(Arguments... arguments) {
 #ifdef VELA_AVX2
-    run_widest<kernel>(arguments...);
+    run_on_unit<kernel>(arguments...);
 #else
     kernel(arguments...);
 #endif

@@ -1,4 +1,4 @@
-// Blocks of floating-point numbers that are computed side by side, for kernels of run_widest_floats().
+// Blocks of floating-point numbers that are computed side by side, for kernels of run_floats_on_unit().
 //
 // On x86-64 a block of floats is one wide vector, and a block of doubles, which holds as many numbers, is two. Where
 // no vector unit serves, blocks are half as long and plain numbers; a kernel then has them in registers all the same.

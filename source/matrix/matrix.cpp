@@ -153,9 +153,9 @@ int32_t matrix_mult(const fmatrix *a, const fmatrix *b, fmatrix *c) {
         report(__func__, "result needs to be Arows x Bcols\n");
         return 1;
     }
-    run_widest_floats<multiply>(static_cast<const float *>(a->data), static_cast<const float *>(b->data), c->data,
-                                static_cast<size_t>(c->rows), static_cast<size_t>(a->cols),
-                                static_cast<size_t>(c->cols));
+    run_floats_on_unit<multiply>(static_cast<const float *>(a->data), static_cast<const float *>(b->data), c->data,
+                                 static_cast<size_t>(c->rows), static_cast<size_t>(a->cols),
+                                 static_cast<size_t>(c->cols));
     return 0;
 }
 
@@ -187,7 +187,7 @@ int32_t inverse_3x3(const float *in, float *out) {
 
 int32_t inverse_4x4(const float *in, float *out) {
     bool singular;
-    run_widest_floats<invert_4x4>(in, out, &singular);
+    run_floats_on_unit<invert_4x4>(in, out, &singular);
     if (singular)
         report(__func__, "zero determinant, no inverse.\n");
     return singular;

@@ -183,7 +183,7 @@ int32_t matrix_inverse(const fmatrix *a, fmatrix *inv) {
         std::copy_n(a->data + i * work.n, work.n, work.left[i]);
         work.right[i][i] = 1;
     }
-    run_widest_floats<invert>(&work, static_cast<const float *>(inv->data));
+    run_floats_on_unit<invert>(&work, static_cast<const float *>(inv->data));
     if (work.singular)
         return 1;
     for (size_t i = 0; i < work.n; ++i)

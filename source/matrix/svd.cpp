@@ -436,7 +436,7 @@ int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_o
                       .weights = vectors + 3 * n,
                       .v_turns = reinterpret_cast<rotation *>(vectors + 4 * n),
                       .u_turns = reinterpret_cast<rotation *>(vectors + 6 * n)};
-    run_widest_floats<decompose>(&work, static_cast<const float *>(a->data), (*u_out)->data, (*v_out)->data);
+    run_floats_on_unit<decompose>(&work, static_cast<const float *>(a->data), (*u_out)->data, (*v_out)->data);
     if (!work.converged)
         return 1;
 

@@ -128,10 +128,10 @@ inline void encode_each(const std::int16_t *samples, std::size_t count, std::uin
         Codec::encode(samples[i], to + i * Codec::size);
 }
 
-#ifdef VELA_WIDE
+#ifdef VELA_UNIT
 // As many samples as fill whole vectors; returns their number.
 template <class Codec>
-VELA_WIDE std::size_t encode_lanes(const std::int16_t *samples, std::size_t count, std::uint8_t *to) {
+VELA_UNIT std::size_t encode_lanes(const std::int16_t *samples, std::size_t count, std::uint8_t *to) {
 #if defined VELA_AVX2 && !defined __clang__ // which hands 32 bytes to functions for AVX only, inlined or not
     constexpr std::size_t lanes = 16;
 #else
@@ -155,9 +155,9 @@ inline void encode_block(const std::int16_t *samples, std::size_t count, std::ui
     if constexpr (std::is_same_v<Codec, native_codec>)
         return void(std::memcpy(to, samples, count * sizeof *samples));
     std::size_t done = 0;
-#ifdef VELA_WIDE
+#ifdef VELA_UNIT
     if constexpr (Codec::size == 1)
-        if (wide_unit())
+        if (has_unit())
             done = encode_lanes<Codec>(samples, count, to);
 #endif
     encode_each<Codec>(samples + done, count - done, to + done * Codec::size);

@@ -137,30 +137,30 @@ void filter_each(const polyphase &filter, const std::int16_t *window, row_positi
     }
 }
 
-#ifdef VELA_WIDE
+#ifdef VELA_UNIT
 // A vector unit adds the products of 16, 8 or 4 taps to a vector of partial sums, and turns the partial sums of 4
 // outputs into their samples.
 #if defined VELA_AVX2
 struct vector_unit {
     using sums = __m256i;
 
-    VELA_WIDE [[gnu::always_inline]] static sums zero() { return _mm256_setzero_si256(); }
-    VELA_WIDE [[gnu::always_inline]] static sums add16(sums sum, const std::int16_t *a, const std::int16_t *b) {
+    VELA_UNIT [[gnu::always_inline]] static sums zero() { return _mm256_setzero_si256(); }
+    VELA_UNIT [[gnu::always_inline]] static sums add16(sums sum, const std::int16_t *a, const std::int16_t *b) {
         return _mm256_add_epi32(sum, _mm256_madd_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(a)),
                                                        _mm256_loadu_si256(reinterpret_cast<const __m256i *>(b))));
     }
-    VELA_WIDE [[gnu::always_inline]] static sums products8(const std::int16_t *a, const std::int16_t *b) {
+    VELA_UNIT [[gnu::always_inline]] static sums products8(const std::int16_t *a, const std::int16_t *b) {
         return _mm256_zextsi128_si256(_mm_madd_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a)),
                                                      _mm_loadu_si128(reinterpret_cast<const __m128i *>(b))));
     }
-    VELA_WIDE [[gnu::always_inline]] static sums products4(const std::int16_t *a, const std::int16_t *b) {
+    VELA_UNIT [[gnu::always_inline]] static sums products4(const std::int16_t *a, const std::int16_t *b) {
         return _mm256_zextsi128_si256(_mm_madd_epi16(_mm_loadu_si64(a), _mm_loadu_si64(b)));
     }
-    VELA_WIDE [[gnu::always_inline]] static sums add4(sums sum, const std::int16_t *a, const std::int16_t *b) {
+    VELA_UNIT [[gnu::always_inline]] static sums add4(sums sum, const std::int16_t *a, const std::int16_t *b) {
         return _mm256_add_epi32(sum, products4(a, b));
     }
     // Pairwise additions, a to d being the outputs:  a a a a | a a a a   to   a b c d | a b c d   to   a b c d
-    VELA_WIDE [[gnu::always_inline]] static void store(const sums (&sum)[kGroup], std::int16_t *to) {
+    VELA_UNIT [[gnu::always_inline]] static void store(const sums (&sum)[kGroup], std::int16_t *to) {
         const sums quarters = _mm256_hadd_epi32(_mm256_hadd_epi32(sum[0], sum[1]), _mm256_hadd_epi32(sum[2], sum[3]));
         const __m128i all = _mm_add_epi32(_mm256_castsi256_si128(quarters), _mm256_extracti128_si256(quarters, 1));
         const __m128i shifted = _mm_srai_epi32(all, kFractionBits);
@@ -171,31 +171,31 @@ struct vector_unit {
 struct vector_unit {
     using sums = int32x4_t;
 
-    VELA_WIDE [[gnu::always_inline]] static sums zero() { return vdupq_n_s32(0); }
-    VELA_WIDE [[gnu::always_inline]] static sums add16(sums sum, const std::int16_t *a, const std::int16_t *b) {
+    VELA_UNIT [[gnu::always_inline]] static sums zero() { return vdupq_n_s32(0); }
+    VELA_UNIT [[gnu::always_inline]] static sums add16(sums sum, const std::int16_t *a, const std::int16_t *b) {
         // Every second tap beside the others: one instruction loads all 16, and their order does not matter.
         const int16x8x2_t a16 = vld2q_s16(a), b16 = vld2q_s16(b);
         return add(add(sum, a16.val[0], b16.val[0]), a16.val[1], b16.val[1]);
     }
-    VELA_WIDE [[gnu::always_inline]] static sums products8(const std::int16_t *a, const std::int16_t *b) {
+    VELA_UNIT [[gnu::always_inline]] static sums products8(const std::int16_t *a, const std::int16_t *b) {
         const int16x8_t a8 = vld1q_s16(a), b8 = vld1q_s16(b);
         return vmlal_s16(vmull_s16(vget_low_s16(a8), vget_low_s16(b8)), vget_high_s16(a8), vget_high_s16(b8));
     }
-    VELA_WIDE [[gnu::always_inline]] static sums products4(const std::int16_t *a, const std::int16_t *b) {
+    VELA_UNIT [[gnu::always_inline]] static sums products4(const std::int16_t *a, const std::int16_t *b) {
         return vmull_s16(vld1_s16(a), vld1_s16(b));
     }
-    VELA_WIDE [[gnu::always_inline]] static sums add4(sums sum, const std::int16_t *a, const std::int16_t *b) {
+    VELA_UNIT [[gnu::always_inline]] static sums add4(sums sum, const std::int16_t *a, const std::int16_t *b) {
         return vmlal_s16(sum, vld1_s16(a), vld1_s16(b));
     }
-    VELA_WIDE [[gnu::always_inline]] static sums add(sums sum, int16x8_t a, int16x8_t b) {
+    VELA_UNIT [[gnu::always_inline]] static sums add(sums sum, int16x8_t a, int16x8_t b) {
         const sums low = vmlal_s16(sum, vget_low_s16(a), vget_low_s16(b));
         return vmlal_s16(low, vget_high_s16(a), vget_high_s16(b));
     }
-    VELA_WIDE [[gnu::always_inline]] static int32x2_t halves(sums sum) {
+    VELA_UNIT [[gnu::always_inline]] static int32x2_t halves(sums sum) {
         return vadd_s32(vget_low_s32(sum), vget_high_s32(sum));
     }
     // Pairwise additions, a to d being the outputs:  a a a a   to   a a   to   a b   and   a b c d
-    VELA_WIDE [[gnu::always_inline]] static void store(const sums (&sum)[kGroup], std::int16_t *to) {
+    VELA_UNIT [[gnu::always_inline]] static void store(const sums (&sum)[kGroup], std::int16_t *to) {
         const int32x2_t first = vpadd_s32(halves(sum[0]), halves(sum[1]));
         const int32x2_t second = vpadd_s32(halves(sum[2]), halves(sum[3]));
         vst1_s16(to, vqshrn_n_s32(vcombine_s32(first, second), kFractionBits));
@@ -205,7 +205,7 @@ struct vector_unit {
 
 // Outputs in groups, the last of them perhaps with more outputs than wanted.
 template <std::uint32_t fixed_taps>
-VELA_WIDE void filter_groups(const polyphase &filter, const std::int16_t *window, row_position at, std::uint32_t groups,
+VELA_UNIT void filter_groups(const polyphase &filter, const std::int16_t *window, row_position at, std::uint32_t groups,
                              std::int16_t *out) {
     for (row_walk<fixed_taps> walk(filter, window, at); groups; --groups, out += kGroup, walk.advance(kGroup)) {
         vector_unit::sums sums[kGroup];
@@ -264,8 +264,8 @@ constexpr auto filters_each(std::integer_sequence<std::uint32_t, i...>) {
 template <class Codec>
 void filter_window(const polyphase &filter, const std::int16_t *window, row_position &at, std::uint32_t count,
                    std::uint8_t *out, [[maybe_unused]] bool has_slack) {
-#ifdef VELA_WIDE
-    if (wide_unit()) {
+#ifdef VELA_UNIT
+    if (has_unit()) {
         static constexpr auto functions = filters_groups(unrolled_taps{});
         const auto filter_block = for_taps(functions, filter.taps);
         std::int16_t block[256];

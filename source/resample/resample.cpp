@@ -116,10 +116,10 @@ template <class Word>
 
 bool are_equal(const int16_t *a, const int16_t *b, uint32_t count) {
     bool differ;
-#ifdef VELA_WIDE
+#ifdef VELA_UNIT
     using vector [[gnu::vector_size(16)]] = uint32_t;
-    if (wide_unit())
-        run_wide<compare<vector>>(a, b, count, &differ);
+    if (has_unit())
+        run_with_unit<compare<vector>>(a, b, count, &differ);
     else
 #endif
         compare<uint32_t>(a, b, count, &differ);

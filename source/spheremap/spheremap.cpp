@@ -294,9 +294,9 @@ int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view,
                               reinterpret_cast<coordinate *>(screen.pts), sphere.count, &all_in_front};
     const projection onto(*view);
     if (onto.screen.is_coarse())
-        run_widest<place_all<int32_t>>(points, onto);
+        run_on_unit<place_all<int32_t>>(points, onto);
     else
-        run_widest<place_all<int64_t>>(points, onto);
+        run_on_unit<place_all<int64_t>>(points, onto);
     return all_in_front;
 }
 

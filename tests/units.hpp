@@ -1,0 +1,38 @@
+// The vector units that the library may use, and its hidden switch, which this program reaches since it links the
+// archive.
+#pragma once
+
+#include <cstdint>
+#ifdef __arm__
+#include <asm/hwcap.h>
+#include <sys/auxv.h>
+#endif
+
+// The number of the widest unit that the library may use; where the processor lacks it, the next one.
+extern "C" uint8_t vela_widest_unit;
+
+namespace units {
+
+struct unit {
+    const char *name;
+    bool (*is_here)();
+    void (*use)(); // from now on, and nothing wider
+};
+
+template <uint8_t number>
+void use() {
+    vela_widest_unit = number;
+}
+
+// By number; the units of this architecture alone.
+inline const unit all[] = {
+    {"scalar", [] { return true; }, use<0>},
+#if defined __arm__
+    {"neon", [] { return (getauxval(AT_HWCAP) & HWCAP_NEON) != 0; }, use<1>},
+#elif defined __x86_64__
+    {"avx2", [] { return __builtin_cpu_supports("avx2") != 0; }, use<2>},
+    {"avx512", [] { return __builtin_cpu_supports("avx512vbmi") != 0; }, use<3>},
+#endif
+};
+
+} // namespace units
