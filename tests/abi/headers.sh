@@ -1,12 +1,18 @@
 #!/bin/sh
-# Each public header compiles alone, as C11 and as C++17, without a warning.
+# Each public header compiles alone without a warning: C headers as C11 and as C++17, C++ headers as C++20, also without
+# exceptions and run-time type information.
 # usage: headers.sh INCLUDE-DIR CC CXX
 set -eu
 include=$1 cc=$2 cxx=$3
 warnings="-Wall -Wextra -Wpedantic -Wconversion -Werror -fsyntax-only"
 
-for header in "$include"/vela/*.h; do
-    name=vela/$(basename "$header")
-    echo "#include <$name>" | $cc -std=c11 $warnings -I"$include" -x c -
-    echo "#include <$name>" | $cxx -std=c++17 $warnings -I"$include" -x c++ -
+cd "$include"
+for header in vela/*.h; do
+    echo "#include <$header>" | $cc -std=c11 $warnings -I. -x c -
+    echo "#include <$header>" | $cxx -std=c++17 $warnings -I. -x c++ -
+done
+for header in vela/*.hpp vela/cpp/*.hpp; do
+    for more in "" "-fno-exceptions -fno-rtti"; do
+        echo "#include <$header>" | $cxx -std=c++20 $warnings $more -I. -x c++ -
+    done
 done

@@ -1,0 +1,12 @@
+/**
+ * @file
+ * The library for C++20 programs: owners, spans and names in the namespace vela, as headers alone over the C functions.
+ *
+ * Each family has a header of its own under vela/cpp/, which brings the C names of its module and no other: a program
+ * that wants the hull and has a function dot() or strip() of its own includes <vela/cpp/hull.hpp> alone. This header
+ * brings all families. Nothing here throws or needs run-time type information; a failure is an empty std::optional or a
+ * bool that must be looked at.
+ */
+#pragma once
+
+#include <vela/cpp/owner.hpp>
