@@ -1,0 +1,252 @@
+// Every allocation of every module made to fail in turn: what was made so far stays right, and nothing leaks.
+#include "allocator.hpp"
+#include "generated.hpp"
+#include "support.hpp"
+#include "web.hpp"
+#include <algorithm>
+#include <csignal>
+#include <cstdint>
+#include <filesystem>
+#include <vela/check.h>
+#include <vela/chull.h>
+#include <vela/cmdline.h>
+#include <vela/filesystem.h>
+#include <vela/interp.h>
+#include <vela/matrix.h>
+#include <vela/resample.h>
+
+// Each text is whole or not there at all.
+START_TEST(requests_keep_whole_texts_or_none)
+{
+    setenv("HTTP_HOST", "host", 1);
+    oom::each_allocation_fails([] {
+        set_input("a=3&b");
+        cgi_request *cgi = request("POST", "a=1", "a=2", "5");
+        if (!cgi)
+            return;
+        // What the first look-up in a form can't parse, no later one does.
+        const bool has_form = cgi_form_param(cgi, "a");
+        ck_assert_int_eq(cgi_form_param(cgi, "b") != nullptr, has_form);
+        ck_assert_int_eq(cgi->body_len, 5);
+        char error[100] = {};
+        FILE *stream = fmemopen(error, sizeof error, "w");
+        cgi_set_output(cgi, stream);
+        cgi_error(cgi, 404, nullptr);
+        std::fclose(stream);
+        const std::string head = "Status: 404\r\nContent-Type: text/plain\r\nContent-Length: ";
+        ck_assert(error == head + "0\r\n\r\n" || error == head + "9\r\n\r\nNot Found");
+        const char *const results[][2] = {
+            {cgi_query_param(cgi, "a"), "1"}, {cgi_cookie(cgi, "a"), "2"}, {cgi_header(cgi, "host"), "host"}};
+        for (const auto &[result, whole] : results)
+            ck_assert(!result || std::strcmp(result, whole) == 0);
+        cgi_cleanup(cgi);
+    });
+}
+END_TEST
+
+START_TEST(urls_are_whole_or_null)
+{
+    oom::each_allocation_fails([] {
+        const std::string list = components("s://u:p@h:80/a?b");
+        ck_assert(list == "null" || list == "<s> <u> <p> <h> <80> </a> <b>");
+    });
+}
+END_TEST
+
+// A string that can't be copied leaves its field null; the parse goes on.
+START_TEST(options_that_cannot_be_copied_are_null)
+{
+    oom::each_allocation_fails([] {
+        char program[] = "tests", suite[] = "-s", name[] = "url", xml[] = "-x", file[] = "log.xml", verbose[] = "-v";
+        char *argv[] = {program, suite, name, suite, name, xml, file, verbose};
+        vela_check_config config;
+        cmdline_reset();
+        ck_assert_int_eq(__vela_check_parse_cmdline(8, argv, &config), 1);
+        ck_assert_int_eq(config.verbosity, 3);
+        __vela_check_destroy_cfg(&config);
+        ck_assert_ptr_null(config.suite_name);
+        ck_assert_ptr_null(config.xml_log);
+    });
+}
+END_TEST
+
+// A hull that is built and grown, or built in steps: whatever stops says so, and can be counted, printed and emptied.
+START_TEST(hulls_that_stop_say_so_and_can_be_emptied)
+{
+    constexpr int32_t n = 40, half = n / 2;
+    uint8_t xs[n], ys[n], zs[n];
+    generator random{1};
+    for (uint8_t *axis : {xs, ys, zs})
+        for (int32_t i = 0; i < n; ++i)
+            axis[i] = static_cast<uint8_t>(random.below(256));
+    for (int in_steps = 0; in_steps < 2; ++in_steps)
+        oom::each_allocation_fails([&] {
+            chull_ctx *hull = reinterpret_cast<chull_ctx *>(1);
+            if (alloc_chull(&hull) != 0) {
+                ck_assert_ptr_null(hull);
+                return;
+            }
+            const bool complete =
+                in_steps
+                    ? !ReadVertices(hull, xs, ys, zs, n) && !DoubleTriangle(hull) && !ConstructHull(hull)
+                    : !get_chull(xs, ys, zs, half, hull) && !get_chull(xs + half, ys + half, zs + half, half, hull);
+            ck_assert(!complete || Checks(hull) == 0);
+            for (int32_t i = 0; complete && i < n; ++i)
+                ck_assert_int_eq(is_in_chull(hull, xs[i], ys[i], zs[i]), 1);
+            chull_num_vertices(hull);
+            captured(stderr, [&] { PrintEdges(hull), PrintFaces(hull); });
+            free_chull(hull), oom_free(hull);
+        });
+}
+END_TEST
+
+// The names stored so far stay, and null pointers behind them; the room is doubled.
+START_TEST(lists_of_names_keep_what_they_have)
+{
+    oom::each_allocation_fails([] {
+        name_list list = {};
+        uint32_t stored = 0;
+        for (int i = 0; i < 40; ++i) {
+            if (add_to_names(&list, "name") == 0)
+                ck_assert_uint_eq(list.capacity, ++stored < 16 ? 16 : stored < 32 ? 32 : 64);
+            ck_assert_int_eq(std::count(list.names, list.names + list.capacity, nullptr), list.capacity - stored);
+        }
+        ck_assert_uint_ge(stored, 39);
+        ck_assert_int_eq(list.count, stored);
+        std::for_each(list.names, list.names + stored, oom_free);
+        oom_free(list.names);
+    });
+}
+END_TEST
+
+START_TEST(walks_and_parents_end_with_their_result)
+{
+    char root[] = "/tmp/vela-oom-XXXXXX";
+    ck_assert_ptr_nonnull(mkdtemp(root));
+    const std::string parent = root + std::string("/new"), child = parent + "/er";
+    oom::each_allocation_fails([&] {
+        ck_assert_int_eq(mkdirp(child.c_str()) == 0, is_dir(child.c_str()));
+        std::filesystem::remove_all(parent);
+    });
+    for (const char *name : {"/a", "/b", "/c"})
+        ck_assert_int_eq(mkdirp((root + std::string(name)).c_str()), 0);
+    oom::each_allocation_fails([&] {
+        char **names = nullptr;
+        int32_t result = 0, count = 0;
+        captured(stderr, [&] { result = walk_dir(root, "", WALK_DIRS, &names); });
+        for (; names && names[count]; ++count)
+            oom_free(names[count]);
+        oom_free(names);
+        ck_assert(result == 3 ? count == 2 || count == 0 : count == 3);
+    });
+    std::filesystem::remove_all(root);
+}
+END_TEST
+
+// Scratch memory is given back; without it the call aborts, which is tried in a process of its own, and reports why.
+START_TEST(curves_abort_without_scratch_memory)
+{
+    static const interp_knot knots[] = {{0, 0}, {4, 100}, {8, 0}};
+    static const interp_curve curve = {INTERP_SPLI, 3, knots};
+    static int16_t out[9];
+    static int32_t y2[3];
+    static float values[9];
+    // clang-format off
+    const struct { void (*call)(); std::string function, scratch; } rows[] = {
+        {[] { spline_c(&curve, y2); }, "spline_c(", "u"},
+        {[] { spline_float(&curve, values); }, "spline_float(", "u"},
+        {[] { spline_interpolate(&curve, out); }, "spline_interpolate(", "y2"},
+        {[] { spline_interpolate_float(&curve, values); }, "spline_interpolate_float(", "y2"},
+    };
+    // clang-format on
+    for (const auto &row : rows) {
+        const int before = oom::live_blocks;
+        row.call();
+        ck_assert_int_eq(oom::live_blocks, before);
+        int status = 0;
+        const std::string report = captured(stderr, [&] {
+            status = status_of_child([&] {
+                oom::fail_after(0);
+                row.call();
+                return 0;
+            });
+        });
+        ck_assert_msg(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT, "%s: status %d", row.function.c_str(),
+                      status);
+        for (const auto &part :
+             {std::string("source/interp.cpp:"), row.function, "Assertion `" + row.scratch + " != ((void *)0)' failed"})
+            ck_assert_msg(report.find(part) != std::string::npos, "no %s in %s", part.c_str(), report.c_str());
+    }
+}
+END_TEST
+
+namespace {
+
+// What is printed while each allocation fails in turn; exactly the runs in which one does fail.
+template <class Scenario>
+std::string messages(Scenario scenario) {
+    std::string all;
+    oom::each_allocation_fails([&] { all += captured(stderr, [&] { ck_assert_int_eq(scenario(), oom::disarm()); }); });
+    return all;
+}
+
+// A matrix has two allocations, and what follows when it can't be made is the same.
+std::string unmade(const std::string &then = "") {
+    return "malloc_matrix: failed fmatrix malloc\n" + then + "malloc_matrix: failed data malloc\n" + then;
+}
+
+} // namespace
+
+START_TEST(matrices_say_what_failed)
+{
+    float elements[] = {1, 2, 3, 4, 5, 7}, coeffs[6];
+    const fmatrix a = {3, 2, elements};
+    // The results made so far are the caller's; u holds the matrix, and working storage fails silently.
+    assert_text_eq(messages([&] {
+                       fmatrix *t = nullptr, *u = nullptr, *w = nullptr, *v = nullptr;
+                       const int32_t result = transpose(&a, &t) || svdcmp(&a, &u, &w, &v);
+                       ck_assert(!u || result == 0 || std::equal(elements, elements + 6, u->data));
+                       for (fmatrix *m : {t, u, w, v})
+                           free_matrix(m);
+                       return result;
+                   }),
+                   unmade() + unmade() + unmade() + unmade());
+    const uint16_t xs[] = {0, 1, 2, 0, 1, 3}, ys[] = {0, 0, 1, 2, 3, 3};
+    const std::string last = "polyfit2D: failed pseudo inverse\n", svdcmp = "pseudo_inverse: svdcmp() failed\n" + last;
+    assert_text_eq(messages([&] { return polyfit2D(xs, ys, elements, 6, coeffs); }),
+                   unmade("polyfit2D: failed to allocate XY matrix\n") + unmade(svdcmp) + unmade(svdcmp) +
+                       unmade(svdcmp) + svdcmp + unmade("pseudo_inverse: transpose() failed\n" + last) +
+                       unmade("pseudo_inverse: malloc() failed\n" + last));
+}
+END_TEST
+
+START_TEST(resamplers_keep_the_table_they_have)
+{
+    for (const uint32_t kernel : {RESAMPLE_LANC, RESAMPLE_LAN2, RESAMPLE_BILI})
+        oom::each_allocation_fails([kernel] {
+            resample_state *state = resample_alloc(48000, 44100, kernel);
+            ck_assert_int_eq(state == nullptr, oom::disarm());
+            resample_free(state);
+        });
+
+    // A table that can't be replaced stays.
+    resample_state *state = resample_alloc(3, 1, RESAMPLE_BILI);
+    const int16_t *table = state->coeffs;
+    oom::fail_after(0);
+    init_lanczos(state, 1);
+    oom::fail_after(0);
+    init_bilinear(state);
+    ck_assert(oom::disarm());
+    ck_assert_ptr_eq(state->coeffs, table);
+    ck_assert_int_eq(state->num_coeffs, 5);
+    resample_free(state);
+}
+END_TEST
+
+Suite *oom_suite() {
+    return suite_of("oom",
+                    {requests_keep_whole_texts_or_none, urls_are_whole_or_null, options_that_cannot_be_copied_are_null,
+                     hulls_that_stop_say_so_and_can_be_emptied, lists_of_names_keep_what_they_have,
+                     walks_and_parents_end_with_their_result, curves_abort_without_scratch_memory,
+                     matrices_say_what_failed, resamplers_keep_the_table_they_have});
+}
