@@ -26,7 +26,7 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
   vela_compile_options(spheremap -fno-schedule-insns)
   vela_compile_options(matrix/svd -fno-schedule-insns)
   # Bytes count there: unrolled, the elimination saves a sixth of its instructions and takes a third more code.
-  vela_compile_options(matrix/solve -O2)
+  vela_compile_options(matrix/inverse -O2)
 endif()
 
 add_library(vela_objects OBJECT ${vela_sources})

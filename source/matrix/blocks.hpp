@@ -158,6 +158,7 @@ template <int a, int b, int c, int d>
 [[gnu::always_inline]] inline double sum(four_doubles x) { return x.a + x.b + x.c + x.d; }
 
 [[gnu::always_inline]] inline void store_transposed(float *to, const four_doubles (&rows)[4]) {
+#pragma GCC unroll 4
     for (int i = 0; i < 4; ++i) {
         const floats row = narrow(rows[i]);
         to[i] = row.a;

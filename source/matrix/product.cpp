@@ -1,0 +1,74 @@
+// The product of two matrices.
+#include "blocks.hpp"
+#include "common/diagnostics.hpp"
+#include "common/unit.hpp"
+#include <cstdint>
+#include <vela/matrix.h>
+
+using namespace vela::detail;
+
+namespace {
+
+// A tile of the product: rows x columns elements, each with a sum of its own, which all advance through the common
+// dimension side by side. Columns come in blocks or one at a time.
+template <size_t rows, size_t blocks>
+[[gnu::always_inline]] inline void multiply_blocks(const float *a, const float *b, float *c, size_t depth,
+                                                   size_t width) {
+    doubles sums[rows][blocks] = {};
+    for (size_t k = 0; k < depth; ++k)
+        for (size_t i = 0; i < rows; ++i)
+            for (size_t j = 0; j < blocks; ++j)
+                sums[i][j] = sums[i][j] + widen(load(b + k * width + j * kFloatLanes) * a[i * depth + k]);
+    for (size_t i = 0; i < rows; ++i)
+        for (size_t j = 0; j < blocks; ++j)
+            store(c + i * width + j * kFloatLanes, narrow(sums[i][j]));
+}
+
+template <size_t rows>
+[[gnu::always_inline]] inline void multiply_column(const float *a, const float *b, float *c, size_t depth,
+                                                   size_t width) {
+    double sums[rows] = {};
+    for (size_t k = 0; k < depth; ++k)
+        for (size_t i = 0; i < rows; ++i)
+            sums[i] += double{a[i * depth + k] * b[k * width]};
+    for (size_t i = 0; i < rows; ++i)
+        c[i * width] = static_cast<float>(sums[i]);
+}
+
+// A band of rows of the product.
+template <size_t rows>
+[[gnu::always_inline]] inline void multiply_band(const float *a, const float *b, float *c, size_t depth, size_t width) {
+    size_t j = 0;
+    for (; j + kFloatLanes <= width; j += kFloatLanes)
+        multiply_blocks<rows, 1>(a, b + j, c + j, depth, width);
+    for (; j < width; ++j)
+        multiply_column<rows>(a, b + j, c + j, depth, width);
+}
+
+constexpr size_t kBand = 4;
+
+[[gnu::always_inline]] inline void multiply(const float *a, const float *b, float *c, size_t height, size_t depth,
+                                            size_t width) {
+    size_t i = 0;
+    for (; i + kBand <= height; i += kBand)
+        multiply_band<kBand>(a + i * depth, b, c + i * width, depth, width);
+    for (; i < height; ++i)
+        multiply_band<1>(a + i * depth, b, c + i * width, depth, width);
+}
+
+} // namespace
+
+int32_t matrix_mult(const fmatrix *a, const fmatrix *b, fmatrix *c) {
+    if (a->cols != b->rows) {
+        report(__func__, "Acols (%d) != Brows (%d)\n", a->cols, b->rows);
+        return 1;
+    }
+    if (c->rows != a->rows || c->cols != b->cols) {
+        report(__func__, "result needs to be Arows x Bcols\n");
+        return 1;
+    }
+    run_floats_on_unit<multiply>(static_cast<const float *>(a->data), static_cast<const float *>(b->data), c->data,
+                                 static_cast<size_t>(c->rows), static_cast<size_t>(a->cols),
+                                 static_cast<size_t>(c->cols));
+    return 0;
+}
