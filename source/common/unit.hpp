@@ -35,8 +35,8 @@ enum class unit : std::uint8_t { scalar, neon, avx2, avx512 };
 
 inline bool may_use(unit one) { return vela_widest_unit >= static_cast<std::uint8_t>(one); }
 
-// Whether VELA_UNIT functions may be called.
-inline bool has_unit() {
+// Whether VELA_UNIT functions may be called. Out of line: where it is asked, a call takes fewer bytes.
+[[gnu::noinline]] inline bool has_unit() {
 #if defined VELA_AVX2
     return may_use(unit::avx2) && __builtin_cpu_supports("avx2");
 #elif defined VELA_NEON
