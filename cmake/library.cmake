@@ -20,8 +20,7 @@ foreach(place check chull/steps chull/checks filesystem)
 endforeach()
 vela_compile_options(text -ftree-vectorize)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
-  # Where kernels fill the vector registers, renaming them spares copies, and so does keeping to the source's order.
-  vela_compile_options(colour -frename-registers)
+  # Where kernels fill the vector registers, it spares copies to keep to the source's order.
   vela_compile_options(resample -fno-schedule-insns)
   vela_compile_options(spheremap -fno-schedule-insns)
   vela_compile_options(matrix/svd -fno-schedule-insns)
