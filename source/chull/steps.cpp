@@ -1,7 +1,5 @@
-// The hull's records and the steps of its construction, one point at a time.
+// The steps of the hull's construction, one point at a time.
 #include "common/diagnostics.hpp"
-#include "common/memory.hpp"
-#include "fast.hpp"
 #include "listing.hpp"
 #include "results.hpp"
 #include "ring.hpp"
@@ -17,79 +15,10 @@ using namespace vela::detail;
 
 namespace {
 
-// ---- Records
-
-// A cleared record at the end of its list, or null after a report; the line number tells the reports apart.
-template <class Record>
-Record *append_new(Record *&head, const char *function, int line) {
-    auto *record = static_cast<Record *>(std::malloc(sizeof(Record)));
-    if (!record) {
-        report(function, "line %d, Out of Memory!\n", line);
-        return nullptr;
-    }
-    *record = {};
-    append(head, record);
-    return record;
-}
-
-template <class Record>
-void release_all(Record *&head) {
-    while (head)
-        release(head, head);
-}
-
-template <class Record>
-uint32_t length(Record *head) {
-    uint32_t count = 0;
-    for ([[maybe_unused]] const Record &record : ring(head))
-        ++count;
-    return count;
-}
-
-} // namespace
-
-int32_t alloc_chull(chull_ctx **out) {
-    *out = static_cast<chull_ctx *>(std::calloc(1, sizeof(chull_ctx)));
-    if (*out)
-        return kSuccess;
-    report(__func__, "line %d, Out of Memory!\n", 202);
-    return kFailure;
-}
-
-void free_chull(chull_ctx *hull) {
-    release_all(hull->edges);
-    release_all(hull->faces);
-    release_all(hull->vertices);
-}
-
-chull_vertex *MakeNullVertex(chull_ctx *hull) { return append_new(hull->vertices, __func__, 609); }
-
-chull_edge *MakeNullEdge(chull_ctx *hull) { return append_new(hull->edges, __func__, 1000); }
-
-chull_face *MakeNullFace(chull_ctx *hull) { return append_new(hull->faces, __func__, 1018); }
-
-uint32_t chull_num_faces(const chull_ctx *hull) { return hull ? length(hull->faces) : 0; }
-
-uint32_t chull_num_edges(const chull_ctx *hull) { return hull ? length(hull->edges) : 0; }
-
-uint32_t chull_num_vertices(const chull_ctx *hull) {
-    uint32_t count = 0;
-    for (const chull_vertex &vertex : ring(hull ? hull->vertices : nullptr))
-        count += vertex.mark != 0;
-    return count;
-}
-
-// ---- Construction
-
-namespace {
-
 // What AddOne() returns.
 constexpr int32_t kInside = 0;
 constexpr int32_t kOutside = 1;
 constexpr int32_t kOutOfMemory = -1;
-
-// Growing a hull the fast way begins and ends with a walk over all of it, which a few points don't repay.
-constexpr int32_t kManyPoints = 16;
 
 void set_ends(chull_edge &edge, chull_vertex *a, chull_vertex *b) {
     edge.endpts[0] = a;
@@ -199,21 +128,6 @@ void search_side(const chull_ctx *hull, chull_face &face, int side) {
 }
 
 } // namespace
-
-int32_t get_chull(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n, chull_ctx *hull) {
-    const bool was_empty = !hull->vertices && !hull->edges && !hull->faces;
-    if (n >= (was_empty ? 1 : kManyPoints) && !hull->debug && !hull->check) {
-        const point_cloud cloud = {xs, ys, zs, static_cast<uint32_t>(n)};
-        const outcome result = was_empty ? build_chull(*hull, cloud) : grow_chull(*hull, cloud);
-        if (result != outcome::not_for_us)
-            return result == outcome::finished ? kSuccess : kFailure;
-    }
-    if (ReadVertices(hull, xs, ys, zs, n) != kSuccess)
-        return kFailure;
-    if (was_empty && DoubleTriangle(hull) != kSuccess)
-        return kFailure;
-    return ConstructHull(hull);
-}
 
 int32_t ReadVertices(chull_ctx *hull, const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n) {
     for (int32_t i = 0; i < n; ++i) {
