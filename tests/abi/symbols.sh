@@ -1,5 +1,6 @@
 #!/bin/sh
-# The library exports exactly the listed symbols and needs nothing but libc and libm.
+# The library exports exactly the listed symbols, calls its own functions whatever a program calls its own, and needs
+# nothing but libc and libm.
 # usage: symbols.sh LIBRARY LIST NM READELF
 set -eu
 library=$1 list=$2 nm=$3 readelf=$4
@@ -11,6 +12,13 @@ grep '^[A-Za-z_]' "$list" | sort >"$work/listed"
 $nm -D --defined-only "$library" | awk '{ print $NF }' | sort >"$work/exported"
 if ! diff "$work/listed" "$work/exported"; then
     echo "exported symbols (>) differ from $list (<)"
+    status=1
+fi
+
+# What the dynamic linker may bind elsewhere: data alone, which a program shares with the library.
+$readelf -rW "$library" | awk '{ print $5 }' | sort -u | comm -12 - "$work/listed" >"$work/open"
+if ! printf '%s\n' cmdline_optarg cmdline_optidx | diff - "$work/open"; then
+    echo "symbols of its own that a program can replace (>) differ from the data that it shares (<)"
     status=1
 fi
 
