@@ -5,7 +5,6 @@
 #include <err.h>
 #include <fcntl.h>
 #include <regex.h>
-#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vela/filesystem.h>
@@ -117,85 +116,10 @@ bool examine(int parent, const char *name, unsigned char &type) {
     return true;
 }
 
-// A text that every match of a pattern contains.
-struct literal {
-    char text[64];
-    size_t length;
-
-    bool is_in(std::string_view subject) const { return subject.find({text, length}) != subject.npos; }
-};
-
-// The bracket that ends the bracket expression beginning at position; a first ']' and those of classes do not.
-const char *end_of_bracket(const char *position) {
-    position += position[1] == '^' ? 2 : 1;
-    position += *position == ']';
-    for (; *position != ']'; ++position)
-        if (position[0] == '[' && std::strchr(":.=", position[1])) {
-            const char end[] = {position[1], ']', '\0'};
-            position = std::strstr(position + 2, end) + 1;
-        }
-    return position;
-}
-
-// The runs of ordinary characters met in a pattern, of which the longest is kept.
-struct literal_runs {
-    literal longest = {}, run = {};
-
-    void extend(char c) {
-        if (run.length == sizeof run.text)
-            end();
-        run.text[run.length++] = c;
-    }
-    void end() {
-        if (run.length > longest.length)
-            longest = run;
-        run.length = 0;
-    }
-    // Behind the run's last character stands a quantifier: it may be absent, or followed by more of itself.
-    void end_before_last() {
-        run.length -= run.length > 0;
-        end();
-    }
-};
-
-bool is_ascii(const char *text) {
-    while (static_cast<unsigned char>(*text - 1) < 127)
-        ++text;
-    return !*text;
-}
-
-// Whether a backslash makes this character an ordinary one, and not an operator.
-bool is_escaped_literal(char c) { return std::strchr(".[]()*+?{}|^$\\/-", c); }
-
-// The longest run of ordinary characters that an extended regular expression requires, by which most paths are
-// dismissed faster than regexec() does; empty where groups, alternatives, intervals or bytes above 127 hide it. The
-// pattern is one that compiles, so its brackets end and no backslash is its last character.
-literal required_literal(const char *pattern) {
-    literal_runs runs;
-    if (!is_ascii(pattern) || std::strpbrk(pattern, "(|{"))
-        return {};
-    for (const char *position = pattern; *position; ++position) {
-        const char c = *position;
-        if (std::strchr("*+?", c)) {
-            runs.end_before_last();
-        } else if (c == '[') {
-            runs.end();
-            position = end_of_bracket(position);
-        } else if (c == '\\' ? is_escaped_literal(*++position) : !std::strchr(".^$)", c)) {
-            runs.extend(*position);
-        } else {
-            runs.end();
-        }
-    }
-    runs.end();
-    return runs.longest;
-}
-
 // One walk: a single path buffer for all levels, each of which appends to it and cuts it back.
 class walker {
 public:
-    walker(const regex_t &compiled, const char *pattern, int32_t walk_flags)
-        : expression(compiled), required(required_literal(pattern)), flags(walk_flags) {}
+    walker(const regex_t &compiled, int32_t walk_flags) : expression(compiled), flags(walk_flags) {}
 
     int32_t run(const char *directory) {
         const size_t length = std::strlen(directory);
@@ -209,7 +133,6 @@ public:
 
 private:
     const regex_t &expression;
-    const literal required;
     const int32_t flags;
     name_list list = {};
     // The error number as the steps of the walk leave it: set by each failure, cleared by each directory that opens.
@@ -255,7 +178,7 @@ private:
         if (type == DT_DIR && (flags & WALK_RECURSE))
             walk_level(parent, path + start, length);
         if (is_candidate(type))
-            collect_if_matching(length);
+            collect_if_matching();
         return true;
     }
 
@@ -265,9 +188,7 @@ private:
         return type != DT_DIR || (flags & WALK_DIRS);
     }
 
-    void collect_if_matching(size_t length) {
-        if (!required.is_in({path, length}))
-            return;
+    void collect_if_matching() {
         int outcome = regexec(&expression, path, 0, nullptr, 0);
         if (outcome == 0 && add_to_names(&list, path) != 0)
             outcome = REG_ESPACE;
@@ -315,7 +236,7 @@ int32_t walk_dir(const char *dir, const char *pattern, int32_t flags, char ***re
     regex_t expression;
     if (regcomp(&expression, pattern, REG_EXTENDED | REG_NOSUB) != 0)
         return kBadPattern;
-    walker walk(expression, pattern, flags);
+    walker walk(expression, flags);
     const int32_t outcome = walk.run(dir);
     regfree(&expression);
     *result = walk.names();

@@ -139,23 +139,6 @@ START_TEST(candidates_by_flags)
 }
 END_TEST
 
-// Whatever the walk does to be fast, it lists what regexec() matches: alternatives are all left to that.
-START_TEST(what_patterns_list)
-{
-    const scratch scratch;
-    // clang-format off
-    for (const char *name : {"a", "a+b", "a-b", "a.b", "a\\b", "a]b", "aab", "ab", "ab ab", "abb", "abc[", "\xe4"})
-        touch(name);
-    const std::string run(70, 'a'), repeated = run + "*b";
-    for (const std::string pattern : {
-        "ab", "aab*", "aab+", "aab?", "b$", "^./a", "a.b", "a\\.b", "a[]]b", "a[^]]b", "a[]+]+b", "[[:alpha:]]b",
-        "[[.-.]]b", "[[=a=]]b$", "a\\]b", "a\\+b", "a\\\\b", "a\\\\*b$", "ab|a-", "(ab)?c", "a{2}", "b\\>", "\\bab",
-        "a\\wb", "a\\Wb", "a]*b", "\xe4*b", "abc\\[", "a)*b", run.c_str(), repeated.c_str()})
-        assert_text_eq(pattern + walk(".", pattern, 0), pattern + walk(".", pattern + "|" + pattern, 0));
-    // clang-format on
-}
-END_TEST
-
 // The walk warns of what it cannot search or open, or has no room for, goes on, and says so at the end.
 START_TEST(trouble_on_the_way)
 {
@@ -191,5 +174,5 @@ START_TEST(trouble_on_the_way)
 END_TEST
 
 Suite *filesystem_suite() {
-    return suite_of("filesystem", {paths_and_parents, candidates_by_flags, what_patterns_list, trouble_on_the_way});
+    return suite_of("filesystem", {paths_and_parents, candidates_by_flags, trouble_on_the_way});
 }
