@@ -1,5 +1,5 @@
 // The coders, in a room that may be too small, the components of a URL and MAC addresses against other words for them.
-#include "../tests/web.hpp"
+#include "../tests/models/web.hpp"
 #include "fuzz.hpp"
 #include <fnmatch.h>
 

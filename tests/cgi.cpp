@@ -1,5 +1,5 @@
+#include "models/web.hpp"
 #include "support.hpp"
-#include "web.hpp"
 #include <thread>
 
 namespace {

@@ -1,5 +1,5 @@
+#include "models/web.hpp"
 #include "support.hpp"
-#include "web.hpp"
 #include <numeric>
 
 using namespace std::literals;

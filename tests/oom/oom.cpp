@@ -1,8 +1,8 @@
 // Every allocation of every module made to fail in turn: what was made so far stays right, and nothing leaks.
 #include "allocator.hpp"
 #include "generated.hpp"
+#include "models/web.hpp"
 #include "support.hpp"
-#include "web.hpp"
 #include <algorithm>
 #include <csignal>
 #include <cstdint>

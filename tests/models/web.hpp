@@ -3,7 +3,7 @@
 #pragma once
 
 #undef NDEBUG
-#include "fenced.hpp"
+#include "../fenced.hpp"
 #include <algorithm>
 #include <cassert>
 #include <cctype>
