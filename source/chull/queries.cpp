@@ -31,9 +31,15 @@ int32_t Volume(const chull_face *f, const int32_t *p) {
 
 namespace {
 
-// For every divisor: degenerate faces divide by 0.
+// For every divisor: degenerate faces divide by 0. Processors without an integer division have one of double precision,
+// which is exact for 32 bits: a quotient that isn't whole differs from the next integer by at least one part in 2^31.
 int32_t q9_quotient(uint32_t numerator, uint32_t denominator) {
-    return wrapping_quotient(as_signed(512 * numerator), as_signed(denominator));
+    const int32_t scaled = as_signed(512 * numerator), divisor = as_signed(denominator);
+#if defined __ARM_FP && !defined __ARM_FEATURE_IDIV
+    if (denominator + 1 > 1) [[likely]]
+        return static_cast<int32_t>(static_cast<double>(scaled) / static_cast<double>(divisor));
+#endif
+    return wrapping_quotient(scaled, divisor);
 }
 
 int32_t q9_quotient(int64_t numerator, int64_t denominator) {
