@@ -20,10 +20,9 @@ enum qemu_plugin_op { QEMU_PLUGIN_INLINE_ADD_U64 };
 
 void qemu_plugin_register_vcpu_tb_trans_cb(qemu_plugin_id_t id,
                                            void (*translated)(qemu_plugin_id_t, struct qemu_plugin_tb *));
-void qemu_plugin_register_vcpu_tb_exec_inline(struct qemu_plugin_tb *block, enum qemu_plugin_op operation,
-                                              void *target, uint64_t value);
-void qemu_plugin_register_atexit_cb(qemu_plugin_id_t id, void (*at_exit)(qemu_plugin_id_t, void *),
-                                    void *user_data);
+void qemu_plugin_register_vcpu_tb_exec_inline(struct qemu_plugin_tb *block, enum qemu_plugin_op operation, void *target,
+                                              uint64_t value);
+void qemu_plugin_register_atexit_cb(qemu_plugin_id_t id, void (*at_exit)(qemu_plugin_id_t, void *), void *user_data);
 size_t qemu_plugin_tb_n_insns(const struct qemu_plugin_tb *block);
 
 EXPORT int qemu_plugin_version = 1;
