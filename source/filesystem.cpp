@@ -1,3 +1,4 @@
+// Paths, directories, and walks that collect what matches.
 #include "common/memory.hpp"
 #include <cerrno>
 #include <cstring>
@@ -9,7 +10,6 @@
 #include <unistd.h>
 #include <vela/filesystem.h>
 
-using vela::detail::allocate;
 using vela::detail::owned;
 
 namespace {
@@ -56,65 +56,37 @@ bool grow(name_list &list) {
     return true;
 }
 
-// A directory open for reading. Its entries are taken from the system in blocks, without the lock and the calls that
-// readdir() spends on each.
-class open_directory {
-public:
-    open_directory() = default;
-    open_directory(const open_directory &) = delete;
-    open_directory &operator=(const open_directory &) = delete;
-    ~open_directory() {
-        if (descriptor >= 0)
-            close(descriptor);
-    }
-
-    // Opens name, relative to the directory open at parent, and returns 0 or an error number. Inside a walk a symbolic
-    // link is never opened, not even one that took a directory's place just now.
-    int open(int parent, const char *name) {
-        const int no_links = parent == AT_FDCWD ? 0 : O_NOFOLLOW;
-        descriptor = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC | no_links);
-        if (descriptor < 0)
-            return errno;
-        block = allocate<char>(kBlockSize);
-        return block ? 0 : ENOMEM;
-    }
-
-    int number() const { return descriptor; }
-
-    // The next entry; null at the end and after a failure, whose number goes to error. A directory that was removed
-    // has come to its end.
-    const dirent64 *next(int &error) {
-        if (position == end) {
-            const ssize_t size = getdents64(descriptor, block.get(), kBlockSize);
-            if (size < 0 && errno != ENOENT)
-                error = errno;
-            if (size <= 0)
-                return nullptr;
-            position = block.get();
-            end = position + size;
-        }
-        const auto *entry = reinterpret_cast<const dirent64 *>(position);
-        position += entry->d_reclen;
-        return entry;
-    }
-
-private:
-    static constexpr size_t kBlockSize = 32768;
-    int descriptor = -1;
-    owned<char[]> block;
-    const char *position = nullptr, *end = nullptr;
+struct stream_closer {
+    void operator()(DIR *stream) const { closedir(stream); }
 };
+using directory_stream = std::unique_ptr<DIR, stream_closer>;
+
+// Opens name, relative to the directory open at parent, or returns null with errno. Inside a walk a symbolic link is
+// never opened, not even one that took a directory's place just now.
+directory_stream open_directory(int parent, const char *name) {
+    const int no_links = parent == AT_FDCWD ? 0 : O_NOFOLLOW;
+    const int descriptor = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC | no_links);
+    if (descriptor < 0)
+        return nullptr;
+    DIR *stream = fdopendir(descriptor);
+    if (!stream) {
+        const int error = errno;
+        close(descriptor);
+        errno = error;
+    }
+    return directory_stream(stream);
+}
+
+// The name of the next entry; null at the end and after a failure, whose number goes to error.
+const char *next_name(DIR *stream, int &error) {
+    errno = 0;
+    const dirent *entry = readdir(stream);
+    if (!entry && errno)
+        error = errno;
+    return entry ? entry->d_name : nullptr;
+}
 
 bool is_self_or_parent(const char *name) { return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0; }
-
-// Finds the type of the name in the directory open at parent, without following a symbolic link.
-bool examine(int parent, const char *name, unsigned char &type) {
-    struct stat status;
-    if (fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0)
-        return false;
-    type = static_cast<unsigned char>(IFTODT(status.st_mode));
-    return true;
-}
 
 // One walk: a single path buffer for all levels, each of which appends to it and cuts it back.
 class walker {
@@ -144,48 +116,44 @@ private:
     int32_t walk_level(int parent, const char *name, size_t length) {
         if (length > kLongestDirectory)
             return kTooLong;
-        open_directory directory;
-        error = directory.open(parent, name);
-        if (error) {
-            errno = error;
+        const directory_stream opened = open_directory(parent, name);
+        error = opened ? 0 : errno;
+        if (!opened) {
             warn("can't open %s", path);
             return kTrouble;
         }
         path[length] = '/';
-        unsigned char type;
-        const bool searchable = examine(directory.number(), ".", type);
-        bool failed = false;
-        while (const dirent64 *entry = directory.next(error))
-            failed |= !visit(directory.number(), *entry, searchable, length + 1);
+        bool examined_all = true;
+        while (const char *entry = next_name(opened.get(), error))
+            examined_all &= visit(dirfd(opened.get()), entry, length + 1);
         path[length] = '\0';
-        return failed || error ? kTrouble : kDone;
+        return examined_all && !error ? kDone : kTrouble;
     }
 
-    // Visits the entry whose path is the buffer up to start, and its name; says whether it could be examined.
-    bool visit(int parent, const dirent64 &entry, bool searchable, size_t start) {
-        const char *name = entry.d_name;
+    // Visits an entry, whose path is the buffer up to start and its name; says whether it could be examined.
+    bool visit(int parent, const char *name, size_t start) {
         if (name[0] == '.' && (!(flags & WALK_HIDDEN) || is_self_or_parent(name)))
             return true;
         const size_t length = start + std::strlen(name);
-        unsigned char type = searchable ? entry.d_type : static_cast<unsigned char>(DT_UNKNOWN);
-        if (length >= kPathRoom || (type == DT_UNKNOWN && !examine(parent, name, type))) {
+        struct stat status;
+        if (length >= kPathRoom || fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
             error = length >= kPathRoom ? ENAMETOOLONG : errno;
             errno = error;
             warn("Can't stat %.*s%s", static_cast<int>(start), path, name);
             return false;
         }
         std::memcpy(path + start, name, length + 1 - start);
-        if (type == DT_DIR && (flags & WALK_RECURSE))
+        if (S_ISDIR(status.st_mode) && (flags & WALK_RECURSE))
             walk_level(parent, path + start, length);
-        if (is_candidate(type))
+        if (is_candidate(status.st_mode))
             collect_if_matching();
         return true;
     }
 
-    bool is_candidate(unsigned char type) const {
-        if (type == DT_LNK)
+    bool is_candidate(mode_t mode) const {
+        if (S_ISLNK(mode))
             return flags & WALK_LINKS;
-        return type != DT_DIR || (flags & WALK_DIRS);
+        return !S_ISDIR(mode) || (flags & WALK_DIRS);
     }
 
     void collect_if_matching() {

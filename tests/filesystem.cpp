@@ -2,10 +2,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <dirent.h>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <string_view>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <tuple>
@@ -52,20 +55,43 @@ std::string walk(const std::string &dir, const std::string &pattern, int32_t fla
     return text;
 }
 
-bool others_are_faster = false;
-
 std::string warning(const std::string &text) { return program_invocation_short_name + (": " + text + '\n'); }
+
+// The library's calls of the system arrive at the functions below, where these change what comes of them.
+bool others_are_faster = false;                                 // each directory has just been made
+enum { readable, unreadable, unopened } directories = readable; // what a directory's stream is
+constexpr std::string_view kVanishing = "vanishing";            // gone as soon as its name has been read
+
+template <class Function>
+Function *system_call(const char *name) {
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
 
 } // namespace
 
-// The library's calls arrive here; the directory may just have been made by somebody else.
 extern "C" int mkdir(const char *path, mode_t mode) {
     if (others_are_faster)
         syscall(SYS_mkdirat, AT_FDCWD, path, mode);
     return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
 }
 
-START_TEST(paths_and_parents)
+extern "C" DIR *fdopendir(int descriptor) {
+    errno = ENOMEM;
+    return directories == unopened ? nullptr : system_call<DIR *(int)>("fdopendir")(descriptor);
+}
+
+extern "C" dirent64 *readdir64(DIR *stream) {
+    if (directories == unreadable) {
+        errno = EIO;
+        return nullptr;
+    }
+    dirent64 *entry = system_call<dirent64 *(DIR *)>("readdir64")(stream);
+    if (entry && entry->d_name == kVanishing)
+        unlinkat(dirfd(stream), entry->d_name, 0);
+    return entry;
+}
+
+START_TEST(paths_are_told_apart_by_what_they_lead_to)
 {
     const scratch scratch;
     touch("file");
@@ -74,26 +100,44 @@ START_TEST(paths_and_parents)
     fs::create_symlink("file", "to-file");
     fs::create_symlink("dir", "to-dir");
     fs::create_symlink("nowhere", "dangling");
-    // clang-format off
-    // Each row: a path, and the answers of exists(), is_dir() and is_file() as digits.
-    const std::pair<const char *, int> paths[] = {
-        {"file", 101}, {"dir", 110}, {"dir/", 110}, {"to-file", 101}, {"to-dir", 110}, {"dangling", 0}, {"file/", 0},
-        {"/dev/null", 100}, {"absent", 0}, {"", 0}};
-    // Each row: a path to make, the result, and a directory that must be there afterwards.
-    const std::tuple<std::string, int, const char *> rows[] = {
-        {"x/y/z", 0, "x/y/z"}, {"x/y/z", 0, "x/y/z"}, {"p//q///r//", 0, "p/q/r"}, {"v/.", 0, "v"}, {"/", 0, "/"},
-        {scratch.root + std::string("//abs/one"), 0, "abs/one"}, {"w/../u/s", 0, "u/s"}, {"file", -1, "."},
-        {"kept/" + std::string(300, 'n'), -1, "kept"}, {"file/sub", -1, "."}, {"", -1, "."}, {"dangling", -1, "."},
+    const struct {
+        const char *path;
+        int32_t there, directory, file;
+    } rows[] = {
+        {"file", 1, 0, 1},  {"dir", 1, 1, 0},      {"dir/", 1, 1, 0},      {"to-file", 1, 0, 1}, {"to-dir", 1, 1, 0},
+        {"file/", 0, 0, 0}, {"dangling", 0, 0, 0}, {"/dev/null", 1, 0, 0}, {"absent", 0, 0, 0},  {"", 0, 0, 0},
+    };
+    for (const auto &[path, there, directory, file] : rows) {
+        ck_assert_msg(exists(path) == there, "%s: exists() is not %d", path, there);
+        ck_assert_msg(is_dir(path) == directory, "%s: is_dir() is not %d", path, directory);
+        ck_assert_msg(is_file(path) == file, "%s: is_file() is not %d", path, file);
+    }
+}
+END_TEST
+
+START_TEST(directories_are_made_with_their_parents)
+{
+    const scratch scratch;
+    touch("file");
+    fs::create_symlink("nowhere", "dangling");
+    const struct {
+        std::string path;
+        int32_t result;
+        const char *made; // there afterwards
+    } rows[] = {
+        {"x/y/z", 0, "x/y/z"},    {"x/y/z", 0, "x/y/z"}, {"p//q///r//", 0, "p/q/r"},
+        {"v/.", 0, "v"},          {"/", 0, "/"},         {scratch.root + std::string("//abs/one"), 0, "abs/one"},
+        {"w/../u/s", 0, "u/s"},   {"file", -1, "."},     {"kept/" + std::string(300, 'n'), -1, "kept"},
+        {"file/sub", -1, "."},    {"", -1, "."},         {"dangling", -1, "."},
         {"dangling/sub", -1, "."}};
-    // clang-format on
-    for (const auto &[path, answers] : paths)
-        ck_assert_int_eq(100 * exists(path) + 10 * is_dir(path) + is_file(path), answers);
-    for (const auto &[path, result, made] : rows)
-        ck_assert_msg(mkdirp(path.c_str()) == result && is_dir(made), "%s", path.c_str());
-    ck_assert(fs::status("x").permissions() == fs::perms::owner_all);
+    for (const auto &[path, result, made] : rows) {
+        ck_assert_msg(mkdirp(path.c_str()) == result, "%s: not %d", path.c_str(), result);
+        ck_assert_msg(is_dir(made), "%s: %s is not there", path.c_str(), made);
+    }
+    ck_assert_int_eq(static_cast<int>(fs::status("x").permissions()), 0700);
     umask(0577);
     ck_assert_int_eq(mkdirp("masked"), 0);
-    ck_assert(fs::status("masked").permissions() == fs::perms::owner_write);
+    ck_assert_int_eq(static_cast<int>(fs::status("masked").permissions()), 0200);
     umask(0);
 
     others_are_faster = true;
@@ -102,7 +146,16 @@ START_TEST(paths_and_parents)
 }
 END_TEST
 
-START_TEST(candidates_by_flags)
+START_TEST(a_list_of_names_ends_where_its_slots_can_be_counted)
+{
+    name_list list = {0x40000000, 0x3fffffff, nullptr};
+    ck_assert_int_eq(add_to_names(&list, "name"), 1);
+    ck_assert_uint_eq(list.capacity, 0x40000000);
+    ck_assert_int_eq(list.count, 0x3fffffff);
+}
+END_TEST
+
+START_TEST(flags_say_what_is_listed)
 {
     const scratch scratch;
     fs::create_directories("t/sub/.deep");
@@ -139,8 +192,8 @@ START_TEST(candidates_by_flags)
 }
 END_TEST
 
-// The walk warns of what it cannot search or open, or has no room for, goes on, and says so at the end.
-START_TEST(trouble_on_the_way)
+// The walk warns of what it cannot examine, goes on, and says so at the end.
+START_TEST(entries_that_cannot_be_examined_are_reported)
 {
     const scratch scratch;
     fs::create_directories("t/blind/x");
@@ -148,18 +201,9 @@ START_TEST(trouble_on_the_way)
     chmod("t/blind", 0400);
     assert_text_eq(walk("t", "", WALK_RECURSE), warning("Can't stat t/blind/x: Permission denied") + "3 t/y");
     chmod("t/blind", 0700);
-
-    // A directory that opens forgets what one before it left behind.
-    for (const std::string locked : {"t/m", "t/n", "t/o"})
-        fs::create_directory(locked);
-    for (const std::string locked : {"t/m", "t/n", "t/o"}) {
-        std::string last, trouble = warning("can't open " + locked + ": Permission denied");
-        for (const auto &entry : fs::directory_iterator("t"))
-            last = entry.is_directory() ? entry.path().string() : last;
-        chmod(locked.c_str(), 0);
-        assert_text_eq(walk("t", "/.$", WALK_RECURSE), trouble + (last == locked ? "3" : "0") + " t/y");
-        chmod(locked.c_str(), 0700);
-    }
+    touch("t/blind/vanishing");
+    assert_text_eq(walk("t/blind", "", WALK_DIRS),
+                   warning("Can't stat t/blind/vanishing: No such file or directory") + "3 t/blind/x");
 
     // The path buffer has room for 4095 characters, and for a directory of 4094.
     fs::create_directories("r/ab/inside");
@@ -173,6 +217,54 @@ START_TEST(trouble_on_the_way)
 }
 END_TEST
 
+START_TEST(a_directory_that_opens_forgets_what_one_before_it_left_behind)
+{
+    const scratch scratch;
+    fs::create_directory("t");
+    touch("t/y");
+    for (const std::string locked : {"t/m", "t/n", "t/o"})
+        fs::create_directory(locked);
+    for (const std::string locked : {"t/m", "t/n", "t/o"}) {
+        std::string last, trouble = warning("can't open " + locked + ": Permission denied");
+        for (const auto &entry : fs::directory_iterator("t"))
+            last = entry.is_directory() ? entry.path().string() : last;
+        chmod(locked.c_str(), 0);
+        assert_text_eq(walk("t", "/.$", WALK_RECURSE), trouble + (last == locked ? "3" : "0") + " t/y");
+        chmod(locked.c_str(), 0700);
+    }
+}
+END_TEST
+
+START_TEST(directories_without_a_stream_are_closed)
+{
+    const scratch scratch;
+    fs::create_directory("t");
+    const auto open_files = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+    const auto before = open_files();
+    directories = unopened;
+    const std::string outcome = walk("t", "", kAll);
+    directories = readable;
+    assert_text_eq(outcome, warning("can't open t: Cannot allocate memory") + "3 null");
+    ck_assert_int_eq(open_files(), before);
+}
+END_TEST
+
+START_TEST(directories_that_cannot_be_read_end_the_walk)
+{
+    const scratch scratch;
+    fs::create_directories("t/sub");
+    directories = unreadable;
+    const std::string outcome = walk("t", "", kAll);
+    directories = readable;
+    assert_text_eq(outcome, "3 null");
+}
+END_TEST
+
 Suite *filesystem_suite() {
-    return suite_of("filesystem", {paths_and_parents, candidates_by_flags, trouble_on_the_way});
+    return suite_of("filesystem",
+                    {paths_are_told_apart_by_what_they_lead_to, directories_are_made_with_their_parents,
+                     a_list_of_names_ends_where_its_slots_can_be_counted, flags_say_what_is_listed,
+                     entries_that_cannot_be_examined_are_reported,
+                     a_directory_that_opens_forgets_what_one_before_it_left_behind,
+                     directories_without_a_stream_are_closed, directories_that_cannot_be_read_end_the_walk});
 }

@@ -3,8 +3,11 @@
  * Tests of paths, creation of directories with their parents, and directory walks that collect the paths matching a
  * regular expression.
  *
- * Paths are byte strings as the system takes them. A list that walk_dir() returns belongs to the caller, who releases
- * each of its strings and then the list with free().
+ * Paths are byte strings as the system takes them, never null. A list that walk_dir() returns belongs to the caller,
+ * who releases each of its strings and then the list with free(), as those of a name_list.
+ *
+ * There is no state between calls: any thread may call any function at any time, as long as no two use the same
+ * name_list. `errno` is left at any value.
  */
 #ifndef VELA_FILESYSTEM_H
 #define VELA_FILESYSTEM_H
@@ -80,10 +83,13 @@ int32_t add_to_names(name_list *list, const char *name);
  * entries; what a subdirectory holds comes before the subdirectory itself.
  *
  * Each path is `dir`, a slash and what leads on from there, and is matched as a whole; the expression may match
- * anywhere in it unless it is anchored. Trouble on the way is reported on the standard error stream as warn() does:
- * "can't open PATH" for a directory, "Can't stat PATH" for an entry that could not be examined or whose path has more
- * than 4095 characters. The walk goes on with the next entry. An entry's type is the one that comes with its name from
- * the directory, where the file system gives it: what vanishes a moment later may still be listed.
+ * anywhere in it unless it is anchored. Each entry is examined as lstat() does. Trouble on the way is reported on the
+ * standard error stream as warn() does: "can't open PATH" for a directory, "Can't stat PATH" for an entry that could
+ * not be examined, since it has vanished meanwhile for example, or whose path has more than 4095 characters. The walk
+ * goes on with the next entry.
+ *
+ * Short of memory, the walk goes on without the paths that it could not store, and the result tells only if no
+ * subdirectory was opened afterwards: where every path counts, walk one directory at a time, without WALK_RECURSE.
  *
  * @param dir      where to begin; at most 4094 characters. Followed even if it is a symbolic link
  * @param pattern  POSIX extended regular expression (regcomp(3)), in the program's current locale
@@ -91,7 +97,7 @@ int32_t add_to_names(name_list *list, const char *name);
  * @param result   receives the list, ended by a null pointer, or null when nothing matched; untouched by result 1
  * @return 0 when all went well; 1 when the pattern does not compile; 2 when `dir` is too long; 3 when `dir` could not
  *         be opened or read, an entry of it could not be examined, memory ran out, or the walk of a subdirectory left
- * an error behind, which the next subdirectory that opens forgets. What was collected is returned in every case.
+ *         an error behind, which the next subdirectory that opens forgets. What was collected is returned with 0 and 3
  */
 int32_t walk_dir(const char *dir, const char *pattern, int32_t flags, char ***result);
 
