@@ -1,11 +1,11 @@
 // Encodes a file or the standard input as lines of 76 characters, or decodes such text: a stream of any size, in
 // constant memory.
+#include "options.hpp"
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <vela/base64.h>
-#include <vela/cmdline.h>
 #include <vela/text.h>
 
 namespace {
@@ -93,11 +93,8 @@ int decode(FILE *input) {
 
 int main(int argc, char **argv) {
     bool decoding = false;
-    for (int option; (option = cmdline_getopt(argc, argv, kOptions)) >= 0;) {
-        if (option == '?')
-            return usage();
-        decoding |= option == 'd';
-    }
+    while (next_option(argc, argv, kOptions, usage) >= 0)
+        decoding = true;
     if (argc - cmdline_optidx > 1)
         return usage();
     FILE *input = stdin;

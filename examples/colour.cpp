@@ -1,4 +1,5 @@
 // Takes a PPM picture to YCbCr and back and says how much it lost: the PSNR of each colour and of all.
+#include "options.hpp"
 #include "ppm.hpp"
 #include <algorithm>
 #include <cmath>
@@ -6,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <vector>
-#include <vela/cmdline.h>
 #include <vela/colour.h>
 
 namespace {
@@ -125,8 +125,7 @@ void print_matrix(const char *title, void (*get)(int32_t *)) {
 int main(int argc, char **argv) {
     const char *name = "full", *ycc_file = nullptr, *output = nullptr;
     bool with_matrices = false;
-    int idle = 0; // operands, and options that lack their value
-    for (int option; (option = cmdline_getopt(argc, argv, kOptions)) >= 0;)
+    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;)
         switch (option) {
         case 'c':
             name = cmdline_optarg;
@@ -140,13 +139,10 @@ int main(int argc, char **argv) {
         case 'm':
             with_matrices = true;
             break;
-        case 0:
-            ++idle;
-            break;
         default:
-            return usage();
+            break;
         }
-    if (argc - cmdline_optidx != 1 || idle != 1)
+    if (argc - cmdline_optidx != 1)
         return usage();
     const auto *c = std::find_if(std::begin(kConversions), std::end(kConversions),
                                  [name](const conversion &one) { return std::strcmp(one.name, name) == 0; });

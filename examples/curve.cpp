@@ -1,10 +1,10 @@
 // Joins knots to a curve: a table as text, or a plot of it as a PGM picture.
+#include "options.hpp"
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
-#include <vela/cmdline.h>
 #include <vela/interp.h>
 
 namespace {
@@ -104,10 +104,8 @@ int main(int argc, char **argv) {
         else
             argv[kept++] = argv[i];
     }
-    for (int option; (option = cmdline_getopt(kept, argv, kOptions)) >= 0;) {
+    for (int option; (option = next_option(kept, argv, kOptions, usage)) >= 0;) {
         switch (option) {
-        case '?':
-            return usage();
         case 'l':
             options.line = true;
             break;

@@ -1,7 +1,7 @@
 // Lists the paths below a folder that match an extended regular expression.
+#include "options.hpp"
 #include <cstdio>
 #include <cstdlib>
-#include <vela/cmdline.h>
 #include <vela/filesystem.h>
 
 namespace {
@@ -25,7 +25,7 @@ int usage() {
 int main(int argc, char **argv) {
     int32_t flags = 0;
     char end = '\n';
-    for (int option; (option = cmdline_getopt(argc, argv, kOptions)) >= 0;) {
+    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;) {
         switch (option) {
         case 'r':
             flags |= WALK_RECURSE;
@@ -42,8 +42,6 @@ int main(int argc, char **argv) {
         case '0':
             end = '\0';
             break;
-        case '?':
-            return usage();
         default:
             break;
         }

@@ -1,4 +1,5 @@
 // Fits a polynomial to the columns x, y of a table of comma-separated values, or a quadratic surface to x, y, z.
+#include "options.hpp"
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -9,7 +10,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-#include <vela/cmdline.h>
 #include <vela/matrix.h>
 
 namespace {
@@ -184,8 +184,7 @@ bool plot(const char *output, const table &samples, const std::vector<float> &co
 int main(int argc, char **argv) {
     const char *output = nullptr, *degree = "2";
     bool with_residuals = false;
-    int idle = 0; // operands, and options that lack their value
-    for (int option; (option = cmdline_getopt(argc, argv, kOptions)) >= 0;)
+    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;)
         switch (option) {
         case 'd':
             degree = cmdline_optarg;
@@ -196,17 +195,15 @@ int main(int argc, char **argv) {
         case 'p':
             output = cmdline_optarg;
             break;
-        case 0:
-            ++idle;
-            break;
         default:
-            return usage();
+            break;
         }
-    if (argc - cmdline_optidx > 1 || idle != argc - cmdline_optidx || std::strspn(degree, "012") != 1 || degree[1])
+    if (argc - cmdline_optidx > 1 || std::strspn(degree, "012") != 1 || degree[1])
         return usage();
 
-    const char *name = idle ? argv[cmdline_optidx] : "standard input";
-    FILE *file = idle ? std::fopen(name, "r") : stdin;
+    const bool is_named = cmdline_optidx < argc;
+    const char *name = is_named ? argv[cmdline_optidx] : "standard input";
+    FILE *file = is_named ? std::fopen(name, "r") : stdin;
     if (!file) {
         std::fprintf(stderr, "fit: %s: cannot be opened\n", name);
         return EXIT_FAILURE;

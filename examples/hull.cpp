@@ -1,5 +1,6 @@
 // The colours of a PPM picture as a body in the cube of red, green and blue: its convex hull in figures, as an OFF file
 // and as seen from outside, and which other colours lie in it.
+#include "options.hpp"
 #include "ppm.hpp"
 #include <algorithm>
 #include <array>
@@ -9,7 +10,6 @@
 #include <cstring>
 #include <memory>
 #include <vela/chull.h>
-#include <vela/cmdline.h>
 #include <vela/text.h>
 
 namespace {
@@ -201,8 +201,7 @@ private:
 int main(int argc, char **argv) {
     const char *off = nullptr, *view_file = nullptr;
     long size = 480, turn = 20;
-    int idle = 0; // operands, and options that lack their value
-    for (int option; (option = cmdline_getopt(argc, argv, kOptions)) >= 0;) {
+    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;) {
         switch (option) {
         case 'o':
             off = cmdline_optarg;
@@ -216,14 +215,11 @@ int main(int argc, char **argv) {
         case 't':
             turn = number_in(cmdline_optarg, 0, 360);
             break;
-        case 0:
-            ++idle;
-            break;
         default:
-            return usage();
+            break;
         }
     }
-    if (argc == cmdline_optidx || idle != argc - cmdline_optidx || size < 0 || turn < 0)
+    if (argc == cmdline_optidx || size < 0 || turn < 0)
         return usage();
 
     const char *name = argv[cmdline_optidx];

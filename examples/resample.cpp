@@ -1,5 +1,6 @@
 // Converts a mono WAV file to another sample rate and sample format: 16-bit linear, A-law or mu-law on either side. The
 // output begins where the input begins (the filter's delay is taken out) and lasts as long.
+#include "options.hpp"
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -12,7 +13,6 @@
 #include <string>
 #include <unistd.h>
 #include <vector>
-#include <vela/cmdline.h>
 #include <vela/resample.h>
 
 namespace {
@@ -324,12 +324,8 @@ int usage() {
 
 int main(int argc, char **argv) {
     const char *rate = nullptr, *format = nullptr, *kernel_name = "lan2";
-    for (int option, before = 1; (option = cmdline_getopt(argc, argv, kOptions)) != -1; before = cmdline_optidx)
+    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;)
         switch (option) {
-        case 0: // an operand, or an option without its value
-            if (cmdline_optidx != before)
-                return EXIT_FAILURE;
-            break;
         case 'r':
             rate = cmdline_optarg;
             break;
@@ -339,8 +335,6 @@ int main(int argc, char **argv) {
         case 'k':
             kernel_name = cmdline_optarg;
             break;
-        case '?':
-            return usage();
         default:
             break;
         }

@@ -1,10 +1,10 @@
 // Splits URLs into their components, or codes form text.
+#include "options.hpp"
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <utility>
-#include <vela/cmdline.h>
 #include <vela/url.h>
 
 namespace {
@@ -15,11 +15,11 @@ constexpr cmdline_option kOptions[] = {
     {},
 };
 
-int usage(const char *asked_by) {
+int usage() {
     cmdline_usage(kOptions, "url",
                   "[options] TEXT...\n"
                   "Prints the components of each URL, or each text encoded or decoded.");
-    return std::strcmp(asked_by, "--help") == 0 || std::strcmp(asked_by, "-?") == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    return EXIT_FAILURE;
 }
 
 bool split(const char *text) {
@@ -65,9 +65,7 @@ bool decode(const char *text) {
 
 int main(int argc, char **argv) {
     bool (*action)(const char *) = split;
-    for (int option; (option = cmdline_getopt(argc, argv, kOptions)) != -1;) {
-        if (option == '?')
-            return usage(argv[cmdline_optidx - 1]);
+    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;) {
         if (option == 'e')
             action = encode;
         if (option == 'd')

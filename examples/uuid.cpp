@@ -1,7 +1,7 @@
 // Makes random UUIDs, or reads some in any form and prints them in one.
+#include "options.hpp"
 #include <cstdio>
 #include <cstdlib>
-#include <vela/cmdline.h>
 #include <vela/uuid.h>
 
 namespace {
@@ -44,9 +44,7 @@ long count_of(const char *text) {
 int main(int argc, char **argv) {
     long count = 1;
     char form = 'd';
-    for (int option; (option = cmdline_getopt(argc, argv, kOptions)) >= 0;) {
-        if (option == '?')
-            return usage();
+    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;) {
         if (option == 'b' || option == 'p')
             form = static_cast<char>(option);
         if (option == 'n' && !(count = count_of(cmdline_optarg))) {

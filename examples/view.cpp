@@ -1,11 +1,11 @@
 // Where pan/tilt targets are on the screen of a view, or which directions its pixels show: a table, one target a line.
+#include "options.hpp"
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
-#include <vela/cmdline.h>
 #include <vela/spheremap.h>
 
 namespace {
@@ -123,11 +123,9 @@ int main(int argc, char **argv) {
 
     smap_view view = {640, 480, 0, 0, 60 << 10};
     bool backward = false;
-    for (int option; (option = cmdline_getopt(kept, argv, kOptions)) >= 0;) {
+    for (int option; (option = next_option(kept, argv, kOptions, usage)) >= 0;) {
         bool good = true;
         switch (option) {
-        case '?':
-            return usage();
         case 's':
             good = read_size(cmdline_optarg, view);
             break;
