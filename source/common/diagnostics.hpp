@@ -7,13 +7,15 @@
 
 namespace vela::detail {
 
-// Prints "FUNCTION: " and the formatted message, which brings its own line end.
+// Prints "FUNCTION: " and the formatted message, which brings its own line end, in one piece.
 [[gnu::format(printf, 2, 3), gnu::cold]] inline void report(const char *function, const char *format, ...) {
+    char text[128]; // the longest takes half of it
+    const int start = std::snprintf(text, sizeof text, "%s: ", function);
     va_list arguments;
     va_start(arguments, format);
-    std::fprintf(stderr, "%s: ", function);
-    std::vfprintf(stderr, format, arguments);
+    std::vsnprintf(text + start, sizeof text - static_cast<size_t>(start), format, arguments);
     va_end(arguments);
+    std::fputs(text, stderr);
 }
 
 } // namespace vela::detail

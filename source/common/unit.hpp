@@ -69,10 +69,9 @@ inline void run_on_unit(Arguments... arguments) {
     run_either<kernel, kernel>(arguments...);
 }
 
-// The same for kernels on floating-point numbers: NEON takes denormal numbers for 0, so on ARM they stay with the
-// scalar unit, which gives the same bits as every other machine.
+// The same for kernels to which NEON brings nothing: on ARM they are compiled once, as plain code.
 template <auto kernel, class... Arguments>
-inline void run_floats_on_unit(Arguments... arguments) {
+inline void run_on_avx2(Arguments... arguments) {
 #ifdef VELA_AVX2
     run_on_unit<kernel>(arguments...);
 #else

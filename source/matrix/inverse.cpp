@@ -1,7 +1,6 @@
 // Inverses: of fixed size by the adjugate, of any size up to 24 x 24 by elimination.
 #include "blocks.hpp"
 #include "common/diagnostics.hpp"
-#include "common/unit.hpp"
 #include "negligible.hpp"
 #include <algorithm>
 #include <cmath>
@@ -12,10 +11,15 @@ using namespace vela::detail;
 
 namespace {
 
+template <int a, int b, int c, int d>
+[[gnu::always_inline]] inline doubles pick(const float *from) {
+    return {double{from[a]}, double{from[b]}, double{from[c]}, double{from[d]}};
+}
+
 // For each column the elements in the three other ones, ordered so that the sign of the cofactor's row alone is left to
 // account for.
 struct other_columns {
-    four_doubles first, second, third;
+    doubles first, second, third;
 };
 
 [[gnu::always_inline]] inline other_columns others(const float *row) {
@@ -24,7 +28,7 @@ struct other_columns {
 
 // The determinants of two rows in the pairs of other columns.
 struct minors {
-    four_doubles second_third, first_third, first_second;
+    doubles second_third, first_third, first_second;
 };
 
 [[gnu::always_inline]] inline minors minors_of(const other_columns &upper, const other_columns &lower) {
@@ -35,30 +39,36 @@ struct minors {
 
 // The cofactors of a row whose sign is + in the first column, and of one where it is -. The remaining three rows are
 // `row` and the two of the minors.
-[[gnu::always_inline]] inline four_doubles plus_cofactors(const other_columns &row, const minors &minors) {
+[[gnu::always_inline]] inline doubles plus_cofactors(const other_columns &row, const minors &minors) {
     return row.first * minors.second_third - row.second * minors.first_third + row.third * minors.first_second;
 }
-[[gnu::always_inline]] inline four_doubles minus_cofactors(const other_columns &row, const minors &minors) {
+[[gnu::always_inline]] inline doubles minus_cofactors(const other_columns &row, const minors &minors) {
     return row.second * minors.first_third - row.first * minors.second_third - row.third * minors.first_second;
 }
 
-[[gnu::always_inline]] inline void invert_4x4(const float *in, float *out, bool *singular) {
+// Leaves out untouched and returns false when the determinant is negligible.
+bool invert_4x4(const float *in, float *out) {
     const other_columns rows[4] = {others(in), others(in + 4), others(in + 8), others(in + 12)};
     const minors upper = minors_of(rows[0], rows[1]), lower = minors_of(rows[2], rows[3]);
-    four_doubles cofactors[4] = {plus_cofactors(rows[1], lower), minus_cofactors(rows[0], lower),
-                                 plus_cofactors(rows[3], upper), minus_cofactors(rows[2], upper)};
-    const double determinant = sum(pick<0, 1, 2, 3>(in) * cofactors[0]);
-    *singular = negligible(static_cast<float>(determinant));
-    if (*singular)
-        return;
+    const doubles cofactors[4] = {plus_cofactors(rows[1], lower), minus_cofactors(rows[0], lower),
+                                  plus_cofactors(rows[3], upper), minus_cofactors(rows[2], upper)};
+    const doubles products = pick<0, 1, 2, 3>(in) * cofactors[0];
+    const double determinant = products.a + products.b + products.c + products.d;
+    if (negligible(static_cast<float>(determinant)))
+        return false;
 #pragma GCC unroll 4
-    for (four_doubles &row : cofactors)
-        row = row / determinant;
-    store_transposed(out, cofactors);
+    for (size_t i = 0; i < 4; ++i) { // the adjugate is their transpose
+        const floats column = narrow(cofactors[i] / determinant);
+        out[i] = column.a;
+        out[4 + i] = column.b;
+        out[8 + i] = column.c;
+        out[12 + i] = column.d;
+    }
+    return true;
 }
 
 constexpr size_t kMaxSize = 24;
-static_assert(kMaxSize % kFloatLanes == 0);
+static_assert(kMaxSize % kLanes == 0);
 
 // The elimination's augmented matrix [left | right]. Rows are worked on in whole blocks of lanes; what then stands left
 // of the diagonal or behind column n is never looked at. In back substitution the inverse takes the place of the right
@@ -66,7 +76,6 @@ static_assert(kMaxSize % kFloatLanes == 0);
 struct elimination {
     size_t n;
     float left[kMaxSize][kMaxSize], right[kMaxSize][kMaxSize];
-    bool singular;
 };
 
 // Makes the element at (k, k) a pivot, if need be by exchanging row k with the first one below that offers one.
@@ -87,13 +96,13 @@ struct elimination {
 // row -= factor pivot_row in columns from..end, in double precision.
 [[gnu::always_inline]] inline void reduce(float *row, const doubles *pivot_row, double factor, size_t from,
                                           size_t end) {
-    for (size_t block = from / kFloatLanes; block * kFloatLanes < end; ++block) {
-        float *place = row + block * kFloatLanes;
+    for (size_t block = from / kLanes; block * kLanes < end; ++block) {
+        float *place = row + block * kLanes;
         store(place, narrow(widen(load(place)) - pivot_row[block] * factor));
     }
 }
 
-[[gnu::always_inline]] inline void eliminate(elimination &work) {
+void eliminate(elimination &work) {
     // The right half starts as the identity: a pivot row has zeros behind the last column whose unit row has been a
     // pivot, and subtracting multiples of them changes nothing unless the factor is infinite or NaN.
     size_t right_end = 0, origins[kMaxSize];
@@ -103,10 +112,10 @@ struct elimination {
         if (!find_pivot(work, origins, k))
             continue;
         right_end = std::max(right_end, origins[k] + 1);
-        doubles left_pivot[kMaxSize / kFloatLanes], right_pivot[kMaxSize / kFloatLanes];
-        for (size_t block = 0; block < kMaxSize / kFloatLanes; ++block) {
-            left_pivot[block] = widen(load(work.left[k] + block * kFloatLanes));
-            right_pivot[block] = widen(load(work.right[k] + block * kFloatLanes));
+        doubles left_pivot[kMaxSize / kLanes], right_pivot[kMaxSize / kLanes];
+        for (size_t block = 0; block < kMaxSize / kLanes; ++block) {
+            left_pivot[block] = widen(load(work.left[k] + block * kLanes));
+            right_pivot[block] = widen(load(work.right[k] + block * kLanes));
         }
         for (size_t i = k + 1; i < work.n; ++i) {
             if (negligible(work.left[i][k]))
@@ -121,7 +130,7 @@ struct elimination {
 }
 
 // The first column in which row r is not negligible, or n.
-[[gnu::always_inline]] inline size_t pivot_of(const elimination &work, size_t r) {
+size_t pivot_of(const elimination &work, size_t r) {
     size_t p = r;
     while (p < work.n && negligible(work.left[r][p]))
         ++p;
@@ -129,7 +138,7 @@ struct elimination {
 }
 
 // Whether a row without a pivot demands that zero be something else.
-[[gnu::always_inline]] inline bool contradictory(const elimination &work) {
+bool contradictory(const elimination &work) {
     for (size_t r = 0; r < work.n; ++r)
         if (pivot_of(work, r) == work.n && !std::all_of(work.right[r], work.right[r] + work.n, negligible))
             return true;
@@ -138,27 +147,27 @@ struct elimination {
 
 // Solves row r for row p of the inverse, in some blocks of columns from c on side by side.
 template <size_t blocks>
-[[gnu::always_inline]] inline void substitute_blocks(elimination &work, size_t r, size_t p, size_t c) {
+void substitute_blocks(elimination &work, size_t r, size_t p, size_t c) {
     doubles values[blocks];
     for (size_t b = 0; b < blocks; ++b)
-        values[b] = widen(load(work.right[r] + c + b * kFloatLanes));
+        values[b] = widen(load(work.right[r] + c + b * kLanes));
     for (size_t j = p + 1; j < work.n; ++j)
         for (size_t b = 0; b < blocks; ++b)
-            values[b] = values[b] - widen(load(work.right[j] + c + b * kFloatLanes) * work.left[r][j]);
+            values[b] = values[b] - widen(load(work.right[j] + c + b * kLanes) * work.left[r][j]);
     for (size_t b = 0; b < blocks; ++b)
-        store(work.right[p] + c + b * kFloatLanes, narrow(values[b] / double{work.left[r][p]}));
+        store(work.right[p] + c + b * kLanes, narrow(values[b] / double{work.left[r][p]}));
 }
 
-[[gnu::always_inline]] inline void substitute(elimination &work, size_t r, size_t p) {
+void substitute(elimination &work, size_t r, size_t p) {
     size_t c = 0;
-    for (; c + 2 * kFloatLanes < work.n; c += 3 * kFloatLanes)
+    for (; c + 2 * kLanes < work.n; c += 3 * kLanes)
         substitute_blocks<3>(work, r, p, c);
-    for (; c < work.n; c += kFloatLanes)
+    for (; c < work.n; c += kLanes)
         substitute_blocks<1>(work, r, p, c);
 }
 
 // Rows of the inverse that no row is solved for keep what the caller's matrix has there.
-[[gnu::always_inline]] inline void back_substitute(elimination &work, const float *unsolved) {
+void back_substitute(elimination &work, const float *unsolved) {
     for (size_t r = work.n; r-- > 0;) {
         const size_t p = pivot_of(work, r);
         if (p < work.n)
@@ -166,13 +175,6 @@ template <size_t blocks>
         if (p != r)
             std::copy_n(unsolved + r * work.n, work.n, work.right[r]);
     }
-}
-
-[[gnu::always_inline]] inline void invert(elimination *work, const float *unsolved) {
-    eliminate(*work);
-    work->singular = contradictory(*work);
-    if (!work->singular)
-        back_substitute(*work, unsolved);
 }
 
 } // namespace
@@ -194,11 +196,10 @@ int32_t inverse_3x3(const float *in, float *out) {
 }
 
 int32_t inverse_4x4(const float *in, float *out) {
-    bool singular;
-    run_floats_on_unit<invert_4x4>(in, out, &singular);
-    if (singular)
-        report(__func__, "zero determinant, no inverse.\n");
-    return singular;
+    if (invert_4x4(in, out))
+        return 0;
+    report(__func__, "zero determinant, no inverse.\n");
+    return 1;
 }
 
 int32_t matrix_inverse(const fmatrix *a, fmatrix *inv) {
@@ -222,9 +223,10 @@ int32_t matrix_inverse(const fmatrix *a, fmatrix *inv) {
         std::copy_n(a->data + i * work.n, work.n, work.left[i]);
         work.right[i][i] = 1;
     }
-    run_floats_on_unit<invert>(&work, static_cast<const float *>(inv->data));
-    if (work.singular)
+    eliminate(work);
+    if (contradictory(work))
         return 1;
+    back_substitute(work, inv->data);
     for (size_t i = 0; i < work.n; ++i)
         std::copy_n(work.right[i], work.n, inv->data + i * work.n);
     return 0;

@@ -1,7 +1,6 @@
 // The product of two matrices.
 #include "blocks.hpp"
 #include "common/diagnostics.hpp"
-#include "common/unit.hpp"
 #include <cstdint>
 #include <vela/matrix.h>
 
@@ -9,24 +8,20 @@ using namespace vela::detail;
 
 namespace {
 
-// A tile of the product: rows x columns elements, each with a sum of its own, which all advance through the common
-// dimension side by side. Columns come in blocks or one at a time.
-template <size_t rows, size_t blocks>
-[[gnu::always_inline]] inline void multiply_blocks(const float *a, const float *b, float *c, size_t depth,
-                                                   size_t width) {
-    doubles sums[rows][blocks] = {};
+// A tile of the product: rows x 4 or rows x 1 elements, each with a sum of its own, which all advance through the
+// common dimension side by side.
+template <size_t rows>
+void multiply_block(const float *a, const float *b, float *c, size_t depth, size_t width) {
+    doubles sums[rows] = {};
     for (size_t k = 0; k < depth; ++k)
         for (size_t i = 0; i < rows; ++i)
-            for (size_t j = 0; j < blocks; ++j)
-                sums[i][j] = sums[i][j] + widen(load(b + k * width + j * kFloatLanes) * a[i * depth + k]);
+            sums[i] = sums[i] + widen(load(b + k * width) * a[i * depth + k]);
     for (size_t i = 0; i < rows; ++i)
-        for (size_t j = 0; j < blocks; ++j)
-            store(c + i * width + j * kFloatLanes, narrow(sums[i][j]));
+        store(c + i * width, narrow(sums[i]));
 }
 
 template <size_t rows>
-[[gnu::always_inline]] inline void multiply_column(const float *a, const float *b, float *c, size_t depth,
-                                                   size_t width) {
+void multiply_column(const float *a, const float *b, float *c, size_t depth, size_t width) {
     double sums[rows] = {};
     for (size_t k = 0; k < depth; ++k)
         for (size_t i = 0; i < rows; ++i)
@@ -37,18 +32,17 @@ template <size_t rows>
 
 // A band of rows of the product.
 template <size_t rows>
-[[gnu::always_inline]] inline void multiply_band(const float *a, const float *b, float *c, size_t depth, size_t width) {
+void multiply_band(const float *a, const float *b, float *c, size_t depth, size_t width) {
     size_t j = 0;
-    for (; j + kFloatLanes <= width; j += kFloatLanes)
-        multiply_blocks<rows, 1>(a, b + j, c + j, depth, width);
+    for (; j + kLanes <= width; j += kLanes)
+        multiply_block<rows>(a, b + j, c + j, depth, width);
     for (; j < width; ++j)
         multiply_column<rows>(a, b + j, c + j, depth, width);
 }
 
 constexpr size_t kBand = 4;
 
-[[gnu::always_inline]] inline void multiply(const float *a, const float *b, float *c, size_t height, size_t depth,
-                                            size_t width) {
+void multiply(const float *a, const float *b, float *c, size_t height, size_t depth, size_t width) {
     size_t i = 0;
     for (; i + kBand <= height; i += kBand)
         multiply_band<kBand>(a + i * depth, b, c + i * width, depth, width);
@@ -67,8 +61,7 @@ int32_t matrix_mult(const fmatrix *a, const fmatrix *b, fmatrix *c) {
         report(__func__, "result needs to be Arows x Bcols\n");
         return 1;
     }
-    run_floats_on_unit<multiply>(static_cast<const float *>(a->data), static_cast<const float *>(b->data), c->data,
-                                 static_cast<size_t>(c->rows), static_cast<size_t>(a->cols),
-                                 static_cast<size_t>(c->cols));
+    multiply(a->data, b->data, c->data, static_cast<size_t>(c->rows), static_cast<size_t>(a->cols),
+             static_cast<size_t>(c->cols));
     return 0;
 }

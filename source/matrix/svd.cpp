@@ -6,7 +6,6 @@
 #include "blocks.hpp"
 #include "common/diagnostics.hpp"
 #include "common/memory.hpp"
-#include "common/unit.hpp"
 #include "negligible.hpp"
 #include <algorithm>
 #include <cmath>
@@ -20,7 +19,7 @@ namespace {
 constexpr int kPassLimit = 30;
 
 // Columns whose sums advance together: as many as there are registers to point at them.
-constexpr size_t kGroup = 5;
+constexpr size_t kColumns = 5;
 
 // A matrix by columns. They are padded, so that a column's last block of lanes stays inside wherever the first one
 // began; the padding starts as zeros and never reaches a result.
@@ -31,7 +30,7 @@ struct columns {
     float *operator[](size_t j) const { return data + j * stride; }
 };
 
-size_t padded(size_t rows) { return (rows + 2 * kFloatLanes - 1) / kFloatLanes * kFloatLanes; }
+size_t padded(size_t rows) { return (rows + 2 * kLanes - 1) / kLanes * kLanes; }
 
 // A turn in the plane of two columns.
 struct rotation {
@@ -48,10 +47,9 @@ struct workspace {
     float *row;                  // n: a row of u in one piece
     float *weights;              // n: what a row is changed by
     rotation *v_turns, *u_turns; // n each: of a sweep
-    bool converged = false, u_finite = false, v_finite = false;
 };
 
-[[gnu::always_inline]] inline float hypotenuse(float a, float b) {
+float hypotenuse(float a, float b) {
     a = std::fabs(a);
     b = std::fabs(b);
     const bool first = a > b;
@@ -71,7 +69,7 @@ struct reflector {
     float norm;  // minus half the squared length of the Householder vector
 };
 
-[[gnu::always_inline]] inline reflector make_reflector(float *x, size_t count) {
+reflector make_reflector(float *x, size_t count) {
     float scale = 0;
 #pragma GCC unroll 4
     for (size_t k = 0; k < count; ++k)
@@ -90,89 +88,86 @@ struct reflector {
 }
 
 // Multiplies part of a column, in whole blocks.
-[[gnu::always_inline]] inline void multiply(float *x, size_t count, float factor) {
-    for (size_t k = 0; k < count; k += kFloatLanes)
+void multiply(float *x, size_t count, float factor) {
+    for (size_t k = 0; k < count; k += kLanes)
         store(x + k, load(x + k) * factor);
 }
 
-// A rank-one change of columns: to each is added a multiple of y from row y_from on. The multiple is made of the
-// column's product with x, summed from row x_from down.
+// A rank-one change of columns: to each is added a multiple of y from row y_from on. The multiple is the column's
+// product with x, summed from row x_from down, divided and multiplied by two numbers.
 struct projection {
     const float *x;
     size_t x_from;
     const float *y;
     size_t y_from;
+    float divisor, factor;
 };
 
-template <size_t count, class Factor>
-[[gnu::always_inline]] inline void project_group(const columns &matrix, size_t first, const projection &step,
-                                                 Factor factor) {
+template <size_t count>
+void project_columns(const columns &matrix, size_t first, const projection &step) {
     float sums[count] = {}, *column = matrix[first];
     const size_t stride = matrix.stride, rows = matrix.rows;
     for (size_t k = step.x_from; k < rows; ++k)
         for (size_t j = 0; j < count; ++j)
             sums[j] += step.x[k] * column[j * stride + k];
     for (float &sum : sums)
-        sum = factor(sum);
-    for (size_t k = step.y_from; k < rows; k += kFloatLanes) {
+        sum = sum / step.divisor * step.factor;
+    for (size_t k = step.y_from; k < rows; k += kLanes) {
         const floats y = load(step.y + k);
         for (size_t j = 0; j < count; ++j)
             store(column + j * stride + k, load(column + j * stride + k) + y * sums[j]);
     }
 }
 
-template <size_t most, class Factor>
-[[gnu::always_inline]] inline void project_rest(const columns &matrix, size_t first, size_t count,
-                                                const projection &step, Factor factor) {
+template <size_t most>
+void project_rest(const columns &matrix, size_t first, size_t count, const projection &step) {
     if (count == most)
-        project_group<most>(matrix, first, step, factor);
+        project_columns<most>(matrix, first, step);
     else if constexpr (most > 1)
-        project_rest<most - 1>(matrix, first, count, step, factor);
+        project_rest<most - 1>(matrix, first, count, step);
 }
 
 // Changes the columns from first to end.
-template <class Factor>
-[[gnu::always_inline]] inline void project(const columns &matrix, size_t first, size_t end, const projection &step,
-                                           Factor factor) {
-    for (; first + kGroup <= end; first += kGroup)
-        project_group<kGroup>(matrix, first, step, factor);
-    project_rest<kGroup - 1>(matrix, first, end - first, step, factor);
+void project(const columns &matrix, size_t first, size_t end, const projection &step) {
+    for (; first + kColumns <= end; first += kColumns)
+        project_columns<kColumns>(matrix, first, step);
+    project_rest<kColumns - 1>(matrix, first, end - first, step);
 }
 
 // Clears column i of u below the diagonal; returns the diagonal element of the bidiagonal form.
-[[gnu::always_inline]] inline float reflect_column(const workspace &work, size_t i) {
+float reflect_column(const workspace &work, size_t i) {
     float *x = work.u[i];
     const reflector reflector = make_reflector(x + i, work.m - i);
     if (reflector.scale == 0)
         return 0;
-    project(work.u, i + 1, work.n, {x, i, x, i}, [&](float sum) { return sum / reflector.norm; });
+    project(work.u, i + 1, work.n, {x, i, x, i, reflector.norm, 1});
     multiply(x + i, work.m - i, reflector.scale);
     return reflector.scale * reflector.image;
 }
 
-[[gnu::always_inline]] inline void copy_row(const workspace &work, size_t i, size_t from) {
+void copy_row(const workspace &work, size_t i, size_t from) {
     for (size_t k = from; k < work.n; ++k)
         work.row[k] = work.u[k][i];
 }
 
 // Reflects a few blocks of rows from row j on, each summed along its columns and then changed.
 template <size_t blocks>
-[[gnu::always_inline]] inline void reflect_rows(const workspace &work, size_t j, size_t from) {
+void reflect_rows(const workspace &work, size_t j, size_t from) {
     floats sums[blocks] = {};
     const float *row = work.row, *weights = work.weights;
     float *const first = work.u[from] + j;
     float *column = first;
     for (size_t k = from; k < work.n; ++k, column += work.u.stride)
         for (size_t b = 0; b < blocks; ++b)
-            sums[b] = sums[b] + load(column + b * kFloatLanes) * row[k];
+            sums[b] = sums[b] + load(column + b * kLanes) * row[k];
     column = first;
     for (size_t k = from; k < work.n; ++k, column += work.u.stride)
         for (size_t b = 0; b < blocks; ++b)
-            store(column + b * kFloatLanes, load(column + b * kFloatLanes) + sums[b] * weights[k]);
+            store(column + b * kLanes, load(column + b * kLanes) + sums[b] * weights[k]);
 }
 
 // Clears row i of u right of the superdiagonal; returns the superdiagonal element.
-[[gnu::always_inline]] inline float reflect_row(const workspace &work, size_t i) {
+float reflect_row(const workspace &work, size_t i) {
     const size_t from = i + 1;
     copy_row(work, i, from);
     const reflector reflector = make_reflector(work.row + from, work.n - from);
@@ -181,7 +176,7 @@ template <size_t blocks>
     for (size_t k = from; k < work.n; ++k)
         work.weights[k] = work.row[k] / reflector.norm;
     size_t j = from;
-    for (; j + kFloatLanes < work.m; j += 2 * kFloatLanes)
+    for (; j + kLanes < work.m; j += 2 * kLanes)
         reflect_rows<2>(work, j, from);
     if (j < work.m)
         reflect_rows<1>(work, j, from);
@@ -190,7 +185,7 @@ template <size_t blocks>
     return reflector.scale * reflector.image;
 }
 
-[[gnu::always_inline]] inline void bidiagonalise(const workspace &work) {
+void bidiagonalise(const workspace &work) {
     float above = 0;
     for (size_t i = 0; i < work.n; ++i) {
         work.super[i] = above;
@@ -200,7 +195,7 @@ template <size_t blocks>
 }
 
 // Multiplies the row reflections, which lie in the rows of u, into v.
-[[gnu::always_inline]] inline void accumulate_v(const workspace &work) {
+void accumulate_v(const workspace &work) {
     for (size_t i = work.n; i-- > 0;) {
         float *t = work.v[i];
         const size_t from = i + 1;
@@ -208,7 +203,7 @@ template <size_t blocks>
             copy_row(work, i, from);
             for (size_t k = from; k < work.n; ++k)
                 t[k] = work.row[k] / work.row[from] / work.super[from];
-            project(work.v, from, work.n, {work.row, from, t, from}, [](float sum) { return sum; });
+            project(work.v, from, work.n, {work.row, from, t, from, 1, 1});
         }
         for (size_t k = from; k < work.n; ++k)
             work.v[k][i] = t[k] = 0;
@@ -217,7 +212,7 @@ template <size_t blocks>
 }
 
 // Multiplies the column reflections, which lie in the columns of u, into u itself.
-[[gnu::always_inline]] inline void accumulate_u(const workspace &work) {
+void accumulate_u(const workspace &work) {
     for (size_t i = std::min(work.m, work.n); i-- > 0;) {
         float *x = work.u[i];
         for (size_t j = i + 1; j < work.n; ++j)
@@ -226,7 +221,7 @@ template <size_t blocks>
             std::fill(x + i, x + work.m, 0.0F);
         } else {
             const float inverse = 1 / work.diagonal[i], pivot = x[i];
-            project(work.u, i + 1, work.n, {x, i + 1, x, i}, [=](float sum) { return sum / pivot * inverse; });
+            project(work.u, i + 1, work.n, {x, i + 1, x, i, pivot, inverse});
             multiply(x + i, work.m - i, inverse);
         }
         x[i] += 1;
@@ -234,10 +229,10 @@ template <size_t blocks>
 }
 
 // Turns columns j and i of a matrix in their plane.
-[[gnu::always_inline]] inline void rotate(const columns &matrix, size_t j, size_t i, const rotation &turn) {
+void rotate(const columns &matrix, size_t j, size_t i, const rotation &turn) {
     float *x = matrix[j], *z = matrix[i];
     const size_t rows = matrix.rows;
-    for (size_t k = 0; k < rows; k += kFloatLanes) {
+    for (size_t k = 0; k < rows; k += kLanes) {
         const floats old_x = load(x + k), old_z = load(z + k);
         store(x + k, old_x * turn.c + old_z * turn.s);
         store(z + k, old_z * turn.c - old_x * turn.s);
@@ -247,37 +242,35 @@ template <size_t blocks>
 // Turns each of some adjacent columns with its follower, from the left, in a few blocks of rows from `row` on. What a
 // follower becomes stays in registers until its own turn.
 template <size_t blocks>
-[[gnu::always_inline]] inline void rotate_rows(const columns &matrix, size_t row, size_t first, const rotation *turns,
-                                               size_t count) {
+void rotate_rows(const columns &matrix, size_t row, size_t first, const rotation *turns, size_t count) {
     float *column = matrix[first] + row;
     floats x[blocks];
     for (size_t b = 0; b < blocks; ++b)
-        x[b] = load(column + b * kFloatLanes);
+        x[b] = load(column + b * kLanes);
     for (const rotation *turn = turns; turn < turns + count; ++turn) {
         const float c = turn->c, s = turn->s;
         float *follower = column + matrix.stride;
         for (size_t b = 0; b < blocks; ++b) {
-            const floats z = load(follower + b * kFloatLanes);
-            store(column + b * kFloatLanes, x[b] * c + z * s);
+            const floats z = load(follower + b * kLanes);
+            store(column + b * kLanes, x[b] * c + z * s);
             x[b] = z * c - x[b] * s;
         }
         column = follower;
     }
     for (size_t b = 0; b < blocks; ++b)
-        store(column + b * kFloatLanes, x[b]);
+        store(column + b * kLanes, x[b]);
 }
 
-[[gnu::always_inline]] inline void rotate_columns(const columns &matrix, size_t first, const rotation *turns,
-                                                  size_t count) {
+void rotate_columns(const columns &matrix, size_t first, const rotation *turns, size_t count) {
     size_t row = 0;
-    for (; row + kFloatLanes < matrix.rows; row += 2 * kFloatLanes)
+    for (; row + kLanes < matrix.rows; row += 2 * kLanes)
         rotate_rows<2>(matrix, row, first, turns, count);
     if (row < matrix.rows)
         rotate_rows<1>(matrix, row, first, turns, count);
 }
 
 // Moves super[from] out of the block from..k, above whose first row diagonal[from - 1] is zero.
-[[gnu::always_inline]] inline void cancel(const workspace &work, size_t from, size_t k) {
+void cancel(const workspace &work, size_t from, size_t k) {
     float c = 0, s = 1;
     for (size_t i = from; i <= k; ++i) {
         const float f = s * work.super[i];
@@ -294,7 +287,7 @@ template <size_t blocks>
 }
 
 // The first row of the last block that does not fall apart above row k.
-[[gnu::always_inline]] inline size_t split(const workspace &work, size_t k) {
+size_t split(const workspace &work, size_t k) {
     for (size_t l = k;; --l) {
         if (negligible(work.super[l]))
             return l;
@@ -306,7 +299,7 @@ template <size_t blocks>
 }
 
 // The shift for the block l..k, from its last two rows.
-[[gnu::always_inline]] inline float shift(const workspace &work, size_t l, size_t k) {
+float shift(const workspace &work, size_t l, size_t k) {
     const float x = work.diagonal[l], y = work.diagonal[k - 1], z = work.diagonal[k];
     const float g = work.super[k - 1], h = work.super[k];
     const float numerator = (g - h) * (g + h) + (y - z) * (y + z);
@@ -316,7 +309,7 @@ template <size_t blocks>
 }
 
 // One QR sweep down the block l..k: the bulge that the shift makes is chased out by rotations of v and u in turn.
-[[gnu::always_inline]] inline void sweep(const workspace &work, size_t l, size_t k) {
+void sweep(const workspace &work, size_t l, size_t k) {
     float f = shift(work, l, k), x = work.diagonal[l], c = 1, s = 1;
     for (size_t j = l; j < k; ++j) {
         float g = work.super[j + 1], y = work.diagonal[j + 1], h = s * g;
@@ -348,7 +341,7 @@ template <size_t blocks>
     work.diagonal[k] = x;
 }
 
-[[gnu::always_inline]] inline bool diagonalise(const workspace &work) {
+bool diagonalise(const workspace &work) {
     for (size_t k = work.n; k-- > 0;) {
         size_t l;
         for (int pass = 1; (l = split(work, k)) != k; ++pass) {
@@ -365,11 +358,21 @@ template <size_t blocks>
     return true;
 }
 
+// Every stride-th number in memory.
+floats gather(const float *from, size_t stride) { return {from[0], from[stride], from[2 * stride], from[3 * stride]}; }
+
+void scatter(float *to, size_t stride, floats block) {
+    to[0] = block.a;
+    to[stride] = block.b;
+    to[2 * stride] = block.c;
+    to[3 * stride] = block.d;
+}
+
 // Copies the elements of a matrix, given row by row, into columns.
-[[gnu::always_inline]] inline void load_columns(const columns &to, const float *from, size_t width) {
+void load_columns(const columns &to, const float *from, size_t width) {
     for (size_t j = 0; j < width; ++j) {
         size_t i = 0;
-        for (; i + kFloatLanes <= to.rows; i += kFloatLanes)
+        for (; i + kLanes <= to.rows; i += kLanes)
             store(to[j] + i, gather(from + i * width + j, width));
         for (; i < to.rows; ++i)
             to[j][i] = from[i * width + j];
@@ -378,16 +381,16 @@ template <size_t blocks>
 }
 
 // And back; says whether all of them are finite. A product with 0 is 0 unless the other factor is infinite or NaN.
-[[gnu::always_inline]] inline bool store_columns(float *to, const columns &from, size_t width) {
+bool store_columns(float *to, const columns &from, size_t width) {
     floats products = {};
     size_t i = 0;
-    for (; i + kFloatLanes <= from.rows; i += kFloatLanes)
+    for (; i + kLanes <= from.rows; i += kLanes)
         for (size_t j = 0; j < width; ++j) {
             const floats block = load(from[j] + i);
             products = products + block * 0.0F;
             scatter(to + i * width + j, width, block);
         }
-    float lanes[kFloatLanes], sum = 0;
+    float lanes[kLanes], sum = 0;
     store(lanes, products);
     for (const float lane : lanes)
         sum += lane;
@@ -397,17 +400,6 @@ template <size_t blocks>
             sum += from[j][i] * 0.0F;
         }
     return sum == 0;
-}
-
-[[gnu::always_inline]] inline void decompose(workspace *work, const float *a, float *u, float *v) {
-    load_columns(work->u, a, work->n);
-    std::fill_n(work->v.data, work->n * work->v.stride, 0.0F);
-    bidiagonalise(*work);
-    accumulate_v(*work);
-    accumulate_u(*work);
-    work->converged = diagonalise(*work);
-    work->u_finite = store_columns(u, work->u, work->n);
-    work->v_finite = store_columns(v, work->v, work->n);
 }
 
 } // namespace
@@ -426,18 +418,24 @@ int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_o
         return 1;
     }
     float *const vectors = storage.get() + u_size + v_size;
-    workspace work = {.m = m,
-                      .n = n,
-                      .u = {storage.get(), m, padded(m)},
-                      .v = {storage.get() + u_size, n, padded(n)},
-                      .diagonal = vectors,
-                      .super = vectors + n,
-                      .row = vectors + 2 * n,
-                      .weights = vectors + 3 * n,
-                      .v_turns = reinterpret_cast<rotation *>(vectors + 4 * n),
-                      .u_turns = reinterpret_cast<rotation *>(vectors + 6 * n)};
-    run_floats_on_unit<decompose>(&work, static_cast<const float *>(a->data), (*u_out)->data, (*v_out)->data);
-    if (!work.converged)
+    const workspace work = {.m = m,
+                            .n = n,
+                            .u = {storage.get(), m, padded(m)},
+                            .v = {storage.get() + u_size, n, padded(n)},
+                            .diagonal = vectors,
+                            .super = vectors + n,
+                            .row = vectors + 2 * n,
+                            .weights = vectors + 3 * n,
+                            .v_turns = reinterpret_cast<rotation *>(vectors + 4 * n),
+                            .u_turns = reinterpret_cast<rotation *>(vectors + 6 * n)};
+    load_columns(work.u, a->data, n);
+    std::fill_n(work.v.data, v_size, 0.0F);
+    bidiagonalise(work);
+    accumulate_v(work);
+    accumulate_u(work);
+    const bool converged = diagonalise(work);
+    const bool u_finite = store_columns((*u_out)->data, work.u, n), v_finite = store_columns((*v_out)->data, work.v, n);
+    if (!converged)
         return 1;
 
     bool failed = false;
@@ -448,11 +446,11 @@ int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_o
     }
     if (failed)
         report(__func__, "non finite value in W\n");
-    if (!work.u_finite) {
+    if (!u_finite) {
         report(__func__, "non finite value in U\n");
         failed = true;
     }
-    if (!work.v_finite) {
+    if (!v_finite) {
         report(__func__, "non finite value in V\n");
         failed = true;
     }
