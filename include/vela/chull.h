@@ -183,7 +183,9 @@ int32_t Volume(const chull_face *f, const int32_t *p);
  *         emptied with free_chull(), nothing else.
  *
  * Without the switches `debug` and `check` the time grows with the number of points and with the changes to the hull,
- * not with the product of both, and points that end inside never become records.
+ * not with the product of both, and points that end inside never become records; but fewer than 16 points that grow a
+ * hull are added as the steps do it, and then each is a record until it turns out to be inside. While a hull grows, the
+ * fields `active`, `del` and `vis` of its records are borrowed for numbers; they are 0 again before it changes.
  */
 int32_t get_chull(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n, chull_ctx *hull);
 

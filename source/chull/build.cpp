@@ -1,6 +1,8 @@
-// get_chull(): the construction in arrays where nobody watches its steps. It ends with the lists that the steps end
-// with, to the order of every record.
+// get_chull(): where nobody watches the steps, the points are added to arrays instead of records. It ends with the
+// lists that the steps end with, to the order of every record.
 #include "results.hpp"
+#include "ring.hpp"
+#include "rules.hpp"
 #include "transfer.hpp"
 #include <vela/chull.h>
 
@@ -8,99 +10,72 @@ using namespace vela::detail;
 
 namespace {
 
-// Points as get_chull() is given them.
+// Points as get_chull() is given them, each with its index as its place.
 struct point_cloud {
     const uint8_t *xs, *ys, *zs;
     uint32_t count;
+
+    index following(index i) const { return i + 1 == count ? 0 : i + 1; }
+    vector3 point_of(index i) const { return {xs[i], ys[i], zs[i]}; }
 };
 
-// Growing a hull the fast way begins and ends with a walk over all of it, which a few points don't repay.
+enum class outcome {
+    finished,
+    out_of_records, // reported; the hull can be emptied
+    left_to_steps   // for want of a starting tetrahedron, of scratch memory or of a finished hull; nothing has changed
+};
+
+// Growing a hull in arrays begins and ends with a walk over all of it, which a few points don't repay.
 constexpr int32_t kManyPoints = 16;
 
-// The points that the construction begins with, as indices: three out of line, one outside their plane.
-struct tetrahedron {
-    index triangle[3], apex;
-};
-
-vector3 point_of(const point_cloud &cloud, index i) { return {cloud.xs[i], cloud.ys[i], cloud.zs[i]}; }
-
-bool is_zero(vector3 a) { return (a.x | a.y | a.z) == 0; }
-
-// Finds the start as DoubleTriangle() does.
-bool find_start(const point_cloud &cloud, tetrahedron &start) {
-    const auto following = [&cloud](index i) { return i + 1 == cloud.count ? 0 : i + 1; };
-    for (index i = 0; i < cloud.count; ++i) {
-        const index j = following(i), k = following(j);
-        const vector3 corner = point_of(cloud, i);
-        const vector3 normal = cross(point_of(cloud, j) - corner, point_of(cloud, k) - corner);
-        if (is_zero(normal))
-            continue;
-        for (index apex = following(k); apex != i; apex = following(apex)) {
-            if (inner(normal, point_of(cloud, apex) - corner) != 0) {
-                start = {{i, j, k}, apex};
-                return true;
-            }
-        }
+// Makes the hull of four points of a cloud, by the steps.
+[[nodiscard]] bool make_tetrahedron(chull_ctx &hull, const point_cloud &cloud, const index (&places)[4]) {
+    uint8_t xs[4], ys[4], zs[4];
+    for (int k = 0; k < 4; ++k) {
+        xs[k] = cloud.xs[places[k]];
+        ys[k] = cloud.ys[places[k]];
+        zs[k] = cloud.zs[places[k]];
+    }
+    if (ReadVertices(&hull, xs, ys, zs, 4) != kSuccess || DoubleTriangle(&hull) != kSuccess ||
+        ConstructHull(&hull) != kSuccess)
         return false;
-    }
-    return false;
-}
-
-// The state in which the steps have added the apex to both sides of the triangle.
-[[nodiscard]] bool start(surface &shape, const point_cloud &cloud, const tetrahedron &points) {
-    constexpr index kFirstSize = 64;
-    if (!shape.prepare(cloud.count) || !shape.reserve(kFirstSize, kFirstSize, kFirstSize))
-        return false;
-    const auto order = [&](index i) { return i >= points.apex ? i - points.apex : i + cloud.count - points.apex; };
-    const vector3 apex = point_of(cloud, points.apex);
-    vector3 sum = apex;
-    index c[3];
-    for (int k = 0; k < 3; ++k) {
-        const index i = points.triangle[k];
-        sum = sum + point_of(cloud, i);
-        c[k] = shape.new_vertex(point_of(cloud, i), as_signed(i), order(i));
-    }
-    shape.set_inner_point(sum);
-
-    // The second side of the triangle uses the edges in reverse order and sets their ends anew.
-    const index edges[3] = {shape.new_edge(c[0], c[2]), shape.new_edge(c[1], c[0]), shape.new_edge(c[2], c[1])};
-    const index front = shape.new_face(c[0], c[1], c[2]), back = shape.new_face(c[2], c[1], c[0]);
-    for (const index edge : edges) {
-        shape.edges[edge].faces[0] = back;
-        shape.edges[edge].faces[1] = front;
-    }
-    shape.set_sides(front, edges);
-    shape.set_sides(back, {edges[2], edges[1], edges[0]});
-    shape.set_cone(front);
-    shape.set_cone(back);
-    const bool sees_front = shape.cone_of(front).is_visible(shape.seen(apex));
-    return shape.insert(sees_front ? front : back, apex, as_signed(points.apex), 0);
-}
-
-[[nodiscard]] bool add_all(surface &shape, const point_cloud &cloud, index first, index end, uint32_t order) {
-    for (index i = first; i < end; ++i)
-        if (!shape.add(point_of(cloud, i), as_signed(i), order++))
-            return false;
+    for (chull_vertex &vertex : ring(hull.vertices))
+        vertex.vnum = as_signed(places[vertex.vnum]);
     return true;
 }
 
-// Builds the hull of a cloud in an empty hull.
-outcome build_chull(chull_ctx &hull, const point_cloud &cloud) {
-    tetrahedron first;
+[[nodiscard]] outcome build(chull_ctx &hull, const point_cloud &cloud) {
+    index corners[3], apex;
+    if (!find_triangle(cloud, index{0}, corners) || !find_apex(cloud, corners, apex))
+        return outcome::left_to_steps;
+    if (!make_tetrahedron(hull, cloud, {corners[0], corners[1], corners[2], apex}))
+        return outcome::out_of_records;
     surface shape;
-    if (!find_start(cloud, first) || !start(shape, cloud, first) ||
-        !add_all(shape, cloud, first.apex + 1, cloud.count, 1) ||
-        !add_all(shape, cloud, 0, first.apex, cloud.count - first.apex))
-        return outcome::not_for_us;
-    return store_hull(shape, hull);
+    bool complete = load_hull(shape, hull, cloud.count);
+    // The steps list the points from the apex on and around, so that is where the triangle's corners belong. Their
+    // slots follow that of the apex.
+    for (index i = cloud.following(apex); complete && i != apex; i = cloud.following(i)) {
+        complete = shape.add(cloud.point_of(i), as_signed(i));
+        if (i == corners[0])
+            for (index corner = kFirst + 1; corner < kFirst + 4; ++corner)
+                if (!shape.vertices.is_free(corner) && shape.vertices[corner].record)
+                    shape.vertices.move_to_end(corner);
+    }
+    if (!complete) {
+        free_chull(&hull);
+        return outcome::left_to_steps;
+    }
+    return store_hull(shape, hull) ? outcome::finished : outcome::out_of_records;
 }
 
-// Adds a cloud to a finished hull.
-outcome grow_chull(chull_ctx &hull, const point_cloud &cloud) {
+[[nodiscard]] outcome grow(chull_ctx &hull, const point_cloud &cloud) {
     surface shape;
-    if (!load_hull(shape, hull, cloud.count) || !add_all(shape, cloud, 0, cloud.count, shape.vertices.end()))
-        return outcome::not_for_us;
-    return store_hull(shape, hull);
+    if (!load_hull(shape, hull, cloud.count))
+        return outcome::left_to_steps;
+    for (index i = 0; i < cloud.count; ++i)
+        if (!shape.add(cloud.point_of(i), as_signed(i)))
+            return outcome::left_to_steps;
+    return store_hull(shape, hull) ? outcome::finished : outcome::out_of_records;
 }
 
 } // namespace
@@ -109,8 +84,8 @@ int32_t get_chull(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32
     const bool was_empty = !hull->vertices && !hull->edges && !hull->faces;
     if (n >= (was_empty ? 1 : kManyPoints) && !hull->debug && !hull->check) {
         const point_cloud cloud = {xs, ys, zs, static_cast<uint32_t>(n)};
-        const outcome result = was_empty ? build_chull(*hull, cloud) : grow_chull(*hull, cloud);
-        if (result != outcome::not_for_us)
+        const outcome result = was_empty ? build(*hull, cloud) : grow(*hull, cloud);
+        if (result != outcome::left_to_steps)
             return result == outcome::finished ? kSuccess : kFailure;
     }
     if (ReadVertices(hull, xs, ys, zs, n) != kSuccess)

@@ -29,8 +29,6 @@ bool is_consistent(const chull_edge &edge) {
     return f0->vert[(i + 1) % 3] == f1->vert[(j + 2) % 3] || f0->vert[(i + 2) % 3] == f1->vert[(j + 1) % 3];
 }
 
-void report_counts(int32_t V, int32_t E, int32_t F) { report("CheckEuler", "V, E, F = %d %d %d:\t", V, E, F); }
-
 } // namespace
 
 int32_t Checks(const chull_ctx *hull) {
@@ -61,13 +59,12 @@ int32_t Convexity(const chull_ctx *hull) {
 int32_t CheckEuler(int32_t V, int32_t E, int32_t F) {
     const auto vertices = static_cast<uint32_t>(V), edges = static_cast<uint32_t>(E), faces = static_cast<uint32_t>(F);
     if (vertices - edges + faces != 2) {
-        report_counts(V, E, F);
-        std::fputs("Checks: V-E+F != 2\n", stderr);
+        report(__func__, "V, E, F = %d %d %d:\tChecks: V-E+F != 2\n", V, E, F);
         return kFailure;
     }
     if (faces != 2 * vertices - 4) {
-        report_counts(V, E, F);
-        std::fprintf(stderr, "Checks: F=%d != 2V-4=%d; V=%d\n", F, as_signed(2 * vertices - 4), V);
+        report(__func__, "V, E, F = %d %d %d:\tChecks: F=%d != 2V-4=%d; V=%d\n", V, E, F, F,
+               as_signed(2 * vertices - 4), V);
         return kFailure;
     }
     return kSuccess;
@@ -81,9 +78,8 @@ int32_t CheckEndpts(const chull_ctx *hull) {
             if (face.vert[i] == ends[0] || face.vert[i] == ends[1])
                 continue;
             failed = true;
-            report(__func__, "Error!\n");
-            std::fprintf(stderr, "  addr: %8" PRIxPTR ";  edges:(%3d,%3d)\n", address(&face), ends[0]->vnum,
-                         ends[1]->vnum);
+            report(__func__, "Error!\n  addr: %8" PRIxPTR ";  edges:(%3d,%3d)\n", address(&face), ends[0]->vnum,
+                   ends[1]->vnum);
         }
     }
     if (failed)

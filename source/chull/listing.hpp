@@ -6,9 +6,9 @@
 
 namespace vela::detail {
 
-inline std::uintptr_t address(const void *record) { return reinterpret_cast<std::uintptr_t>(record); }
+inline uintptr_t address(const void *record) { return reinterpret_cast<uintptr_t>(record); }
 
 // PrintOut() for a vertex that may be gone when its number and address are printed.
-void print_hull(const chull_ctx *hull, std::int32_t vertex_number, std::uintptr_t vertex_address);
+void print_hull(const chull_ctx *hull, int32_t vertex_number, uintptr_t vertex_address);
 
 } // namespace vela::detail

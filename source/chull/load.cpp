@@ -9,23 +9,22 @@ namespace {
 // Whether a hull is at rest: nothing of an insertion under way, no vertex still to be added, coordinates of 8 bits.
 bool is_at_rest(const chull_ctx &hull) {
     for (const chull_vertex &vertex : ring(hull.vertices)) {
-        if (!vertex.mark || vertex.active || vertex.dup)
+        if (!vertex.mark || vertex.dup)
             return false;
         for (const int32_t value : vertex.coord)
             if (value < 0 || value > 255)
                 return false;
     }
     for (const chull_edge &edge : ring(hull.edges))
-        if (edge.pending_face || edge.del || !edge.adj[0] || !edge.adj[1] || !edge.endpts[0] || !edge.endpts[1])
+        if (edge.pending_face || edge.del)
             return false;
     for (const chull_face &face : ring(hull.faces))
-        for (int k = 0; k < 3; ++k)
-            if (face.vis || !face.edges[k] || !face.vert[k])
-                return false;
-    return hull.vertices && hull.edges && hull.faces;
+        if (face.vis)
+            return false;
+    return hull.faces != nullptr;
 }
 
-// Where records carry their index while a hull is loaded: flags that are 0 at rest.
+// Where records carry their index while a hull is loaded: flags that are 0 in a finished hull.
 int32_t &index_field(chull_vertex &vertex) { return vertex.active; }
 int32_t &index_field(chull_edge &edge) { return edge.del; }
 int32_t &index_field(chull_face &face) { return face.vis; }
@@ -45,9 +44,11 @@ void clear_numbers(Record *head) {
         index_field(record) = 0;
 }
 
-// The index of a record that another one points to, or kNone when it isn't in the list.
+// The index of a record that another one points to, or kNone when it points to none or to one that isn't listed.
 template <class Slot, class Record>
 index index_of(const pool<Slot> &slots, Record *record) {
+    if (!record)
+        return kNone;
     const auto i = static_cast<index>(index_field(*record));
     return i < slots.end() && slots[i].record == record ? i : kNone;
 }
@@ -59,18 +60,18 @@ bool copy_records(surface &shape) {
         to = index_of(slots, record);
         complete = complete && to != kNone;
     };
-    for (index i = 0; i < shape.vertices.end(); ++i) {
-        shape.vertices[i].point = load(shape.vertices[i].record->coord);
+    for (index i = kFirst; i < shape.vertices.end(); ++i) {
+        shape.vertices[i].point = vector_of(shape.vertices[i].record->coord);
         shape.vertices[i].spoke = kOffHorizon;
     }
-    for (index i = 0; i < shape.edges.end(); ++i) {
+    for (index i = kFirst; i < shape.edges.end(); ++i) {
         edge_slot &edge = shape.edges[i];
         for (int k = 0; k < 2; ++k) {
             copy(shape.faces, edge.record->adj[k], edge.faces[k]);
             copy(shape.vertices, edge.record->endpts[k], edge.ends[k]);
         }
     }
-    for (index i = 0; complete && i < shape.faces.end(); ++i) {
+    for (index i = kFirst; complete && i < shape.faces.end(); ++i) {
         face_slot &face = shape.faces[i];
         face.is_visible = false;
         index edges[3];
@@ -93,27 +94,27 @@ int direction_along(const face_slot &face, index edge) {
 
 // Whether each edge has two faces, which run along it in opposite directions, and the numbers are those of a sphere.
 bool is_closed(const surface &shape) {
-    for (index i = 0; i < shape.edges.end(); ++i) {
+    for (index i = kFirst; i < shape.edges.end(); ++i) {
         const index(&faces)[2] = shape.edges[i].faces;
         if (direction_along(shape.faces[faces[0]], i) * direction_along(shape.faces[faces[1]], i) != -1)
             return false;
     }
-    const index V = shape.vertices.end(), E = shape.edges.end(), F = shape.faces.end();
+    const index V = shape.vertices.end() - kFirst, E = shape.edges.end() - kFirst, F = shape.faces.end() - kFirst;
     return 2 * E == 3 * F && V + F == E + 2;
 }
 
 // Finds an inner point, for which every face has an inner side, and works out the cones.
 bool find_inner_point(surface &shape) {
-    const index(&corners)[3] = shape.faces[0].corners;
+    const index(&corners)[3] = shape.faces[kFirst].corners;
     const vector3 a = shape.vertices[corners[0]].point, b = shape.vertices[corners[1]].point;
     const vector3 c = shape.vertices[corners[2]].point, normal = cross(b - a, c - a);
-    index apex = 0;
+    index apex = kFirst;
     while (apex < shape.vertices.end() && inner(normal, shape.vertices[apex].point - a) == 0)
         ++apex;
     if (apex == shape.vertices.end())
         return false;
     shape.set_inner_point(a + b + c + shape.vertices[apex].point);
-    for (index i = 0; i < shape.faces.end(); ++i) {
+    for (index i = kFirst; i < shape.faces.end(); ++i) {
         shape.set_cone(i);
         if (as_signed(shape.cone_of(i).height) <= 0)
             return false;
@@ -134,16 +135,16 @@ bool is_met_by(const cone &face, vector3 ray) {
 // one face meets no other (Mehlhorn and others, "Checking geometric programs or verification of geometric structures").
 bool is_convex(const surface &shape) {
     const auto corner_direction = [&shape](index i) { return shape.seen(shape.vertices[i].point); };
-    for (index i = 0; i < shape.edges.end(); ++i) {
+    for (index i = kFirst; i < shape.edges.end(); ++i) {
         const index(&faces)[2] = shape.edges[i].faces;
         for (const index corner : shape.faces[faces[1]].corners)
             if (shape.cone_of(faces[0]).is_visible(corner_direction(corner)))
                 return false;
     }
     vector3 ray = {};
-    for (const index corner : shape.faces[0].corners)
+    for (const index corner : shape.faces[kFirst].corners)
         ray = ray + corner_direction(corner);
-    for (index i = 1; i < shape.faces.end(); ++i)
+    for (index i = kFirst + 1; i < shape.faces.end(); ++i)
         if (is_met_by(shape.cone_of(i), ray))
             return false;
     return true;

@@ -16,14 +16,14 @@ using namespace vela::detail;
 // ---- Predicates
 
 int32_t Collinear(const int32_t *a, const int32_t *b, const int32_t *c) {
-    const vector3 normal = cross(load(b) - load(a), load(c) - load(a));
+    const vector3 normal = cross(vector_of(b) - vector_of(a), vector_of(c) - vector_of(a));
     return !(normal.x | normal.y | normal.z);
 }
 
 int32_t Volume(const chull_face *f, const int32_t *p) {
-    const vector3 a = load(f->vert[0]->coord) - load(p);
-    const vector3 b = load(f->vert[1]->coord) - load(p);
-    const vector3 c = load(f->vert[2]->coord) - load(p);
+    const vector3 a = vector_of(f->vert[0]->coord) - vector_of(p);
+    const vector3 b = vector_of(f->vert[1]->coord) - vector_of(p);
+    const vector3 c = vector_of(f->vert[2]->coord) - vector_of(p);
     return as_signed(inner(a, cross(b, c)));
 }
 
@@ -138,12 +138,12 @@ VELA_UNIT bool sees_a_face_wide(const chull_face *head, const int32_t *point) {
 
 } // namespace
 
-int32_t dot(const int32_t *u, const int32_t *v) { return as_signed(inner(load(u), load(v))); }
+int32_t dot(const int32_t *u, const int32_t *v) { return as_signed(inner(vector_of(u), vector_of(v))); }
 
 uint32_t pt_to_tri_dist_sq(const chull_face *f, const int32_t *p) {
-    const vector3 corner = load(f->vert[0]->coord), point = load(p);
-    const vector3 side0 = load(f->vert[1]->coord) - corner;
-    const vector3 side1 = load(f->vert[2]->coord) - corner;
+    const vector3 corner = vector_of(f->vert[0]->coord), point = vector_of(p);
+    const vector3 side0 = vector_of(f->vert[1]->coord) - corner;
+    const vector3 side1 = vector_of(f->vert[2]->coord) - corner;
     const vector3 offset = corner - point;
     const distance_form form = {inner(side0, side0), inner(side0, side1), inner(side1, side1), inner(side0, offset),
                                 inner(side1, offset)};
@@ -195,7 +195,7 @@ int32_t chull_volume6(const chull_ctx *hull) {
     uint32_t count = 0;
     for (const chull_vertex &vertex : ring(hull->vertices)) {
         if (vertex.mark) {
-            sum = sum + load(vertex.coord);
+            sum = sum + vector_of(vertex.coord);
             ++count;
         }
     }

@@ -23,12 +23,6 @@ Record *append_new(Record *&head, const char *function, int line) {
 }
 
 template <class Record>
-void release_all(Record *&head) {
-    while (head)
-        release(head, head);
-}
-
-template <class Record>
 uint32_t length(Record *head) {
     uint32_t count = 0;
     for ([[maybe_unused]] const Record &record : ring(head))

@@ -5,7 +5,7 @@
 
 namespace vela::detail {
 
-constexpr std::int32_t kSuccess = 0;
-constexpr std::int32_t kFailure = 1;
+constexpr int32_t kSuccess = 0;
+constexpr int32_t kFailure = 1;
 
 } // namespace vela::detail

@@ -19,16 +19,27 @@ inline void append(Record *&head, Record *record) {
     record->prev->next = record;
 }
 
-// Takes a record out and gives its memory back. The head moves on when it is the one.
+// Takes a record out. The head moves on when it is the one.
 template <class Record>
-inline void release(Record *&head, Record *record) {
+inline void unlink(Record *&head, Record *record) {
     if (record->next == record)
         head = nullptr;
     else if (record == head)
         head = record->next;
     record->next->prev = record->prev;
     record->prev->next = record->next;
+}
+
+template <class Record>
+inline void release(Record *&head, Record *record) {
+    unlink(head, record);
     std::free(record);
+}
+
+template <class Record>
+inline void release_all(Record *&head) {
+    while (head)
+        release(head, head);
 }
 
 // Releases every record that is doomed, the head first. before_release sees each one while it is still linked.

@@ -3,7 +3,7 @@
 #include "listing.hpp"
 #include "results.hpp"
 #include "ring.hpp"
-#include "vector3.hpp"
+#include "rules.hpp"
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
@@ -43,21 +43,11 @@ bool append_edges(chull_ctx *hull, chull_edge *(&edges)[3]) {
     return true;
 }
 
-// The first vertex from the head on that is not in line with the two behind it, or null.
-chull_vertex *first_out_of_line(const chull_ctx &hull) {
-    for (chull_vertex &vertex : ring(hull.vertices))
-        if (!Collinear(vertex.coord, vertex.next->coord, vertex.next->next->coord))
-            return &vertex;
-    return nullptr;
-}
-
-// The first vertex behind a triangle's last corner that is not in its plane, or null.
-chull_vertex *first_out_of_plane(const chull_face &triangle) {
-    chull_vertex *vertex = triangle.vert[2]->next;
-    while (vertex != triangle.vert[0] && Volume(&triangle, vertex->coord) == 0)
-        vertex = vertex->next;
-    return vertex == triangle.vert[0] ? nullptr : vertex;
-}
+// The list of vertices, for find_triangle() and find_apex().
+struct vertex_circle {
+    static chull_vertex *following(const chull_vertex *vertex) { return vertex->next; }
+    static vector3 point_of(const chull_vertex *vertex) { return vector_of(vertex->coord); }
+};
 
 // Marks the faces that the point sees and says whether there are any.
 bool mark_visible(chull_ctx *hull, const chull_vertex *p) {
@@ -83,13 +73,6 @@ chull_edge *cone_side(chull_ctx *hull, chull_vertex *end, chull_vertex *p) {
             set_ends(*end->dup, end, p);
     }
     return end->dup;
-}
-
-void fill_free_side(chull_edge &edge, chull_face *face) {
-    if (!edge.adj[0])
-        edge.adj[0] = face;
-    else if (!edge.adj[1])
-        edge.adj[1] = face;
 }
 
 // One turn of ConstructHull(): takes a vertex in, cleans up and reports as the switches ask.
@@ -143,12 +126,12 @@ int32_t ReadVertices(chull_ctx *hull, const uint8_t *xs, const uint8_t *ys, cons
 }
 
 int32_t DoubleTriangle(chull_ctx *hull) {
-    chull_vertex *c0 = first_out_of_line(*hull);
-    if (!c0) {
+    chull_vertex *corners[3];
+    if (!hull->vertices || !find_triangle(vertex_circle(), hull->vertices, corners)) {
         report(__func__, "All points are Collinear!\n");
         return kFailure;
     }
-    chull_vertex *c1 = c0->next, *c2 = c1->next;
+    const auto [c0, c1, c2] = corners;
     c0->mark = c1->mark = c2->mark = 1;
 
     // Both sides of the triangle share its edges.
@@ -161,8 +144,8 @@ int32_t DoubleTriangle(chull_ctx *hull) {
     for (chull_edge *edge : back->edges)
         edge->adj[1] = front;
 
-    chull_vertex *c3 = first_out_of_plane(*front);
-    if (!c3) {
+    chull_vertex *c3;
+    if (!find_apex(vertex_circle(), corners, c3)) {
         report(__func__, "All points coplanar!\n");
         return kFailure;
     }
@@ -199,12 +182,10 @@ chull_face *MakeFace(chull_ctx *hull, chull_vertex *a, chull_vertex *b, chull_ve
 void MakeCcw(chull_face *f, chull_edge *e, chull_vertex *p) {
     const chull_face *replaced = e->adj[is_visible(e->adj[0]) ? 0 : 1];
     const auto *start = std::find(replaced->vert, replaced->vert + 2, e->endpts[0]);
-    const bool forward = replaced->vert[(start - replaced->vert + 1) % 3] == e->endpts[1];
-    f->vert[0] = e->endpts[forward ? 0 : 1];
-    f->vert[1] = e->endpts[forward ? 1 : 0];
-    f->vert[2] = p;
-    if (forward)
-        std::swap(f->edges[1], f->edges[2]);
+    const bool reversed = replaced->vert[(start - replaced->vert + 1) % 3] != e->endpts[1];
+    const auto made = cone_face_on(f->edges[0], e->endpts, {f->edges[1], f->edges[2]}, p, reversed);
+    std::ranges::copy(made.corners, f->vert);
+    std::ranges::copy(made.edges, f->edges);
 }
 
 chull_face *MakeConeFace(chull_ctx *hull, chull_edge *e, chull_vertex *p) {
@@ -222,7 +203,7 @@ chull_face *MakeConeFace(chull_ctx *hull, chull_edge *e, chull_vertex *p) {
     face->edges[2] = sides[1];
     MakeCcw(face, e, p);
     for (chull_edge *side : sides)
-        fill_free_side(*side, face);
+        fill_free_slot<chull_face *>(side->adj, face, nullptr);
     return face;
 }
 

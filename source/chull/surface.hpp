@@ -6,8 +6,9 @@
 // the surface towards that face. The walk begins at the face where the last point of the same part of space ended,
 // and is a step or two long.
 //
-// The lists of records are in the order of creation, so each slot carries a creation number, and the horizon of a point
-// is gone through in the order of its edges' numbers, as the steps do that go through the whole list.
+// The lists of records are in the order of creation. So the slots in use are linked in that order, and each carries a
+// creation number: the horizon of a point is gone through in the order of its edges' numbers, as the steps do that go
+// through the whole list.
 #pragma once
 
 #include "common/memory.hpp"
@@ -19,12 +20,12 @@
 
 namespace vela::detail {
 
-// Position in one of the arrays.
-using index = std::uint32_t;
-constexpr index kNone = UINT32_MAX;
+// Position in one of the arrays. Those of slots begin at kFirst.
+using index = uint32_t;
+constexpr index kNone = 0, kFirst = 1;
 
 // An array whose slots are used again, the one freed last first: a new face takes the place of an old one nearby, and
-// who remembers the old one finds itself near the new.
+// who remembers the old one finds itself near the new. Beside the array, the slots in use form a list.
 template <class Slot>
 class pool {
 public:
@@ -40,39 +41,72 @@ public:
         static_assert(std::is_trivially_copyable_v<Slot>);
         if (more > kMost - created_)
             return false;
-        if (more <= capacity_ - end_)
+        if (end_ + more <= capacity_)
             return true;
         const index wanted = std::max(end_ + more, capacity_ * 2);
         if (!resize(slots_, wanted))
             return false;
+        if (capacity_ == 0)
+            slots_[kNone].next = slots_[kNone].prev = kNone;
         capacity_ = wanted;
         return true;
     }
 
+    // A slot without a record, at the end of the list.
     index take() {
         index i = free_;
         if (i == kNone)
             i = end_++;
         else
-            free_ = slots_[i].next_free;
+            free_ = slots_[i].next;
         slots_[i].created = created_++;
         slots_[i].record = nullptr;
+        append(i);
         return i;
     }
 
     void give_back(index i) {
+        unlink(i);
         slots_[i].created = kNone;
-        slots_[i].next_free = free_;
+        slots_[i].next = free_;
         free_ = i;
+    }
+
+    void move_to_end(index i) {
+        unlink(i);
+        append(i);
+    }
+
+    // Calls step with each slot of the list until it fails.
+    template <class Step>
+    bool for_all(Step step) const {
+        index i = slots_[kNone].next;
+        while (i != kNone && step(slots_[i]))
+            i = slots_[i].next;
+        return i == kNone;
     }
 
 private:
     // Creation numbers stay below this, and so do indices: two bits are to spare for packing.
-    static constexpr std::uint32_t kMost = UINT32_MAX >> 2;
+    static constexpr uint32_t kMost = UINT32_MAX >> 2;
 
-    owned<Slot[]> slots_;
-    index end_ = 0, capacity_ = 0, free_ = kNone;
-    std::uint32_t created_ = 0;
+    void append(index i) {
+        const index last = slots_[kNone].prev;
+        slots_[i].prev = last;
+        slots_[i].next = kNone;
+        slots_[last].next = slots_[kNone].prev = i;
+    }
+
+    void unlink(index i) {
+        const index prev = slots_[i].prev, next = slots_[i].next;
+        slots_[prev].next = next;
+        slots_[next].prev = prev;
+    }
+
+    owned<Slot[]> slots_; // the one at kNone stands for both ends of the list
+    index end_ = kFirst, capacity_ = 0;
+    index free_ = kNone; // the first of the slots to be used again, linked by `next`
+    uint32_t created_ = kFirst;
 };
 
 // An edge as one of its faces has it: where it is, and whether the face runs along it from end 1 to end 0.
@@ -80,8 +114,8 @@ struct side {
     index edge;
     bool reversed;
 
-    constexpr std::uint32_t packed() const { return edge << 1 | index{reversed}; }
-    static constexpr side unpacked(std::uint32_t code) { return {code >> 1, (code & 1) != 0}; }
+    constexpr uint32_t packed() const { return edge << 1 | index{reversed}; }
+    static constexpr side unpacked(uint32_t code) { return {code >> 1, (code & 1) != 0}; }
 };
 
 // An edge of the horizon: as the visible face has it, and which of the edge's faces[] that is.
@@ -90,43 +124,43 @@ struct horizon_edge {
     bool slot;
 
     // Numbers that compare as the edges stand in their list.
-    std::uint64_t packed(std::uint32_t created) const {
-        return std::uint64_t{created} << 32 | of.edge << 2 | index{slot} << 1 | index{of.reversed};
+    uint64_t packed(uint32_t created) const {
+        return uint64_t{created} << 32 | of.edge << 2 | index{slot} << 1 | index{of.reversed};
     }
-    static horizon_edge unpacked(std::uint64_t code) {
-        const auto low = static_cast<std::uint32_t>(code);
+    static horizon_edge unpacked(uint64_t code) {
+        const auto low = static_cast<uint32_t>(code);
         return {{low >> 2, (low & 1) != 0}, (low & 2) != 0};
     }
 };
 
 struct vertex_slot {
     vector3 point;
-    std::int32_t vnum;
+    int32_t vnum;
     index spoke; // during an insertion, the edge from here to the new point
-    std::uint32_t created;
-    index next_free;
+    uint32_t created;
+    index prev, next;
     chull_vertex *record; // null until there is one
 };
 
 // Values of vertex_slot::spoke that are no edge.
 constexpr index kOffHorizon = kNone;
-constexpr index kOnHorizon = kNone - 1; // the edge is still to be made
+constexpr index kOnHorizon = UINT32_MAX; // the edge is still to be made
 
 struct edge_slot {
     index faces[2];
     index ends[2];
-    std::uint32_t created;
-    index next_free;
+    uint32_t created;
+    index prev, next;
     chull_edge *record;
 };
 
 struct face_slot {
     index corners[3];
-    std::uint32_t sides[3]; // packed; sides[i] runs from corners[i] to corners[(i + 1) % 3]
-    std::uint8_t places[3]; // of the sides that the record has as its edges[0] to edges[2]
+    uint32_t sides[3]; // packed; sides[i] runs from corners[i] to corners[(i + 1) % 3]
+    uint8_t places[3]; // of the sides that the record has as its edges[0] to edges[2]
     bool is_visible;
-    std::uint32_t created;
-    index next_free;
+    uint32_t created;
+    index prev, next;
     chull_face *record;
 };
 
@@ -135,8 +169,8 @@ struct face_slot {
 // cone. All values fit 32 bits for points within the range, so wrapping intermediate results do no harm: with
 // coordinates of 8 bits a determinant of three differences is at most 2 * 255^3, and 64 times that is below 2^31.
 struct cone {
-    std::uint32_t x[4], y[4], z[4];
-    std::uint32_t height; // constant of form 0; the others have none
+    uint32_t x[4], y[4], z[4];
+    uint32_t height; // constant of form 0; the others have none
     index neighbours[3];
 
     vector3 form(int k) const { return {x[k], y[k], z[k]}; }
@@ -161,22 +195,18 @@ public:
     // The inner point is the mean of four points that are not in one plane.
     void set_inner_point(vector3 sum_of_four) { inner_point_ = sum_of_four; }
 
-    index new_vertex(vector3 p, std::int32_t vnum, std::uint32_t order);
+    index new_vertex(vector3 p, int32_t vnum);
     index new_edge(index end0, index end1);
-    index new_face(index a, index b, index c);
+    index new_face(const index (&corners)[3]);
     // Gives a face its edges, in this order, and finds their directions. Says whether they are its sides.
     bool set_sides(index face, const index (&of_record)[3]);
     // Works out the cone of a face, when its sides have got both of their faces.
     void set_cone(index face);
     const cone &cone_of(index face) const { return cones_[face]; }
-
     // Four times the direction from the inner point to p.
     vector3 seen(vector3 p) const { return 4 * p - inner_point_; }
 
-    // Adds a point; order is its place among all the vertices ever listed.
-    [[nodiscard]] bool add(vector3 p, std::int32_t vnum, std::uint32_t order);
-    // Adds a point that sees a face.
-    [[nodiscard]] bool insert(index visible_face, vector3 p, std::int32_t vnum, std::uint32_t order);
+    [[nodiscard]] bool add(vector3 p, int32_t vnum);
 
 private:
     // The face where a search ended, and whether the point sees it.
@@ -187,14 +217,14 @@ private:
 
     // The heights at which a column of points is known to be inside: none while low is above high.
     struct column {
-        std::uint8_t low, high;
-        std::uint16_t failures; // to widen it, since the last success
+        uint8_t low, high;
+        uint16_t failures; // to widen it, since the last success
     };
 
     owned<cone[]> cones_; // parallel to faces
     index cone_capacity_ = 0;
     vector3 inner_point_ = {}; // times 4
-    index newest_ = 0;         // a face that is not free
+    index newest_ = kFirst;    // a face that is not free
 
     // Space in cubes and in columns of square section, cut into 2^space_bits_ parts along each axis.
     unsigned space_bits_ = 0;
@@ -203,18 +233,20 @@ private:
 
     // The region that a new point sees and its border, during an insertion.
     owned<index[]> region_;
-    owned<std::uint64_t[]> horizon_;
+    owned<uint64_t[]> horizon_;
     index region_capacity_ = 0, region_count_ = 0, horizon_count_ = 0;
 
     location walk(index from, vector3 direction) const;
     location scan(vector3 direction) const;
     void widen(column &known, vector3 p, index face);
 
+    // Adds a point that sees a face.
+    [[nodiscard]] bool insert(index visible_face, vector3 p, int32_t vnum);
     [[nodiscard]] bool reserve_region();
     void find_region(index seed, vector3 direction);
     void mark_horizon(index spoke);
     void remove_region();
-    void make_spoke(index vertex, index apex);
+    index spoke_from(index vertex, index apex);
     index make_cone_face(horizon_edge on, index apex);
 };
 

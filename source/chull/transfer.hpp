@@ -1,4 +1,4 @@
-// Between the records of a hull and the arrays in which it is built.
+// Between the records of a hull and the arrays in which it grows.
 #pragma once
 
 #include "surface.hpp"
@@ -6,16 +6,12 @@
 
 namespace vela::detail {
 
-enum class outcome {
-    finished,
-    out_of_records, // reported; the hull can be emptied
-    not_for_us      // nothing was done: no starting tetrahedron, no scratch memory, or not a finished hull
-};
-
-// The state of a finished hull. Refuses what isn't one, and leaves the records as they are.
+// Copies a finished hull to an empty surface, prepared for so many points more. Fails for want of memory and where the
+// records aren't those of a finished hull; they stay as they are.
 [[nodiscard]] bool load_hull(surface &shape, const chull_ctx &hull, index points);
 
-// Brings the records of a hull to the state of the arrays.
-[[nodiscard]] outcome store_hull(surface &shape, chull_ctx &hull);
+// Brings the hull that was copied to the state of the surface. Fails, after a report, when a record can't be made; then
+// the hull may be counted, printed and emptied.
+[[nodiscard]] bool store_hull(surface &shape, chull_ctx &hull);
 
 } // namespace vela::detail

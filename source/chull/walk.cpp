@@ -1,3 +1,4 @@
+#include "rules.hpp"
 #include "surface.hpp"
 
 namespace vela::detail {
@@ -31,13 +32,12 @@ bool surface::reserve_region() {
     return resize(region_, needed) && resize(horizon_, needed);
 }
 
-index surface::new_vertex(vector3 p, std::int32_t vnum, std::uint32_t order) {
+index surface::new_vertex(vector3 p, int32_t vnum) {
     const index i = vertices.take();
     vertex_slot &vertex = vertices[i];
     vertex.point = p;
     vertex.vnum = vnum;
     vertex.spoke = kOffHorizon;
-    vertex.created = order;
     return i;
 }
 
@@ -50,12 +50,10 @@ index surface::new_edge(index end0, index end1) {
     return i;
 }
 
-index surface::new_face(index a, index b, index c) {
+index surface::new_face(const index (&corners)[3]) {
     newest_ = faces.take();
     face_slot &face = faces[newest_];
-    face.corners[0] = a;
-    face.corners[1] = b;
-    face.corners[2] = c;
+    std::ranges::copy(corners, face.corners);
     face.is_visible = false;
     return newest_;
 }
@@ -65,7 +63,7 @@ bool surface::set_sides(index face, const index (&of_record)[3]) {
     unsigned corners_met = 0;
     for (int k = 0; k < 3; ++k) {
         const index(&ends)[2] = edges[of_record[k]].ends;
-        for (std::uint8_t corner = 0; corner < 3; ++corner) {
+        for (uint8_t corner = 0; corner < 3; ++corner) {
             const index from = slot.corners[corner], to = slot.corners[(corner + 1) % 3];
             const bool forward = ends[0] == from && ends[1] == to;
             if (!forward && !(ends[0] == to && ends[1] == from))
@@ -120,7 +118,7 @@ surface::location surface::walk(index from, vector3 direction) const {
 }
 
 surface::location surface::scan(vector3 direction) const {
-    for (index i = 0; i < faces.end(); ++i)
+    for (index i = kFirst; i < faces.end(); ++i)
         if (!faces.is_free(i) && cones_[i].is_visible(direction))
             return {i, true};
     return {newest_, false};
@@ -132,17 +130,17 @@ void surface::widen(column &known, vector3 p, index face) {
     ++known.failures;
     if (known.failures & (known.failures - 1))
         return;
-    const std::uint32_t last = (1U << (8 - space_bits_)) - 1;
+    const uint32_t last = (1U << (8 - space_bits_)) - 1;
     const vector3 first_corner = {p.x & ~last, p.y & ~last, p.z};
     for (unsigned k = 0; k < 4; ++k)
         if (walk(face, seen(first_corner + vector3{k & 1 ? last : 0, k & 2 ? last : 0, 0})).is_visible)
             return;
-    const auto height = static_cast<std::uint8_t>(p.z);
+    const auto height = static_cast<uint8_t>(p.z);
     const bool is_first = known.low > known.high;
     known = {is_first ? height : std::min(known.low, height), is_first ? height : std::max(known.high, height), 0};
 }
 
-bool surface::add(vector3 p, std::int32_t vnum, std::uint32_t order) {
+bool surface::add(vector3 p, int32_t vnum) {
     const unsigned shift = 8 - space_bits_;
     const index column_index = p.x >> shift << space_bits_ | p.y >> shift;
     column &known = columns_[column_index];
@@ -153,14 +151,14 @@ bool surface::add(vector3 p, std::int32_t vnum, std::uint32_t order) {
     const location found = walk(from, seen(p));
     hint = found.face;
     if (found.is_visible)
-        return insert(found.face, p, vnum, order);
+        return insert(found.face, p, vnum);
     widen(known, p, found.face);
     return true;
 }
 
 // ---- Insertion
 
-bool surface::insert(index visible_face, vector3 p, std::int32_t vnum, std::uint32_t order) {
+bool surface::insert(index visible_face, vector3 p, int32_t vnum) {
     if (!reserve_region())
         return false;
     find_region(visible_face, seen(p));
@@ -169,7 +167,7 @@ bool surface::insert(index visible_face, vector3 p, std::int32_t vnum, std::uint
     std::sort(&horizon_[0], &horizon_[horizon_count_]);
     mark_horizon(kOnHorizon);
     remove_region();
-    const index apex = new_vertex(p, vnum, order);
+    const index apex = new_vertex(p, vnum);
     // The new faces take the place of the region.
     for (index k = 0; k < horizon_count_; ++k)
         region_[k] = make_cone_face(horizon_edge::unpacked(horizon_[k]), apex);
@@ -214,7 +212,7 @@ void surface::remove_region() {
     for (index k = 0; k < region_count_; ++k) {
         const index here = region_[k];
         const face_slot &face = faces[here];
-        for (const std::uint32_t code : face.sides) {
+        for (const uint32_t code : face.sides) {
             const index i = side::unpacked(code).edge;
             const edge_slot &edge = edges[i];
             // The face in slot 0 does it for both.
@@ -229,32 +227,27 @@ void surface::remove_region() {
 }
 
 // The edge from a vertex on the horizon to the new point, unless a neighbouring cone face has made it.
-void surface::make_spoke(index vertex, index apex) {
-    if (vertices[vertex].spoke == kOnHorizon)
-        vertices[vertex].spoke = new_edge(vertex, apex);
+index surface::spoke_from(index vertex, index apex) {
+    index &spoke = vertices[vertex].spoke;
+    if (spoke == kOnHorizon)
+        spoke = new_edge(vertex, apex);
+    return spoke;
 }
 
 index surface::make_cone_face(horizon_edge on, index apex) {
     const index base = on.of.edge;
     const index(&ends)[2] = edges[base].ends;
-    make_spoke(ends[0], apex);
-    make_spoke(ends[1], apex);
-
-    // It runs along the base as the face that it replaces.
-    const index from = ends[on.of.reversed], to = ends[!on.of.reversed];
-    const index i = new_face(from, to, apex);
-    const side up = {vertices[to].spoke, false}, down = {vertices[from].spoke, true};
+    const index spokes[2] = {spoke_from(ends[0], apex), spoke_from(ends[1], apex)};
+    const auto made = cone_face_on(base, ends, spokes, apex, on.of.reversed);
+    const index i = new_face(made.corners);
     face_slot &face = faces[i];
     face.sides[0] = on.of.packed();
-    face.sides[1] = up.packed();
-    face.sides[2] = down.packed();
-    // MakeConeFace() lists the spoke of end 0 first and MakeCcw() brings them in order.
-    for (std::uint8_t k = 0; k < 3; ++k)
+    face.sides[1] = side{made.edges[1], false}.packed();
+    face.sides[2] = side{made.edges[2], true}.packed();
+    for (uint8_t k = 0; k < 3; ++k)
         face.places[k] = k;
-    for (const index spoke : {up.edge, down.edge}) {
-        edge_slot &edge = edges[spoke];
-        edge.faces[edge.faces[0] != kNone] = i;
-    }
+    for (const index spoke : spokes)
+        fill_free_slot(edges[spoke].faces, i, kNone);
     edges[base].faces[on.slot] = i;
 
     const index across = edges[base].faces[!on.slot];
