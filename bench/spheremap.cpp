@@ -89,7 +89,7 @@ const bool registered = [] {
         });
         add(onto_screen, "libm", count,
             [](sphere_points &sphere, screen_points &screen) { libm_onto_screen(sphere, screen); });
-        ratios::bar(onto_screen, 5);
+        ratios::bar(onto_screen, 3);
     }
     add("onto screen/one by one", "vela", 1024, [](sphere_points &sphere, screen_points &screen) {
         for (size_t i = 0; i < sphere.size(); ++i)

@@ -12,7 +12,7 @@ function(vela_compile_options place)
 endfunction()
 
 # Modules whose inner loops are worth unrolling and vectorising, and files that are never the ones waited for.
-foreach(place interp matrix resample spheremap)
+foreach(place interp matrix resample)
   vela_compile_options(${place} -O3)
 endforeach()
 foreach(place check chull/records chull/steps chull/checks chull/listing chull/off filesystem matrix/solve
@@ -23,7 +23,6 @@ vela_compile_options(text -ftree-vectorize)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
   # Where kernels fill the vector registers, it spares copies to keep to the source's order.
   vela_compile_options(resample -fno-schedule-insns)
-  vela_compile_options(spheremap -fno-schedule-insns)
   vela_compile_options(matrix/svd -fno-schedule-insns)
   # Bytes count there: unrolled, the elimination saves a sixth of its instructions and takes a third more code.
   vela_compile_options(matrix/inverse -O2)

@@ -1,3 +1,4 @@
+// Trigonometry by table, square roots and signal kernels in fixed point. The tables are computed by the compiler.
 #include "common/angle.hpp"
 #include "common/wrapping.hpp"
 #include <algorithm>
@@ -26,8 +27,8 @@ constexpr double square_root(double x) {
     return root;
 }
 
-// asin x for x in [0, 1]: by its power series up to 1/2, and beyond through the half angle, sin^2(t / 2) = (1 - cos t)
-// / 2.
+// asin x for x in [0, 1]: by its power series up to 1/2, and beyond through the half angle,
+// 2 sin^2(t / 2) = 1 - cos t.
 constexpr double series_arcsine(double x) {
     if (x > 0.5)
         return std::numbers::pi / 2 - 2 * series_arcsine(square_root((1 - x) / 2));
@@ -91,7 +92,7 @@ extern "C" {
 [[gnu::alias("vela_arcsine_table")]] extern const int32_t asinDegQ10inQ10out_table[2049];
 }
 
-int32_t sinQ10inQ12out(int32_t angle) { return look_up(angle).sine; }
+int32_t sinQ10inQ12out(int32_t angle) { return sine_cosine_of(angle).sine; }
 
 uint32_t sqrtQ20_to_Q10(uint32_t x) {
     if (x == 0)

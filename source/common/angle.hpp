@@ -31,7 +31,13 @@ constexpr int32_t kTurn = 360 << 10;
     return static_cast<int32_t>(from_least - turns * kTurn + ((ahead << 12) - kHalfTurn));
 }
 
-// a - b but for whole turns, such that the difference does not overflow.
+// The angle less whole turns, in [0, a turn).
+constexpr int32_t within_first_turn(int32_t angle) {
+    const int32_t rest = wrapped(angle);
+    return rest < 0 ? rest + kTurn : rest;
+}
+
+// a - b modulo whole turns, without overflow.
 [[gnu::always_inline]] constexpr int32_t difference_of_angles(int32_t a, int32_t b) {
     constexpr auto rest = static_cast<int32_t>((int64_t{1} << 32) % kTurn);
     int32_t difference = 0;
@@ -40,7 +46,7 @@ constexpr int32_t kTurn = 360 << 10;
     return difference;
 }
 
-// Q12.
+// Both of one angle, in Q12.
 struct sine_cosine {
     int32_t sine, cosine;
 };
@@ -64,22 +70,37 @@ struct folded_angle {
             half_turns};
 }
 
-constexpr bool is_near(int32_t angle) { return static_cast<uint32_t>(angle) + kQuarterTurn <= kHalfTurn; }
+// Sines of angles in [0, a quarter turn], truncated to the table's grid.
+struct sine_table {
+    [[gnu::always_inline]] sine_table() {
+        asm("" : "+r"(entries)); // otherwise the compiler finds the table again for every few entries
+    }
+    [[gnu::always_inline]] int32_t operator[](int32_t angle) const { return entries[angle >> 6]; } // Q10 to Q4
 
-// Of an angle that is near 0: in [-a quarter turn, a quarter turn]. Mirroring the cosine comes before the truncation to
-// the table's grid.
-[[gnu::always_inline]] inline sine_cosine look_up_near(int32_t angle) {
-    constexpr int grid = 6; // Q10 to Q4
-    const auto entry = [](int32_t angle_in_table) {
-        return vela_sine_table[static_cast<std::size_t>(angle_in_table >> grid)];
-    };
-    const int32_t sign = angle >> 31, magnitude = (angle ^ sign) - sign;
-    return {(entry(magnitude) ^ sign) - sign, entry(kQuarterTurn - magnitude)};
-}
+private:
+    const int32_t *entries = vela_sine_table.data();
+};
 
-[[gnu::always_inline]] inline sine_cosine look_up(int32_t angle) {
+// An angle in [-a quarter turn, a quarter turn], as its magnitude, what is left of a quarter turn, and -1 or 0 for the
+// sign. Of any other angle what is left is negative.
+struct near_angle {
+    [[gnu::always_inline]] constexpr explicit near_angle(int32_t angle)
+        : sign(angle >> 31), magnitude((angle ^ sign) - sign),
+          left(static_cast<int32_t>(kQuarterTurn - static_cast<uint32_t>(magnitude))) {}
+
+    constexpr bool is_near() const { return left >= 0; }
+    [[gnu::always_inline]] constexpr int32_t with_sign(int32_t number) const { return (number ^ sign) - sign; }
+    // Mirroring for the cosine comes before the truncation to the table's grid.
+    [[gnu::always_inline]] sine_cosine both(sine_table sines) const {
+        return {with_sign(sines[magnitude]), sines[left]};
+    }
+
+    int32_t sign, magnitude, left;
+};
+
+[[gnu::always_inline]] inline sine_cosine sine_cosine_of(int32_t angle) {
     const folded_angle folded = fold(angle);
-    return folded.turned(look_up_near(folded.rest));
+    return folded.turned(near_angle(folded.rest).both(sine_table()));
 }
 
 } // namespace vela::detail

@@ -29,38 +29,62 @@ constexpr uint32_t upper_half_of_product(uint32_t a, uint32_t b) {
     return static_cast<uint32_t>(uint64_t{a} * b >> 32);
 }
 
-// a / b without an instruction for it, in about half of what the compiler's own function takes, and without
+// Division without an instruction for it, in about half of what the compiler's own function takes, and without
 // floating point.
 //
-// With b shifted up to [1/2, 1), its reciprocal is first read from a straight line, within 5.1 %. A step of Newton's
-// squares the error and leaves the reciprocal too small (~ is a hair less than 2 less the product): after two by at
-// most 2^-17. So quotients are at most that part too small, and what they leave of a is divided again.
+// With the divisor shifted up to [1/2, 1), its reciprocal is first read from a straight line, within 5.1 %. A step of
+// Newton's squares the error and leaves the reciprocal too small (the complement is a hair less than 2 less the
+// product): after two by less than 2^-17. So quotients are at most that part too small, and what they leave of the
+// dividend tells.
+struct reciprocal_of {
+    [[gnu::always_inline]] explicit reciprocal_of(uint32_t divisor) : shift(std::countl_zero(divisor)) {
+        constexpr auto line = static_cast<uint32_t>(int64_t{6225526300}); // 2.899 in Q31; what is left is below 2
+        const uint32_t unit = divisor << shift;                           // Q32
+        const uint32_t read = line - unit;                                // Q31
+        const uint32_t once = upper_half_of_product(read, upper_half_of_product(read, unit) ^ UINT32_MAX); // Q30
+        value = upper_half_of_product(once, INT32_MAX - upper_half_of_product(once, unit)) << 3;
+    }
+
+    [[gnu::always_inline]] uint32_t times(uint32_t a) const { return upper_half_of_product(a, value) >> (31 - shift); }
+
+private:
+    int shift;
+    uint32_t value; // Q31, of the shifted divisor
+};
+
 [[gnu::noinline]] inline uint32_t divide_by_reciprocal(uint32_t a, uint32_t b) {
-    constexpr auto line = static_cast<uint32_t>(int64_t{6225526300}); // 2.899 in Q31; what is left of it is below 2
-    const int shift = std::countl_zero(b);
-    const uint32_t unit = b << shift;  // Q32
-    uint32_t reciprocal = line - unit; // Q31
-    for (int step = 0; step < 2; ++step)
-        reciprocal = upper_half_of_product(reciprocal, ~upper_half_of_product(reciprocal, unit)) << 1;
-    uint32_t quotient = upper_half_of_product(a, reciprocal) >> (31 - shift);
+    const reciprocal_of divisor(b);
+    uint32_t quotient = divisor.times(a);
     for (a -= quotient * b; a >= b;) {
-        const uint32_t more = std::max(upper_half_of_product(a, reciprocal) >> (31 - shift), uint32_t{1});
+        const uint32_t more = std::max(divisor.times(a), uint32_t{1});
         quotient += more;
         a -= more * b;
     }
     return quotient;
 }
 
+#if defined __arm__ && !defined __ARM_FEATURE_IDIV
+constexpr bool kDividesByReciprocal = true;
+#else
+constexpr bool kDividesByReciprocal = false;
+#endif
+
+// a / b where that is below 2^15 and neither is above 2^30: at first it is at most 1 too small.
+[[gnu::always_inline]] inline uint32_t divide_by_much(uint32_t a, uint32_t b) {
+    if constexpr (!kDividesByReciprocal)
+        return a / b;
+    const uint32_t more = reciprocal_of(b).times(a) + 1;
+    return more + static_cast<uint32_t>(static_cast<int32_t>(a - more * b) >> 31);
+}
+
 // a / b truncated toward zero, of operands whose quotient fits.
 template <class Integer>
 constexpr Integer divide(Integer a, Integer b) {
-#if defined __arm__ && !defined __ARM_FEATURE_IDIV
-    if constexpr (sizeof(Integer) == 4)
+    if constexpr (kDividesByReciprocal && sizeof(Integer) == 4)
         if (!std::is_constant_evaluated()) {
             const uint32_t quotient = divide_by_reciprocal(unsigned_magnitude(a), unsigned_magnitude(b));
             return static_cast<Integer>((a ^ b) < 0 ? 0 - quotient : quotient);
         }
-#endif
     return a / b;
 }
 

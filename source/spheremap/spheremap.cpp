@@ -1,7 +1,7 @@
 #include "common/angle.hpp"
 #include "common/contract.hpp"
-#include "common/unit.hpp"
 #include "common/wrapping.hpp"
+#include "onto_screen.hpp"
 #include "rounded_maths.hpp"
 #include <algorithm>
 #include <array>
@@ -14,11 +14,6 @@
 namespace {
 
 using namespace vela::detail;
-
-constexpr smap_screen_pt kBehind = {-1234, -5678};
-// Depth at which a point stops being in front: -1/1024 in Q24.
-constexpr int32_t kBehindDepth = -(1 << 14);
-constexpr int kScaleBits = 15;
 
 constexpr double kToRadians = std::numbers::pi / kHalfTurn;
 constexpr double kFromRadians = kHalfTurn / std::numbers::pi;
@@ -36,110 +31,10 @@ void store(T *to, const T &value) {
     std::memcpy(to, &value, sizeof value);
 }
 
-// The angle less whole turns, in [0, a turn).
-int32_t within_first_turn(int32_t angle) {
-    const int32_t rest = wrapped(angle);
-    return rest < 0 ? rest + kTurn : rest;
-}
-
 // The angle less whole turns, in [-half a turn, half a turn]: a positive angle ends at the positive end.
 int32_t within_half_turn(int32_t angle) {
     const int32_t rest = wrapped(angle);
     return rest == -kHalfTurn && angle > 0 ? kHalfTurn : rest;
-}
-
-// A direction as seen from a view, Q24.
-struct sight {
-    int32_t across, up, depth;
-    bool is_in_front() const { return depth > kBehindDepth; }
-};
-
-// The products of two Q12 values are Q24; those of three lose 12 bits, six before and six after.
-[[gnu::always_inline]] inline sight see(sine_cosine pan, sine_cosine tilt, sine_cosine view_tilt) {
-    const int32_t level = shifted_toward_zero<6>(pan.cosine * tilt.cosine);
-    return {tilt.cosine * pan.sine, view_tilt.cosine * tilt.sine - shifted_toward_zero<6>(view_tilt.sine * level),
-            shifted_toward_zero<6>(view_tilt.cosine * level) + tilt.sine * view_tilt.sine};
-}
-
-// The screen of a view.
-struct pixel_grid {
-    explicit pixel_grid(const smap_view &view)
-        : scale(wrapping_quotient(wrapping_product(view.width, 1 << kScaleBits), view.fov)), centre_x(view.width >> 1),
-          centre_y(view.height >> 1) {}
-
-    int32_t scale; // pixels per Q10 degree, Q15
-    int32_t centre_x, centre_y;
-
-    // Whether the product of any arcsine and the scale fits 32 bits: screens of up to 512 pixels a degree.
-    bool is_coarse() const {
-        constexpr int32_t limit = 1 << 14;
-        static_assert(int64_t{limit} * kQuarterTurn < INT32_MAX);
-        return static_cast<uint32_t>(scale) + limit < 2 * limit;
-    }
-
-    // Pixels from the centre for the sine, in Q24, of the angle from a central plane.
-    template <class Product>
-    [[gnu::always_inline]] int32_t offset(int32_t sine) const {
-        const auto entry = static_cast<size_t>(shifted_toward_zero<14>(sine)) + 1024;
-        const Product angle = vela_arcsine_table[entry];
-        return static_cast<int32_t>(shifted_toward_zero<kScaleBits>(angle * scale));
-    }
-
-    template <class Product>
-    [[gnu::always_inline]] smap_screen_pt position(const sight &seen) const {
-        return {wrapping_sum(offset<Product>(seen.across), centre_x),
-                wrapping_difference(centre_y, offset<Product>(seen.up))};
-    }
-};
-
-// What is the same for all points that are placed on one view.
-struct projection {
-    explicit projection(const smap_view &view)
-        : tilt(look_up(view.tilt)), pan(within_first_turn(view.pan)), screen(view) {}
-
-    sine_cosine tilt;
-    int32_t pan;
-    pixel_grid screen;
-
-    // Pan of a point less that of the view, but for whole turns: such that the difference does not overflow.
-    [[gnu::always_inline]] int32_t pan_offset(int32_t point_pan) const {
-        return point_pan - (point_pan < 0 ? pan - kTurn : pan);
-    }
-};
-
-// Sphere and screen points may be the same memory, so they are accessed as pairs of numbers that alias either.
-using coordinate [[gnu::may_alias]] = int32_t;
-
-struct placement {
-    const coordinate *from;
-    coordinate *to;
-    uint32_t count;
-    bool *all_in_front;
-};
-
-// Without a branch and with all reading before the writing, so that the wide units place several points at once.
-template <class Product>
-[[gnu::always_inline]] inline void place_all(placement points, projection onto) {
-    int32_t all_in_front = 1;
-    for (size_t i = 0; i < 2 * size_t{points.count}; i += 2) {
-        const sight seen = see(look_up(onto.pan_offset(points.from[i])), look_up(points.from[i + 1]), onto.tilt);
-        const smap_screen_pt position = onto.screen.position<Product>(seen);
-        all_in_front &= seen.is_in_front();
-        const bool in_front = seen.is_in_front();
-        const int32_t x = in_front ? position.x : kBehind.x, y = in_front ? position.y : kBehind.y;
-        points.to[i] = x;
-        points.to[i + 1] = y;
-    }
-    *points.all_in_front = all_in_front;
-}
-
-// A single point on any view.
-[[gnu::cold, gnu::noinline]] bool place(const coordinate *from, const smap_view &view, coordinate *to) {
-    bool in_front = false;
-    if (view.fov == 0)
-        return in_front;
-    place_all<int64_t>({from, to, 1, &in_front}, projection(view));
-    return in_front;
 }
 
 // A direction found in floating point, in Q10 degrees, with what tells how much rounding may have moved it.
@@ -251,28 +146,12 @@ void smap_clip_pan_tilt_bounds(int32_t *pan_limit, int32_t *tilt_limit) {
 int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *view, smap_screen_pt *out) {
     const auto *from = reinterpret_cast<const coordinate *>(pt);
     auto *to = reinterpret_cast<coordinate *>(out);
-    // What nearly all points and views are, without what these don't need.
-    if (!is_near(from[1]) || !is_near(view->tilt) || view->fov == 0 || view->fov == -1) [[unlikely]]
-        return place(from, *view, to);
-    const folded_angle pan = fold(difference_of_angles(from[0], view->pan));
-    sine_cosine around = look_up_near(pan.rest);
-    if (pan.half_turns & 1) [[unlikely]] {
-        asm volatile(""); // a branch is cheaper than two signs under a condition
-        around = pan.turned(around);
-    }
-    const sight seen = see(around, look_up_near(from[1]), look_up_near(view->tilt));
-    if (!seen.is_in_front()) {
-        to[0] = kBehind.x;
-        to[1] = kBehind.y;
-        return 0;
-    }
-    const pixel_grid screen(*view);
-    if (!screen.is_coarse()) [[unlikely]]
-        return place(from, *view, to);
-    const smap_screen_pt position = screen.position<int32_t>(seen);
-    to[0] = position.x;
-    to[1] = position.y;
-    return 1;
+    const near_angle tilt(from[1]), view_tilt(view->tilt);
+    if ((tilt.left | view_tilt.left) >= 0 && static_cast<uint32_t>(view->width) <= kMostWidth &&
+        view->fov > 2 * view->width) [[likely]]
+        return static_cast<int8_t>(
+            place_near(sine_table(), difference_of_angles(from[0], view->pan), tilt, glance{*view, view_tilt}, to));
+    return view->fov == 0 ? 0 : static_cast<int8_t>(place_any(from, *view, to));
 }
 
 void smap_screen_pt_to_sphere_pt(const smap_screen_pt *pt, const smap_view *view, smap_sphere_pt *out) {
@@ -289,15 +168,20 @@ int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view,
     if (view->fov == 0)
         return sphere.count == 0;
 
-    bool all_in_front = true;
-    const placement points = {reinterpret_cast<const coordinate *>(sphere.pts),
-                              reinterpret_cast<coordinate *>(screen.pts), sphere.count, &all_in_front};
-    const projection onto(*view);
-    if (onto.screen.is_coarse())
-        run_on_unit<place_all<int32_t>>(points, onto);
-    else
-        run_on_unit<place_all<int64_t>>(points, onto);
-    return all_in_front;
+    const stare seen(*view);
+    const sine_table sines;
+    const int32_t usual = seen.is_usual() ? 0 : -1;
+    int32_t in_front = 1;
+    for (size_t i = 0; i < sphere.count; ++i) {
+        const auto *from = reinterpret_cast<const coordinate *>(sphere.pts + i);
+        auto *to = reinterpret_cast<coordinate *>(screen.pts + i);
+        const near_angle tilt(from[1]);
+        const placed result = (tilt.left | usual) >= 0
+                                  ? place_near(sines, difference_of_angles(from[0], seen.pan), tilt, seen, to)
+                                  : place_any(from, *view, to);
+        in_front &= static_cast<int32_t>(result);
+    }
+    return static_cast<int8_t>(in_front);
 }
 
 int8_t smap_screen_to_sphere(const smap_screen_poly *src, const smap_view *view, smap_sphere_poly *dst) {
