@@ -38,13 +38,34 @@ target_compile_options(vela_objects PRIVATE
 target_compile_definitions(vela_objects PRIVATE _FILE_OFFSET_BITS=64)
 set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden)
 
-# The exported symbols stand in one list; the linker's version script is made from it.
+# The exported symbols stand in one list, under the release that brought them; the linker's version script is made from
+# it, with a node for each release.
 set(vela_symbol_list ${PROJECT_SOURCE_DIR}/cmake/symbols.list)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${vela_symbol_list})
-file(STRINGS ${vela_symbol_list} vela_symbols REGEX "^[A-Za-z_]")
-list(JOIN vela_symbols ";\n        " vela_symbols_text)
+file(STRINGS ${vela_symbol_list} lines)
+set(releases "")
+foreach(line IN LISTS lines)
+  if(line MATCHES "^# ([0-9.]+):")
+    set(release ${CMAKE_MATCH_1})
+    list(APPEND releases ${release})
+  elseif(line MATCHES "^[A-Za-z_]+")
+    string(APPEND symbols_${release} "    ${line};\n")
+  endif()
+endforeach()
+list(REMOVE_DUPLICATES releases)
+list(SORT releases COMPARE NATURAL)
+set(nodes "")
+set(previous "")
+foreach(release IN LISTS releases)
+  string(APPEND nodes "VELA_${release} {\n  global:\n${symbols_${release}}")
+  if(NOT previous)
+    string(APPEND nodes "  local:\n    *;\n")
+  endif()
+  string(APPEND nodes "}${previous};\n")
+  set(previous " VELA_${release}")
+endforeach()
 set(vela_version_script ${PROJECT_BINARY_DIR}/vela.map)
-file(WRITE ${vela_version_script} "{\n    global:\n        ${vela_symbols_text};\n    local:\n        *;\n};\n")
+file(WRITE ${vela_version_script} "${nodes}")
 
 # Linked by the C driver, so that neither libstdc++ nor a shared libgcc is ever a dependency.
 set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")

@@ -11,6 +11,6 @@ target_compile_options(vela_options INTERFACE
 
 if(VELA_SANITIZE)
   target_compile_options(vela_options INTERFACE
-    -fsanitize=${VELA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    -g -fsanitize=${VELA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(vela_options INTERFACE -fsanitize=${VELA_SANITIZE})
 endif()

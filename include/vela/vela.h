@@ -21,5 +21,6 @@
 #include <vela/time.h>
 #include <vela/url.h>
 #include <vela/uuid.h>
+#include <vela/version.h>
 
 #endif

@@ -8,8 +8,9 @@ warnings="-Wall -Wextra -Wpedantic -Wconversion -Werror -fsyntax-only"
 
 cd "$include"
 for header in vela/*.h; do
-    echo "#include <$header>" | $cc -std=c11 $warnings -I. -x c -
-    echo "#include <$header>" | $cxx -std=c++17 $warnings -I. -x c++ -
+    program=$(printf '#include <%s>\nextern int more;' "$header")
+    echo "$program" | $cc -std=c11 $warnings -I. -x c -
+    echo "$program" | $cxx -std=c++17 $warnings -I. -x c++ -
 done
 for header in vela/*.hpp vela/cpp/*.hpp; do
     for more in "" "-fno-exceptions -fno-rtti"; do

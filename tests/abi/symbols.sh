@@ -1,5 +1,5 @@
 #!/bin/sh
-# The library exports exactly the listed symbols, calls its own functions whatever a program calls its own, and needs
+# The library exports exactly the listed symbols, each under its release's version, calls its own functions whatever a program calls its own, and needs
 # nothing but libc and libm.
 # usage: symbols.sh LIBRARY LIST NM READELF
 set -eu
@@ -9,14 +9,15 @@ trap 'rm -rf "$work"' EXIT
 status=0
 
 grep '^[A-Za-z_]' "$list" | sort >"$work/listed"
-$nm -D --defined-only "$library" | awk '{ print $NF }' | sort >"$work/exported"
-if ! diff "$work/listed" "$work/exported"; then
+awk '/^# [0-9.]+:/ { release = $2; sub(/:/, "", release) } /^[A-Za-z_]/ { print $1 "@@VELA_" release }' "$list" | sort >"$work/versions"
+$nm -D --defined-only "$library" | awk '$2 != "A" { print $NF }' | sort >"$work/exported"
+if ! diff "$work/versions" "$work/exported"; then
     echo "exported symbols (>) differ from $list (<)"
     status=1
 fi
 
 # What the dynamic linker may bind elsewhere: data alone, which a program shares with the library.
-$readelf -rW "$library" | awk '{ print $5 }' | sort -u | comm -12 - "$work/listed" >"$work/open"
+$readelf -rW "$library" | awk '{ sub(/@.*/, "", $5); print $5 }' | sort -u | comm -12 - "$work/listed" >"$work/open"
 if ! printf '%s\n' cmdline_optarg cmdline_optidx | diff - "$work/open"; then
     echo "symbols of its own that a program can replace (>) differ from the data that it shares (<)"
     status=1
