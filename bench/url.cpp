@@ -56,7 +56,7 @@ void add_encode(size_t length, const std::string &name) {
         count(state, text.size());
     });
 #endif
-    ratios::bar(name, 5, {"libcurl"});
+    ratios::bar(name, 3, {"libcurl"});
 }
 
 void add_decode(size_t length, const std::string &name) {
@@ -78,12 +78,14 @@ void add_decode(size_t length, const std::string &name) {
         count(state, code.size());
     });
 #endif
-    ratios::bar(name, 3, {"libcurl"});
+    ratios::bar(name, 1.5, {"libcurl"});
 }
 
 const bool registered = [] {
+    add_encode(16, "url_encode/16");
     add_encode(64, "url_encode/64");
     add_encode(4096, "url_encode/4096");
+    add_decode(16, "url_decode/16");
     add_decode(64, "url_decode/64");
     add_decode(4096, "url_decode/4096");
     ratios::add("url_alloc and url_free", "vela", [](benchmark::State &state) {

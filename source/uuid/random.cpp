@@ -1,0 +1,79 @@
+// Random bytes and integers: the kernel's device, and the standard generator where that can't be read.
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+#include <vela/uuid.h>
+
+namespace {
+
+constexpr uint32_t kFallbackSeed = 0x52A7C3D1;
+
+// 0 until random() has been seeded.
+uint32_t seeded = 0;
+
+// Fills the buffer by one read of the device, or says that it did not deliver as much.
+bool read_device(void *buf, size_t len) {
+    const int device = open("/dev/urandom", O_RDONLY | O_CLOEXEC);
+    if (device < 0)
+        return false;
+    ssize_t got;
+    do
+        got = read(device, buf, len);
+    while (got < 0 && errno == EINTR);
+    close(device);
+    return got >= 0 && static_cast<size_t>(got) == len;
+}
+
+void seed_once() {
+    if (seeded)
+        return;
+    uint32_t seed = kFallbackSeed;
+    read_device(&seed, sizeof seed);
+    srandom(seed);
+    ++seeded;
+}
+
+uint32_t next_random() { return static_cast<uint32_t>(random()); }
+
+// Fills up to three bytes from one value, which is taken even for none.
+uint8_t *fill_bytes(uint8_t *to, size_t count) {
+    for (uint32_t value = next_random(); count; --count) {
+        value >>= 8;
+        *to++ = static_cast<uint8_t>(value);
+    }
+    return to;
+}
+
+// Single bytes up to an aligned address, whole words, and the bytes that are left.
+void fill_from_generator(uint8_t *to, size_t len) {
+    const size_t leading = std::min<size_t>(-reinterpret_cast<uintptr_t>(to) % 4, len);
+    to = fill_bytes(to, leading);
+    for (len -= leading; len >= 4; len -= 4, to += 4) {
+        const uint32_t value = next_random();
+        std::memcpy(to, &value, sizeof value);
+    }
+    fill_bytes(to, len);
+}
+
+} // namespace
+
+void randbytes(void *buf, uint32_t len) {
+    seed_once();
+    if (!read_device(buf, len))
+        fill_from_generator(static_cast<uint8_t *>(buf), len);
+}
+
+int32_t randint(int32_t a, int32_t b) {
+    seed_once();
+    if (a == b)
+        return a;
+    const auto [low, high] = std::minmax(a, b);
+    const int64_t span = int64_t{high} + 1 - low;
+    uint16_t bits;
+    const int64_t value = read_device(&bits, sizeof bits) ? bits : random();
+    return static_cast<int32_t>(low + value % span);
+}
