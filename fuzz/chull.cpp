@@ -1,31 +1,52 @@
-// The same points at once, in two parts and backwards: the same body, which holds them all.
+// Hulls that get_chull() builds and grows fast, against those of its checked steps: the same results, and the same
+// lists to the order of every record. What is asked of them is answered as by the models, and the order of the points
+// does not change the body.
+#include "../tests/models/chull.hpp"
 #include "fuzz.hpp"
-#include <array>
 #include <cstdlib>
-#include <memory>
+#include <span>
 #include <vela/chull.h>
 
 namespace {
 
-using points = std::array<std::vector<uint8_t>, 3>; // by axis
-
-void release(chull_ctx *ctx) {
-    free_chull(ctx);
-    std::free(ctx);
-}
-using hull = std::unique_ptr<chull_ctx, void (*)(chull_ctx *)>;
-
-// The hull of points given in two calls; null where there is none.
-hull hull_of(const points &all, size_t first) {
+struct hull {
     chull_ctx *ctx = nullptr;
-    assert(alloc_chull(&ctx) == 0);
-    hull made(ctx, release);
-    ctx->check = 1;
-    for (const auto &[begin, end] : {std::pair{size_t{0}, first}, {first, all[0].size()}})
-        if (begin < end &&
-            get_chull(&all[0][begin], &all[1][begin], &all[2][begin], static_cast<int32_t>(end - begin), ctx) != 0)
-            return {nullptr, release};
-    return made;
+
+    explicit hull(bool checked = false) {
+        assert(alloc_chull(&ctx) == 0);
+        ctx->check = checked;
+    }
+    hull(const hull &) = delete;
+    ~hull() {
+        free_chull(ctx);
+        std::free(ctx);
+    }
+    int32_t get(std::span<const model::point> points) const {
+        std::vector<uint8_t> axes[3];
+        for (const model::point &p : points)
+            for (size_t k = 0; k < 3; ++k)
+                axes[k].push_back(static_cast<uint8_t>(p[k]));
+        return get_chull(axes[0].data(), axes[1].data(), axes[2].data(), static_cast<int32_t>(points.size()), ctx);
+    }
+};
+
+void compare_answers(const hull &h, const model::point &p) {
+    uint32_t least = UINT32_MAX, most = 0;
+    bool is_inside = true;
+    for (const chull_face *face : model::listed(h.ctx->faces)) {
+        std::array<model::point, 3> corners;
+        for (size_t i = 0; i < 3; ++i)
+            std::copy_n(face->vert[i]->coord, 3, corners[i].begin());
+        is_inside = is_inside && model::volume(corners, p) >= 0;
+        const model::point apart = model::difference(model::nearest_point(corners, p).q, p);
+        least = std::min(least, static_cast<uint32_t>(model::dot(apart, apart)));
+        most = std::max(most, static_cast<uint32_t>(model::dot(apart, apart)));
+    }
+    uint32_t least_given = 0, most_given = 0;
+    assert(dist_to_chull(h.ctx, p[0], p[1], p[2], &least_given, &most_given) == 0);
+    assert(least_given == least);
+    assert(most_given == most);
+    assert(is_in_chull(h.ctx, p[0], p[1], p[2]) == is_inside);
 }
 
 } // namespace
@@ -33,23 +54,37 @@ hull hull_of(const points &all, size_t first) {
 int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     fuzz::source data(bytes, size);
     const auto mask = data.PickValueInArray<uint8_t>({255, 15, 3, 1});
-    const auto first = data.ConsumeIntegralInRange<size_t>(1, 20);
-    points all;
-    while (data.remaining_bytes() >= 3 && all[0].size() < 200)
-        for (auto &axis : all)
-            axis.push_back(data.ConsumeIntegral<uint8_t>() & mask);
-    const size_t count = all[0].size();
-    const hull whole = hull_of(all, count);
-    if (!whole || count == 0)
+    const int far = data.ConsumeIntegralInRange(8, 31);
+    std::vector<size_t> calls = {data.ConsumeIntegralInRange<size_t>(1, 60)};
+    for (int more = data.ConsumeIntegralInRange(0, 2); more > 0; --more)
+        calls.push_back(data.ConsumeIntegralInRange<size_t>(1, 40));
+    std::vector<model::point> given;
+    const hull fast, checked(true);
+    bool complete = true;
+    for (const size_t count : calls) {
+        std::vector<model::point> points;
+        while (data.remaining_bytes() >= 3 && points.size() < count) {
+            const auto next = [&]() -> int32_t { return data.ConsumeIntegral<uint8_t>() & mask; };
+            points.push_back({next(), next(), next()});
+        }
+        if (points.empty() || !complete)
+            break;
+        complete = fast.get(points) == 0;
+        assert((checked.get(points) == 0) == complete);
+        assert(model::content(fast.ctx) == model::content(checked.ctx));
+        given.insert(given.end(), points.begin(), points.end());
+    }
+    if (given.empty() || !complete)
         return 0;
-    assert(Checks(whole.get()) == 0);
-    for (size_t i = 0; i < count; ++i)
-        assert(is_in_chull(whole.get(), all[0][i], all[1][i], all[2][i]));
-    const hull parts = hull_of(all, std::min(first, count));
-    for (auto &axis : all)
-        std::reverse(axis.begin(), axis.end());
-    const hull reversed = hull_of(all, count);
-    for (const hull *other : {&parts, &reversed})
-        assert(!*other || chull_volume6(other->get()) == chull_volume6(whole.get()));
+    for (const auto &[x, y, z] : given)
+        assert(is_in_chull(fast.ctx, x, y, z));
+    for (const model::point &p : {given.front(), given.back()}) {
+        compare_answers(fast, {p[1] + 9, p[0], -p[2]});
+        compare_answers(fast, {p[0] << (far - 8), p[2], p[1]});
+    }
+    std::reverse(given.begin(), given.end());
+    const hull reversed;
+    if (reversed.get(given) == 0)
+        assert(chull_volume6(reversed.ctx) == chull_volume6(fast.ctx));
     return 0;
 }

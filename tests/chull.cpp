@@ -209,6 +209,22 @@ START_TEST(steps_by_hand_add_what_is_outside)
 }
 END_TEST
 
+START_TEST(an_edge_with_two_faces_keeps_them)
+{
+    const hull h(kTetrahedron);
+    chull_vertex *outside = MakeNullVertex(h.ctx);
+    std::ranges::copy(point{-9, -9, -9}, outside->coord);
+    ck_assert_int_eq(AddOne(h.ctx, outside), 1);
+    const auto edges = listed(h.ctx->edges);
+    chull_edge *horizon = *std::ranges::find_if(edges, [](auto *e) { return e->pending_face != nullptr; });
+    const chull_edge *spoke = horizon->endpts[0]->dup;
+    const chull_face *faces[] = {spoke->adj[0], spoke->adj[1]};
+    ck_assert_ptr_nonnull(MakeConeFace(h.ctx, horizon, outside));
+    ck_assert_ptr_eq(spoke->adj[0], faces[0]);
+    ck_assert_ptr_eq(spoke->adj[1], faces[1]);
+}
+END_TEST
+
 START_TEST(vertices_without_edges_go_unless_they_are_still_to_come)
 {
     const hull h(kTetrahedron);
@@ -302,10 +318,11 @@ START_TEST(distances_and_orientations_are_those_of_the_model)
         const auto make = [&](point &p, int shift) {
             std::ranges::generate(p, [&] { return random.word() >> shift; });
         };
+        const int any = i / 4 % 32;
         for (point &corner : corners)
-            make(corner, i % 2 ? 24 : i % 32);
+            make(corner, i % 2 ? 24 : any);
         point p;
-        make(p, i % 4 == 1 ? i / 4 % 32 : i % 2 ? 23 : i % 32);
+        make(p, i % 4 == 1 ? 23 : any);
         assert_as_in_model(corners, p);
     }
     // Sides of length 1 and points at the ends of what can be scaled by 512.
@@ -492,6 +509,14 @@ bool grow(const hull &fast, const hull &stepped, const cloud &points, const std:
 // Whole lists, for clouds of every kind and hulls that grow; fuzz/chull.cpp goes on from here.
 START_TEST(fast_and_stepped_construction_agree)
 {
+    // Of eight points around the start nothing stays.
+    cloud nested = kCube;
+    for (point &p : nested)
+        std::ranges::transform(p, p.begin(), [](int32_t value) { return value ? 11 : 10; });
+    nested.insert(nested.end(), {A, D, C, B});
+    do
+        grow(hull(), hull(), nested, "a small start");
+    while (std::next_permutation(nested.begin() + 8, nested.end()));
     for (int seed = 0; seed < 6 * kKinds; ++seed) {
         generator random{static_cast<uint32_t>(seed)};
         const hull fast, stepped;
@@ -514,32 +539,43 @@ START_TEST(growth_of_altered_hulls_is_that_of_the_steps)
 {
     // The last vertex stands a little above a face, so that it can be dented below it; the last of the new points is
     // then inside, and yet sees a face of the dent.
-    const cloud points = {A, B, C, D, {90, 90, 90}};
-    const cloud inside(20, {10, 10, 200});
-    cloud outside = inside;
-    outside[18] = {128, 128, 0}, outside[19] = {128, 128, 1};
+    const cloud dull = {A, B, C, D, {90, 90, 90}};
+    // Two pyramids over a pentagon, whose corners can be taken by twos, so that it is wound twice.
+    const cloud pentagon = {{228, 128, 90}, {159, 223, 90}, {47, 187, 90}, {47, 69, 90}, {159, 33, 90}},
+                bipyramid = {pentagon[0], pentagon[1],   pentagon[2],    pentagon[3],
+                             pentagon[4], {128, 128, 0}, {128, 128, 180}};
+    const cloud none, inside(20, {10, 10, 200});
+    cloud outside = inside, beside = inside;
+    outside[18] = {128, 128, 0}, outside[19] = {128, 128, 1}, beside[19] = {250, 128, 91};
     const auto each_vertex = [](chull_ctx *ctx, auto change) { std::ranges::for_each(listed(ctx->vertices), change); };
     // clang-format off
-    const std::tuple<const char *, const cloud &, std::function<void(chull_ctx *)>> rows[] = {
-        {"as it was", outside, [](chull_ctx *) {}},
-        {"a vertex to come", outside, [](chull_ctx *ctx) { MakeNullVertex(ctx)->coord[0] = 300; }},
-        {"an edge's faces swapped", outside, [](chull_ctx *ctx) { std::swap(ctx->edges->adj[0], ctx->edges->adj[1]); }},
-        {"beside the range", outside, [&](chull_ctx *ctx) { each_vertex(ctx, [](auto *v) { v->coord[0] += 100; }); }},
-        {"dented", outside, [](chull_ctx *ctx) { std::ranges::fill(ctx->vertices->next->coord, 80); }},
-        {"inside out", outside, [&](chull_ctx *ctx) { each_vertex(ctx, [](auto *v) { v->coord[0] ^= 255; }); }},
-        {"an edge's face missing", inside, [](chull_ctx *ctx) { ctx->edges->adj[0] = nullptr; }},
-        {"a face's edge missing", inside, [](chull_ctx *ctx) { ctx->faces->edges[1] = nullptr; }},
-        {"an edge of an insertion", outside, [](chull_ctx *ctx) { ctx->vertices->dup = ctx->edges; }},
-        {"a face of an insertion", inside, [](chull_ctx *ctx) { ctx->edges->pending_face = ctx->edges->adj[1]; }},
-        {"an edge to be removed", inside, [](chull_ctx *ctx) { ctx->edges->del = 1; }},
-        {"a face to be removed", inside, [](chull_ctx *ctx) { ctx->faces->vis = 1; }},
-        {"a vertex not taken in", inside, [](chull_ctx *ctx) { ctx->vertices->mark = 0; }},
-        {"a vertex with an edge's mark", inside, [](chull_ctx *ctx) { ctx->vertices->active = 1; }},
-        {"a vertex on its own", inside, [](chull_ctx *ctx) { MakeNullVertex(ctx)->mark = 1; }},
+    const std::tuple<const char *, const cloud &, const cloud &, std::function<void(chull_ctx *)>> rows[] = {
+        {"as it was", dull, outside, [](chull_ctx *) {}},
+        {"a vertex to come", dull, outside, [](chull_ctx *ctx) { MakeNullVertex(ctx)->coord[0] = 300; }},
+        {"an edge's faces swapped", dull, outside, [](auto *ctx) { std::swap(ctx->edges->adj[0], ctx->edges->adj[1]); }},
+        {"an edge's face exchanged", dull, outside, [](auto *ctx) { ctx->edges->adj[0] = ctx->edges->prev->adj[0]; }},
+        {"beside the range", dull, outside, [&](auto *ctx) { each_vertex(ctx, [](auto *v) { v->coord[0] += 100; }); }},
+        {"beyond the range", dull, outside, [&](auto *ctx) { each_vertex(ctx, [](auto *v) { v->coord[0] *= 2000; }); }},
+        {"dented", dull, outside, [](chull_ctx *ctx) { std::ranges::fill(ctx->vertices->next->coord, 80); }},
+        {"inside out", dull, outside, [&](auto *ctx) { each_vertex(ctx, [](auto *v) { v->coord[0] ^= 255; }); }},
+        {"wound twice", bipyramid, beside, [&](chull_ctx *ctx) { each_vertex(ctx, [&](auto *v) {
+            if (v->vnum < 5) std::ranges::copy(pentagon[static_cast<size_t>(v->vnum * 2 % 5)], v->coord); }); }},
+        {"an edge's face missing", dull, inside, [](chull_ctx *ctx) { ctx->edges->adj[0] = nullptr; }},
+        {"a face's edge missing", dull, inside, [](chull_ctx *ctx) { ctx->faces->edges[1] = nullptr; }},
+        {"an edge of an insertion", dull, outside, [](chull_ctx *ctx) { ctx->vertices->dup = ctx->edges; }},
+        {"a face of an insertion", dull, inside, [](auto *ctx) { ctx->edges->pending_face = ctx->edges->adj[1]; }},
+        {"an edge to be removed", dull, inside, [](chull_ctx *ctx) { ctx->edges->del = 1; }},
+        {"a face to be removed", dull, inside, [](chull_ctx *ctx) { ctx->faces->vis = 1; }},
+        {"a vertex not taken in", dull, inside, [](chull_ctx *ctx) { ctx->vertices->mark = 0; }},
+        {"a vertex with an edge's mark", dull, inside, [](chull_ctx *ctx) { ctx->vertices->active = 1; }},
+        {"a vertex on its own", dull, inside, [](chull_ctx *ctx) { MakeNullVertex(ctx)->mark = 1; }},
+        {"vertices alone", none, inside, [](auto *ctx) { MakeNullVertex(ctx)->mark = MakeNullVertex(ctx)->mark = 1; }},
     };
     // clang-format on
-    for (const auto &[name, more, alter] : rows) {
-        const hull fast(points), stepped(points);
+    for (const auto &[name, points, more, alter] : rows) {
+        const hull fast, stepped;
+        if (!points.empty())
+            grow(fast, stepped, points, name);
         alter(fast.ctx), alter(stepped.ctx);
         grow(fast, stepped, more, name);
     }
@@ -555,6 +591,7 @@ Suite *chull_suite() {
                               lists_are_in_the_order_of_the_steps,
                               edges_come_into_the_order_of_the_corners,
                               steps_by_hand_add_what_is_outside,
+                              an_edge_with_two_faces_keeps_them,
                               vertices_without_edges_go_unless_they_are_still_to_come,
                               known_points_have_known_distances,
                               distances_and_orientations_are_those_of_the_model,
