@@ -31,7 +31,6 @@ inline const unit all[] = {
     {"neon", [] { return (getauxval(AT_HWCAP) & HWCAP_NEON) != 0; }, use<1>},
 #elif defined __x86_64__
     {"avx2", [] { return __builtin_cpu_supports("avx2") != 0; }, use<2>},
-    {"avx512", [] { return __builtin_cpu_supports("avx512vbmi") != 0; }, use<3>},
 #endif
 };
 

@@ -1,3 +1,4 @@
+// Base64: the plain code, group by group, and the choice of the vector unit.
 #include "common/endian.hpp"
 #include "common/unit.hpp"
 #include "tables.hpp"
@@ -8,7 +9,6 @@
 
 #if defined VELA_AVX2
 #include "avx2.hpp"
-#include "avx512.hpp"
 #elif defined VELA_NEON
 #include "neon.hpp"
 #endif
@@ -17,18 +17,12 @@ using namespace vela::detail;
 
 namespace {
 
-// The vector units that can take steps of their own, the widest first.
-template <class... Unit>
-struct unit_list {};
-#if defined VELA_AVX2
-using units = unit_list<base64_avx512, base64_avx2>;
-#elif defined VELA_NEON
-using units = unit_list<base64_neon>;
-#else
-using units = unit_list<>;
-#endif
-
 constexpr uint32_t kLimit = 1U << 30; // from which lengths no longer fit
+
+bool overlap(const void *a, size_t a_size, const void *b, size_t b_size) {
+    const auto first = reinterpret_cast<uintptr_t>(a), second = reinterpret_cast<uintptr_t>(b);
+    return first < second + b_size && second < first + a_size;
+}
 
 int32_t index_of(char ch) { return kBase64Index[static_cast<unsigned char>(ch)]; }
 
@@ -48,40 +42,34 @@ struct position {
     }
 };
 
-// Encodes from the front what whole steps of a vector unit can take; returns the number of bytes taken.
-template <class Unit>
-[[gnu::always_inline]] inline size_t encode_steps(const uint8_t *src, size_t len, char *dst) {
+#ifdef VELA_UNIT
+#ifdef VELA_AVX2
+using wide = base64_avx2;
+#else
+using wide = base64_neon;
+#endif
+
+// Encodes from the front what whole steps can take; returns the number of bytes taken.
+VELA_UNIT [[gnu::flatten]] size_t encode_steps(const uint8_t *src, size_t len, char *dst) {
     const uint8_t *const start = src;
-    for (; len >= Unit::kEncodeReads; len -= Unit::kEncodeTakes) {
-        Unit::encode(src, dst);
-        src += Unit::kEncodeTakes;
-        dst += Unit::kEncodeTakes / 3 * 4;
+    for (; len >= wide::kEncodeReads; len -= wide::kEncodeTakes) {
+        wide::encode(src, dst);
+        src += wide::kEncodeTakes;
+        dst += wide::kEncodeTakes / 3 * 4;
     }
     return static_cast<size_t>(src - start);
 }
 
-// The same by each unit that the processor has, one taking what the wider one before it left.
-template <class... Unit>
-size_t encode_wide(unit_list<Unit...>, const uint8_t *src, size_t len, char *dst) {
-    size_t taken = 0;
-    [[maybe_unused]] const auto next = [&](bool available, auto encode) {
-        if (available)
-            taken += encode(src + taken, len - taken, dst + taken / 3 * 4);
-    };
-    (next(Unit::available(), Unit::template run<encode_steps<Unit>, const uint8_t *, size_t, char *>), ...);
-    return taken;
-}
+// So many characters left grant room for a step's whole output.
+constexpr size_t kNeeded = std::max(wide::kDecodeReads, (wide::kDecodeWrites * 4 + 2) / 3);
 
 // Decodes groups of the alphabet and skips foreign characters between them, until a group holds something else or too
-// few characters are left for a step of the unit.
-template <class Unit>
-[[gnu::always_inline]] inline position decode_steps(position at) {
-    constexpr size_t kGroups = Unit::kDecodeReads / 4;
-    // So many characters left grant room for a step's whole output.
-    constexpr size_t kNeeded = std::max(Unit::kDecodeReads, (Unit::kDecodeWrites * 4 + 2) / 3);
+// few characters are left for a step.
+VELA_UNIT [[gnu::flatten]] position decode_steps(position at) {
+    constexpr size_t kGroups = wide::kDecodeReads / 4;
     size_t expected = 0;
     while (at.left() >= kNeeded) {
-        const size_t groups = Unit::decode(at.text, at.bytes);
+        const size_t groups = wide::decode(at.text, at.bytes);
         if (groups == kGroups) {
             at.advance(kGroups);
             continue;
@@ -99,12 +87,7 @@ template <class Unit>
     }
     return at;
 }
-
-template <class... Unit>
-position decode_wide(unit_list<Unit...>, position at) {
-    ((at = Unit::available() ? Unit::template run<decode_steps<Unit>>(at) : at), ...);
-    return at;
-}
+#endif
 
 // The four characters of the high 24 bits, written as one word.
 [[gnu::always_inline]] inline void encode_group(uint32_t bits, char *dst) {
@@ -174,23 +157,39 @@ position skip_foreign(position at) {
     return at;
 }
 
+// What a decoder may write beside a group's own bytes. It matters where the result shares memory with text not read
+// yet.
+enum class latitude {
+    none, // nothing, and not before it has read the whole group
+    byte, // one more
+    step  // whatever a vector step does
+};
+
+// Text that the result follows up, from the same place or from behind, is left alone by one byte more: a group's text
+// is longer than that. A result that begins behind its text's start may catch up with it.
+latitude latitude_of(const char *text, size_t len, const uint8_t *bytes, size_t size) {
+    if (!overlap(text, len, bytes, size))
+        return latitude::step;
+    return reinterpret_cast<const char *>(bytes) <= text ? latitude::byte : latitude::none;
+}
+
 // Decodes to the end or to an incomplete group.
-position decode(position at, bool wide) {
+position decode(position at, latitude may_write) {
+#ifdef VELA_UNIT
+    const bool by_steps = may_write == latitude::step && at.left() >= wide::kDecodeFrom && has_unit();
+#endif
     for (at = skip_foreign(at); at.left() >= 4; at = skip_foreign(at)) {
         const char *const start = at.text;
-        if (wide)
-            at = decode_wide(units(), at);
-        at = decode_plain(at);
+#ifdef VELA_UNIT
+        if (by_steps && at.left() >= kNeeded)
+            at = decode_steps(at);
+#endif
+        if (may_write != latitude::none)
+            at = decode_plain(at);
         if (at.text == start)
             at = decode_any(at);
     }
     return at;
-}
-
-// A vector step may write behind its result, so it must not where unread text may stand there.
-bool overlaps(const char *text, size_t len, const uint8_t *bytes, size_t size) {
-    const auto first = reinterpret_cast<uintptr_t>(text), second = reinterpret_cast<uintptr_t>(bytes);
-    return first < second + size && second < first + len;
 }
 
 } // namespace
@@ -202,7 +201,11 @@ int32_t base64_encode(const void *src, uint32_t len, char *dst, uint32_t dst_siz
     if (!src || !len || len >= kLimit || dst_size < needed || !dst)
         return 0;
     const auto *bytes = static_cast<const uint8_t *>(src);
-    size_t taken = encode_wide(units(), bytes, len, dst);
+    size_t taken = 0;
+#ifdef VELA_UNIT
+    if (len >= wide::kEncodeReads && !overlap(src, len, dst, needed) && has_unit())
+        taken = encode_steps(bytes, len, dst);
+#endif
     taken += encode_groups(bytes + taken, len - taken, dst + taken / 3 * 4);
     if (taken < len)
         encode_end(bytes + taken, len - taken, dst + taken / 3 * 4);
@@ -219,7 +222,7 @@ uint32_t base64_decode_stream(const char **src_ptr, uint32_t len, void *dst, uin
         return 0;
     auto *const bytes = static_cast<uint8_t *>(dst);
     const position start = {*src_ptr, *src_ptr + len, bytes};
-    const position stop = decode(start, !overlaps(*src_ptr, len, bytes, needed));
+    const position stop = decode(start, latitude_of(*src_ptr, len, bytes, needed));
     *src_ptr = stop.text;
     return static_cast<uint32_t>(stop.bytes - bytes);
 }

@@ -10,9 +10,9 @@ constexpr char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqr
 
 // The index of each character in the alphabet, or -1.
 constexpr auto kBase64Index = [] {
-    std::array<std::int8_t, 256> table;
+    std::array<int8_t, 256> table;
     table.fill(-1);
-    for (std::int8_t i = 0; i < 64; ++i)
+    for (int8_t i = 0; i < 64; ++i)
         table[static_cast<unsigned char>(kBase64Alphabet[i])] = i;
     return table;
 }();

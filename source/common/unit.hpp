@@ -25,15 +25,15 @@
 // The widest unit that may be used, as a number of `unit`: the only switch. It is hidden in the shared library; the
 // tests, which link the archive, lower it, so that every path runs on every machine.
 extern "C" {
-[[gnu::visibility("hidden")]] inline constinit std::uint8_t vela_widest_unit = UINT8_MAX;
+[[gnu::visibility("hidden")]] inline constinit uint8_t vela_widest_unit = UINT8_MAX;
 }
 
 namespace vela::detail {
 
 // In the order of their width on one architecture.
-enum class unit : std::uint8_t { scalar, neon, avx2, avx512 };
+enum class unit : uint8_t { scalar, neon, avx2 };
 
-inline bool may_use(unit one) { return vela_widest_unit >= static_cast<std::uint8_t>(one); }
+inline bool may_use(unit one) { return vela_widest_unit >= static_cast<uint8_t>(one); }
 
 // Whether VELA_UNIT functions may be called. Out of line: where it is asked, a call takes fewer bytes.
 [[gnu::noinline]] inline bool has_unit() {
