@@ -1,6 +1,7 @@
-// Names and values of a request, and how much of the standard input it takes, against other words for both. The first
-// line is the announced length; the rest is query string, cookies and, as often as its first byte says, the body.
-#include "../tests/models/web.hpp"
+// Names and values of a request, and how much of the standard input it takes, against a second implementation of both.
+// The first line is the announced length; the rest is query string, cookies and, as often as its first byte says, the
+// body.
+#include "../tests/models/cgi.hpp"
 #include "fuzz.hpp"
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {

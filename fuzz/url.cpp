@@ -1,5 +1,5 @@
 // The coders, in a room that may be too small, the components of a URL and MAC addresses against other words for them.
-#include "../tests/models/web.hpp"
+#include "../tests/models/url.hpp"
 #include "fuzz.hpp"
 #include <fnmatch.h>
 
@@ -9,7 +9,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     const std::string text = data.ConsumeRemainingBytesAsString(), byte = "[0-9a-fA-F][0-9a-fA-F]";
     if (!text.empty())
         check_coders(text, room, room);
-    assert(components(text.c_str()) == expected_components(text.c_str()));
+    agree("components", text, components(text.c_str()), expected_components(text.c_str()));
 
     const std::string pattern = byte + ':' + byte + ':' + byte + ':' + byte + ':' + byte + ':' + byte + '*';
     uint8_t mac[6];

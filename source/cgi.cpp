@@ -1,3 +1,4 @@
+// CGI: a request from the environment and the standard input, its names and values, and error responses.
 #include "common/contract.hpp"
 #include "common/memory.hpp"
 #include <algorithm>
@@ -59,13 +60,27 @@ const char *end_of_token(const char *text) {
         }
 }
 
+// Calls visit for each token of a text, empty ones included, with its bounds: the separator or the text's end.
+template <separators separator, class Visit>
+void for_each_token(const char *text, Visit visit) {
+    for (;;) {
+        const char *end = end_of_token<separator.pairs>(text);
+        visit(text, end);
+        if (!*end)
+            return;
+        text = end + 1;
+        while (separator.spaces_after && *text == ' ')
+            ++text;
+    }
+}
+
 class store_builder {
 public:
-    // Room for the strings of a text. Each token gives one, on top of which may come an empty value; decoding never
-    // lengthens a token, and where its separator or the end of the text was there is place for its NUL.
-    store_builder(size_t tokens, size_t length) {
+    // Room for so many tokens that are not empty, of so many bytes. Each gives one string, on top of which may come an
+    // empty value; decoding never lengthens a token, and a NUL stands behind each.
+    store_builder(size_t tokens, size_t bytes) {
         const size_t pointers = 2 * tokens + 2;
-        block = allocate<char *>(pointers + length / sizeof(char *) + 1);
+        block = allocate<char *>(pointers + (tokens + bytes + sizeof(char *) - 1) / sizeof(char *));
         next = block.get();
         end_of_strings = reinterpret_cast<char *>(next + pointers);
     }
@@ -99,32 +114,26 @@ private:
     bool value_is_due = false;
 };
 
-// The store of a text, or null without memory.
+// The store of a text, or null without memory. Empty tokens take none.
 template <separators separator>
 parameter_store parse_pairs(const char *text) {
-    constexpr auto end_of = end_of_token<separator.pairs>;
-    const char *end = end_of(text);
-    size_t tokens = 1;
-    for (; *end; end = end_of(end + 1))
-        ++tokens;
-    const auto length = static_cast<size_t>(end - text);
-    if (length >= INT32_MAX)
+    size_t tokens = 0, bytes = 0;
+    for_each_token<separator>(text, [&](const char *token, const char *token_end) {
+        tokens += token != token_end;
+        bytes += static_cast<size_t>(token_end - token);
+    });
+    if (bytes >= INT32_MAX)
         return nullptr;
-    store_builder store(tokens, length);
+    store_builder store(tokens, bytes);
     if (!store)
         return nullptr;
-    for (;;) {
-        const char *token_end = end_of(text);
-        if (token_end != text)
-            store.add(text, token_end);
-        if (token_end == text || *token_end != '=')
+    for_each_token<separator>(text, [&](const char *token, const char *token_end) {
+        if (token != token_end)
+            store.add(token, token_end);
+        if (token == token_end || *token_end != '=')
             store.complete_pair();
-        if (token_end == end)
-            return store.finish();
-        text = token_end + 1;
-        if (separator.spaces_after)
-            text += std::strspn(text, " ");
-    }
+    });
+    return store.finish();
 }
 
 void cgi_parse_params(parameter_store &store, const char *text) {
@@ -137,7 +146,7 @@ void cgi_parse_cookies(parameter_store &store, const char *text) {
     store = parse_pairs<kCookies>(text);
 }
 
-const char *look_up(const parameter_store store, const char *name) {
+const char *first_value(const parameter_store store, const char *name) {
     for (char **pair = store; pair && *pair; pair += 2)
         if (strcasecmp(pair[0], name) == 0)
             return pair[1];
@@ -233,15 +242,15 @@ constexpr status_reason kReasons[] = {
     {505, "HTTP Version Not Supported"},
 };
 
-// Writes the reason and the message into a body of kErrorBuffer bytes.
+// Writes the reason and the message into a body of kErrorBuffer bytes. Of a message that cannot be formatted to its
+// end, what comes before stays.
 [[gnu::format(printf, 3, 0)]] void format_error(char *body, int32_t status, const char *format, va_list args) {
     char *const end = stpcpy(body, http_strerr(status));
     if (!format)
         return;
     char *const message = stpcpy(end, "\r\n");
-    const auto room = kMostErrorBody + 1 - static_cast<size_t>(message - body);
-    if (std::vsnprintf(message, room, format, args) < 0)
-        *message = '\0';
+    std::memset(message, '\0', static_cast<size_t>(body + kErrorBuffer - message));
+    std::vsnprintf(message, static_cast<size_t>(body + kMostErrorBody + 1 - message), format, args);
 }
 
 } // namespace
@@ -271,7 +280,7 @@ int32_t cgi_setup(cgi_request **result) {
 }
 
 const char *cgi_query_param(cgi_request *cgi, const char *name) {
-    return cgi && cgi->priv && name ? look_up(cgi->priv->query, name) : nullptr;
+    return cgi && cgi->priv && name ? first_value(cgi->priv->query, name) : nullptr;
 }
 
 const char *cgi_form_param(cgi_request *cgi, const char *name) {
@@ -281,11 +290,11 @@ const char *cgi_form_param(cgi_request *cgi, const char *name) {
     if (!priv.form_is_parsed && cgi->body)
         cgi_parse_params(priv.form, cgi->body);
     priv.form_is_parsed = true;
-    return look_up(priv.form, name);
+    return first_value(priv.form, name);
 }
 
 const char *cgi_cookie(cgi_request *cgi, const char *name) {
-    return cgi && cgi->priv && name ? look_up(cgi->priv->cookies, name) : nullptr;
+    return cgi && cgi->priv && name ? first_value(cgi->priv->cookies, name) : nullptr;
 }
 
 const char *cgi_header(const cgi_request *cgi, const char *name) {

@@ -1,4 +1,4 @@
-#include "models/web.hpp"
+#include "models/url.hpp"
 #include "support.hpp"
 #include <numeric>
 

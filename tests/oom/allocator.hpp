@@ -8,7 +8,8 @@
 
 namespace oom {
 
-inline int live_blocks = 0; // the library's, not yet released
+inline int live_blocks = 0;  // the library's, not yet released
+inline size_t requested = 0; // bytes, altogether
 inline int allocations_left = -1;
 inline bool has_failed = false;
 
@@ -32,7 +33,8 @@ inline bool fails_now() {
 }
 
 template <class Allocate>
-auto count(Allocate allocate) -> decltype(allocate()) {
+auto count(size_t size, Allocate allocate) -> decltype(allocate()) {
+    requested += size;
     if (fails_now())
         return nullptr;
     auto *block = allocate();
@@ -64,11 +66,11 @@ void each_allocation_fails(Scenario scenario) {
 extern "C" {
 
 void *oom_malloc(size_t size) {
-    return oom::count([=] { return std::malloc(size); });
+    return oom::count(size, [=] { return std::malloc(size); });
 }
 
 void *oom_calloc(size_t number, size_t size) {
-    return oom::count([=] { return std::calloc(number, size); });
+    return oom::count(number * size, [=] { return std::calloc(number, size); });
 }
 
 void *oom_realloc(void *block, size_t size) {
@@ -78,7 +80,7 @@ void *oom_realloc(void *block, size_t size) {
 }
 
 char *oom_strdup(const char *text) {
-    return oom::count([=] { return strdup(text); });
+    return oom::count(std::strlen(text) + 1, [=] { return strdup(text); });
 }
 
 void oom_free(void *block) {

@@ -1,7 +1,7 @@
 // Every allocation of every module made to fail in turn: what was made so far stays right, and nothing leaks.
 #include "allocator.hpp"
 #include "generated.hpp"
-#include "models/web.hpp"
+#include "models/cgi.hpp"
 #include "support.hpp"
 #include <algorithm>
 #include <csignal>
@@ -41,6 +41,21 @@ START_TEST(requests_keep_whole_texts_or_none)
             ck_assert(!result || std::strcmp(result, whole) == 0);
         cgi_cleanup(cgi);
     });
+}
+END_TEST
+
+START_TEST(empty_tokens_take_no_memory)
+{
+    for (const std::string tokens : {"&", "=", "&=", "; ", ";  =  "}) {
+        std::string text = "a=1";
+        while (text.size() < 100000)
+            text += tokens;
+        const size_t before = oom::requested;
+        cgi_request *cgi = request("GET", tokens[0] == ';' ? "" : text.c_str(), tokens[0] == '&' ? "" : text.c_str());
+        const size_t taken = oom::requested - before;
+        ck_assert_msg(taken < 1000, "100000 bytes of %s: %zu bytes of memory", shown(tokens).c_str(), taken);
+        cgi_cleanup(cgi);
+    }
 }
 END_TEST
 
@@ -244,9 +259,9 @@ START_TEST(resamplers_keep_the_table_they_have)
 END_TEST
 
 Suite *oom_suite() {
-    return suite_of("oom",
-                    {requests_keep_whole_texts_or_none, urls_are_whole_or_null, options_that_cannot_be_copied_are_null,
-                     hulls_that_stop_say_so_and_can_be_emptied, lists_of_names_keep_what_they_have,
-                     walks_and_parents_end_with_their_result, curves_abort_without_scratch_memory,
-                     matrices_say_what_failed, resamplers_keep_the_table_they_have});
+    return suite_of("oom", {requests_keep_whole_texts_or_none, empty_tokens_take_no_memory, urls_are_whole_or_null,
+                            options_that_cannot_be_copied_are_null, hulls_that_stop_say_so_and_can_be_emptied,
+                            lists_of_names_keep_what_they_have, walks_and_parents_end_with_their_result,
+                            curves_abort_without_scratch_memory, matrices_say_what_failed,
+                            resamplers_keep_the_table_they_have});
 }
