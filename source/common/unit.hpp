@@ -23,9 +23,9 @@
 #endif
 
 // The widest unit that may be used, as a number of `unit`: the only switch. It is hidden in the shared library; the
-// tests, which link the archive, lower it, so that every path runs on every machine.
+// tests, which link the archive, lower it, so that every path runs on every machine. It is there where no unit is, too.
 extern "C" {
-[[gnu::visibility("hidden")]] inline constinit uint8_t vela_widest_unit = UINT8_MAX;
+[[gnu::visibility("hidden"), gnu::used]] inline constinit uint8_t vela_widest_unit = UINT8_MAX;
 }
 
 namespace vela::detail {
