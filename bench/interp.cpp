@@ -1,24 +1,14 @@
 // Tables through a few knots, against GSL's interpolation with its accelerator.
 #include "ratios.hpp"
+#include "tone_curve.hpp"
 #include <vector>
-#include <vela/interp.h>
 #ifdef HAVE_GSL
 #include <gsl/gsl_spline.h>
 #endif
 
 namespace {
 
-constexpr size_t kKnots = 16, kEntries = 4096;
-
-// A tone curve: rising knots, not quite evenly spaced over the table.
-std::vector<interp_knot> make_knots() {
-    std::vector<interp_knot> knots(kKnots);
-    for (size_t i = 0; i < kKnots; ++i)
-        knots[i] = {static_cast<int16_t>(i * 273 + (i % 3 == 1 ? 40 : 0)), static_cast<int16_t>(i * i * 10 - i * 70)};
-    return knots;
-}
-
-const std::vector<interp_knot> kCurve = make_knots();
+const std::vector<interp_knot> kCurve = tone_curve();
 
 template <class Value, class Fill>
 void add(const std::string &case_name, const std::string &implementation, Fill fill) {

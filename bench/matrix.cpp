@@ -1,3 +1,4 @@
+// Decompositions, inverses, products and fits of random matrices, against Eigen, LAPACK and GSL on one core.
 #include "ratios.hpp"
 #include <random>
 #include <vector>
@@ -155,8 +156,7 @@ void add_inverses() {
     add_small_eigen_inverse<4>("inverse 4x4", small);
     add_small_eigen_inverse<3>("inverse 3x3", small);
 #endif
-    ratios::bar("inverse 24x24", 1.5, {"eigen"});
-    ratios::bar("inverse 4x4", 1, {"eigen"});
+    ratios::bar("inverse 24x24", 1, {"eigen"});
 }
 
 void add_products() {
@@ -252,8 +252,8 @@ const bool registered = [] {
     openblas_set_num_threads(1);
 #endif
     add_decompositions(24, 24, 1);
-    add_decompositions(100, 6, 2);
-    add_decompositions(100, 3, 2);
+    add_decompositions(100, 6, 1);
+    add_decompositions(100, 3, 1);
     add_inverses();
     add_products();
     add_surface();

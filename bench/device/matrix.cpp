@@ -1,3 +1,4 @@
+// Decompositions, inverses, products and fits of random matrices.
 #include "device.hpp"
 #include <algorithm>
 #include <cstdint>
