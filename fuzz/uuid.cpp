@@ -1,10 +1,10 @@
 // The scan and the print against the C library's formats.
-#include "../tests/codec.hpp"
+#include "../tests/models/uuid.hpp"
 #include "fuzz.hpp"
 
 int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     if (size >= 16)
-        check_uuid_bytes(bytes);
-    check_uuid_text(std::string(reinterpret_cast<const char *>(bytes), size).c_str());
+        model::check_uuid_bytes(bytes);
+    model::check_uuid_text(std::string(reinterpret_cast<const char *>(bytes), size).c_str());
     return 0;
 }

@@ -1,10 +1,13 @@
-#include "codec.hpp"
+// Randomness from the device and from the fallback, and UUIDs as texts.
+#include "models/uuid.hpp"
 #include "support.hpp"
 #include <cerrno>
 #include <cstdlib>
 #include <set>
 #include <sys/resource.h>
 #include <sys/syscall.h>
+
+using namespace model;
 
 namespace {
 

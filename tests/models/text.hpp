@@ -1,0 +1,71 @@
+// Hexadecimal text, trimming and chunks told in other words than the library's, character by character.
+#pragma once
+
+#include "block.hpp"
+#include <algorithm>
+#include <vela/text.h>
+
+namespace model {
+
+// The result of hex2bin() for two characters, taken from the digits as they are printed.
+inline char hex_byte(char high, char low) {
+    const auto value = [](char ch) {
+        return std::min<size_t>(std::string_view("0123456789ABCDEF").find(ch >= 'a' && ch <= 'f' ? ch - 32 : ch), 255);
+    };
+    return static_cast<char>(16 * value(high) + value(low));
+}
+
+// Bytes to digits and back; and the bytes as a text, whatever it is.
+inline void check_hex(std::string_view bytes) {
+    std::string digits;
+    for (const char byte : bytes)
+        digits += {"0123456789ABCDEF"[byte >> 4 & 15], "0123456789ABCDEF"[byte & 15]};
+    block from(bytes), to = room_for(digits.size());
+    expect("bin2hex", bytes, bin2hex(from.bytes(), from.size(), to.text()), digits.size());
+    to.expect_content("bin2hex", bytes, digits);
+    for (const std::string_view text : {std::string_view(digits), bytes}) {
+        std::string expected;
+        for (size_t i = 1; i < text.size(); i += 2)
+            expected += hex_byte(text[i - 1], text[i]);
+        block read = room_for(expected.size()), source(text);
+        expect("hex2bin", text, hex2bin(source.text(), source.size(), read.bytes()), expected.size());
+        read.expect_content("hex2bin", text, expected);
+        hex2bin(source.text(), source.size(), source.bytes());
+        source.expect_content("hex2bin in place", text, expected);
+        block behind(text, 1);
+        hex2bin(behind.text(), behind.size(), behind.bytes() + 1);
+        expect("hex2bin to one byte behind", text, std::string_view(behind.text() + 1, expected.size()), expected);
+    }
+}
+
+inline void check_chunks(std::string_view input, uint32_t chunk) {
+    std::string expected;
+    for (size_t i = 0; i < input.size(); ++i)
+        expected.append(i && i % chunk == 0, '\n') += input[i];
+    const std::string what = "chunk_split by " + std::to_string(chunk);
+    block from(input), to = room_for(expected.size());
+    expect(what + ", the length", input, chunk_split_len(from.bytes(), from.size(), chunk), to.size());
+    if (!input.empty())
+        expect(what + " into too little", input,
+               chunk_split(from.bytes(), from.size(), to.bytes(), to.size() - 1, chunk), 0);
+    to.expect_content(what + " into too little", input, std::string(to.size(), '#'));
+    expect(what, input, chunk_split(from.bytes(), from.size(), to.bytes(), to.size(), chunk), to.size());
+    to.expect_content(what, input, expected);
+}
+
+// White space at the ends is NUL afterwards; of the ends of a line at most one is taken off.
+inline void check_trimming(const std::string &text) {
+    constexpr char spaces[] = " \t\n\v\f\r";
+    const size_t first = std::min(text.find_first_not_of(spaces), text.size());
+    const size_t end = std::max(text.find_last_not_of(spaces) + 1, first);
+    block stripped(text + '\0'), chomped(text + '\0');
+    expect("strip", text, strip(stripped.text()) - stripped.text(), static_cast<long>(first));
+    stripped.expect_content("strip", text,
+                            std::string(first, '\0') + text.substr(first, end - first) +
+                                std::string(text.size() + 1 - end, '\0'));
+    const size_t length = text.size() - text.ends_with('\n'), left = length - text.substr(0, length).ends_with('\r');
+    expect("chomp", text, chomp(chomped.text()), static_cast<int32_t>(length) - 1);
+    expect("chomp, what is left", text, chomped.text(), text.substr(0, left));
+}
+
+} // namespace model
