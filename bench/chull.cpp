@@ -8,15 +8,14 @@
 // hull of n random points has O(log^2 n) and O(n^(1/2)) vertices, and so the time per point falls by an order of
 // magnitude from 10^3 to 10^6. On the shell nearly every point is a vertex, until the 8-bit grid is full: it has no
 // more than some ten thousand of them. There the time per point is flat up to 10^4 and falls from then on.
+#include "clouds.hpp"
 #include "ratios.hpp"
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <malloc.h>
 #include <memory>
-#include <random>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -36,37 +35,7 @@ extern "C" {
 
 namespace {
 
-struct cloud {
-    std::vector<uint8_t> xs, ys, zs;
-
-    void add(double x, double y, double z) {
-        const auto rounded = [](double value) { return static_cast<uint8_t>(std::lround(value)); };
-        xs.push_back(rounded(x));
-        ys.push_back(rounded(y));
-        zs.push_back(rounded(z));
-    }
-    int32_t count() const { return static_cast<int32_t>(xs.size()); }
-};
-
-enum class shape { cube, ball, shell };
-
-cloud cloud_of(shape kind, int count) {
-    std::mt19937 random(7);
-    std::uniform_real_distribution<double> unit;
-    std::normal_distribution<double> normal;
-    cloud points;
-    for (int i = 0; i < count; ++i) {
-        if (kind == shape::cube) {
-            points.add(255 * unit(random), 255 * unit(random), 255 * unit(random));
-            continue;
-        }
-        const double x = normal(random), y = normal(random), z = normal(random);
-        const double radius = 127.5 * (kind == shape::ball ? std::cbrt(unit(random)) : 1);
-        const double scale = radius / std::sqrt(x * x + y * y + z * z);
-        points.add(127.5 + scale * x, 127.5 + scale * y, 127.5 + scale * z);
-    }
-    return points;
-}
+using namespace clouds;
 
 struct hull {
     chull_ctx *ctx = nullptr;
@@ -115,9 +84,7 @@ void register_builds(const char *name, shape kind, int count) {
     };
     add("vela", [points] { ours(*points); });
 #ifdef HAVE_QHULL_R
-    auto coordinates = std::make_shared<std::vector<double>>();
-    for (size_t i = 0; i < points->xs.size(); ++i)
-        coordinates->insert(coordinates->end(), {double(points->xs[i]), double(points->ys[i]), double(points->zs[i])});
+    const auto coordinates = std::make_shared<const std::vector<double>>(points->interleaved());
     add("qhull", [coordinates, count] { qhull(*coordinates, count); });
 #endif
 #ifdef HAVE_CGAL
@@ -177,27 +144,27 @@ void note_memory(const char *name, shape kind) {
     ratios::note(line);
 }
 
-// Points of the inside, for which every face is looked at.
-void register_queries() {
-    static const hull built(cloud_of(shape::shell, 252 + 11));
-    const std::string faces = std::to_string(chull_num_faces(built.ctx)) + " faces";
-    ratios::add("is_in_chull, " + faces, "vela", [](benchmark::State &state) {
+// Asks about points of the inside, for which every face is looked at.
+template <class Query>
+void register_query(const char *name, const hull &built, Query query) {
+    const std::string case_name = std::string(name) + ", " + std::to_string(chull_num_faces(built.ctx)) + " faces";
+    ratios::add(case_name, "vela", [&built, query](benchmark::State &state) {
         int32_t i = 0;
         for (auto _ : state) {
-            benchmark::DoNotOptimize(is_in_chull(built.ctx, 120 + i % 16, 120 + i / 16 % 16, 128));
+            benchmark::DoNotOptimize(query(built.ctx, 120 + i % 16, 120 + i / 16 % 16, 128));
             ++i;
         }
         state.SetItemsProcessed(state.iterations());
     });
-    ratios::add("dist_to_chull, " + faces, "vela", [](benchmark::State &state) {
-        int32_t i = 0;
+}
+
+void register_queries() {
+    static const hull built(cloud_of(shape::shell, 257));
+    register_query("is_in_chull", built, is_in_chull);
+    register_query("dist_to_chull", built, [](const chull_ctx *ctx, int32_t x, int32_t y, int32_t z) {
         uint32_t least, most;
-        for (auto _ : state) {
-            dist_to_chull(built.ctx, 120 + i % 16, 120 + i / 16 % 16, 128, &least, &most);
-            benchmark::DoNotOptimize(least + most);
-            ++i;
-        }
-        state.SetItemsProcessed(state.iterations());
+        dist_to_chull(ctx, x, y, z, &least, &most);
+        return least + most;
     });
 }
 
