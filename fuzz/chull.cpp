@@ -1,4 +1,4 @@
-// Hulls that get_chull() builds and grows fast, against those of its checked steps: the same results, and the same
+// Hulls that get_chull() builds and grows fast, against those of its steps: the same results, and the same
 // lists to the order of every record. What is asked of them is answered as by the models, and the order of the points
 // does not change the body.
 #include "../tests/models/chull.hpp"
@@ -12,21 +12,19 @@ namespace {
 struct hull {
     chull_ctx *ctx = nullptr;
 
-    explicit hull(bool checked = false) {
-        assert(alloc_chull(&ctx) == 0);
-        ctx->check = checked;
-    }
+    hull() { assert(alloc_chull(&ctx) == 0); }
     hull(const hull &) = delete;
     ~hull() {
         free_chull(ctx);
         std::free(ctx);
     }
-    int32_t get(std::span<const model::point> points) const {
+    int32_t get(std::span<const model::point> points, bool in_steps = false) const {
         std::vector<uint8_t> axes[3];
         for (const model::point &p : points)
             for (size_t k = 0; k < 3; ++k)
                 axes[k].push_back(static_cast<uint8_t>(p[k]));
-        return get_chull(axes[0].data(), axes[1].data(), axes[2].data(), static_cast<int32_t>(points.size()), ctx);
+        const auto get = in_steps ? model::get_in_steps : get_chull;
+        return get(axes[0].data(), axes[1].data(), axes[2].data(), static_cast<int32_t>(points.size()), ctx);
     }
 };
 
@@ -59,7 +57,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     for (int more = data.ConsumeIntegralInRange(0, 2); more > 0; --more)
         calls.push_back(data.ConsumeIntegralInRange<size_t>(1, 40));
     std::vector<model::point> given;
-    const hull fast, checked(true);
+    const hull fast, stepped;
     bool complete = true;
     for (const size_t count : calls) {
         std::vector<model::point> points;
@@ -70,12 +68,13 @@ int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
         if (points.empty() || !complete)
             break;
         complete = fast.get(points) == 0;
-        assert((checked.get(points) == 0) == complete);
-        assert(model::content(fast.ctx) == model::content(checked.ctx));
+        assert((stepped.get(points, true) == 0) == complete);
+        assert(model::content(fast.ctx) == model::content(stepped.ctx));
         given.insert(given.end(), points.begin(), points.end());
     }
     if (given.empty() || !complete)
         return 0;
+    assert(Checks(fast.ctx) == 0);
     for (const auto &[x, y, z] : given)
         assert(is_in_chull(fast.ctx, x, y, z));
     for (const model::point &p : {given.front(), given.back()}) {

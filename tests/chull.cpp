@@ -47,19 +47,13 @@ struct hull {
     explicit hull(const cloud &points) : hull() { ck_assert_int_eq(get(points), 0); }
     hull(const hull &) = delete;
     ~hull() { free_chull(ctx), free(ctx); }
-    // get_chull(), or what it does in the exported steps.
     int32_t get(const cloud &points, bool in_steps = false) const {
         std::vector<uint8_t> axes[3];
         for (const point &p : points)
             for (size_t k = 0; k < 3; ++k)
                 axes[k].push_back(static_cast<uint8_t>(p[k]));
-        const uint8_t *xs = axes[0].data(), *ys = axes[1].data(), *zs = axes[2].data();
-        const auto count = static_cast<int32_t>(points.size());
-        if (!in_steps)
-            return get_chull(xs, ys, zs, count, ctx);
-        const bool was_empty = !ctx->vertices;
-        ck_assert_int_eq(ReadVertices(ctx, xs, ys, zs, count), 0);
-        return was_empty && DoubleTriangle(ctx) ? 1 : ConstructHull(ctx);
+        const auto get = in_steps ? model::get_in_steps : get_chull;
+        return get(axes[0].data(), axes[1].data(), axes[2].data(), static_cast<int32_t>(points.size()), ctx);
     }
     std::string content() const { return model::content(ctx); }
     // Numbers of vertices, edges and faces.

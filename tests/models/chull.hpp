@@ -52,6 +52,14 @@ inline std::string content(const chull_ctx *hull) {
     return text;
 }
 
+// What get_chull() does, in the exported steps.
+inline int32_t get_in_steps(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n, chull_ctx *hull) {
+    const bool was_empty = !hull->vertices;
+    if (ReadVertices(hull, xs, ys, zs, n) != 0 || (was_empty && DoubleTriangle(hull) != 0))
+        return 1;
+    return ConstructHull(hull);
+}
+
 // Products and sums of these keep the low 64 bits of the true ones.
 constexpr uint64_t wide(int32_t value) { return static_cast<uint64_t>(int64_t{value}); }
 constexpr int32_t low(uint64_t value) { return static_cast<int32_t>(value); }
