@@ -93,6 +93,7 @@ START_TEST(a_hull_that_was_freed_is_built_again)
 {
     const hull h(kCube);
     h.ctx->check = 7;
+    free_chull(nullptr);
     free_chull(h.ctx);
     assert_text_eq(h.content(), "\n\n");
     ck_assert_int_eq(h.ctx->check, 7);

@@ -15,8 +15,11 @@
  *     free(hull);         // the hull record itself is the caller's
  *
  * get_chull() builds a hull or grows one, one point at a time. The steps that it is made of are exported for callers
- * that drive them themselves. Everything is released through free_chull() or the clean-up steps. Messages go to the
- * standard error stream.
+ * that drive them themselves. Every record is a block of its own from malloc(), released through free_chull() or the
+ * clean-up steps. Messages go to the standard error stream.
+ *
+ * There is no state outside the records. Hulls are independent of each other; one hull may be asked from several
+ * threads at once (what takes a `const chull_ctx *`), but not while one of them builds, grows, writes or releases it.
  *
  * Points are three signed 32-bit coordinates x, y, z. All arithmetic wraps at 32 bits where nothing else is said; with
  * coordinates in 0 to 255 nothing ever does, and orientations are exact while coordinates differ by at most 710.
@@ -67,7 +70,8 @@ struct chull_face {
 
 /** A hull: the heads of its lists, and two switches that the caller sets. */
 typedef struct chull_ctx {
-    chull_vertex *vertices; /**< null when empty; the points of a failed call are here too, with `mark` 0 */
+    chull_vertex *vertices; /**< null when empty. After a failed get_chull() its points are here too, with `mark` 0, but
+                                 for the three of a starting triangle, and chull_num_vertices() counts those */
     chull_edge *edges;      /**< null when empty */
     chull_face *faces;      /**< null when empty */
     int32_t debug;          /**< non-zero: the construction prints its progress */
@@ -87,9 +91,9 @@ int32_t alloc_chull(chull_ctx **out);
 
 /**
  * Releases every record of a hull and leaves it empty, ready for get_chull(). The hull record itself stays, and so do
- * its switches.
+ * its switches: free() releases it.
  *
- * @param hull  the hull, not null
+ * @param hull  the hull; null does nothing
  */
 void free_chull(chull_ctx *hull);
 
@@ -148,7 +152,9 @@ uint32_t chull_num_vertices(const chull_ctx *hull);
 /**
  * Whether three points lie on one line (or coincide).
  *
- * @param a,b,c  the points
+ * @param a  a point
+ * @param b  another
+ * @param c  the third
  * @return 1 or 0
  */
 int32_t Collinear(const int32_t *a, const int32_t *b, const int32_t *c);
@@ -173,9 +179,11 @@ int32_t Volume(const chull_face *f, const int32_t *p);
  * empty hull the first three consecutive points that are not in line make the starting triangle, and the first point
  * outside its plane is added first; everything else follows in the order given, and starts over at point 0.
  *
- * @param xs,ys,zs  the coordinates, @p n of each
- * @param n         number of points
- * @param hull      an empty hull, or one that get_chull() finished
+ * @param xs    the first coordinates, @p n of them
+ * @param ys    the second
+ * @param zs    the third
+ * @param n     number of points
+ * @param hull  an empty hull, or one that get_chull() finished
  * @return 0 on success. 1 on failure, which is one of:
  *         no three consecutive points out of line, or no point at all ("DoubleTriangle: All points are Collinear!");
  *         all points in one plane ("DoubleTriangle: All points coplanar!");
@@ -183,18 +191,24 @@ int32_t Volume(const chull_face *f, const int32_t *p);
  *         emptied with free_chull(), nothing else.
  *
  * Without the switches `debug` and `check` the time grows with the number of points and with the changes to the hull,
- * not with the product of both, and points that end inside never become records; but fewer than 16 points that grow a
- * hull are added as the steps do it, and then each is a record until it turns out to be inside. While a hull grows, the
- * fields `active`, `del` and `vis` of its records are borrowed for numbers; they are 0 again before it changes.
+ * not with the product of both, and points that end inside never become records. Fewer than 16 points that grow a hull
+ * are added by the steps: each becomes a record and is released again when it turns out to be inside. Where memory for
+ * the faster way runs out, the steps take over as well.
+ *
+ * Records that stay on the hull keep their place in memory, and so pointers to them keep their meaning; the others are
+ * released. While a hull grows, the fields `active`, `del` and `vis` of its records are borrowed: they hold numbers
+ * meanwhile and are 0 again when the call returns.
  */
 int32_t get_chull(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n, chull_ctx *hull);
 
 /**
  * Appends one vertex per point, numbered from 0. Nothing happens when @p n is below 1.
  *
- * @param hull      the hull
- * @param xs,ys,zs  the coordinates, @p n of each
- * @param n         number of points
+ * @param hull  the hull
+ * @param xs    the first coordinates, @p n of them
+ * @param ys    the second
+ * @param zs    the third
+ * @param n     number of points
  * @return 0; 1 when memory runs out
  */
 int32_t ReadVertices(chull_ctx *hull, const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n);
@@ -211,10 +225,11 @@ int32_t DoubleTriangle(chull_ctx *hull);
 /**
  * Appends the face a, b, c.
  *
- * @param hull   the hull
- * @param a,b,c  the corners
- * @param twin   null, to append three new edges too; or a face whose edges are used in reverse order, with their ends
- *               set anew
+ * @param hull  the hull
+ * @param a     the first corner
+ * @param b     the second
+ * @param c     the third
+ * @param twin  null, to append three new edges too; or a face whose edges are used in reverse order and get these ends
  * @return the face, in adj[0] of its edges; null when memory runs out
  */
 chull_face *MakeFace(chull_ctx *hull, chull_vertex *a, chull_vertex *b, chull_vertex *c, chull_face *twin);
@@ -302,7 +317,8 @@ int32_t EdgeOrderOnFaces(chull_ctx *hull);
 /**
  * The scalar product of two points.
  *
- * @param u,v  the points
+ * @param u  a point
+ * @param v  another
  * @return u.x v.x + u.y v.y + u.z v.z
  */
 int32_t dot(const int32_t *u, const int32_t *v);
@@ -315,7 +331,7 @@ int32_t dot(const int32_t *u, const int32_t *v);
  * both fractions are negative, the side from corner 0 to corner 2 is taken.
  *
  * @param f  a face that is not degenerate
- * @param p  the point, near the range 0 to 255; far outside it the arithmetic wraps
+ * @param p  the point, at most 5000 beside the range 0 to 255; farther away the arithmetic may wrap
  * @return the squared distance
  */
 uint32_t pt_to_tri_dist_sq(const chull_face *f, const int32_t *p);
@@ -324,7 +340,9 @@ uint32_t pt_to_tri_dist_sq(const chull_face *f, const int32_t *p);
  * The smallest and largest squared distance from a point, inside or outside, to the hull's faces.
  *
  * @param hull     the hull
- * @param x,y,z    the point
+ * @param x        the point's first coordinate; see pt_to_tri_dist_sq() for their range
+ * @param y        the second
+ * @param z        the third
  * @param min_out  receives the smallest
  * @param max_out  receives the largest
  * @return 0; 1 with a message when the hull is null or has no faces, with nothing written
@@ -332,10 +350,13 @@ uint32_t pt_to_tri_dist_sq(const chull_face *f, const int32_t *p);
 int32_t dist_to_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z, uint32_t *min_out, uint32_t *max_out);
 
 /**
- * Whether a point lies in the hull or on its surface.
+ * Whether a point lies in the hull or on its surface. The time grows with the number of faces; vela::hull::membership()
+ * in C++ tests the pixels of a picture hundreds of times as fast.
  *
- * @param hull   the hull, or null
- * @param x,y,z  the point; far outside the range 0 to 255 orientations wrap
+ * @param hull  the hull, or null
+ * @param x     the point's first coordinate; more than 710 from those of the hull, orientations wrap
+ * @param y     the second
+ * @param z     the third
  * @return 1 or 0; 0 for null and for a hull without faces
  */
 int32_t is_in_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z);
@@ -379,7 +400,9 @@ int32_t Convexity(const chull_ctx *hull);
 /**
  * Whether V - E + F = 2 and F = 2V - 4.
  *
- * @param V,E,F  numbers of vertices, edges and faces
+ * @param V  number of vertices
+ * @param E  number of edges
+ * @param F  number of faces
  * @return 0; 1 with a message when they aren't
  */
 int32_t CheckEuler(int32_t V, int32_t E, int32_t F);
@@ -434,7 +457,7 @@ void PrintPoint(const int32_t *p);
  *
  * @param hull  the hull; it must not be empty. One that fails CheckEuler() is written all the same
  * @param path  the file, created or truncated
- * @return 0; 1 when the file can't be opened. A file system that fills up while the file is written is not reported
+ * @return 0; 1 when the file can't be opened. A full disk, which leaves the file incomplete, is not reported
  */
 int32_t chull_to_file(chull_ctx *hull, const char *path);
 

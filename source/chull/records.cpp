@@ -41,6 +41,8 @@ int32_t alloc_chull(chull_ctx **out) {
 }
 
 void free_chull(chull_ctx *hull) {
+    if (!hull)
+        return;
     release_all(hull->edges);
     release_all(hull->faces);
     release_all(hull->vertices);
