@@ -6,6 +6,8 @@
  * the room. Lengths are bytes; an input is shorter than 2^30 bytes (a longer one is refused). The encoder breaks no
  * lines. The decoder skips line breaks, spaces and anything else foreign between groups of four characters, goes on
  * behind padding, reports no malformed text, and can be fed a stream piece by piece.
+ *
+ * There is no state: any thread may call any function at any time, as long as no two write the same buffer.
  */
 #ifndef VELA_BASE64_H
 #define VELA_BASE64_H
@@ -31,7 +33,8 @@ uint32_t base64_encode_len(const void *src, uint32_t len);
  *
  * @param src       the bytes, or null
  * @param len       their number
- * @param dst       receives the characters; does not overlap `src`
+ * @param dst       receives the characters; shares no memory with `src`, unless the bytes end where the characters
+ *                  will, or behind: these are encoded in place
  * @param dst_size  room in `dst`, at least base64_encode_len(`src`, `len`)
  * @return the number of characters written, base64_encode_len(); 0 with nothing written where there is no input, no
  *         output, too little room or too long an input
@@ -57,7 +60,9 @@ uint32_t base64_decode_len(const void *src, uint32_t len);
  * @param src_ptr   the caller's input pointer; moved to the end of the input, or else to the first character of the
  *                  incomplete group. The caller puts that tail before what arrives next
  * @param len       number of characters at `*src_ptr`
- * @param dst       receives the bytes; may be `*src_ptr` itself. Room behind the result may be overwritten
+ * @param dst       receives the bytes. It may share memory with the text: nothing is lost where it begins in front of
+ *                  the text, with it, or one byte behind its start, since the four characters of a group are read
+ *                  before their bytes are written. Room behind the result may be overwritten
  * @param dst_size  room in `dst`, at least base64_decode_len(`*src_ptr`, `len`)
  * @return the number of bytes written; 0 with nothing written and the pointer where it was when there is no input (less
  *         than two characters), no output, too little room or too long an input
@@ -69,7 +74,8 @@ uint32_t base64_decode_stream(const char **src_ptr, uint32_t len, void *dst, uin
  *
  * @param src       the text, or null
  * @param len       number of characters
- * @param dst       receives the bytes; may be `src` itself. Room behind the result may be overwritten
+ * @param dst       receives the bytes; may share memory with `src` as for base64_decode_stream(). Room behind the
+ *                  result may be overwritten
  * @param dst_size  room in `dst`, at least base64_decode_len(`src`, `len`)
  * @return the number of bytes written, 0 on failure, as of base64_decode_stream()
  */

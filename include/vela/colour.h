@@ -8,6 +8,8 @@
  *
  * All arithmetic is in integers with Q12 coefficients (4096 stands for 1.0), so results are the same bits everywhere.
  * Buffers stay the caller's, need no alignment, and nothing outside the stated sizes is read or written.
+ *
+ * There is no state: any thread may call any function at any time, as long as no two write the same buffer.
  */
 #ifndef VELA_COLOUR_H
 #define VELA_COLOUR_H

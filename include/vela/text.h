@@ -5,6 +5,9 @@
  *
  * Nothing is allocated: the caller provides and owns every buffer. Output of a given length (hexadecimal
  * text, bytes, chunks) is not NUL-terminated. Hexadecimal text is written in upper case and read in both.
+ *
+ * There is no state: any thread may call any function at any time, as long as no two write the same buffer. strip()
+ * asks the locale, which no other thread may change meanwhile.
  */
 #ifndef VELA_TEXT_H
 #define VELA_TEXT_H
@@ -33,22 +36,22 @@ uint8_t int2hex(int32_t value);
 uint8_t hex2int(uint8_t ch);
 
 /**
- * Writes bytes as hexadecimal text, two upper-case digits a byte, high four bits first.
+ * Writes bytes as hexadecimal text, two upper-case digits per byte, high four bits first.
  *
  * @param bin  the bytes
- * @param len  their number
+ * @param len  their number, below 2^31
  * @param hex  receives 2 x `len` characters; no part of it may overlap `bin`
  * @return the number of characters written, 2 x `len`
  */
 uint32_t bin2hex(const uint8_t *bin, uint32_t len, char *hex);
 
 /**
- * Reads hexadecimal text into bytes, two characters a byte. Nothing is checked: a character that is no digit
- * counts as 255, so that a byte is (16 x hex2int(first) + hex2int(second)) modulo 256.
+ * Reads hexadecimal text into bytes, two characters per byte. Nothing is checked: a character that is no
+ * digit counts as 255, so that a byte is (16 x hex2int(first) + hex2int(second)) modulo 256.
  *
  * @param hex  the characters
  * @param len  their number; an odd one at the end is ignored
- * @param bin  receives `len` / 2 bytes; may be `hex` itself
+ * @param bin  receives `len` / 2 bytes; may be `hex` itself, or begin one byte behind
  * @return the number of bytes written, `len` / 2
  */
 uint32_t hex2bin(const char *hex, uint32_t len, uint8_t *bin);
@@ -56,10 +59,10 @@ uint32_t hex2bin(const char *hex, uint32_t len, uint8_t *bin);
 /**
  * Removes the end of a line in place: at most one newline and then at most one carriage return.
  *
- * @param str  a NUL-terminated string
- * @return the index of the last character looked at: the string's length - 1 if it had no newline, - 2 if it
- * had one, whether or not a carriage return was removed as well. So -1 for an empty string and for a newline
- * alone
+ * @param str  a NUL-terminated string of less than 2^31 characters
+ * @return the index of the last character looked at: the string's length - 1 if it had no newline, - 2 if it had one,
+ *         whether or not a carriage return was removed as well. So -1 for an empty string and for a newline alone; the
+ *         string's new length is strlen(`str`), not this index
  */
 int32_t chomp(char *str);
 
@@ -92,8 +95,8 @@ uint32_t chunk_split_len(const void *src, uint32_t len, uint32_t chunk);
  * @param dst       the output, not overlapping `src`, or null
  * @param dst_size  the output's size in bytes
  * @param chunk     length of a chunk in bytes, greater than 0 (asserted where there is input)
- * @return the number of bytes written, chunk_split_len() of the same input; 0 with nothing written when there
- * is no input, no output, or not enough room
+ * @return the number of bytes written, chunk_split_len() of the same input, which is negative from 2^31 bytes on: cast
+ *         it to `uint32_t` then; 0 with nothing written when there is no input, no output, or not enough room
  */
 int32_t chunk_split(const void *src, uint32_t len, void *dst, uint32_t dst_size, uint32_t chunk);
 

@@ -4,6 +4,9 @@
  *
  * The coders and the MAC functions work between buffers of the caller's and allocate nothing. A url_record
  * comes from url_alloc() and goes back through url_free(); its strings belong to it.
+ *
+ * There is no state: any thread may call any function at any time, as long as no two write the same buffer or release
+ * the same record. What is a letter follows the locale, which no other thread may change meanwhile.
  */
 #ifndef VELA_URL_H
 #define VELA_URL_H
@@ -34,6 +37,10 @@ typedef struct url_record {
  * Encodes bytes as form text (application/x-www-form-urlencoded): letters and digits of the current locale
  * stay, a space becomes "+", every other byte "%" and two upper-case hexadecimal digits.
  *
+ * This is the code of form fields and of the names and values in a query. In a path a "+" means itself, so encode the
+ * names between the slashes one by one and put "%20" for each "+" of the result: every one of them is a space, since a
+ * "+" of the input has become "%2B".
+ *
  * Each byte is encoded only while fewer than `dst_size` - 4 characters are written, so `dst_size` = 3 x `len`
  * + 5 is always enough.
  *
@@ -48,7 +55,9 @@ typedef struct url_record {
 int32_t url_encode(const void *src, uint32_t len, char *dst, uint32_t dst_size);
 
 /**
- * Decodes form text: "+" becomes a space, "%%" one "%", and "%" with two characters behind it a byte.
+ * Decodes form text: "+" becomes a space, "%%" one "%", and "%" with two characters behind it a byte. It is for the
+ * names and values of a query, once they are taken apart; in a path, whose "+" mean themselves, they come out as
+ * spaces.
  *
  * The two characters are not checked: the byte is (16 x hex2int(first) | hex2int(second)) modulo 256, in which
  * a character that is no digit counts as 255. A "%" with less than two characters behind it is dropped and
@@ -72,7 +81,12 @@ int32_t url_decode(const char *src, uint32_t len, char *dst, uint32_t dst_size);
  *
  * White space before the URL is skipped. User, password, host and port lie before the first "/" or "?"; a
  * host that begins with "[" ends behind the first "]", and the character behind that one stands for the ":".
- * A component whose delimiter is there may be an empty string. A "#" has no meaning of its own.
+ * A component whose delimiter is there may be an empty string.
+ *
+ * This is simpler than RFC 3986. A scheme is letters and digits alone, so that "svn+ssh://h" gives null. A "#" has no
+ * meaning of its own: of "s://h/p#top" the path is "/p#top", of "s://h#top" the host is "h#top"; cut the text in front
+ * of its first "#" where fragments may come. Each scheme has an authority: of "mailto:a@b" the user is "a" and the host
+ * "b".
  *
  * @param text  a NUL-terminated text, or null
  * @return the components, for url_free(); null for a null, empty or blank text, for one that does not begin

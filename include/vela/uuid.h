@@ -6,6 +6,14 @@
  * the standard generator random() takes its place, which is not fit for secrets; it is seeded by the first call of
  * randbytes(), randint() or uuid_create(), from the device if possible. None of the functions fails.
  *
+ * That generator is the program's own: the first call undoes what the program seeded by srandom(), and where the device
+ * can't be read, calls take numbers out of the program's sequence. A program that needs its sequence calls
+ * randint(0, 0), which seeds and draws nothing, before srandom().
+ *
+ * Threads: let the first of these three calls have returned before others are made from other threads. From then on,
+ * and always for the other functions, any thread may call any function at any time, as long as no two write the same
+ * buffer.
+ *
  * A UUID is 16 bytes in the caller's memory, handled in the order in which they are stored: text begins with byte 0,
  * and no version or variant bits are set or looked at. Its three text forms are
  *
@@ -35,7 +43,10 @@ void randbytes(void *buf, uint32_t len);
 /**
  * A random integer between two bounds, both included.
  *
- * It is made of 16 random bits, so of a wider range only the lowest 65536 values are returned.
+ * It is the smaller bound plus the remainder of a random 16-bit number divided by the number of values. So of a wider
+ * range only the lowest 65536 values are returned (randint(0, 100000) gives at most 65535), and unless the number of
+ * values is a power of two, the lowest 65536 modulo that number come more often than the others: of randint(0, 39999)
+ * those below 25536 twice as often. Take randbytes() for anything larger or finer.
  *
  * @param a  one bound
  * @param b  the other; may be the smaller one
@@ -45,6 +56,11 @@ int32_t randint(int32_t a, int32_t b);
 
 /**
  * Makes a UUID of 16 random bytes.
+ *
+ * All 128 bits are random, so this is no version 4 of RFC 9562, though one in 64 looks like it. To make it one:
+ *
+ *     uuid[6] = (uint8_t)((uuid[6] & 0x0F) | 0x40);
+ *     uuid[8] = (uint8_t)((uuid[8] & 0x3F) | 0x80);
  *
  * @param uuid  receives them
  */
@@ -75,6 +91,15 @@ int32_t uuid_scanf(const char *text, const char *format, uint8_t *uuid);
  * The forms are tried in the order above, with sscanf() and `%02hhx` for each byte: one or two digits of either case,
  * as sscanf() reads them, so white space and a sign before them are taken too. The closing brace may be missing, and
  * text behind the last byte is ignored.
+ *
+ * So a damaged text may be read as another UUID: with a digit missing, "0011223-4455-..." gives the bytes 00 11 22 03
+ * 44 55, and a dashed text that lacks its last two digits is taken for a plain one, in which dashes are signs. Where
+ * that matters, print what was read and compare:
+ *
+ *     char again[39];
+ *     uuid_sprint(again, uuid);
+ *     again[37] = '\0';                                    // without the closing brace
+ *     int is_dashed = strcasecmp(text, again + 1) == 0;   // and without the opening one
  *
  * @param text  a NUL-terminated string
  * @param uuid  receives the 16 bytes; on failure, those that could be read
