@@ -67,8 +67,8 @@ extern "C" ssize_t read(int descriptor, void *buf, size_t len) {
     return syscall(SYS_read, descriptor, buf, len - std::min(len, missing));
 }
 
-// First of its suite, so that nothing has been seeded yet.
-START_TEST(randomness)
+// A test has a process of its own, in which nothing has been seeded yet.
+START_TEST(without_a_device_the_generator_serves_from_a_fixed_seed)
 {
     assert_in_child(false, [] {
         alignas(4) uint32_t words[4];
@@ -80,27 +80,53 @@ START_TEST(randomness)
         next();
         return equal && drawn == static_cast<int32_t>(next() % 1000);
     });
-    // Equal bounds seed as well, and draw nothing.
-    assert_in_child(false, [] { return randint(3, 3) == 3 && fills_from_generator(); });
-    assert_in_child(true, [] { return randint(1, 1) == 1 && (missing = 1) && fills_from_generator(); });
+}
+END_TEST
+
+START_TEST(equal_bounds_seed_and_draw_nothing)
+{
+    assert_in_child(false, [] {
+        randint(3, 3);
+        return fills_from_generator();
+    });
+}
+END_TEST
+
+START_TEST(a_device_that_delivers_too_little_is_not_used)
+{
     assert_in_child(true, [] {
         randint(1, 1);
-        uint8_t made[16], again[16];
-        interruptions = 3, reads = 0;
-        for (uint8_t *uuid : {made, again}) {
-            srandom(1);
-            uuid_create(uuid);
-        }
-        return reads == 5 && uuid_compare(made, again) != 0;
+        missing = 1;
+        return fills_from_generator();
     });
+}
+END_TEST
 
+START_TEST(an_interrupted_read_is_tried_again)
+{
+    randint(1, 1);
+    uint8_t made[16], again[16];
+    interruptions = 3, reads = 0;
+    for (uint8_t *uuid : {made, again}) {
+        srandom(1);
+        uuid_create(uuid);
+    }
+    ck_assert_int_eq(reads, 5);
+    ck_assert_int_ne(uuid_compare(made, again), 0);
+}
+END_TEST
+
+START_TEST(integers_lie_between_their_bounds)
+{
     const int32_t rows[][2] = {{5, 5}, {1, 9}, {9, 1}, {-3, 3}, {INT32_MIN, INT32_MIN + 1}, {INT32_MAX, INT32_MAX - 1}};
     for (const auto &[a, b] : rows) {
         const auto [low, high] = std::minmax(a, b);
         std::set<int32_t> seen;
         for (int i = 0; i < 400; ++i)
             seen.insert(randint(a, b));
-        ck_assert(*seen.begin() == low && *seen.rbegin() == high && seen.size() == static_cast<size_t>(high - low) + 1);
+        ck_assert_int_eq(*seen.begin(), low);
+        ck_assert_int_eq(*seen.rbegin(), high);
+        ck_assert_uint_eq(seen.size(), static_cast<size_t>(high - low) + 1);
     }
     // Sixteen bits are the whole randomness, even of the widest range.
     for (int i = 0; i < 100; ++i)
@@ -108,7 +134,7 @@ START_TEST(randomness)
 }
 END_TEST
 
-START_TEST(printing_and_comparison)
+START_TEST(printing_to_any_format)
 {
     char text[40];
     ck_assert_int_eq(uuid_sprintf(text, (kPlainFormat + "%%").c_str(), kUuid), 33);
@@ -122,7 +148,11 @@ START_TEST(printing_and_comparison)
     std::setvbuf(full, nullptr, _IONBF, 0);
     ck_assert_int_lt(uuid_fprint(full, kUuid), 0);
     std::fclose(full);
+}
+END_TEST
 
+START_TEST(each_byte_counts_in_text_and_comparison)
+{
     for (size_t i = 0; i < 16; ++i) {
         uint8_t other[16];
         std::copy_n(kUuid, 16, other);
@@ -135,7 +165,7 @@ START_TEST(printing_and_comparison)
 }
 END_TEST
 
-START_TEST(scanning)
+START_TEST(texts_are_read_as_the_formats_say)
 {
     // Whole texts, short ones, and one a byte short of the dashed form, which is sixteen in the plain one: with signs.
     // clang-format off
@@ -157,4 +187,10 @@ START_TEST(scanning)
 }
 END_TEST
 
-Suite *uuid_suite() { return suite_of("uuid", {randomness, printing_and_comparison, scanning}); }
+Suite *uuid_suite() {
+    return suite_of("uuid",
+                    {without_a_device_the_generator_serves_from_a_fixed_seed, equal_bounds_seed_and_draw_nothing,
+                     a_device_that_delivers_too_little_is_not_used, an_interrupted_read_is_tried_again,
+                     integers_lie_between_their_bounds, printing_to_any_format, each_byte_counts_in_text_and_comparison,
+                     texts_are_read_as_the_formats_say});
+}
