@@ -16,11 +16,12 @@
 #include <fstream>
 #include <malloc.h>
 #include <memory>
+#include <random>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
-#include <vela/chull.h>
+#include <vela/cpp/hull.hpp>
 
 #ifdef HAVE_QHULL_R
 extern "C" {
@@ -168,6 +169,36 @@ void register_queries() {
     });
 }
 
+// Which of a million random pixels lie inside: the table of all points, made anew each time, and the hull asked for
+// each.
+void register_picture() {
+    static const cloud points = cloud_of(shape::shell, 257);
+    static const auto colours = vela::hull::of_points(points.xs, points.ys, points.zs);
+    static const std::vector<uint8_t> picture = [] {
+        std::mt19937 random(9);
+        std::vector<uint8_t> pixels(3000000);
+        for (uint8_t &value : pixels)
+            value = static_cast<uint8_t>(random());
+        return pixels;
+    }();
+    const std::string case_name = "million pixels, " + std::to_string(colours->face_count()) + " faces";
+    const auto add = [&](const char *implementation, auto count) {
+        ratios::add(case_name, implementation, [count](benchmark::State &state) {
+            for (auto _ : state)
+                benchmark::DoNotOptimize(count());
+            state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(picture.size() / 3));
+        })->Unit(benchmark::kMillisecond);
+    };
+    add("vela", [] { return colours->membership()->count(picture); });
+    add("is_in_chull", [] {
+        int32_t inside = 0;
+        for (size_t i = 0; i < picture.size(); i += 3)
+            inside += is_in_chull(colours->get(), picture[i], picture[i + 1], picture[i + 2]);
+        return inside;
+    });
+    ratios::bar(case_name, 100, {"is_in_chull"});
+}
+
 const bool registered = [] {
     note_memory("cube", shape::cube);
     note_memory("shell", shape::shell);
@@ -177,6 +208,7 @@ const bool registered = [] {
         register_builds("shell", shape::shell, count);
     }
     register_queries();
+    register_picture();
     return true;
 }();
 

@@ -5,7 +5,7 @@
 #include "fuzz.hpp"
 #include <cstdlib>
 #include <span>
-#include <vela/chull.h>
+#include <vela/cpp/hull.hpp>
 
 namespace {
 
@@ -81,9 +81,20 @@ int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
         compare_answers(fast, {p[1] + 9, p[0], -p[2]});
         compare_answers(fast, {p[0] << (far - 8), p[2], p[1]});
     }
+    // The table of all points against the hull, in columns that meet a point given or are beside one.
+    chull_ctx *made = nullptr;
+    assert(alloc_chull(&made) == 0);
+    std::swap(*made, *fast.ctx);
+    const auto owner = vela::hull::adopt(made);
+    const auto known = owner->membership();
+    for (const model::point &p : {given.front(), given.back(), {given.front()[0], given.back()[1], 0}})
+        for (int z = 0; z < 256; ++z)
+            assert(known->contains(static_cast<uint8_t>(p[0]), static_cast<uint8_t>(p[1] ^ 1),
+                                   static_cast<uint8_t>(z)) == is_in_chull(owner->get(), p[0], p[1] ^ 1, z));
+
     std::reverse(given.begin(), given.end());
     const hull reversed;
     if (reversed.get(given) == 0)
-        assert(chull_volume6(reversed.ctx) == chull_volume6(fast.ctx));
+        assert(chull_volume6(reversed.ctx) == chull_volume6(owner->get()));
     return 0;
 }
