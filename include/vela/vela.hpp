@@ -9,4 +9,8 @@
  */
 #pragma once
 
+#include <vela/cpp/base64.hpp>
+#include <vela/cpp/colour.hpp>
 #include <vela/cpp/owner.hpp>
+#include <vela/cpp/url.hpp>
+#include <vela/cpp/uuid.hpp>

@@ -19,15 +19,15 @@ inline std::string shown(std::string_view bytes) {
 }
 
 // Ends the program where the library gave something else than the model, and says what of which input.
-inline void agree(const char *what, std::string_view input, std::string_view got, std::string_view expected) {
+inline void agree(std::string_view what, std::string_view input, std::string_view got, std::string_view expected) {
     if (got == expected)
         return;
-    std::fprintf(stderr, "%s of %s: got %s, expected %s\n", what, shown(input).c_str(), shown(got).c_str(),
-                 shown(expected).c_str());
+    std::fprintf(stderr, "%s of %s: got %s, expected %s\n", std::string(what).c_str(), shown(input).c_str(),
+                 shown(got).c_str(), shown(expected).c_str());
     std::abort();
 }
 
-inline void agree(const char *what, std::string_view input, long long got, long long expected) {
+inline void agree(std::string_view what, std::string_view input, long long got, long long expected) {
     if (got != expected)
         agree(what, input, std::to_string(got), std::to_string(expected));
 }

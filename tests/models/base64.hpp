@@ -57,12 +57,12 @@ inline std::string base64_bytes(std::string_view text) {
 inline void check_encoding(std::string_view bytes) {
     const std::string expected = base64_of(bytes);
     block from(bytes), to = room_for(expected.size());
-    expect("base64_encode_len", bytes, base64_encode_len(nullptr, from.size()), to.size());
+    agree("base64_encode_len", bytes, base64_encode_len(nullptr, from.size()), to.size());
     if (!bytes.empty())
-        expect("base64_encode into too little", bytes,
-               base64_encode(from.bytes(), from.size(), to.text(), to.size() - 1), 0);
+        agree("base64_encode into too little", bytes,
+              base64_encode(from.bytes(), from.size(), to.text(), to.size() - 1), 0);
     to.expect_content("base64_encode into too little", bytes, std::string(to.size(), '#'));
-    expect("base64_encode", bytes, base64_encode(from.bytes(), from.size(), to.text(), to.size()), to.size());
+    agree("base64_encode", bytes, base64_encode(from.bytes(), from.size(), to.text(), to.size()), to.size());
     to.expect_content("base64_encode", bytes, expected);
 
     // From the end of the room, and from a little behind.
@@ -89,14 +89,14 @@ inline void check_decoding_at(std::string_view text, int distance) {
     const uint32_t length = base64_decode_stream(&cursor, static_cast<uint32_t>(text.size()), memory.bytes() + bytes_at,
                                                  static_cast<uint32_t>(room));
     const std::string what = "base64_decode_stream at a distance of " + std::to_string(distance);
-    expect(what, text, std::string_view(memory.text() + bytes_at, length), expected.substr(bytes_at, result.length));
-    expect(what + ", where it stopped,", text, cursor - memory.text() - static_cast<long>(text_at),
-           static_cast<long>(text.size() < 2 ? 0 : result.stop));
-    expect("what lies in front of the result of " + what, text, std::string_view(memory.text(), bytes_at),
-           expected.substr(0, bytes_at));
+    agree(what, text, std::string_view(memory.text() + bytes_at, length), expected.substr(bytes_at, result.length));
+    agree(what + ", where it stopped,", text, cursor - memory.text() - static_cast<long>(text_at),
+          static_cast<long>(text.size() < 2 ? 0 : result.stop));
+    agree("what lies in front of the result of " + what, text, std::string_view(memory.text(), bytes_at),
+          expected.substr(0, bytes_at));
     const size_t end = bytes_at + room;
-    expect("what lies behind the result of " + what, text,
-           std::string_view(memory.text(), memory.size() + 1).substr(end), expected.substr(end) + "#");
+    agree("what lies behind the result of " + what, text,
+          std::string_view(memory.text(), memory.size() + 1).substr(end), expected.substr(end) + "#");
 }
 
 // At once, in shared memory, and as a stream: pieces of the sizes that next_piece() gives, the tail of each put before
@@ -115,9 +115,9 @@ void check_decoding(std::string_view text, NextPiece next_piece) {
         const char *cursor = from.text();
         bytes.append(to.text(), base64_decode_stream(&cursor, from.size(), to.bytes(), to.size()));
         waiting.erase(0, static_cast<size_t>(cursor - from.text()));
-        expect("whether a stream's tail is short enough", text, waiting.size() < 4, true);
+        agree("whether a stream's tail is short enough", text, waiting.size() < 4, true);
     }
-    expect("base64_decode_stream by pieces", text, bytes, expected);
+    agree("base64_decode_stream by pieces", text, bytes, expected);
 }
 
 } // namespace model

@@ -1,7 +1,7 @@
 // Memory for one input or result of a call.
 #pragma once
 
-#include "report.hpp"
+#include "agree.hpp"
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -25,8 +25,8 @@ public:
 
     // That it begins with what is expected, and nothing is written behind it.
     void expect_content(std::string_view what, std::string_view input, std::string_view expected) {
-        expect(what, input, std::string_view(text(), expected.size()), expected);
-        expect("the byte behind the room for " + std::string(what), input, behind ? memory.back() : '#', '#');
+        agree(what, input, std::string_view(text(), expected.size()), expected);
+        agree("the byte behind the room for " + std::string(what), input, behind ? memory.back() : '#', '#');
     }
 
 private:

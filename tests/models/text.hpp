@@ -21,20 +21,20 @@ inline void check_hex(std::string_view bytes) {
     for (const char byte : bytes)
         digits += {"0123456789ABCDEF"[byte >> 4 & 15], "0123456789ABCDEF"[byte & 15]};
     block from(bytes), to = room_for(digits.size());
-    expect("bin2hex", bytes, bin2hex(from.bytes(), from.size(), to.text()), digits.size());
+    agree("bin2hex", bytes, bin2hex(from.bytes(), from.size(), to.text()), digits.size());
     to.expect_content("bin2hex", bytes, digits);
     for (const std::string_view text : {std::string_view(digits), bytes}) {
         std::string expected;
         for (size_t i = 1; i < text.size(); i += 2)
             expected += hex_byte(text[i - 1], text[i]);
         block read = room_for(expected.size()), source(text);
-        expect("hex2bin", text, hex2bin(source.text(), source.size(), read.bytes()), expected.size());
+        agree("hex2bin", text, hex2bin(source.text(), source.size(), read.bytes()), expected.size());
         read.expect_content("hex2bin", text, expected);
         hex2bin(source.text(), source.size(), source.bytes());
         source.expect_content("hex2bin in place", text, expected);
         block behind(text, 1);
         hex2bin(behind.text(), behind.size(), behind.bytes() + 1);
-        expect("hex2bin to one byte behind", text, std::string_view(behind.text() + 1, expected.size()), expected);
+        agree("hex2bin to one byte behind", text, std::string_view(behind.text() + 1, expected.size()), expected);
     }
 }
 
@@ -44,12 +44,12 @@ inline void check_chunks(std::string_view input, uint32_t chunk) {
         expected.append(i && i % chunk == 0, '\n') += input[i];
     const std::string what = "chunk_split by " + std::to_string(chunk);
     block from(input), to = room_for(expected.size());
-    expect(what + ", the length", input, chunk_split_len(from.bytes(), from.size(), chunk), to.size());
+    agree(what + ", the length", input, chunk_split_len(from.bytes(), from.size(), chunk), to.size());
     if (!input.empty())
-        expect(what + " into too little", input,
-               chunk_split(from.bytes(), from.size(), to.bytes(), to.size() - 1, chunk), 0);
+        agree(what + " into too little", input,
+              chunk_split(from.bytes(), from.size(), to.bytes(), to.size() - 1, chunk), 0);
     to.expect_content(what + " into too little", input, std::string(to.size(), '#'));
-    expect(what, input, chunk_split(from.bytes(), from.size(), to.bytes(), to.size(), chunk), to.size());
+    agree(what, input, chunk_split(from.bytes(), from.size(), to.bytes(), to.size(), chunk), to.size());
     to.expect_content(what, input, expected);
 }
 
@@ -59,13 +59,13 @@ inline void check_trimming(const std::string &text) {
     const size_t first = std::min(text.find_first_not_of(spaces), text.size());
     const size_t end = std::max(text.find_last_not_of(spaces) + 1, first);
     block stripped(text + '\0'), chomped(text + '\0');
-    expect("strip", text, strip(stripped.text()) - stripped.text(), static_cast<long>(first));
+    agree("strip", text, strip(stripped.text()) - stripped.text(), static_cast<long>(first));
     stripped.expect_content("strip", text,
                             std::string(first, '\0') + text.substr(first, end - first) +
                                 std::string(text.size() + 1 - end, '\0'));
     const size_t length = text.size() - text.ends_with('\n'), left = length - text.substr(0, length).ends_with('\r');
-    expect("chomp", text, chomp(chomped.text()), static_cast<int32_t>(length) - 1);
-    expect("chomp, what is left", text, chomped.text(), text.substr(0, left));
+    agree("chomp", text, chomp(chomped.text()), static_cast<int32_t>(length) - 1);
+    agree("chomp, what is left", text, chomped.text(), text.substr(0, left));
 }
 
 } // namespace model

@@ -24,8 +24,8 @@ inline void check_uuid_text(const char *text) {
         return uuid_scanf(text, format.c_str(), expected) == 16;
     });
     block exact(std::string_view(text, std::strlen(text) + 1));
-    expect("uuid_scan", text, uuid_scan(exact.text(), actual), found ? 0 : -1);
-    expect("uuid_scan, the bytes", text, text_of(actual), text_of(expected));
+    agree("uuid_scan", text, uuid_scan(exact.text(), actual), found ? 0 : -1);
+    agree("uuid_scan, the bytes", text, text_of(actual), text_of(expected));
 }
 
 // Sixteen bytes: printed, into as much room as that takes and into their own, and read back in each form.
@@ -34,12 +34,12 @@ inline void check_uuid_bytes(const uint8_t *uuid) {
     for (const std::string &format : kUuidFormats) {
         uint8_t back[16];
         uuid_sprintf(text, format.c_str(), uuid);
-        expect("uuid_scan", text, uuid_scan(text, back), 0);
-        expect("uuid_scan, the bytes", text, text_of(back), text_of(uuid));
+        agree("uuid_scan", text, uuid_scan(text, back), 0);
+        agree("uuid_scan, the bytes", text, text_of(back), text_of(uuid));
     }
     uuid_sprintf(text, kUuidFormats[0].c_str(), uuid);
     block printed = room_for(39), same(std::string(text_of(uuid)) + std::string(23, '#'), 1);
-    expect("uuid_sprint", text_of(uuid), uuid_sprint(printed.text(), uuid), 38);
+    agree("uuid_sprint", text_of(uuid), uuid_sprint(printed.text(), uuid), 38);
     printed.expect_content("uuid_sprint", text_of(uuid), std::string_view(text, 39));
     uuid_sprint(same.text(), same.bytes());
     same.expect_content("uuid_sprint in place", text_of(uuid), std::string_view(text, 39));

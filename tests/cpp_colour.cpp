@@ -1,0 +1,67 @@
+// Colour on spans: which sizes are taken, and that each variant calls its own function.
+#include "models/colour.hpp"
+#include "support.hpp"
+#include <vela/cpp/colour.hpp>
+
+using namespace vela::colour;
+
+namespace {
+
+constexpr variant kVariants[] = {variant::full, variant::bt601, variant::bt709};
+const model::pixels kPixels = {0, 0, 0, 255, 255, 255, 12, 34, 56, 200, 100, 0, 255, 0, 255};
+
+} // namespace
+
+START_TEST(each_variant_is_its_own)
+{
+    for (size_t i = 0; i < 3; ++i) {
+        const model::conversion &encoding = model::kConversions[2 * i], &decoding = model::kConversions[2 * i + 1];
+        ck_assert(encoding_matrix(kVariants[i]) == encoding.coefficients);
+        ck_assert(decoding_matrix(kVariants[i]) == decoding.coefficients);
+        model::pixels result(kPixels.size());
+        ck_assert(from_rgb(kVariants[i], kPixels, result));
+        model::expect_pixels(encoding.name, kPixels, result.data(), model::converted(encoding, kPixels));
+        ck_assert(to_rgb(kVariants[i], kPixels, result));
+        model::expect_pixels(decoding.name, kPixels, result.data(), model::converted(decoding, kPixels));
+        result = kPixels;
+        ck_assert(to_rgb(kVariants[i], result, result));
+        model::expect_pixels(decoding.name, kPixels, result.data(), model::converted(decoding, kPixels));
+    }
+}
+END_TEST
+
+START_TEST(broken_pixels_short_rooms_and_shared_parts_are_refused)
+{
+    model::pixels all(30, 7);
+    const std::span<uint8_t> memory(all);
+    ck_assert(from_rgb(variant::full, {}, {}));
+    ck_assert(!from_rgb(variant::full, memory.first(10), memory.last(15)));
+    ck_assert(!from_rgb(variant::full, memory.first(15), memory.last(14)));
+    ck_assert(!to_rgb(variant::full, memory.first(15), memory.subspan(1)));
+    ck_assert(!to_rgb(variant::full, memory.subspan(14), memory.first(16)));
+    ck_assert(all == model::pixels(30, 7));
+    ck_assert(to_rgb(variant::full, memory.first(15), memory.last(15)));
+}
+END_TEST
+
+START_TEST(a_picture_needs_its_bytes_and_its_room)
+{
+    const uint8_t packed[] = {255, 29, 107, 100, 1, 85, 76, 255, 200, 1};
+    model::pixels rgb(18);
+    ck_assert_uint_eq(packed_size(3, 2, 5), 12);
+    ck_assert_uint_eq(packed_size(2, 2, 5), 9);
+    ck_assert(!unpack(packed, 3, 2, 5, rgb));
+    ck_assert(!unpack(std::span(packed, 8), 2, 2, 5, rgb));
+    ck_assert(!unpack(packed, 2, 2, 5, std::span(rgb).first(11)));
+    ck_assert(rgb == model::pixels(18));
+    ck_assert(unpack(std::span(packed, 9), 2, 2, 5, std::span(rgb).first(12)));
+    const model::pixels full = model::unpacked(packed, 2, 2, 5);
+    model::expect_pixels("unpack", full, rgb.data(), model::converted(model::kConversions[1], full));
+    ck_assert(unpack({}, 0, 5, 100, {}));
+}
+END_TEST
+
+Suite *cpp_colour_suite() {
+    return suite_of("cpp_colour", {each_variant_is_its_own, broken_pixels_short_rooms_and_shared_parts_are_refused,
+                                   a_picture_needs_its_bytes_and_its_room});
+}
