@@ -56,7 +56,7 @@ START_TEST(behind_a_fault_nothing_is_decoded)
 {
     vela::base64::decoder decoder;
     std::vector<uint8_t> bytes;
-    ck_assert(!decoder.push("Zm9vZg-=Zm9v", bytes));
+    ck_assert(!decoder.push("Zm9vZm9-Zm9v", bytes));
     ck_assert(!decoder.push("Zm9v", bytes));
     ck_assert(!decoder.push("", bytes));
     assert_text_eq(std::string(bytes.begin(), bytes.end()), "foo");
