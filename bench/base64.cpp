@@ -91,18 +91,18 @@ void add_decoders(const std::string &name, const buffer &text) {
 }
 
 const bool registered = [] {
-    for (const size_t kib : {1, 64, 1024}) {
-        const buffer bytes = random_bytes(1024 * kib);
-        const std::string size = std::to_string(kib) + " KiB";
+    for (const size_t length : {48, 1 << 10, 64 << 10, 1 << 20}) {
+        const buffer bytes = random_bytes(length);
+        const std::string size = length < 1024 ? std::to_string(length) + " B" : std::to_string(length >> 10) + " KiB";
         add_encoders("encode " + size, bytes);
         add_decoders("decode " + size, text_of(bytes));
         add("decode lines of 76, " + size, "vela", text_of(bytes, 76), decode);
         add("decode lines of 76, " + size, "unbroken", text_of(bytes), decode);
     }
-    for (const char *name : {"encode 64 KiB", "decode 64 KiB"}) {
-        ratios::bar(name, 15, {"openssl", "glib"});
-        ratios::bar(name, 0.5, {"memcpy"});
-    }
+    for (const char *name : {"encode 64 KiB", "decode 64 KiB"})
+        ratios::bar(name, 5, {"openssl", "glib"});
+    for (const char *name : {"encode 48 B", "decode 48 B"})
+        ratios::bar(name, 1, {"openssl", "glib"});
     ratios::bar("decode lines of 76, 64 KiB", 0.25);
     return true;
 }();

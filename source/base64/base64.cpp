@@ -120,16 +120,21 @@ void encode_end(const uint8_t *src, size_t len, char *dst) {
         dst[i + 1] = '=';
 }
 
-// Decodes groups of four characters of the alphabet, until one holds another or few are left. Three bytes are written
-// as a word of four, so there must be room for one more than the result: six characters left grant it.
+// The 24 bits of four characters; negative where one of them is not of the alphabet, since its -1 makes the sum so.
+inline int32_t group_bits(const char *text) {
+    return index_of(text[0]) << 18 | index_of(text[1]) << 12 | index_of(text[2]) << 6 | index_of(text[3]);
+}
+
+// Decodes groups of four characters of the alphabet, until one holds another or none is left. Three bytes are written
+// as a word of four while there is room for one more than the result: six characters left grant it.
 position decode_plain(position at) {
-    for (; at.left() >= 6; at.advance(1)) {
-        // A -1 among them makes the sum negative.
-        const int32_t bits =
-            index_of(at.text[0]) << 18 | index_of(at.text[1]) << 12 | index_of(at.text[2]) << 6 | index_of(at.text[3]);
-        if (bits < 0)
-            break;
+    int32_t bits = 0;
+    for (; at.left() >= 6 && (bits = group_bits(at.text)) >= 0; at.advance(1))
         store32<std::endian::big>(at.bytes, static_cast<uint32_t>(bits) << 8);
+    if (at.left() < 6 && at.left() >= 4 && (bits = group_bits(at.text)) >= 0) {
+        store16<std::endian::big>(at.bytes, static_cast<uint16_t>(bits >> 8));
+        at.bytes[2] = static_cast<uint8_t>(bits);
+        at.advance(1);
     }
     return at;
 }
