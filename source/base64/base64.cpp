@@ -170,8 +170,9 @@ enum class latitude {
     step  // whatever a vector step does
 };
 
-// Text that the result follows up, from the same place or from behind, is left alone by one byte more: a group's text
-// is longer than that. A result that begins behind its text's start may catch up with it.
+// A result that begins with its text, or in front of it, keeps a byte's distance at least from what is still to be
+// read, since a group's text is longer by one than its bytes. One that begins behind its text's start has no such
+// distance.
 latitude latitude_of(const char *text, size_t len, const uint8_t *bytes, size_t size) {
     if (!overlap(text, len, bytes, size))
         return latitude::step;

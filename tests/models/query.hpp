@@ -28,7 +28,7 @@ inline std::string decoded_form(std::string_view code, bool plus_is_space = true
 inline std::string listed(const vela::query &query) {
     std::string list;
     for (const auto &[name, value] : query)
-        list += "[" + name + "][" + value + "]";
+        list.append("[").append(name).append("][").append(value).append("]");
     return list;
 }
 

@@ -119,7 +119,7 @@ public:
     }
 
     /** Compares byte by byte, the first one first, as uuid_compare(). */
-    [[nodiscard]] friend constexpr auto operator<=>(const uuid &, const uuid &) = default;
+    [[nodiscard]] friend constexpr auto operator<=>(const uuid &, const uuid &) = default; // NOLINT
 
 private:
     struct text {
