@@ -1,6 +1,7 @@
 // Angles in Q10 degrees (degrees x 1024), and their sines from the library's table.
 #pragma once
 
+#include "wrapping.hpp"
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -85,8 +86,8 @@ private:
 // sign. Of any other angle what is left is negative.
 struct near_angle {
     [[gnu::always_inline]] constexpr explicit near_angle(int32_t angle)
-        : sign(angle >> 31), magnitude((angle ^ sign) - sign),
-          left(static_cast<int32_t>(kQuarterTurn - static_cast<uint32_t>(magnitude))) {}
+        : sign(angle >> 31), magnitude(wrapping_difference(angle ^ sign, sign)),
+          left(wrapping_difference(kQuarterTurn, magnitude)) {}
 
     constexpr bool is_near() const { return left >= 0; }
     [[gnu::always_inline]] constexpr int32_t with_sign(int32_t number) const { return (number ^ sign) - sign; }

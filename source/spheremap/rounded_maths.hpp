@@ -21,7 +21,8 @@ struct unit_vector {
 };
 
 struct rounded_maths {
-    static double sine(double x) { return sine_cosine_of(x).sine.high; }
+    // Of a zero with its sign.
+    static double sine(double x) { return x == 0 ? x : sine_cosine_of(x).sine.high; }
     static unit_vector sine_cosine(double x) {
         const auto [sine, cosine] = sine_cosine_of(x);
         return {sine.high, cosine.high};
