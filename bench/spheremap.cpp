@@ -104,6 +104,7 @@ const bool registered = [] {
     });
     add("onto sphere/1024 points", "libm", 1024,
         [](sphere_points &sphere, screen_points &screen) { libm_onto_sphere(screen, sphere); });
+    ratios::bar("onto sphere/1024 points", 1);
     return true;
 }();
 

@@ -2,21 +2,15 @@
 #include "common/contract.hpp"
 #include "common/wrapping.hpp"
 #include "onto_screen.hpp"
-#include "rounded_maths.hpp"
+#include "onto_sphere.hpp"
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <numbers>
 #include <vela/spheremap.h>
 
 namespace {
 
 using namespace vela::detail;
-
-constexpr double kToRadians = std::numbers::pi / kHalfTurn;
-constexpr double kFromRadians = kHalfTurn / std::numbers::pi;
 
 // Sphere and screen points may be the same memory, so they are copied whole and never accessed by their fields.
 template <class T>
@@ -35,84 +29,6 @@ void store(T *to, const T &value) {
 int32_t within_half_turn(int32_t angle) {
     const int32_t rest = wrapped(angle);
     return rest == -kHalfTurn && angle > 0 ? kHalfTurn : rest;
-}
-
-// A direction found in floating point, in Q10 degrees, with what tells how much rounding may have moved it.
-struct direction {
-    bool exists;
-    double pan, tilt;
-    double depth_squared;   // of the unit vector, along the view's axis
-    double horizon_squared; // of its projection on the horizon
-};
-
-struct library_maths {
-    static double sine(double x) { return std::sin(x); }
-    static unit_vector sine_cosine(double x) { return {std::sin(x), std::cos(x)}; }
-    static double arcsine(double x) { return std::asin(x); }
-    static double arctangent(double y, double x) { return std::atan2(y, x); }
-};
-
-// The way back from the screen, with the elementary functions of Maths.
-template <class Maths>
-struct back_projection {
-    explicit back_projection(const smap_view &seen) : view(seen), axis(Maths::sine_cosine(seen.tilt * kToRadians)) {}
-
-    const smap_view &view;
-    unit_vector axis;
-
-    double sine_of_offset(double pixels) const { return Maths::sine(pixels * (view.fov * kToRadians) / view.width); }
-
-    direction operator()(const smap_screen_pt &point) const {
-        const double across = sine_of_offset(static_cast<double>(point.x) - (view.width >> 1));
-        const double up = sine_of_offset(static_cast<double>(view.height >> 1) - point.y);
-        const double depth_squared = 1 - (up * up + across * across);
-        if (depth_squared < 0)
-            return {false, 0, 0, depth_squared, 0};
-
-        const double depth = std::sqrt(depth_squared);
-        const double ahead = axis.cosine * depth - axis.sine * up;
-        const double pan = Maths::arctangent(across, ahead);
-        // Rounding can carry the zenith a hair beyond 1.
-        const double tilt = Maths::arcsine(std::clamp(up * axis.cosine + depth * axis.sine, -1.0, 1.0));
-        return {true, (pan + view.pan * kToRadians) * kFromRadians, tilt * kFromRadians, depth_squared,
-                across * across + ahead * ahead};
-    }
-};
-
-// Whether a value that fits 32 bits stays the same integer when it moves a little.
-bool far_from_integers(double value) {
-    constexpr double margin = 1.0 / (1 << 16), most = INT32_MAX;
-    if (std::fabs(value) > most)
-        return false;
-    const double fraction = std::fabs(value - static_cast<int32_t>(value));
-    return fraction > margin && fraction < 1 - margin;
-}
-
-// Whether the direction truncates to the same integers with any maths library. One unit in the last place of a sine,
-// about 2^-53, moves the angles by that over the depth and over the length on the horizon, so by less than 2^-26 Q10
-// degrees where neither is small; adding a pan of up to 2^31 Q10 degrees rounds to 2^-21.
-bool is_settled(const direction &found) {
-    constexpr double small = 1.0 / 256;
-    return found.exists && found.depth_squared > small && found.horizon_squared > small &&
-           far_from_integers(found.pan) && far_from_integers(found.tilt);
-}
-
-smap_sphere_pt canonical(const direction &found) {
-    if (!found.exists)
-        return {0, 0};
-    // A view's pan near the end of its range may carry the sum beyond it.
-    int32_t pan = std::fabs(found.pan) <= INT32_MAX ? static_cast<int32_t>(found.pan)
-                                                    : static_cast<int32_t>(static_cast<int64_t>(found.pan) % kTurn);
-    int32_t tilt = static_cast<int32_t>(found.tilt);
-    smap_clip_pan_tilt(&pan, &tilt);
-    return {pan, tilt};
-}
-
-smap_sphere_pt find(const back_projection<library_maths> &back, const smap_screen_pt &point) {
-    if (back.view.width == 0)
-        return {0, 0};
-    const direction found = back(point);
-    return canonical(is_settled(found) ? found : back_projection<rounded_maths>(back.view)(point));
 }
 
 } // namespace
@@ -155,7 +71,7 @@ int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *vi
 }
 
 void smap_screen_pt_to_sphere_pt(const smap_screen_pt *pt, const smap_view *view, smap_sphere_pt *out) {
-    store(out, find(back_projection<library_maths>(*view), load(pt)));
+    store(out, way_back(*view)(load(pt)));
 }
 
 int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view, smap_screen_poly *dst) {
@@ -192,9 +108,9 @@ int8_t smap_screen_to_sphere(const smap_screen_poly *src, const smap_view *view,
     sphere.count = screen.count;
     store(dst, sphere);
 
-    const back_projection<library_maths> back(*view);
+    way_back back(*view);
     for (uint32_t i = 0; i < screen.count; ++i)
-        store(sphere.pts + i, find(back, load(screen.pts + i)));
+        store(sphere.pts + i, back(load(screen.pts + i)));
     return 1;
 }
 
