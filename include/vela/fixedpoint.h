@@ -5,7 +5,7 @@
  * A value written QN is a signed integer that holds the real value times 2^N. Two families live here: sines of angles
  * in Q10 degrees (degrees x 1024; a full turn is 368640) by table, with two integer square roots; and signal kernels in
  * Q15 (32768 stands for 1.0). All are pure functions: they keep nothing, allocate nothing and never fail. The same
- * argument gives the same bits on every machine, and no floating point is used.
+ * argument gives the same bits on every machine, and no floating point is used. Any number of threads may call them.
  *
  * A cosine is sinQ10inQ12out(92160 - angle). An arcsine is read from asinDegQ10inQ10out_table at the Q10 argument plus
  * 1024. Both tables are constant data, present from load time.
@@ -21,19 +21,24 @@ extern "C" {
 #pragma GCC visibility push(default)
 
 /**
- * Sines in Q12, 16 a degree: entry i is 4096 x sin(i / 16 degrees) truncated, for 0 to 90 degrees. Entry 480 (30
+ * Sines in Q12, 16 per degree: entry i is 4096 x sin(i / 16 degrees) truncated, for 0 to 90 degrees. Entry 480 (30
  * degrees) is 2047, since the product evaluated in double precision falls just short of 2048.
  */
 extern const int32_t sinDegQ4inQ12out_table[1441];
 
-/** Arcsines in Q10 degrees: entry i is asin((i - 1024) / 1024) truncated toward zero, -92160 to 92160. */
+/**
+ * Arcsines in Q10 degrees: entry i is asin((i - 1024) / 1024) truncated toward zero, -92160 to 92160. For a sine that
+ * is truncated to Q10 first they fall short by up to 0.065 degrees for sines up to 0.5, 0.13 up to 0.9, 0.38 up to
+ * 0.99, and 2.5 in the last step before 90 degrees.
+ */
 extern const int32_t asinDegQ10inQ10out_table[2049];
 
 /**
  * Sine by table, without interpolation.
  *
  * @param angle  Q10 degrees, any value
- * @return the sine in Q12, -4096 to 4096; exactly odd, and the same for angles whole turns apart
+ * @return the sine in Q12, -4096 to 4096, in magnitude less than the exact one by up to 5.4 units (0.0013), 1.9 on
+ *         average; exactly odd, and the same for angles whole turns apart
  */
 int32_t sinQ10inQ12out(int32_t angle);
 
@@ -62,7 +67,7 @@ int32_t sin_q15(int32_t x);
  *
  * @param x  Q15, within +-333771 (10.18); beyond, the angle wraps and the result has no meaning
  * @return Q15; within 307 of the exact value for abs(x) of at least 1024, coarse for arguments of a few units
- * (sinc_q15(-1) is 40960)
+ *         (sinc_q15(-1) is 40960)
  */
 int32_t sinc_q15(int32_t x);
 
