@@ -166,6 +166,23 @@ START_TEST(positions_show_the_directions_that_the_model_has)
 }
 END_TEST
 
+// Positions near the rim of the half sphere or shown near the zenith, where errors grow, whose pan or tilt lies a
+// 60000th of a Q10 degree from an integer: small errors of sines and arctangents would carry it beyond.
+START_TEST(positions_that_show_nearly_an_integer)
+{
+    const int32_t rows[][5] = {
+        {73871, 21649, 146, 1905, 318},   {243893, 7701, 149, 328, 19},    {30359, -35978, 142, 1849, 217},
+        {144913, 3787, 143, 187, 960},    {260849, 47815, 173, 975, 111},  {127260, 89836, 111, 1046, 480},
+        {213772, 68748, 107, 871, 130},   {189177, 27743, 147, 1732, 153}, {192135, 68749, 133, 899, 127},
+        {177589, 81157, 145, 1671, 1011},
+    };
+    for (const auto [pan, tilt, fov, x, y] : rows) {
+        const smap_view view = {1920, 1080, pan, tilt, fov * 1024};
+        assert_pair(back({x, y}, view), model::onto_sphere({x, y}, view), {x, y}, view);
+    }
+}
+END_TEST
+
 // Polygons apart and in place, on views of few and of many pixels a degree, are what their points are one by one.
 START_TEST(polygons)
 {
@@ -241,5 +258,6 @@ END_TEST
 
 Suite *spheremap_suite() {
     return suite_of("spheremap", {clipping, known_points, directions_onto_the_screen_are_where_the_model_has_them,
-                                  positions_show_the_directions_that_the_model_has, polygons, visibility, prints});
+                                  positions_show_the_directions_that_the_model_has,
+                                  positions_that_show_nearly_an_integer, polygons, visibility, prints});
 }
