@@ -69,7 +69,7 @@ constexpr bool kDividesByReciprocal = true;
 constexpr bool kDividesByReciprocal = false;
 #endif
 
-// a / b where that is below 2^15 and neither is above 2^30: at first it is at most 1 too small.
+// a / b where that is below 2^15 and b below 2^31: at first it is at most 1 too small.
 [[gnu::always_inline]] inline uint32_t divide_by_much(uint32_t a, uint32_t b) {
     if constexpr (!kDividesByReciprocal)
         return a / b;

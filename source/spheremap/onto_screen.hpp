@@ -89,7 +89,7 @@ inline placed put_behind(coordinate *to) { return put(to, kBehind.x, kBehind.y, 
 
 // What a single point needs of its view, computed when it is asked for: on a coarse grid for sure, the tilt beyond no
 // pole.
-struct glance {
+struct point_view {
     const smap_view &view;
     near_angle tilt;
 
@@ -101,12 +101,13 @@ struct glance {
 };
 
 // The same computed once, for many points.
-struct stare {
+struct polygon_view {
     int32_t pan;
     sine_cosine tilt;
     pixel_grid grid;
 
-    explicit stare(const smap_view &view) : pan(view.pan), tilt(sine_cosine_of(view.tilt)), grid(view) {}
+    explicit polygon_view(const smap_view &view) : pan(view.pan), tilt(sine_cosine_of(view.tilt)), grid(view) {}
+    // Whether place_near() may be used.
     bool is_usual() const { return grid.is_coarse() && tilt.cosine >= 0; }
     sine_cosine above(sine_table) const { return tilt; }
     pixel_grid screen() const { return grid; }

@@ -1,3 +1,4 @@
+// The sphere map: ranges of pan and tilt, points and polygons onto the screen and back, and their prints.
 #include "common/angle.hpp"
 #include "common/contract.hpp"
 #include "common/wrapping.hpp"
@@ -14,14 +15,14 @@ using namespace vela::detail;
 
 // Sphere and screen points may be the same memory, so they are copied whole and never accessed by their fields.
 template <class T>
-T load(const T *from) {
+T copied(const T *from) {
     T value;
     std::memcpy(&value, from, sizeof value);
     return value;
 }
 
 template <class T>
-void store(T *to, const T &value) {
+void copy_to(T *to, const T &value) {
     std::memcpy(to, &value, sizeof value);
 }
 
@@ -63,30 +64,31 @@ int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *vi
     const auto *from = reinterpret_cast<const coordinate *>(pt);
     auto *to = reinterpret_cast<coordinate *>(out);
     const near_angle tilt(from[1]), view_tilt(view->tilt);
+    // No tilt beyond a pole, and a grid that is coarse for sure.
     if ((tilt.left | view_tilt.left) >= 0 && static_cast<uint32_t>(view->width) <= kMostWidth &&
         view->fov > 2 * view->width) [[likely]]
         return static_cast<int8_t>(
-            place_near(sine_table(), difference_of_angles(from[0], view->pan), tilt, glance{*view, view_tilt}, to));
+            place_near(sine_table(), difference_of_angles(from[0], view->pan), tilt, point_view{*view, view_tilt}, to));
     return view->fov == 0 ? 0 : static_cast<int8_t>(place_any(from, *view, to));
 }
 
 void smap_screen_pt_to_sphere_pt(const smap_screen_pt *pt, const smap_view *view, smap_sphere_pt *out) {
-    store(out, way_back(*view)(load(pt)));
+    copy_to(out, way_back(*view)(copied(pt)));
 }
 
 int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view, smap_screen_poly *dst) {
-    const smap_sphere_poly sphere = load(src);
-    smap_screen_poly screen = load(dst);
+    const smap_sphere_poly sphere = copied(src);
+    smap_screen_poly screen = copied(dst);
     if (screen.count < sphere.count)
         return 0;
     screen.count = sphere.count;
-    store(dst, screen);
+    copy_to(dst, screen);
     if (view->fov == 0)
         return sphere.count == 0;
 
-    const stare seen(*view);
+    const polygon_view seen(*view);
     const sine_table sines;
-    const int32_t usual = seen.is_usual() ? 0 : -1;
+    const int32_t usual = seen.is_usual() ? 0 : -1; // negative, as what is left of a tilt that isn't
     int32_t in_front = 1;
     for (size_t i = 0; i < sphere.count; ++i) {
         const auto *from = reinterpret_cast<const coordinate *>(sphere.pts + i);
@@ -101,16 +103,16 @@ int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view,
 }
 
 int8_t smap_screen_to_sphere(const smap_screen_poly *src, const smap_view *view, smap_sphere_poly *dst) {
-    const smap_screen_poly screen = load(src);
-    smap_sphere_poly sphere = load(dst);
+    const smap_screen_poly screen = copied(src);
+    smap_sphere_poly sphere = copied(dst);
     if (sphere.count < screen.count)
         return 0;
     sphere.count = screen.count;
-    store(dst, sphere);
+    copy_to(dst, sphere);
 
     way_back back(*view);
     for (uint32_t i = 0; i < screen.count; ++i)
-        store(sphere.pts + i, back(load(screen.pts + i)));
+        copy_to(sphere.pts + i, back(copied(screen.pts + i)));
     return 1;
 }
 
