@@ -65,6 +65,24 @@ START_TEST(sizes_below_0_or_beyond_4_gib_are_refused)
 }
 END_TEST
 
+// Whatever a caller's own record says, nothing is read or written.
+START_TEST(records_of_negative_sizes_are_refused)
+{
+    const std::string unmade = "malloc_matrix: failed data malloc\n";
+    for (const auto &[rows, cols] : {std::pair{-1, -1}, {-1, 2}, {2, -1}, {INT32_MIN, INT32_MIN}, {INT32_MIN, 0}}) {
+        const fmatrix a = {rows, cols, nullptr}, right = {cols, rows, nullptr}, b = {rows, 1, nullptr};
+        fmatrix square = {rows, rows, nullptr}, x = {cols, 1, nullptr}, *t = nullptr;
+        assert_fails(unmade, transpose(&a, &t));
+        assert_fails("", matrix_mult(&a, &right, &square));
+        assert_fails(rows == cols ? "" : "matrix_inverse: matrix must be square\n", matrix_inverse(&a, &square));
+        assert_fails(unmade + "pseudo_inverse: svdcmp() failed\n", pseudo_inverse(&a, &b, &x));
+        decomposition(a, 1, unmade);
+        const std::string lines(static_cast<size_t>(std::max(rows, 0)) + 1, '\n');
+        assert_text_eq(captured(stdout, [&] { print_matrix(&a); }), lines);
+    }
+}
+END_TEST
+
 START_TEST(a_record_without_elements_is_released)
 {
     fmatrix *empty = malloc_matrix(0, 5);
@@ -357,15 +375,24 @@ START_TEST(fits_that_cannot_be_say_why)
 END_TEST
 
 Suite *matrix_suite() {
-    return suite_of("matrix",
-                    {sizes_below_0_or_beyond_4_gib_are_refused, a_record_without_elements_is_released,
-                     matrices_are_printed_row_by_row, products_are_rounded_sums_in_ascending_order,
-                     products_of_sizes_that_do_not_fit_are_refused, inverses_are_those_of_elimination_and_adjugate,
-                     inverses_of_4x4_multiply_to_the_unit_matrix, a_pivot_of_up_to_1e_14_is_none,
-                     inverses_of_sizes_that_do_not_fit_are_refused, the_hypotenuse_neither_overflows_nor_underflows,
-                     decompositions_multiply_back_to_the_matrix, singular_values_are_negligible_in_absolute_terms,
-                     decompositions_that_are_not_finite_say_so, polynomials_are_found_again, surfaces_are_found_again,
-                     products_of_coordinates_beyond_46340_squared_are_negative,
-                     what_least_squares_leave_is_orthogonal_to_the_columns, negligible_singular_values_are_dropped,
-                     fits_that_cannot_be_say_why});
+    return suite_of("matrix", {sizes_below_0_or_beyond_4_gib_are_refused,
+                               records_of_negative_sizes_are_refused,
+                               a_record_without_elements_is_released,
+                               matrices_are_printed_row_by_row,
+                               products_are_rounded_sums_in_ascending_order,
+                               products_of_sizes_that_do_not_fit_are_refused,
+                               inverses_are_those_of_elimination_and_adjugate,
+                               inverses_of_4x4_multiply_to_the_unit_matrix,
+                               a_pivot_of_up_to_1e_14_is_none,
+                               inverses_of_sizes_that_do_not_fit_are_refused,
+                               the_hypotenuse_neither_overflows_nor_underflows,
+                               decompositions_multiply_back_to_the_matrix,
+                               singular_values_are_negligible_in_absolute_terms,
+                               decompositions_that_are_not_finite_say_so,
+                               polynomials_are_found_again,
+                               surfaces_are_found_again,
+                               products_of_coordinates_beyond_46340_squared_are_negative,
+                               what_least_squares_leave_is_orthogonal_to_the_columns,
+                               negligible_singular_values_are_dropped,
+                               fits_that_cannot_be_say_why});
 }

@@ -216,6 +216,8 @@ int32_t matrix_inverse(const fmatrix *a, fmatrix *inv) {
         report(__func__, "inverse matrix not correct size\n");
         return 1;
     }
+    if (n < 0)
+        return 1;
 
     elimination work = {};
     work.n = static_cast<size_t>(n);

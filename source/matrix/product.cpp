@@ -61,6 +61,8 @@ int32_t matrix_mult(const fmatrix *a, const fmatrix *b, fmatrix *c) {
         report(__func__, "result needs to be Arows x Bcols\n");
         return 1;
     }
+    if (c->rows < 0 || a->cols < 0 || c->cols < 0)
+        return 1;
     multiply(a->data, b->data, c->data, static_cast<size_t>(c->rows), static_cast<size_t>(a->cols),
              static_cast<size_t>(c->cols));
     return 0;
