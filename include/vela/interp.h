@@ -5,12 +5,15 @@
  * A curve is a list of knots (integer x and y) and the method that joins them: straight line segments drawn with
  * integer steps, or a natural cubic spline (its second derivative is 0 at both ends) in Q8 fixed point or in single
  * precision. The table has x(last knot) - x(first knot) + 1 entries, entry k being the value at x(first knot) + k; it
- * is the caller's, as are the knots. The splines allocate scratch memory for the length of the call; running out of it
- * is an assertion failure. The same knots give the same bits on every machine.
+ * is the caller's, as are the knots. The same knots give the same bits on every machine.
+ *
+ * The splines allocate scratch memory for the length of the call, 8 bytes for each knot (spline_c() and spline_float()
+ * 4), and a program that runs out of it is ended by an assertion failure. Nothing is kept between calls: any number of
+ * threads may call at once, each with a table of its own.
  *
  * The x of the knots rise, strictly for the splines. No knot may lie outside the table, that is beyond the last knot; a
- * segment that leaves the table is never drawn. Where the splines would divide by an x difference of 0, the quotient
- * counts as 0.
+ * segment that leaves the table is never drawn. Where the splines would divide by 0, by an x difference or by a pivot,
+ * which falling x can make 0, the quotient counts as 0.
  */
 #ifndef VELA_INTERP_H
 #define VELA_INTERP_H
@@ -47,7 +50,7 @@ typedef struct interp_curve {
  * @param curve  the curve
  * @param out    the table
  * @return what linear_interpolate() or spline_interpolate() returns; 0 if an argument is null, otherwise -1 for an
- * unknown type
+ *         unknown type
  */
 int32_t interpolate_c(const interp_curve *curve, int16_t *out);
 
@@ -61,29 +64,34 @@ int32_t interpolate_c(const interp_curve *curve, int16_t *out);
 int32_t interpolate_float(const interp_curve *curve, float *out);
 
 /**
- * Fills a table by line segments (Bresenham's), with the knots' own values at the knots of shallow segments.
+ * Fills a table by line segments (Bresenham's).
  *
- * Equal x of two knots give a vertical step. In a steep segment several rows may reach one entry, which keeps the value
- * nearest to the later knot's.
+ * In a steep segment, of more rows than columns, several rows may reach one entry, which keeps the value nearest to the
+ * later knot's. So the entry of a knot at which a steep segment begins is not the knot's own value: (0, 0), (4, 2),
+ * (6, 12) gives 4 at x 4. Equal x of two knots give a vertical step.
  *
  * @param curve  the curve, of type INTERP_LINE; a single knot gives a table of one 0
  * @param out    the table
  * @return 0; -1 with nothing written if an argument is null, for any other type, and for a count or a range of less
- * than 1; -1 at the first segment whose x falls, with the earlier ones drawn and the other entries 0
+ *         than 1; -1 at the first segment whose x falls or that ends behind the table, with the earlier ones drawn and
+ *         the other entries 0
  */
 int32_t linear_interpolate(const interp_curve *curve, int16_t *out);
 
 /**
- * Fills a table by the fixed-point spline, in 32-bit arithmetic that wraps.
+ * Fills a table by the fixed-point spline, in 32-bit arithmetic that wraps: beyond its limits entries are wrong, and
+ * the result is 0 all the same. spline_interpolate_float() has no such limits.
  *
- * The largest Q8 second derivative times the cube of a segment's length must stay below 2^31. The table keeps the low
- * 16 bits of each value. Values are rounded by adding half and truncating toward zero, so negative ones come out up to
- * 1 high.
+ * Of each segment of length h, 6 h times each of its values and h³ times the larger second derivative in Q8 must stay
+ * below 2^31: (0, 32767), (10923, 32767) gives -32766 everywhere. At each inner knot, 6 times the change of slope
+ * divided by the distance of its two neighbours must stay below 2^15: (0, 0), (2, 21846), (4, 0) gives 6827 at x 1 in
+ * place of 15019. The table keeps the low 16 bits of each value. Values are rounded by adding half and truncating
+ * toward zero, so negative ones come out up to 1 high.
  *
  * @param curve  the curve, of type INTERP_SPLI; a single knot gives a table of one 0
  * @param out    the table; segments whose x does not rise are skipped
  * @return 0; -1 with nothing written if an argument is null, for any other type, and for a count or a range of less
- * than 1
+ *         than 1
  */
 int32_t spline_interpolate(const interp_curve *curve, int16_t *out);
 
@@ -92,16 +100,16 @@ int32_t spline_interpolate(const interp_curve *curve, int16_t *out);
  *
  * @param curve  the curve, of any type; a single knot gives a table of one 0
  * @param out    the table; segments whose x does not rise are skipped. Nothing is written if an argument is null or the
- * count or the range is less than 1.
+ *               count or the range is less than 1
  */
 void spline_interpolate_float(const interp_curve *curve, float *out);
 
 /**
- * Solves for the second derivatives of the fixed-point spline.
+ * Solves for the second derivatives of the fixed-point spline, within the limit of spline_interpolate() at inner knots.
  *
  * @param curve  the curve, of any type
  * @param y2     receives a second derivative in Q8 for each knot; 0 for the first and the last
- * @return 0. Nothing is done if an argument is null or the count is less than 1.
+ * @return 0; nothing is done if an argument is null or the count is less than 1
  */
 uint32_t spline_c(const interp_curve *curve, int32_t *y2);
 
@@ -110,7 +118,7 @@ uint32_t spline_c(const interp_curve *curve, int32_t *y2);
  *
  * @param curve  the curve, of any type
  * @param y2     receives a second derivative for each knot; 0 for the first and the last. Nothing is done if an
- * argument is null or the count is less than 1.
+ * argument is null or the count is less than 1
  */
 void spline_float(const interp_curve *curve, float *y2);
 
