@@ -1,3 +1,4 @@
+// The options of a unit-test program, and which suites they let into its runner.
 #include <cstdlib>
 #include <cstring>
 #include <vela/check.h>

@@ -1,3 +1,4 @@
+// Command-line options: the parser, which moves operands behind the options, and the usage screen.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -126,7 +127,9 @@ void cmdline_reset(void) {
 }
 
 int16_t cmdline_getopt(int32_t argc, char **argv, const cmdline_option *options) {
-    const remaining_arguments arguments = {argv, static_cast<uint32_t>(argc) - moved_count};
+    const auto count = static_cast<uint32_t>(argc);
+    // Without a reset, operands of an earlier vector count, which may have been longer than this one.
+    const remaining_arguments arguments = {argv, count - std::min(moved_count, count)};
     if (arguments.empty())
         return kDone;
     cmdline_optarg = nullptr;
@@ -149,6 +152,6 @@ void cmdline_usage(const cmdline_option *options, const char *program_name, cons
 
 void cmdline_print(int32_t argc, char **argv, int32_t first) {
     std::puts("cmdline: ");
-    for (; first < argc; ++first)
-        std::printf("  <%s>\n", argv[first]);
+    for (auto i = static_cast<uint32_t>(first); i < static_cast<uint32_t>(argc); ++i)
+        std::printf("  <%s>\n", argv[i]);
 }

@@ -1,3 +1,4 @@
+// Times of seconds and microseconds. Sums are exact and wrap around only at the ends of the seconds.
 #include "common/contract.hpp"
 #include <vela/time.h>
 

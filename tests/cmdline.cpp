@@ -1,4 +1,6 @@
+#include "fenced.hpp"
 #include "support.hpp"
+#include <algorithm>
 #include <check.h>
 #include <string>
 #include <vector>
@@ -18,6 +20,10 @@ constexpr cmdline_option kOptions[] = {
     {'\xe9', "a-long-name-of-thirty-letters", "help on its own line", CMDLINE_REQUIRED},
     {},
 };
+
+// As the library begins, before anything has been parsed.
+const int32_t first_index = cmdline_optidx;
+const char *const first_value = cmdline_optarg;
 
 // A vector of arguments that ends where the parser may not read: argv[argc] is a trap.
 struct arguments {
@@ -54,7 +60,7 @@ std::string parse(arguments &given) {
 
 // Each row: arguments, the trace of results, what is printed, the vector afterwards, the index of the first
 // operand.
-START_TEST(options_operands_and_messages)
+START_TEST(each_argument_gives_its_result_and_message)
 {
     struct row {
         std::initializer_list<const char *> given;
@@ -104,7 +110,7 @@ START_TEST(options_operands_and_messages)
 }
 END_TEST
 
-START_TEST(state_between_calls)
+START_TEST(a_cluster_is_one_argument_until_its_last_option)
 {
     arguments given = {"prog", "-vq", "-o", "x"};
     char **argv = given.vector.data();
@@ -113,33 +119,71 @@ START_TEST(state_between_calls)
     ck_assert_int_eq(cmdline_optidx, 1);
     ck_assert_int_eq(cmdline_getopt(4, argv, kOptions), 'q');
     ck_assert_int_eq(cmdline_optidx, 2);
-    ck_assert_int_eq(cmdline_getopt(4, argv, kOptions), 'o');
-    ck_assert_ptr_eq(cmdline_optarg, argv[3]);
-    // At the end the last value stays, and so does the end until a reset.
-    ck_assert_int_eq(cmdline_getopt(4, argv, kOptions), -1);
-    ck_assert_ptr_eq(cmdline_optarg, argv[3]);
-    ck_assert_int_eq(cmdline_getopt(4, argv, kOptions), -1);
-
-    // A reset in the middle of a cluster, and behind moved operands, forgets both.
-    arguments other = {"prog", "operand", "-vq"};
-    cmdline_reset();
-    ck_assert_ptr_null(cmdline_optarg);
-    ck_assert_int_eq(cmdline_getopt(3, other.vector.data(), kOptions), 0);
-    ck_assert_int_eq(cmdline_getopt(3, other.vector.data(), kOptions), 'v');
-    cmdline_reset();
-    assert_text_eq(parse(other), "v q 0");
-
-    // A caller that moves the index away from a cluster does not lead the parser beyond the next argument.
-    arguments moved = {"prog", "-qqqqqqv", "-v"};
-    cmdline_reset();
-    for (int i = 0; i < 5; ++i)
-        ck_assert_int_eq(cmdline_getopt(3, moved.vector.data(), kOptions), 'q');
-    cmdline_optidx = 2;
-    assert_text_eq(parse(moved), "v");
 }
 END_TEST
 
-START_TEST(usage_screen)
+START_TEST(the_end_stays_and_keeps_the_last_value)
+{
+    arguments given = {"prog", "-o", "x"};
+    cmdline_reset();
+    for (const int result : {+'o', -1, -1}) {
+        ck_assert_int_eq(cmdline_getopt(3, given.vector.data(), kOptions), result);
+        ck_assert_ptr_eq(cmdline_optarg, given.vector[2]);
+    }
+}
+END_TEST
+
+START_TEST(a_reset_forgets_clusters_and_operands)
+{
+    ck_assert_int_eq(first_index, 1);
+    ck_assert_ptr_null(first_value);
+    arguments given = {"prog", "operand", "-vq"};
+    cmdline_reset();
+    ck_assert_int_eq(cmdline_getopt(3, given.vector.data(), kOptions), 0);
+    ck_assert_int_eq(cmdline_getopt(3, given.vector.data(), kOptions), 'v');
+    cmdline_reset();
+    ck_assert_int_eq(cmdline_optidx, 1);
+    ck_assert_ptr_null(cmdline_optarg);
+    assert_text_eq(parse(given), "v q 0");
+}
+END_TEST
+
+// However far into a cluster the caller moves the index on, the next argument is taken from its first option.
+START_TEST(a_moved_index_ends_the_cluster)
+{
+    for (int taken = 1; taken <= 6; ++taken) {
+        arguments given = {"prog", "-qqqqqqv", "-v"};
+        cmdline_reset();
+        for (int i = 0; i < taken; ++i)
+            ck_assert_int_eq(cmdline_getopt(3, given.vector.data(), kOptions), 'q');
+        cmdline_optidx = 2;
+        const std::string output = captured(stdout, [&] { assert_text_eq(parse(given), "v"); });
+        assert_text_eq(output, "");
+    }
+    arguments given = {"prog", "-qv", "--rate", "8000", "-v"};
+    cmdline_reset();
+    ck_assert_int_eq(cmdline_getopt(5, given.vector.data(), kOptions), 'q');
+    cmdline_optidx = 2;
+    assert_text_eq(parse(given), "r=8000 v");
+}
+END_TEST
+
+// Operands of a first vector leave no room in a second one, which ends before anything behind it is looked at.
+START_TEST(a_second_vector_without_a_reset_ends_at_once)
+{
+    for (const int32_t count : {1, 2, 3}) {
+        arguments first = {"prog", "a", "b"}, second = {"prog", "-v", "c"};
+        cmdline_reset();
+        assert_text_eq(parse(first), "0 0");
+        char **vector = reinterpret_cast<char **>(fence(64)) - count;
+        std::copy_n(second.vector.begin(), count, vector);
+        ck_assert_int_eq(cmdline_getopt(count, vector, kOptions), -1);
+        ck_assert(std::equal(vector, vector + count, second.vector.begin()));
+    }
+}
+END_TEST
+
+START_TEST(the_usage_screen_aligns_its_help)
 {
     const std::string help = "  -?,--help                   display command help\n";
     const std::string bare = captured(stdout, [] { cmdline_usage(nullptr, "prog", nullptr); });
@@ -162,16 +206,24 @@ START_TEST(usage_screen)
 }
 END_TEST
 
-START_TEST(argument_listing)
+START_TEST(arguments_are_listed_from_an_index_on)
 {
-    arguments given = {"prog", "a b", ""};
-    const std::string all = captured(stdout, [&] { cmdline_print(3, given.vector.data(), 1); });
-    assert_text_eq(all, "cmdline: \n  <a b>\n  <>\n");
-    const std::string none = captured(stdout, [&] { cmdline_print(3, given.vector.data(), 3); });
-    assert_text_eq(none, "cmdline: \n");
+    char before[] = "BEFORE", program[] = "prog", text[] = "a b", empty[] = "";
+    char *argv[] = {before, program, text, empty};
+    const struct {
+        int32_t first;
+        const char *lines;
+    } rows[] = {{0, "  <prog>\n  <a b>\n  <>\n"}, {1, "  <a b>\n  <>\n"}, {3, ""}, {4, ""}, {-1, ""}, {INT32_MIN, ""}};
+    for (const auto &[first, lines] : rows)
+        assert_text_eq(captured(stdout, [&, from = first] { cmdline_print(3, argv + 1, from); }),
+                       std::string("cmdline: \n") + lines);
 }
 END_TEST
 
 Suite *cmdline_suite() {
-    return suite_of("cmdline", {options_operands_and_messages, state_between_calls, usage_screen, argument_listing});
+    return suite_of("cmdline",
+                    {each_argument_gives_its_result_and_message, a_cluster_is_one_argument_until_its_last_option,
+                     the_end_stays_and_keeps_the_last_value, a_reset_forgets_clusters_and_operands,
+                     a_moved_index_ends_the_cluster, a_second_vector_without_a_reset_ends_at_once,
+                     the_usage_screen_aligns_its_help, arguments_are_listed_from_an_index_on});
 }

@@ -167,7 +167,7 @@ int32_t pseudo_inverse(const fmatrix *a, const fmatrix *b, fmatrix *x);
  * @param n       number of samples, 1 or more; k or more for a determined fit
  * @param k       number of coefficients (degree + 1), 1 or more
  * @param coeffs  receives the k coefficients in ascending powers: c[0] + c[1] x + c[2] x². It must not share elements
- * with ys: it is written while they are still read, which gives wrong coefficients and result 0
+ *                with ys: it is written while they are still read, which gives wrong coefficients and result 0
  * @return 0, or 1 when n or k is below 1 (no message), when memory runs out, or when there is no solution, as for k of
  *         2 or more with all xs equal (a message says so; coeffs may hold intermediate values)
  */

@@ -1,7 +1,6 @@
 // Ownership of memory from the C allocator, which is the only one used: callers release with free().
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -20,7 +19,7 @@ using owned = std::unique_ptr<T, free_deleter>;
 // Room for count elements, uninitialised, or null. A count of 0 gives room for one, so null always means
 // failure.
 template <class T>
-[[nodiscard]] inline owned<T[]> allocate(std::size_t count) {
+[[nodiscard]] inline owned<T[]> allocate(size_t count) {
     if (count > PTRDIFF_MAX / sizeof(T))
         return nullptr;
     return owned<T[]>(static_cast<T *>(std::malloc((count ? count : 1) * sizeof(T))));
@@ -29,7 +28,7 @@ template <class T>
 // Gives a block room for count elements and keeps what fits of its content; leaves it alone on failure. Elements are
 // moved as bytes.
 template <class T>
-[[nodiscard]] inline bool resize(owned<T[]> &block, std::size_t count) {
+[[nodiscard]] inline bool resize(owned<T[]> &block, size_t count) {
     static_assert(std::is_trivially_copyable_v<T>);
     if (count > PTRDIFF_MAX / sizeof(T))
         return false;
