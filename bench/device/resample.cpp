@@ -28,6 +28,24 @@ void add_conversion(const std::string &name, uint32_t in_rate, uint32_t out_rate
     });
 }
 
+// A packet of a stream that goes on, as many milliseconds of it.
+void add_packet(const std::string &name, uint32_t in_rate, uint32_t out_rate, uint32_t milliseconds, uint32_t from,
+                uint32_t to) {
+    const uint32_t inputs = in_rate * milliseconds / 1000, outputs = out_rate * milliseconds / 1000;
+    device::add(name + "/" + std::to_string(milliseconds) + "ms", "output", outputs, [=] {
+        std::shared_ptr<resample_state> state(resample_alloc(out_rate, in_rate, RESAMPLE_LAN2), resample_free);
+        std::vector<int16_t> in(inputs), out(outputs);
+        for (uint32_t i = 0; i < inputs; ++i)
+            in[i] = static_cast<int16_t>(i * 40503 >> 3);
+        return [=](unsigned times) mutable {
+            while (times--) {
+                uint32_t used = inputs, made = outputs;
+                resample_mono(state.get(), in.data(), &used, out.data(), &made, from, to);
+            }
+        };
+    });
+}
+
 } // namespace
 
 static const device::cases registered([] {
@@ -46,8 +64,14 @@ static const device::cases registered([] {
         for (const auto &pair : rates)
             add_conversion(std::string("resample_mono/") + kernel.name + "/" + pair.name, pair.in, pair.out, kernel.tag,
                            RESAMPLE_LEND, RESAMPLE_LEND);
-    add_conversion("resample_mono/LAN2/8000-16000/mu-law-to-A-law", 8000, 16000, RESAMPLE_LAN2, RESAMPLE_ULAW,
-                   RESAMPLE_ALAW);
+    const std::string recoding = "resample_mono/LAN2/8000-16000/mu-law-to-A-law";
+    add_conversion(recoding, 8000, 16000, RESAMPLE_LAN2, RESAMPLE_ULAW, RESAMPLE_ALAW);
+    for (const uint32_t milliseconds : {10, 20}) {
+        for (const auto &pair : rates)
+            add_packet(std::string("resample_mono/LAN2/") + pair.name, pair.in, pair.out, milliseconds, RESAMPLE_LEND,
+                       RESAMPLE_LEND);
+        add_packet(recoding, 8000, 16000, milliseconds, RESAMPLE_ULAW, RESAMPLE_ALAW);
+    }
     const auto add_law = [](const char *name, uint32_t from, uint32_t to) {
         add_conversion(std::string("resample_mono/G.711/") + name, 8000, 8000, RESAMPLE_BILI, from, to);
     };
