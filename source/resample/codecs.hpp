@@ -18,9 +18,9 @@ namespace vela::detail {
 
 template <std::endian order>
 struct linear_codec {
-    static constexpr std::size_t size = 2;
-    static std::int16_t decode(const std::uint8_t *from) { return static_cast<std::int16_t>(load16<order>(from)); }
-    static void encode(int sample, std::uint8_t *to) { store16<order>(to, static_cast<std::uint16_t>(sample)); }
+    static constexpr size_t size = 2;
+    static int16_t decode(const uint8_t *from) { return static_cast<int16_t>(load16<order>(from)); }
+    static void encode(int sample, uint8_t *to) { store16<order>(to, static_cast<uint16_t>(sample)); }
 };
 
 // The codec of samples as they lie in this machine's memory.
@@ -29,33 +29,33 @@ using native_codec = linear_codec<std::endian::native>;
 // What a byte of a law expands to, for all 256 of them.
 template <class Law>
 inline constexpr auto kExpanded = [] {
-    std::array<std::int16_t, 256> samples{};
-    for (std::size_t code = 0; code < samples.size(); ++code)
+    std::array<int16_t, 256> samples{};
+    for (size_t code = 0; code < samples.size(); ++code)
         samples[code] = Law::expand(static_cast<int>(code));
     return samples;
 }();
 
 // A value and how often it was halved to get below a limit.
-template <class Lanes>
+template <class Value>
 struct halved {
-    Lanes times, value;
+    Value times, value;
 };
 
 // Halves a value, of 0 to 8191, until it is below `limit`, a power of two. For one value the leading one tells how
 // often; in the lanes of a vector three steps do, since the limits here are never more than seven halvings away.
 template <int limit>
 [[gnu::always_inline]] inline halved<int> halve_below(int value) {
-    const auto width = [](int of) { return static_cast<int>(std::bit_width(static_cast<std::uint32_t>(of))); };
+    const auto width = [](int of) { return static_cast<int>(std::bit_width(static_cast<uint32_t>(of))); };
     const int times = width(value | limit / 2) - width(limit - 1);
     return {times, value >> times};
 }
 
-template <int limit, class Lanes>
-[[gnu::always_inline]] inline halved<Lanes> halve_below(Lanes value) {
-    Lanes times = {};
-    const auto halve = [&](std::int16_t steps) {
-        const auto largest = static_cast<std::int16_t>((limit << (steps - 1)) - 1);
-        const Lanes above = value > largest;
+template <int limit, class Value>
+[[gnu::always_inline]] inline halved<Value> halve_below(Value value) {
+    Value times = {};
+    const auto halve = [&](int16_t steps) {
+        const auto largest = static_cast<int16_t>((limit << (steps - 1)) - 1);
+        const Value above = value > largest;
         value = (above & (value >> steps)) | (~above & value);
         times += above & steps;
     };
@@ -70,51 +70,51 @@ template <int limit, class Lanes>
 // dropped first. Samples are encoded one by one or in the lanes of a vector by the same text.
 template <class Law>
 struct companded_codec {
-    static constexpr std::size_t size = 1;
-    static std::int16_t decode(const std::uint8_t *from) { return kExpanded<Law>[*from]; }
-    static void encode(int sample, std::uint8_t *to) { *to = static_cast<std::uint8_t>(code_of(sample)); }
+    static constexpr size_t size = 1;
+    static int16_t decode(const uint8_t *from) { return kExpanded<Law>[*from]; }
+    static void encode(int sample, uint8_t *to) { *to = static_cast<uint8_t>(code_of(sample)); }
 
-    template <class Lanes>
-    [[gnu::always_inline]] static Lanes code_of(Lanes sample) {
-        const Lanes sign = sample >> 15;
+    template <class Value>
+    [[gnu::always_inline]] static Value code_of(Value sample) {
+        const Value sign = sample >> 15;
         return Law::compress((sample >> Law::dropped_bits) ^ sign) ^ Law::mask ^ (sign & 0x80);
     }
 };
 
 struct alaw {
-    static constexpr std::int16_t mask = 0xD5;
+    static constexpr int16_t mask = 0xD5;
     static constexpr int dropped_bits = 4;
 
-    static constexpr std::int16_t expand(int code) {
+    static constexpr int16_t expand(int code) {
         const int positive = code & 0x80, segment = (code ^ mask) >> 4 & 7, step = (code ^ mask) & 15;
         const int magnitude = segment == 0 ? (step << 4) + 8 : ((step << 4) + 0x108) << (segment - 1);
-        return static_cast<std::int16_t>(positive ? magnitude : -magnitude);
+        return static_cast<int16_t>(positive ? magnitude : -magnitude);
     }
 
     // Segments 0 and 1 (0 to 31 here) have steps of 1; each further one doubles them.
-    template <class Lanes>
-    [[gnu::always_inline]] static Lanes compress(Lanes magnitude) {
-        const halved<Lanes> scaled = halve_below<32>(magnitude);
+    template <class Value>
+    [[gnu::always_inline]] static Value compress(Value magnitude) {
+        const halved<Value> scaled = halve_below<32>(magnitude);
         return (scaled.times << 4) + scaled.value;
     }
 };
 
 struct ulaw {
-    static constexpr std::int16_t mask = 0xFF;
-    static constexpr std::int16_t bias = 132;
+    static constexpr int16_t mask = 0xFF;
+    static constexpr int16_t bias = 132;
     static constexpr int dropped_bits = 2;
 
-    static constexpr std::int16_t expand(int code) {
+    static constexpr int16_t expand(int code) {
         const int positive = code & 0x80, segment = (code ^ mask) >> 4 & 7, step = (code ^ mask) & 15;
         const int magnitude = (((step << 3) + bias) << segment) - bias;
-        return static_cast<std::int16_t>(positive ? magnitude : -magnitude);
+        return static_cast<int16_t>(positive ? magnitude : -magnitude);
     }
 
     // Biased magnitudes begin at 33 here, in segment 0 (32 to 63), which has steps of 2; each further one doubles them.
-    template <class Lanes>
-    [[gnu::always_inline]] static Lanes compress(Lanes magnitude) {
-        constexpr std::int16_t small_bias = bias >> dropped_bits, clip = (32767 >> dropped_bits) - small_bias;
-        const halved<Lanes> scaled = halve_below<64>((magnitude < clip ? magnitude : Lanes{} + clip) + small_bias);
+    template <class Value>
+    [[gnu::always_inline]] static Value compress(Value magnitude) {
+        constexpr int16_t small_bias = bias >> dropped_bits, clip = (32767 >> dropped_bits) - small_bias;
+        const halved<Value> scaled = halve_below<64>((magnitude < clip ? magnitude : Value{} + clip) + small_bias);
         return (scaled.times << 4) + (scaled.value >> 1) - 16;
     }
 };
@@ -123,24 +123,25 @@ using alaw_codec = companded_codec<alaw>;
 using ulaw_codec = companded_codec<ulaw>;
 
 template <class Codec>
-inline void encode_each(const std::int16_t *samples, std::size_t count, std::uint8_t *to) {
-    for (std::size_t i = 0; i < count; ++i)
+inline void encode_each(const int16_t *samples, size_t count, uint8_t *to) {
+#pragma GCC unroll 4
+    for (size_t i = 0; i < count; ++i)
         Codec::encode(samples[i], to + i * Codec::size);
 }
 
 #ifdef VELA_UNIT
 // As many samples as fill whole vectors; returns their number.
 template <class Codec>
-VELA_UNIT std::size_t encode_lanes(const std::int16_t *samples, std::size_t count, std::uint8_t *to) {
+VELA_UNIT size_t encode_vectors(const int16_t *samples, size_t count, uint8_t *to) {
 #if defined VELA_AVX2 && !defined __clang__ // which hands 32 bytes to functions for AVX only, inlined or not
-    constexpr std::size_t lanes = 16;
+    constexpr size_t length = 16;
 #else
-    constexpr std::size_t lanes = 8;
+    constexpr size_t length = 8;
 #endif
-    using vector [[gnu::vector_size(lanes * sizeof *samples)]] = std::int16_t;
-    using codes [[gnu::vector_size(lanes)]] = std::uint8_t;
-    std::size_t done = 0;
-    for (; count - done >= lanes; done += lanes) {
+    using vector [[gnu::vector_size(length * sizeof *samples)]] = int16_t;
+    using codes [[gnu::vector_size(length)]] = uint8_t;
+    size_t done = 0;
+    for (; count - done >= length; done += length) {
         vector sample;
         std::memcpy(&sample, samples + done, sizeof sample);
         const auto code = __builtin_convertvector(Codec::code_of(sample), codes);
@@ -151,25 +152,25 @@ VELA_UNIT std::size_t encode_lanes(const std::int16_t *samples, std::size_t coun
 #endif
 
 template <class Codec>
-inline void encode_block(const std::int16_t *samples, std::size_t count, std::uint8_t *to) {
+inline void encode_block(const int16_t *samples, size_t count, uint8_t *to) {
     if constexpr (std::is_same_v<Codec, native_codec>)
         return void(std::memcpy(to, samples, count * sizeof *samples));
-    std::size_t done = 0;
+    size_t done = 0;
 #ifdef VELA_UNIT
     if constexpr (Codec::size == 1)
         if (has_unit())
-            done = encode_lanes<Codec>(samples, count, to);
+            done = encode_vectors<Codec>(samples, count, to);
 #endif
     encode_each<Codec>(samples + done, count - done, to + done * Codec::size);
 }
 
 template <class Codec>
-inline void decode_block(const std::uint8_t *from, std::size_t count, std::int16_t *samples) {
+inline void decode_block(const uint8_t *from, size_t count, int16_t *samples) {
     if constexpr (std::is_same_v<Codec, native_codec>)
         std::memcpy(samples, from, count * sizeof *samples);
     else
 #pragma GCC unroll 8
-        for (std::size_t i = 0; i < count; ++i)
+        for (size_t i = 0; i < count; ++i)
             samples[i] = Codec::decode(from + i * Codec::size);
 }
 
