@@ -9,15 +9,23 @@
  * the interval between two input samples, and outputs lie M steps apart.
  *
  *     resample_state *state = resample_alloc(8000, 22050, RESAMPLE_LAN2);
- *     while ((in_count = fetch(in)) > 0) {
- *         uint32_t used = in_count, made = room;
- *         resample_mono(state, in, &used, out, &made, RESAMPLE_LEND, RESAMPLE_ULAW);
- *         ...                    // `made` samples are in `out`; in[used...] comes again, first, in the next call
+ *     uint32_t waiting = 0; // samples that the last call left
+ *     while ((in_count = fetch(in + waiting)) > 0) {
+ *         uint32_t used = waiting + in_count, made = room;
+ *         resample_mono(state, in, &used, out, &made, RESAMPLE_LEND, RESAMPLE_ULAW); // `made` samples are in `out`
+ *         waiting += in_count - used;
+ *         memmove(in, in + used, waiting * sizeof *in);
  *     }
  *     resample_free(state);
  *
+ * A call may leave samples that no output needs yet, with any room: of a first packet of 960 from 48000 to 8000 Hz it
+ * uses 955, and the other 5 come first in the next call. The output is late by (T - 1) / 2 steps, which is
+ * (T - 1) / (2 M) output samples: nearly 2 with RESAMPLE_LAN2 where the rate falls. Stereo takes a record for each
+ * channel, and each channel's samples in a buffer of their own.
+ *
  * What resample_alloc() makes is released by resample_free(). Buffers stay the caller's and need no alignment. Records
- * are independent of each other: different ones may be used from different threads at the same time.
+ * are independent of each other: different ones may be used from different threads at the same time, one record by one
+ * thread at a time.
  */
 #ifndef VELA_RESAMPLE_H
 #define VELA_RESAMPLE_H
@@ -29,10 +37,25 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
-/** Interpolation kernels; any other tag means RESAMPLE_BILI. */
+/**
+ * Interpolation kernels. Any other tag, a mistyped one too, means RESAMPLE_BILI.
+ *
+ * What they pass and stop, at fractions of the lower of the two rates (in brackets: Hz, where that is 8000), in dB:
+ *
+ * |                         | 0.25 (2000) | 0.375 (3000) | 0.5 (4000) | 0.625 (5000) | 0.75 (6000) |
+ * |-------------------------|-------------|--------------|------------|--------------|-------------|
+ * | RESAMPLE_LANC           | -2.1        | -3.7         | -5.9       | -9.0         | -13.1       |
+ * | RESAMPLE_LAN2           | -0.4        | -2.2         | -6.0       | -13.0        | -26.3       |
+ * | 4 lobes (init_lanczos)  | 0.0         | -0.4         | -6.0       | -26.2        | -46         |
+ * | 8 lobes                 | 0.0         | 0.0          | -6.0       | -46          | -64         |
+ * | 16 lobes                | 0.0         | 0.0          | -6.0       | -63          | -67         |
+ *
+ * What lies above half of the output rate comes back mirrored at it, as much weaker as the table says. RESAMPLE_BILI
+ * does not filter when the rate falls: all of that comes back.
+ */
 enum {
     RESAMPLE_LANC = 0x434E414C, /**< "LANC": Lanczos, 1 lobe: soft, cheap */
-    RESAMPLE_LAN2 = 0x324E414C, /**< "LAN2": Lanczos, 2 lobes: the one to take for sound */
+    RESAMPLE_LAN2 = 0x324E414C, /**< "LAN2": Lanczos, 2 lobes: for speech; for more see init_lanczos() */
     RESAMPLE_BILI = 0x494C4942  /**< "BILI": a line between neighbouring samples, no filter when the rate falls */
 };
 
@@ -44,16 +67,24 @@ enum {
     RESAMPLE_ULAW = 0x57414C55  /**< "ULAW": one byte, mu-law code of ITU-T G.711 */
 };
 
-/** A stream in conversion, made by resample_alloc(). */
+/**
+ * A stream in conversion, made by resample_alloc().
+ *
+ * A caller may write other coefficients into the table between two calls; they count from the next call on. A table of
+ * the caller's own takes the place of `coeffs`, which is to be free()d, and `num_coeffs`; so may a history take the
+ * place of `history`, with `history_len`. Both belong to the record from then on and come from malloc(), since
+ * resample_free() releases them. A program may also fill in a record that is all zeros by itself, and then releases
+ * what it gave it by itself; that one is converted more slowly.
+ */
 typedef struct resample_state {
     uint32_t interp_factor;     /**< L: the output rate divided by the rates' greatest common divisor */
     uint32_t decim_factor;      /**< M: the input rate divided by it */
-    int16_t *coeffs;            /**< the kernel table, one coefficient a phase step; a caller may write its own */
-    uint16_t num_coeffs;        /**< T: the table's length, always odd */
+    int16_t *coeffs;            /**< the kernel table, one coefficient a phase step, owned by the record */
+    uint16_t num_coeffs;        /**< T: the table's length, odd for the kernels here */
     uint16_t coeff_shift;       /**< fraction bits of a coefficient: 14, so that 16384 weighs a sample by 1 */
     uint32_t phase;             /**< steps from the first sample of the next call's input to the next output */
     int16_t *history;           /**< the last input samples consumed, in linear form, the newest last */
-    uint16_t history_len;       /**< H = (T - 1) / L: as far as the kernel reaches back */
+    uint16_t history_len;       /**< H = (T - 1) / L; taps that reach farther back weigh nothing */
     struct resample_plan *plan; /**< private: the table in the order in which the conversion reads it */
 } resample_state;
 
@@ -79,12 +110,19 @@ void resample_free(resample_state *state);
  * Gives a record the table of a windowed-sinc (Lanczos) kernel for its factors L and M. The kernel is stretched to the
  * slower of the two rates, and so filters out what that rate can't carry.
  *
- * @param state  the record; history and phase stay, so the new table should be no longer than the one it was made with
- *               (taps that would reach further back than the history weigh nothing)
+ * @param state  the record; history and phase stay
  * @param lobes  zeros on each side of the centre: 1 or more
  *
- * The table has 2 x lobes x max(L, M) - 1 coefficients. If there are none or more than 65535, or if memory runs out,
- * the record stays as it was.
+ * The table has T = 2 x lobes x max(L, M) - 1 coefficients. If there are none or more than 65535, or if memory runs
+ * out, the record stays as it was.
+ *
+ * Taps that reach farther back than the history weigh nothing: 4 lobes on a record made for RESAMPLE_LAN2 lose 7.6 dB
+ * at all frequencies, 8 lobes 36. A longer kernel needs a longer history, given before it, at the start of a stream:
+ *
+ *     free(state->history);
+ *     state->history_len = (2 * 16 * max(L, M) - 2) / L; // 16 lobes; up to 65535
+ *     state->history = calloc(state->history_len, sizeof *state->history);
+ *     init_lanczos(state, 16);
  */
 void init_lanczos(resample_state *state, int32_t lobes);
 
@@ -99,7 +137,7 @@ void init_bilinear(resample_state *state);
  * The normalised sinc function.
  *
  * @param x  any number
- * @return sin(pi x) / (pi x), and exactly 1 for |x| <= 1e-14
+ * @return sin(pi x) / (pi x), and exactly 1 for |x| <= 1e-14; its last bit is that of the C library's sin()
  */
 double sinc(double x);
 
@@ -116,7 +154,8 @@ double sinc(double x);
  * @param out_format  one of the same
  *
  * A null buffer or a count of 0 sets both counts to 0 and changes nothing else. An unknown format changes nothing at
- * all, the counts included. The formats may change from call to call.
+ * all: the counts then still say that everything was used and made, and `out` is as it was. The formats may change from
+ * call to call.
  */
 void resample_mono(resample_state *state, const void *in, uint32_t *in_count, void *out, uint32_t *out_count,
                    uint32_t in_format, uint32_t out_format);
