@@ -94,6 +94,7 @@ START_TEST(known_points)
         {flat, degrees(100, 10), {0, 240}, 1}, {blind, kUntouched, kUntouched, 0},
         {level, {92160 + 63, 0}, {1252, 240}, 1}, {level, {92160 + 64, 0}, kBehind, 0},
         {{640, 480, INT32_MIN, 80 << 10, 61440}, degrees(0, 80), {369, 41}, 1},
+        {{640, 3691, -27, 0, 2047}, {-84081, 26008}, {-19953, -6262}, 1},
         {kView, {633, 227}, {132949, 10157}, way_back}, {flat, {3, 4}, {0, 0}, way_back},
         {wide, {639, 479}, {0, 0}, way_back}, {wide, {0, 0}, {0, 0}, way_back},
         {{640, 480, INT32_MAX, 0, 61440}, {320, 240}, {INT32_MAX % 368640, 0}, way_back},
