@@ -34,6 +34,7 @@ target_include_directories(vela_objects PUBLIC
 target_link_libraries(vela_objects PRIVATE $<BUILD_INTERFACE:vela_options>)
 target_compile_options(vela_objects PRIVATE
   -Wmissing-declarations -fno-exceptions -fno-rtti -fno-threadsafe-statics
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-mismatched-dealloc> # behind VELA_RELEASED_BY() records come from malloc()
   -fno-asynchronous-unwind-tables -fno-semantic-interposition -ffunction-sections -fdata-sections)
 target_compile_definitions(vela_objects PRIVATE _FILE_OFFSET_BITS=64)
 set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden)

@@ -13,6 +13,7 @@
 #define VELA_BASE64_H
 
 #include <stdint.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -39,7 +40,7 @@ uint32_t base64_encode_len(const void *src, uint32_t len);
  * @return the number of characters written, base64_encode_len(); 0 with nothing written where there is no input, no
  *         output, too little room or too long an input
  */
-int32_t base64_encode(const void *src, uint32_t len, char *dst, uint32_t dst_size);
+VELA_NODISCARD int32_t base64_encode(const void *src, uint32_t len, char *dst, uint32_t dst_size);
 
 /**
  * The room that decoding asks for: what text without foreign characters and padding decodes to.
@@ -67,7 +68,7 @@ uint32_t base64_decode_len(const void *src, uint32_t len);
  * @return the number of bytes written; 0 with nothing written and the pointer where it was when there is no input (less
  *         than two characters), no output, too little room or too long an input
  */
-uint32_t base64_decode_stream(const char **src_ptr, uint32_t len, void *dst, uint32_t dst_size);
+VELA_NODISCARD uint32_t base64_decode_stream(const char **src_ptr, uint32_t len, void *dst, uint32_t dst_size);
 
 /**
  * Decodes a whole text: base64_decode_stream() with an incomplete group at the end dropped.
@@ -79,7 +80,7 @@ uint32_t base64_decode_stream(const char **src_ptr, uint32_t len, void *dst, uin
  * @param dst_size  room in `dst`, at least base64_decode_len(`src`, `len`)
  * @return the number of bytes written, 0 on failure, as of base64_decode_stream()
  */
-uint32_t base64_decode(const char *src, uint32_t len, void *dst, uint32_t dst_size);
+VELA_NODISCARD uint32_t base64_decode(const char *src, uint32_t len, void *dst, uint32_t dst_size);
 
 /**
  * Prints the decoding table to the standard output as source text for a table: "0x%02x," for each byte value but "=",

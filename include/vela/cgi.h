@@ -24,6 +24,7 @@
 #include <stdarg.h>
 #include <stdint.h>
 #include <stdio.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -56,7 +57,7 @@ typedef struct cgi_request {
  * @param result  receives the request, for cgi_cleanup(), or null
  * @return 0; -1 if "REQUEST_METHOD" is not set or memory is short
  */
-int32_t cgi_setup(cgi_request **result);
+VELA_NODISCARD int32_t cgi_setup(cgi_request **result);
 
 /**
  * A parameter of the query string, which is split at "&" and "=".

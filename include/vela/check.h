@@ -12,6 +12,7 @@
 #define VELA_CHECK_H
 
 #include <stdint.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -39,7 +40,7 @@ typedef struct vela_check_config {
  * @return 1 to run the tests; 0 when an unknown option or `-?` made it print the usage, and the program is to stop.
  *         The configuration must be released in both cases. A string that could not be copied is null.
  */
-int32_t __vela_check_parse_cmdline(int32_t argc, char **argv, vela_check_config *config);
+VELA_NODISCARD int32_t __vela_check_parse_cmdline(int32_t argc, char **argv, vela_check_config *config);
 
 /**
  * Builds a suite and registers it, unless the configuration selects another one.

@@ -28,6 +28,7 @@
 #define VELA_CHULL_H
 
 #include <stdint.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -87,7 +88,7 @@ typedef struct chull_ctx {
  * @param out  receives the hull, to be released with free_chull() and then free(); null on failure
  * @return 0, or 1 when memory runs out (a message says so)
  */
-int32_t alloc_chull(chull_ctx **out);
+VELA_NODISCARD int32_t alloc_chull(chull_ctx **out);
 
 /**
  * Releases every record of a hull and leaves it empty, ready for get_chull(). The hull record itself stays, and so do
@@ -199,7 +200,7 @@ int32_t Volume(const chull_face *f, const int32_t *p);
  * released. While a hull grows, the fields `active`, `del` and `vis` of its records are borrowed: they hold numbers
  * meanwhile and are 0 again when the call returns.
  */
-int32_t get_chull(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n, chull_ctx *hull);
+VELA_NODISCARD int32_t get_chull(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n, chull_ctx *hull);
 
 /**
  * Appends one vertex per point, numbered from 0. Nothing happens when @p n is below 1.
@@ -211,7 +212,8 @@ int32_t get_chull(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32
  * @param n     number of points
  * @return 0; 1 when memory runs out
  */
-int32_t ReadVertices(chull_ctx *hull, const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n);
+VELA_NODISCARD int32_t ReadVertices(chull_ctx *hull, const uint8_t *xs, const uint8_t *ys, const uint8_t *zs,
+                                    int32_t n);
 
 /**
  * Makes the starting triangle, both sides of it, of the first three consecutive vertices that are not in line, and
@@ -220,7 +222,7 @@ int32_t ReadVertices(chull_ctx *hull, const uint8_t *xs, const uint8_t *ys, cons
  * @param hull  the hull, with vertices only
  * @return 0; 1 with a message when there are no such vertices (see get_chull()), or when memory runs out
  */
-int32_t DoubleTriangle(chull_ctx *hull);
+VELA_NODISCARD int32_t DoubleTriangle(chull_ctx *hull);
 
 /**
  * Appends the face a, b, c.
@@ -299,7 +301,7 @@ void CleanUp(chull_ctx *hull, chull_vertex **cursor);
  * @param hull  the hull
  * @return 0; 1 when the `check` switch found a fault or memory ran out
  */
-int32_t ConstructHull(chull_ctx *hull);
+VELA_NODISCARD int32_t ConstructHull(chull_ctx *hull);
 
 /**
  * Brings each face's edges in the order of its corners: edges[i] joins vert[i] and vert[(i + 1) mod 3]. Of a finished
@@ -459,7 +461,7 @@ void PrintPoint(const int32_t *p);
  * @param path  the file, created or truncated
  * @return 0; 1 when the file can't be opened. A full disk, which leaves the file incomplete, is not reported
  */
-int32_t chull_to_file(chull_ctx *hull, const char *path);
+VELA_NODISCARD int32_t chull_to_file(chull_ctx *hull, const char *path);
 
 /** @} */
 

@@ -14,6 +14,7 @@
 #define VELA_CMDLINE_H
 
 #include <stdint.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -57,7 +58,7 @@ void cmdline_reset(void);
  * A required value is taken whatever it looks like; an optional one only if it does not begin with "-". A short option
  * that takes a value ends its cluster: `-sv NAME` is `-s NAME`.
  */
-int16_t cmdline_getopt(int32_t argc, char **argv, const cmdline_option *options);
+VELA_NODISCARD int16_t cmdline_getopt(int32_t argc, char **argv, const cmdline_option *options);
 
 /**
  * Prints a usage screen: "usage: PROGRAM SYNOPSIS", a line for each option, and one for the help option `-?,--help`.

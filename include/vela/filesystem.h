@@ -13,6 +13,7 @@
 #define VELA_FILESYSTEM_H
 
 #include <stdint.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -67,7 +68,7 @@ int32_t is_file(const char *path);
  * @return 0 when the directory is there; -1 when something else has its path or a parent's, when memory runs out, or
  *         when mkdir() fails
  */
-int32_t mkdirp(const char *path);
+VELA_NODISCARD int32_t mkdirp(const char *path);
 
 /**
  * Appends a copy of a name to a list, growing the array so that at least one null slot remains behind the names.
@@ -76,7 +77,7 @@ int32_t mkdirp(const char *path);
  * @param name  the name
  * @return 0, or 1 when memory runs out; the names stored are then the same as before
  */
-int32_t add_to_names(name_list *list, const char *name);
+VELA_NODISCARD int32_t add_to_names(name_list *list, const char *name);
 
 /**
  * Walks a directory and collects the paths that match a regular expression, in the order in which the system lists the
@@ -99,7 +100,7 @@ int32_t add_to_names(name_list *list, const char *name);
  *         be opened or read, an entry of it could not be examined, memory ran out, or the walk of a subdirectory left
  *         an error behind, which the next subdirectory that opens forgets. What was collected is returned with 0 and 3
  */
-int32_t walk_dir(const char *dir, const char *pattern, int32_t flags, char ***result);
+VELA_NODISCARD int32_t walk_dir(const char *dir, const char *pattern, int32_t flags, char ***result);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

@@ -20,6 +20,7 @@
 #define VELA_MATRIX_H
 
 #include <stdint.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -34,6 +35,9 @@ typedef struct fmatrix {
                        table in read-only memory, cast. No function writes to a matrix that it takes as const */
 } fmatrix;
 
+/** Releases a matrix made by the library. Null is accepted, and so is a record whose data is null. */
+void free_matrix(fmatrix *m);
+
 /**
  * Makes a matrix whose elements are not yet set.
  *
@@ -42,10 +46,7 @@ typedef struct fmatrix {
  * @return the matrix, or null when memory runs out, a number is negative, or the elements would take 4 GiB or more; the
  *         message is "failed fmatrix malloc" when there is no memory for the record, otherwise "failed data malloc"
  */
-fmatrix *malloc_matrix(int32_t rows, int32_t cols);
-
-/** Releases a matrix made by the library. Null is accepted, and so is a record whose data is null. */
-void free_matrix(fmatrix *m);
+VELA_NODISCARD VELA_RELEASED_BY(free_matrix) fmatrix *malloc_matrix(int32_t rows, int32_t cols);
 
 /**
  * Makes the transpose of a matrix.
@@ -56,7 +57,7 @@ void free_matrix(fmatrix *m);
  * @return 0, or 1 when the new matrix can't be made, for want of memory or because a number of a's is negative
  *         (malloc_matrix() prints the message)
  */
-int32_t transpose(const fmatrix *a, fmatrix **out);
+VELA_NODISCARD int32_t transpose(const fmatrix *a, fmatrix **out);
 
 /**
  * Multiplies two matrices: c = a b.
@@ -85,7 +86,7 @@ void print_matrix(const fmatrix *m);
  * @param out  9 elements, receives the inverse; may be in
  * @return 0, or 1 when the determinant is negligible; out then holds the adjugate
  */
-int32_t inverse_3x3(const float *in, float *out);
+VELA_NODISCARD int32_t inverse_3x3(const float *in, float *out);
 
 /**
  * Inverts a 4 x 4 matrix by its adjugate, in double precision, rounded to single precision at the end. Determinants up
@@ -95,7 +96,7 @@ int32_t inverse_3x3(const float *in, float *out);
  * @param out  16 elements, receives the inverse; may be in
  * @return 0, or 1 when the determinant is negligible; a message says so and out is untouched
  */
-int32_t inverse_4x4(const float *in, float *out);
+VELA_NODISCARD int32_t inverse_4x4(const float *in, float *out);
 
 /**
  * The hypotenuse, the square root of a² + b², in single precision without overflow or underflow on the way.
@@ -125,7 +126,7 @@ float pythag(float a, float b);
  *         not finite (a message says which). NaN or infinity in a ends in one of the latter two, and so does a finite
  *         matrix now and then: rarely a random one, more often one whose columns differ by orders of magnitude
  */
-int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_out);
+VELA_NODISCARD int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_out);
 
 /**
  * Inverts a square matrix by Gauss elimination that does not look for the largest pivot: it exchanges rows only to
@@ -139,7 +140,7 @@ int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_o
  *         or when the elimination meets a contradiction (no message); inv is then untouched. A singular matrix whose
  *         elimination meets none gives 0 and an inverse of no use, [[0, 1], [0, 1]] for example
  */
-int32_t matrix_inverse(const fmatrix *a, fmatrix *inv);
+VELA_NODISCARD int32_t matrix_inverse(const fmatrix *a, fmatrix *inv);
 
 /**
  * Solves a x = b in the least-squares sense with the singular value decomposition, for an a whose columns are
@@ -156,7 +157,7 @@ int32_t matrix_inverse(const fmatrix *a, fmatrix *inv);
  * @return 0, or 1 when the sizes don't fit, memory runs out, the decomposition fails or the solution is not finite; a
  *         message says which
  */
-int32_t pseudo_inverse(const fmatrix *a, const fmatrix *b, fmatrix *x);
+VELA_NODISCARD int32_t pseudo_inverse(const fmatrix *a, const fmatrix *b, fmatrix *x);
 
 /**
  * Fits a polynomial of degree 0, 1 or 2 by least squares, on an abscissa u = 2 (x - min) / (max - min) - 1 that runs
@@ -175,7 +176,7 @@ int32_t pseudo_inverse(const fmatrix *a, const fmatrix *b, fmatrix *x);
  * @return 0, or 1 when n or k is below 1 (no message), when memory runs out, or when there is no solution, as for k of
  *         2 or more with all xs equal (a message says so; coeffs may hold intermediate values)
  */
-int32_t polyfit(const float *xs, const float *ys, int32_t n, int32_t k, float *coeffs);
+VELA_NODISCARD int32_t polyfit(const float *xs, const float *ys, int32_t n, int32_t k, float *coeffs);
 
 /**
  * Fits a quadratic surface over integer coordinates by least squares. It is safe for coordinates up to 16; pictures
@@ -206,7 +207,7 @@ int32_t polyfit(const float *xs, const float *ys, int32_t n, int32_t k, float *c
  * @return 0, or 1 when n is below 1 (no message), when memory runs out, or when there is no solution (a message says
  *         so; coeffs may hold intermediate values)
  */
-int32_t polyfit2D(const uint16_t *xs, const uint16_t *ys, const float *zs, int32_t n, float *coeffs);
+VELA_NODISCARD int32_t polyfit2D(const uint16_t *xs, const uint16_t *ys, const float *zs, int32_t n, float *coeffs);
 
 /**
  * The height of a quadratic surface at a point, in single precision.

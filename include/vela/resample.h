@@ -31,6 +31,7 @@
 #define VELA_RESAMPLE_H
 
 #include <stdint.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -88,6 +89,9 @@ typedef struct resample_state {
     struct resample_plan *plan; /**< private: the table in the order in which the conversion reads it */
 } resample_state;
 
+/** Releases a converter and all that it points to; null is allowed. */
+void resample_free(resample_state *state);
+
 /**
  * Makes a converter that begins in silence.
  *
@@ -98,13 +102,11 @@ typedef struct resample_state {
  *         kernel table would be longer than 65535: with max(L, M) above 32768 for LANC or 16384 for LAN2, or L above
  *         32768 for BILI
  */
-resample_state *resample_alloc(uint32_t out_rate, uint32_t in_rate, uint32_t kernel);
+VELA_NODISCARD VELA_RELEASED_BY(resample_free) resample_state *resample_alloc(uint32_t out_rate, uint32_t in_rate,
+                                                                              uint32_t kernel);
 
 /** Takes a converter back to the start of a stream: phase 0 and a silent history. The table stays. */
 void resample_reset(resample_state *state);
-
-/** Releases a converter and all that it points to; null is allowed. */
-void resample_free(resample_state *state);
 
 /**
  * Gives a record the table of a windowed-sinc (Lanczos) kernel for its factors L and M. The kernel is stretched to the

@@ -32,6 +32,7 @@
 #define VELA_SPHEREMAP_H
 
 #include <stdint.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -105,7 +106,7 @@ void smap_clip_pan_tilt_bounds(int32_t *pan, int32_t *tilt);
  *              about 90 degrees from its centre. May be pt.
  * @return 1 if the direction is in front; 0 if not, or if the view's fov is 0, which leaves out as it was
  */
-int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *view, smap_screen_pt *out);
+VELA_NODISCARD int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *view, smap_screen_pt *out);
 
 /**
  * Finds the direction that a screen position shows, in double precision.

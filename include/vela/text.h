@@ -13,6 +13,7 @@
 #define VELA_TEXT_H
 
 #include <stdint.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -54,7 +55,7 @@ uint32_t bin2hex(const uint8_t *bin, uint32_t len, char *hex);
  * @param bin  receives `len` / 2 bytes; may be `hex` itself, or begin one byte behind
  * @return the number of bytes written, `len` / 2
  */
-uint32_t hex2bin(const char *hex, uint32_t len, uint8_t *bin);
+VELA_NODISCARD uint32_t hex2bin(const char *hex, uint32_t len, uint8_t *bin);
 
 /**
  * Removes the end of a line in place: at most one newline and then at most one carriage return.
@@ -98,7 +99,7 @@ uint32_t chunk_split_len(const void *src, uint32_t len, uint32_t chunk);
  * @return the number of bytes written, chunk_split_len() of the same input, which is negative from 2^31 bytes on: cast
  *         it to `uint32_t` then; 0 with nothing written when there is no input, no output, or not enough room
  */
-int32_t chunk_split(const void *src, uint32_t len, void *dst, uint32_t dst_size, uint32_t chunk);
+VELA_NODISCARD int32_t chunk_split(const void *src, uint32_t len, void *dst, uint32_t dst_size, uint32_t chunk);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

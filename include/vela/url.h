@@ -12,6 +12,7 @@
 #define VELA_URL_H
 
 #include <stdint.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -52,7 +53,7 @@ typedef struct url_record {
  *         a null pointer, for a `dst_size` of 4 or less, and where the room ends (`dst` then holds the
  *         beginning of the text, without a NUL)
  */
-int32_t url_encode(const void *src, uint32_t len, char *dst, uint32_t dst_size);
+VELA_NODISCARD int32_t url_encode(const void *src, uint32_t len, char *dst, uint32_t dst_size);
 
 /**
  * Decodes form text: "+" becomes a space, "%%" one "%", and "%" with two characters behind it a byte. It is for the
@@ -72,7 +73,14 @@ int32_t url_encode(const void *src, uint32_t len, char *dst, uint32_t dst_size);
  *         nothing written if `len` or `dst_size` is 0; -1 for a null pointer, and where the bytes and the NUL
  *         need more room (`dst` then holds the first bytes, without a NUL)
  */
-int32_t url_decode(const char *src, uint32_t len, char *dst, uint32_t dst_size);
+VELA_NODISCARD int32_t url_decode(const char *src, uint32_t len, char *dst, uint32_t dst_size);
+
+/**
+ * Releases a record and its strings.
+ *
+ * @param url  the record; nothing happens for null
+ */
+void url_free(url_record *url);
 
 /**
  * Splits a URL into its components. Nothing is decoded or converted.
@@ -92,14 +100,7 @@ int32_t url_decode(const char *src, uint32_t len, char *dst, uint32_t dst_size);
  * @return the components, for url_free(); null for a null, empty or blank text, for one that does not begin
  *         with a scheme of at least one letter or digit and its ":", and without memory
  */
-url_record *url_alloc(const char *text);
-
-/**
- * Releases a record and its strings.
- *
- * @param url  the record; nothing happens for null
- */
-void url_free(url_record *url);
+VELA_NODISCARD VELA_RELEASED_BY(url_free) url_record *url_alloc(const char *text);
 
 /**
  * Reads an Ethernet MAC address such as "00:1a:2B:3c:4d:5e". What follows the 17 characters does not matter.
@@ -108,7 +109,7 @@ void url_free(url_record *url);
  * @param mac   receives six bytes, most significant first; a bad digit leaves the bytes before it stored
  * @return 0, or -1 for another layout or a bad digit
  */
-int32_t inet_parse_mac(const char *text, uint8_t *mac);
+VELA_NODISCARD int32_t inet_parse_mac(const char *text, uint8_t *mac);
 
 /**
  * Writes an Ethernet MAC address as six pairs of upper-case hexadecimal digits with colons between them.

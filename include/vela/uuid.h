@@ -26,6 +26,7 @@
 
 #include <stdint.h>
 #include <stdio.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -83,7 +84,7 @@ int32_t uuid_compare(const uint8_t *a, const uint8_t *b);
  * @param uuid    receives the bytes converted
  * @return the number of conversions made, or EOF, as of sscanf()
  */
-int32_t uuid_scanf(const char *text, const char *format, uint8_t *uuid);
+VELA_NODISCARD int32_t uuid_scanf(const char *text, const char *format, uint8_t *uuid);
 
 /**
  * Reads a UUID in any of the three forms.
@@ -105,7 +106,7 @@ int32_t uuid_scanf(const char *text, const char *format, uint8_t *uuid);
  * @param uuid  receives the 16 bytes; on failure, those that could be read
  * @return 0, or -1 when the text has none of the forms
  */
-int32_t uuid_scan(const char *text, uint8_t *uuid);
+VELA_NODISCARD int32_t uuid_scan(const char *text, uint8_t *uuid);
 
 /**
  * Prints a UUID with fprintf().

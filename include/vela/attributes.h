@@ -1,0 +1,27 @@
+/**
+ * @file
+ * What the headers tell the compiler beyond types. Nothing here changes what is called, or how.
+ */
+#ifndef VELA_ATTRIBUTES_H
+#define VELA_ATTRIBUTES_H
+
+/**
+ * Marks a function whose result must be looked at: it owns something, or alone tells whether there is any output.
+ * A C++ program that means to ignore it casts to void.
+ */
+#if defined(__cplusplus) && __cplusplus >= 201703L
+#define VELA_NODISCARD [[nodiscard]]
+#elif defined(__GNUC__)
+#define VELA_NODISCARD __attribute__((warn_unused_result))
+#else
+#define VELA_NODISCARD
+#endif
+
+/** Marks a function whose result is released by another, of which the compiler then finds missing and wrong calls. */
+#if defined(__GNUC__) && __GNUC__ >= 11 && !defined(__clang__)
+#define VELA_RELEASED_BY(function) __attribute__((malloc(function, 1)))
+#else
+#define VELA_RELEASED_BY(function)
+#endif
+
+#endif
