@@ -55,7 +55,7 @@ uint32_t bin2hex(const uint8_t *bin, uint32_t len, char *hex);
  * @param bin  receives `len` / 2 bytes; may be `hex` itself, or begin one byte behind
  * @return the number of bytes written, `len` / 2
  */
-VELA_NODISCARD uint32_t hex2bin(const char *hex, uint32_t len, uint8_t *bin);
+uint32_t hex2bin(const char *hex, uint32_t len, uint8_t *bin);
 
 /**
  * Removes the end of a line in place: at most one newline and then at most one carriage return.

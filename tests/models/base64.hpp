@@ -68,7 +68,10 @@ inline void check_encoding(std::string_view bytes) {
     // From the end of the room, and from a little behind.
     for (const size_t behind : {0U, 1U, 7U}) {
         block same(std::string(expected.size() - bytes.size() + behind, '#') + std::string(bytes));
-        base64_encode(same.text() + same.size() - bytes.size(), from.size(), same.text(), to.size());
+        agree("base64_encode from the end of its room", bytes,
+              static_cast<size_t>(
+                  base64_encode(same.text() + same.size() - bytes.size(), from.size(), same.text(), to.size())),
+              expected.size());
         same.expect_content("base64_encode from the end of its room", bytes, expected);
     }
 }

@@ -90,8 +90,8 @@ private:
             const auto piece = bytes.first(std::min(bytes.size(), most));
             const size_t before = text.size(), length = encoded_size(piece.size());
             text.resize(before + length);
-            base64_encode(piece.data(), static_cast<uint32_t>(piece.size()), text.data() + before,
-                          static_cast<uint32_t>(length));
+            static_cast<void>(base64_encode(piece.data(), static_cast<uint32_t>(piece.size()), text.data() + before,
+                                            static_cast<uint32_t>(length)));
             bytes = bytes.subspan(piece.size());
         }
     }
@@ -204,7 +204,8 @@ private:
     const size_t length = encoded_size(bytes.size());
     if (bytes.size() >= size_t{1} << 30 || text.size() < length)
         return std::nullopt;
-    base64_encode(bytes.data(), static_cast<uint32_t>(bytes.size()), text.data(), static_cast<uint32_t>(length));
+    static_cast<void>(
+        base64_encode(bytes.data(), static_cast<uint32_t>(bytes.size()), text.data(), static_cast<uint32_t>(length)));
     return length;
 }
 
