@@ -12,5 +12,6 @@
 #include <vela/cpp/base64.hpp>
 #include <vela/cpp/colour.hpp>
 #include <vela/cpp/owner.hpp>
+#include <vela/cpp/resampler.hpp>
 #include <vela/cpp/url.hpp>
 #include <vela/cpp/uuid.hpp>
