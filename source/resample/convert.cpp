@@ -119,20 +119,25 @@ struct conversion {
     // The conversion as it is meant: each output sums the coefficients of its phase, L apart, times the samples from
     // its newest one backwards, which lie in the piece of input and before that in the history.
     void convert_by_table(const int16_t *piece, uint32_t outputs) {
-        const uint32_t L = state.interp_factor, M = state.decim_factor, samples_a_step = M / L;
+        const uint32_t L = state.interp_factor, M = state.decim_factor, samples_a_step = M < L ? 0 : M / L;
         const uint32_t stride = std::min<uint32_t>(L, UINT16_MAX + 1), reach = state.history_len;
         const auto end = static_cast<uint32_t>(std::min<uint64_t>(state.num_coeffs, (reach + uint64_t{1}) * L));
         const int16_t *const coeffs = state.coeffs;
-        size_t newest = state.phase / L;
-        uint32_t phase = state.phase % L;
+        size_t newest = state.phase < L ? 0 : state.phase / L;
+        uint32_t phase = state.phase - static_cast<uint32_t>(newest) * L;
         write(outputs, [&](uint32_t count, int16_t *block) {
             for (; count; --count) {
                 const uint32_t end_in_piece =
                     newest >= reach ? end : std::min(end, (static_cast<uint32_t>(newest) + 1) * L);
                 uint32_t sum = 0, k = phase;
-                for (const int16_t *sample = piece + newest; k < end_in_piece; k += stride)
-                    sum += static_cast<uint32_t>(coeffs[k] * *sample--);
-                for (const int16_t *sample = state.history + reach; k < end; k += stride)
+                const int16_t *sample = piece + newest;
+                if (stride == 1) // which compilers compute side by side
+                    for (; k < end_in_piece; ++k)
+                        sum += static_cast<uint32_t>(coeffs[k] * *sample--);
+                else
+                    for (; k < end_in_piece; k += stride)
+                        sum += static_cast<uint32_t>(coeffs[k] * *sample--);
+                for (sample = state.history + reach; k < end; k += stride)
                     sum += static_cast<uint32_t>(coeffs[k] * *--sample);
                 *block++ = sample_of(sum, state.coeff_shift);
                 newest += samples_a_step;

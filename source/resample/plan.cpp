@@ -129,9 +129,9 @@ namespace vela::detail {
 }
 
 resample_plan *refresh_plan(const resample_state &state, uint32_t outputs) {
-    constexpr uint32_t few = 16;
+    constexpr uint32_t few = 8;
     const bool is_aligned = reinterpret_cast<uintptr_t>(state.coeffs) % kTableAlignment == 0;
-    if (!state.plan || !is_aligned || outputs < few + state.interp_factor / 4)
+    if (!state.plan || !is_aligned || outputs < few + state.interp_factor / 10)
         return nullptr;
     const bool by_unit = has_unit();
     if (!is_current(*state.plan, state, by_unit))

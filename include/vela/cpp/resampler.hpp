@@ -94,7 +94,7 @@ public:
         const uint64_t length = 2 * uint64_t{lobes} * std::max(state.interp_factor, state.decim_factor) - 1;
         if (length > UINT16_MAX)
             return std::nullopt;
-        const size_t reach = (length - 1) / state.interp_factor;
+        const auto reach = static_cast<size_t>((length - 1) / state.interp_factor);
         void *history = std::calloc(reach + 1, sizeof *state.history);
         if (!history)
             return std::nullopt;
@@ -129,7 +129,7 @@ public:
      */
     void push(std::span<const int16_t> in, std::vector<int16_t> &out) {
         const size_t before = out.size();
-        out.resize(before + outputs_of(in.size()));
+        out.resize(before + size_after(in.size()));
         convert(in.data(), in.size(), native, out.data() + before, native);
     }
 
@@ -145,7 +145,7 @@ public:
         if (made > out.size())
             return std::nullopt;
         convert(in.data(), in.size(), native, out.data(), native);
-        return out.first(made);
+        return out.first(static_cast<size_t>(made));
     }
 
     /**
@@ -162,7 +162,7 @@ public:
         if (in.size() % size_of(in_format) != 0)
             return false;
         const size_t before = out.size(), count = in.size() / size_of(in_format);
-        out.resize(before + outputs_of(count) * size_of(out_format));
+        out.resize(before + size_after(count) * size_of(out_format));
         convert(in.data(), count, in_format, out.data() + before, out_format);
         return true;
     }
@@ -181,7 +181,7 @@ public:
     void flush(std::vector<uint8_t> &out, sample_format out_format) {
         const size_t before = out.size(), count = late_inputs();
         const std::vector<int16_t> silence(count);
-        out.resize(before + outputs_of(count) * size_of(out_format));
+        out.resize(before + size_after(count) * size_of(out_format));
         convert(silence.data(), count, native, out.data() + before, out_format);
         reset();
     }
@@ -207,6 +207,8 @@ private:
     static std::optional<resampler> owning(resample_state *state) {
         return state ? std::optional(resampler(state)) : std::nullopt;
     }
+
+    size_t size_after(size_t inputs) const { return static_cast<size_t>(outputs_of(inputs)); }
 
     // Up to the middle of the kernel.
     size_t late_inputs() const {
@@ -275,7 +277,7 @@ public:
         if (in.size() % channels != 0)
             return false;
         std::vector<int16_t> one(frames), made;
-        out.resize(before + each[0].outputs_of(frames) * channels);
+        out.resize(before + static_cast<size_t>(each[0].outputs_of(frames)) * channels);
         for (size_t channel = 0; channel < channels; ++channel) {
             for (size_t i = 0; i < frames; ++i)
                 one[i] = in[i * channels + channel];
