@@ -11,6 +11,8 @@
 
 #include <vela/cpp/base64.hpp>
 #include <vela/cpp/colour.hpp>
+#include <vela/cpp/curve.hpp>
+#include <vela/cpp/matrix.hpp>
 #include <vela/cpp/owner.hpp>
 #include <vela/cpp/resampler.hpp>
 #include <vela/cpp/url.hpp>

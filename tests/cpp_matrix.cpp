@@ -1,0 +1,146 @@
+// Matrices that own their elements, and fits over whole pictures.
+#include "generated.hpp"
+#include "support.hpp"
+#include <cmath>
+#include <type_traits>
+#include <vela/cpp/matrix.hpp>
+
+namespace {
+
+using floats = std::vector<float>;
+
+static_assert(sizeof(vela::matrix) == sizeof(fmatrix *) && !std::is_copy_constructible_v<vela::matrix>);
+
+void expect(const char *what, std::span<const float> actual, const floats &expected, double tolerance = 1e-5) {
+    ck_assert_uint_eq(actual.size(), expected.size());
+    for (size_t i = 0; i < expected.size(); ++i)
+        if (!(std::fabs(double{actual[i]} - double{expected[i]}) <= tolerance))
+            ck_abort_msg("%s: number %zu is %.9g, not %.9g", what, i, double{actual[i]}, double{expected[i]});
+}
+
+vela::matrix of(int32_t rows, int32_t cols, const floats &elements) { return *vela::matrix::of(rows, cols, elements); }
+
+// From -1 to 1.
+float uniform(generator &random) { return static_cast<float>(random.word()) * 0x1p-31F; }
+
+} // namespace
+
+START_TEST(matrices_begin_with_zeros_or_with_what_is_given)
+{
+    expect("zeros", vela::matrix::make(2, 3)->elements(), floats(6, 0));
+    vela::matrix a = of(2, 2, {1, 2, 3, 4});
+    a(0, 1) = 7;
+    expect("a", a.elements(), {1, 7, 3, 4});
+    expect("its transpose", vela::transposed(a)->elements(), {1, 3, 7, 4});
+    expect("a product", vela::product(a, of(2, 1, {1, 10}))->elements(), {71, 43});
+    fmatrix *record = a.release();
+    expect("taken over again", vela::matrix::adopt(record)->elements(), {1, 7, 3, 4});
+}
+END_TEST
+
+START_TEST(sizes_that_cannot_be_are_refused_without_a_message)
+{
+    const vela::matrix two = of(2, 2, {1, 2, 3, 4}), row = of(1, 2, {1, 2});
+    assert_text_eq(captured(stderr,
+                            [&] {
+                                for (const auto &[rows, cols] : {std::pair{-1, 1}, {1, -1}, {-1, -1}, {65536, 65536}})
+                                    ck_assert_msg(!vela::matrix::make(rows, cols), "%d x %d", rows, cols);
+                                ck_assert(!vela::matrix::of(2, 2, floats(3)));
+                                ck_assert(!vela::matrix::adopt(nullptr));
+                                ck_assert(!vela::product(two, row));
+                                ck_assert(!vela::least_squares(two, floats(3)));
+                                ck_assert(!vela::least_squares(row, floats(1)));
+                            }),
+                   "");
+}
+END_TEST
+
+START_TEST(decompositions_multiply_back)
+{
+    const vela::matrix a = of(3, 2, {1, 2, 3, 4, 5, 7});
+    const auto svd = vela::decompose(a);
+    ck_assert(svd.has_value());
+    const vela::matrix w = of(2, 2, {svd->values[0], 0, 0, svd->values[1]});
+    expect("u w v'", vela::product(*vela::product(svd->u, w), *vela::transposed(svd->v))->elements(),
+           {1, 2, 3, 4, 5, 7});
+    captured(stderr, [] { ck_assert(!vela::decompose(of(1, 1, {NAN}))); });
+}
+END_TEST
+
+START_TEST(least_squares_of_dependent_columns_are_nothing)
+{
+    expect("x", *vela::least_squares(of(3, 2, {1, 0, 1, 1, 1, 2}), floats{1, 3, 5}), {1, 2});
+    ck_assert(!vela::least_squares(of(4, 2, {1, 1, 2, 2, 3, 3, 5, 5}), floats{1, 2, 4, 5}));
+    ck_assert(!vela::least_squares(of(2, 1, {0, 0}), floats{1, 2}));
+}
+END_TEST
+
+START_TEST(polynomials_of_any_degree_are_found_again)
+{
+    const auto cubic = [](float x) { return 3 - x + x * x * (x - 900) * 1e-3F; };
+    floats xs, ys;
+    for (int i = 0; i < 40; ++i) {
+        xs.push_back(static_cast<float>(1000 + 25 * i));
+        ys.push_back(cubic(xs.back()));
+    }
+    for (const int32_t degree : {3, 5}) {
+        const auto fit = vela::fit_polynomial(xs, ys, degree);
+        ck_assert(fit.has_value());
+        ck_assert_uint_eq(fit->coefficients().size(), static_cast<size_t>(degree) + 1);
+        for (const float x : {1000.0F, 1333.0F, 1975.0F})
+            ck_assert_double_eq_tol((*fit)(double{x}), double{cubic(x)}, 10.0); // of up to 4 million
+    }
+    ck_assert_double_eq_tol((*vela::fit_polynomial(floats{5, 5, 5}, floats{1, 2, 6}, 0))(5), 3, 1e-6);
+    ck_assert(!vela::fit_polynomial(floats{5, 5, 5}, floats{1, 2, 6}, 1));
+    ck_assert(!vela::fit_polynomial(floats{1, 2}, floats{1, 2}, 2));
+    ck_assert(!vela::fit_polynomial(floats{1, 2}, floats{1}, 0));
+    ck_assert(!vela::fit_polynomial(floats{1, NAN}, floats{1, 2}, 0));
+    ck_assert(!vela::fit_polynomial(xs, ys, -1));
+}
+END_TEST
+
+// 100 random places of a picture of 1920 x 1080, with noise of up to 0.2: polyfit2D() fails in a fifth of such fits.
+START_TEST(surfaces_over_a_whole_picture_are_found_every_time)
+{
+    generator random{5};
+    for (int run = 0; run < 2000; ++run) {
+        floats xs, ys, zs, truth, c;
+        for (int i = 0; i < 6; ++i)
+            c.push_back(uniform(random));
+        for (int i = 0; i < 100; ++i) {
+            xs.push_back(static_cast<float>(random.below(1920)));
+            ys.push_back(static_cast<float>(random.below(1080)));
+            truth.push_back(poly2D_value(xs.back() / 960 - 1, ys.back() / 540 - 1, c.data()));
+            zs.push_back(truth.back() + uniform(random) * 0.2F);
+        }
+        const auto fit = vela::fit_surface(xs, ys, zs);
+        ck_assert_msg(fit.has_value(), "fit %d failed", run);
+        for (size_t i = 0; i < 100; ++i)
+            ck_assert_float_eq_tol((*fit)(double{xs[i]}, double{ys[i]}), truth[i], 0.2F);
+    }
+}
+END_TEST
+
+START_TEST(samples_that_do_not_determine_a_surface_give_none)
+{
+    floats xs = {0, 1, 2, 0, 1, 5}, ys = {0, 0, 1, 2, 1, 3}, line = {0, 1, 2, 3, 4, 5}, zs = {1, 2, 3, 4, 5, 6};
+    ck_assert(vela::fit_surface(xs, ys, zs).has_value());
+    ck_assert(!vela::fit_surface(line, line, zs));
+    ck_assert(!vela::fit_surface(xs, floats(6, 1), zs));
+    const std::span<const float> x(xs), y(ys), z(zs);
+    ck_assert(!vela::fit_surface(x.first(5), y.first(5), z.first(5)));
+    ck_assert(!vela::fit_surface(x.first(5), y, z));
+    ck_assert(!vela::fit_surface({}, {}, {}));
+    xs[2] = INFINITY;
+    ck_assert(!vela::fit_surface(xs, ys, zs));
+}
+END_TEST
+
+Suite *cpp_matrix_suite() {
+    return suite_of("cpp_matrix",
+                    {matrices_begin_with_zeros_or_with_what_is_given,
+                     sizes_that_cannot_be_are_refused_without_a_message, decompositions_multiply_back,
+                     least_squares_of_dependent_columns_are_nothing, polynomials_of_any_degree_are_found_again,
+                     surfaces_over_a_whole_picture_are_found_every_time,
+                     samples_that_do_not_determine_a_surface_give_none});
+}
