@@ -2,6 +2,7 @@
 #include "models/fixedpoint.hpp"
 #include "generated.hpp"
 #include "support.hpp"
+#include <vela/fixedpoint.h>
 
 namespace {
 
