@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 #include <vector>
-#include <vela/resample.h>
+#include <vela/cpp/resampler.hpp>
 #ifdef HAVE_SPEEXDSP
 #include <speex/speex_resampler.h>
 #endif
@@ -58,6 +58,17 @@ implementation ours(const char *name, uint32_t kernel) {
             }};
 }
 
+implementation of_lobes(const char *name, uint32_t lobes) {
+    return {name, [lobes](rates rates) {
+                std::shared_ptr<vela::resampler> state =
+                    std::make_shared<vela::resampler>(*vela::resampler::with_lobes(rates.out, rates.in, lobes));
+                return [state](const samples &in, samples &out) {
+                    const auto made = state->push(in, std::span(out));
+                    return static_cast<uint32_t>(made ? made->size() : 0);
+                };
+            }};
+}
+
 #ifdef HAVE_SPEEXDSP
 implementation speexdsp(const char *name, int quality) {
     return {name, [quality](rates rates) {
@@ -73,11 +84,11 @@ implementation speexdsp(const char *name, int quality) {
 #endif
 
 #ifdef HAVE_SOXR
-implementation soxr_quick() {
-    return {"soxr-QQ", [](rates rates) {
+implementation soxr_of(const char *name, unsigned long recipe) {
+    return {name, [recipe](rates rates) {
                 soxr_io_spec_t samples16 = soxr_io_spec(SOXR_INT16_I, SOXR_INT16_I);
                 samples16.flags = SOXR_NO_DITHER;
-                const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_QQ, 0);
+                const soxr_quality_spec_t quality = soxr_quality_spec(recipe, 0);
                 std::shared_ptr<soxr> state(soxr_create(rates.in, rates.out, 1, nullptr, &samples16, &quality, nullptr),
                                             soxr_delete);
                 return [state](const samples &in, samples &out) {
@@ -121,7 +132,7 @@ const std::vector<implementation> &implementations() {
         speexdsp("speexdsp-q3", 3),
 #endif
 #ifdef HAVE_SOXR
-        soxr_quick(),
+        soxr_of("soxr-QQ", SOXR_QQ),
 #endif
 #ifdef HAVE_SAMPLERATE
         samplerate("samplerate-linear", SRC_LINEAR),
@@ -256,6 +267,48 @@ void add_laws() {
 #endif
 }
 
+// The level in dB of what becomes of a tone.
+double level_of(const implementation &one, rates rates, double frequency) {
+    samples out(2 * rates.out);
+    out.resize(one.make(rates)(sampled({frequency, frequency}, rates.in), out));
+    double power = 0;
+    const size_t begin = out.size() / 4, end = out.size() - out.size() / 8;
+    for (size_t i = begin; i < end; ++i)
+        power += std::pow(out[i] / (32767 * 0.5), 2) * 2;
+    return 10 * std::log10(std::max(power, 1e-9) / static_cast<double>(end - begin));
+}
+
+// What kernels of more lobes cost, and what they pass and stop.
+void add_lobes() {
+    static const std::vector<implementation> all = {
+        of_lobes("vela", 16),
+        of_lobes("vela-2", 2),
+        of_lobes("vela-4", 4),
+        of_lobes("vela-8", 8),
+
+#ifdef HAVE_SOXR
+        soxr_of("soxr-QQ", SOXR_QQ),
+        soxr_of("soxr-LQ", SOXR_LQ),
+        soxr_of("soxr-MQ", SOXR_MQ),
+#endif
+#ifdef HAVE_SAMPLERATE
+        samplerate("samplerate-sinc-fastest", SRC_SINC_FASTEST),
+        samplerate("samplerate-sinc-medium", SRC_SINC_MEDIUM_QUALITY),
+#endif
+    };
+    constexpr rates rates = {48000, 8000};
+    for (const implementation &one : all) {
+        ratios::add("16 lobes 48000->8000", one.name,
+                    [&one, rates](benchmark::State &state) { run_conversion(state, one, rates); });
+        char text[160];
+        std::snprintf(text, sizeof text,
+                      "dB at 3000 / 3400 / 3700 / 5000 Hz, SNR of 1 kHz, %s: %.2f %.2f %.2f %.1f, %.0f", one.name,
+                      level_of(one, rates, 3000), level_of(one, rates, 3400), level_of(one, rates, 3700),
+                      level_of(one, rates, 5000), signal_to_noise(one, rates, {1000, 1000}));
+        ratios::note(text);
+    }
+}
+
 void add_creation() {
     for (const implementation &one : implementations())
         ratios::add("creation, 44100->48000", one.name, [&one](benchmark::State &state) {
@@ -270,6 +323,7 @@ const bool registered = [] {
     for (const rates rates : kRates)
         add_rates(rates);
     add_laws();
+    add_lobes();
     add_creation();
     return true;
 }();

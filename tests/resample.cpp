@@ -411,6 +411,26 @@ START_TEST(longer_kernels_convert_by_the_definition)
 }
 END_TEST
 
+// History and table of the caller's own, longer than what the record was made with.
+START_TEST(a_longer_table_and_history_of_the_callers_own)
+{
+    converter made(5, 4, RESAMPLE_LANC);
+    constexpr uint16_t length = 2001, reach = 400;
+    std::free(made->coeffs);
+    std::free(made->history);
+    made->coeffs = static_cast<int16_t *>(std::calloc(length, sizeof *made->coeffs));
+    made->history = static_cast<int16_t *>(std::calloc(reach, sizeof *made->history));
+    made->num_coeffs = length;
+    made->history_len = reach;
+    generator random{4};
+    for (uint32_t k = 0; k < length; ++k)
+        made->coeffs[k] = static_cast<int16_t>(random.below(200));
+    const bytes input = noise(4000, 12);
+    const samples expected = model::resampled(*made.state, model::decoded(input, RESAMPLE_BEND));
+    assert_bytes(made.stream(input, RESAMPLE_BEND, RESAMPLE_LEND, 500), lend(expected), "2001 coefficients");
+}
+END_TEST
+
 START_TEST(calls_that_do_nothing)
 {
     converter made(2, 3, RESAMPLE_LAN2), same(2, 3, RESAMPLE_LAN2);
@@ -446,5 +466,6 @@ Suite *resample_suite() {
                     {kernel_tables, call_by_call, sample_formats, any_cut_gives_the_outputs_of_the_definition,
                      a_long_call_is_decoded_in_several_pieces, tables_of_the_callers_own, records_filled_in_by_hand,
                      a_kernel_that_cannot_be_leaves_the_table, kernels_pass_and_stop_what_the_header_says,
-                     longer_kernels_convert_by_the_definition, calls_that_do_nothing});
+                     longer_kernels_convert_by_the_definition, a_longer_table_and_history_of_the_callers_own,
+                     calls_that_do_nothing});
 }

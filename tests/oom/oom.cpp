@@ -244,6 +244,21 @@ START_TEST(resamplers_keep_the_table_they_have)
             resample_free(state);
         });
 
+    // With a table but no memory for its rows, a record converts all the same.
+    oom::each_allocation_fails([] {
+        resample_state *longer = resample_alloc(1, 2, RESAMPLE_LANC);
+        if (!longer)
+            return;
+        init_lanczos(longer, 2);
+        const int16_t in[64] = {};
+        int16_t out[32] = {1};
+        uint32_t used = 64, made = 32;
+        resample_test(longer, in, &used, out, &made);
+        ck_assert_int_eq(made, 32);
+        ck_assert_int_eq(out[0], 0);
+        resample_free(longer);
+    });
+
     // A table that can't be replaced stays.
     resample_state *state = resample_alloc(3, 1, RESAMPLE_BILI);
     const int16_t *table = state->coeffs;
