@@ -1,8 +1,11 @@
 // Decompositions, inverses, products and fits of random matrices, against Eigen, LAPACK and GSL on one core.
 #include "ratios.hpp"
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
 #include <random>
 #include <vector>
-#include <vela/matrix.h>
+#include <vela/cpp/matrix.hpp>
 #ifdef HAVE_EIGEN3
 #define EIGEN_NO_DEBUG
 #include <Eigen/Dense>
@@ -247,6 +250,114 @@ void add_surface() {
 #endif
 }
 
+// Noisy samples of a surface at random places of a picture.
+struct picture {
+    static constexpr size_t kSamples = 100;
+    std::vector<uint16_t> xs, ys;
+    std::vector<float> zs;
+    std::vector<double> truth;
+
+    explicit picture(std::mt19937 &random) {
+        std::uniform_real_distribution<double> uniform(-1, 1);
+        std::normal_distribution<double> noise(0, 0.1);
+        double c[6];
+        std::generate(c, c + 6, [&] { return uniform(random); });
+        for (size_t i = 0; i < kSamples; ++i) {
+            xs.push_back(static_cast<uint16_t>(random() % 1920));
+            ys.push_back(static_cast<uint16_t>(random() % 1080));
+            const double x = xs[i] / 960.0 - 1, y = ys[i] / 540.0 - 1;
+            truth.push_back(c[0] + c[1] * y + c[2] * x + c[3] * y * y + c[4] * x * y + c[5] * x * x);
+            zs.push_back(static_cast<float>(truth[i] + noise(random)));
+        }
+    }
+};
+
+// Notes how often fits of 2000 pictures fail, how often one is off by more than 0.2, and the mean of what each of the
+// others is off at most. A fit takes a picture and a function that it hands each height to; it says whether it
+// succeeds.
+template <class Fit>
+void note_fits(const char *name, Fit fit) {
+    constexpr int kFits = 2000;
+    std::mt19937 random(3);
+    int failed = 0, off = 0;
+    double sum = 0;
+    for (int i = 0; i < kFits; ++i) {
+        const picture samples(random);
+        std::vector<double> heights(picture::kSamples);
+        if (!fit(samples, heights)) {
+            ++failed;
+            continue;
+        }
+        double worst = 0;
+        for (size_t k = 0; k < heights.size(); ++k)
+            worst = std::max(worst, std::fabs(heights[k] - samples.truth[k]));
+        off += worst > 0.2;
+        sum += worst > 0.2 ? 0 : worst;
+    }
+    char line[160];
+    std::snprintf(line, sizeof line,
+                  "surfaces over 1920x1080, %-20s %4d of %d fail, %3d are off by more than 0.2, others by %.4f", name,
+                  failed, kFits, off, sum / std::max(kFits - failed - off, 1));
+    ratios::note(line);
+}
+
+void add_fits() {
+    note_fits("polyfit2D():", [](const picture &p, std::vector<double> &heights) {
+        float c[6];
+        if (polyfit2D(p.xs.data(), p.ys.data(), p.zs.data(), picture::kSamples, c) != 0)
+            return false;
+        for (size_t i = 0; i < heights.size(); ++i)
+            heights[i] = double{poly2D_value(p.xs[i], p.ys[i], c)};
+        return true;
+    });
+    note_fits("vela::fit_surface():", [](const picture &p, std::vector<double> &heights) {
+        const std::vector<float> xs(p.xs.begin(), p.xs.end()), ys(p.ys.begin(), p.ys.end());
+        const auto surface = vela::fit_surface(xs, ys, p.zs);
+        for (size_t i = 0; surface && i < heights.size(); ++i)
+            heights[i] = double{(*surface)(p.xs[i], p.ys[i])};
+        return surface.has_value();
+    });
+#ifdef HAVE_EIGEN3
+    note_fits("eigen, float:", [](const picture &p, std::vector<double> &heights) {
+        Eigen::MatrixXf design(picture::kSamples, 6);
+        for (Eigen::Index i = 0; i < design.rows(); ++i) {
+            const float x = p.xs[static_cast<size_t>(i)], y = p.ys[static_cast<size_t>(i)];
+            design.row(i) << 1, y, x, y * y, x * y, x * x;
+        }
+        const Eigen::VectorXf c = design.bdcSvd(Eigen::ComputeThinU | Eigen::ComputeThinV)
+                                      .solve(Eigen::Map<const Eigen::VectorXf>(p.zs.data(), picture::kSamples));
+        const Eigen::VectorXf all = design * c;
+        std::copy_n(all.data(), heights.size(), heights.begin());
+        return c.allFinite();
+    });
+#endif
+#ifdef HAVE_GSL
+    note_fits("gsl, double:", [](const picture &p, std::vector<double> &heights) {
+        gsl_matrix *design = gsl_matrix_alloc(picture::kSamples, 6), *covariance = gsl_matrix_alloc(6, 6);
+        gsl_vector *zs = gsl_vector_alloc(picture::kSamples), *c = gsl_vector_alloc(6);
+        gsl_multifit_linear_workspace *work = gsl_multifit_linear_alloc(picture::kSamples, 6);
+        for (size_t i = 0; i < picture::kSamples; ++i) {
+            const double x = p.xs[i], y = p.ys[i], row[] = {1, y, x, y * y, x * y, x * x};
+            std::copy_n(row, 6, design->data + i * design->tda);
+            zs->data[i] = double{p.zs[i]};
+        }
+        double residual;
+        const bool good = gsl_multifit_linear(design, zs, c, covariance, &residual, work) == 0;
+        for (size_t i = 0; i < heights.size(); ++i) {
+            heights[i] = 0;
+            for (size_t j = 0; j < 6; ++j)
+                heights[i] += c->data[j] * design->data[i * design->tda + j];
+        }
+        gsl_multifit_linear_free(work);
+        gsl_matrix_free(design);
+        gsl_matrix_free(covariance);
+        gsl_vector_free(zs);
+        gsl_vector_free(c);
+        return good;
+    });
+#endif
+}
+
 const bool registered = [] {
 #ifdef HAVE_OPENBLAS
     openblas_set_num_threads(1);
@@ -257,6 +368,7 @@ const bool registered = [] {
     add_inverses();
     add_products();
     add_surface();
+    add_fits();
     return true;
 }();
 
