@@ -113,8 +113,9 @@ float pythag(float a, float b);
  * after it, on failure too. Time grows with m n².
  *
  * Scale rows and columns to one order of magnitude first. Rows of 1e-13 beside rows of 1 make it fail in up to 43 % of
- * small random matrices; rows of 1e-15 to 1e-14, near what is negligible, give a wrong u with result 0 in up to 8 %
- * (without such rows, in 1 of 100,000). Who must be sure multiplies u, w and vᵀ and compares with a.
+ * small random matrices; rows of 1e-15 to 1e-13, near what is negligible, give a wrong u in up to 8 %, or a v that is
+ * off by a thousandth, with result 0 (without such rows, 1 of 100,000). Who must be sure multiplies u, w and vᵀ and
+ * compares with a.
  *
  * @param a      m x n matrix of any shape, only read
  * @param u_out  receives u: m x n. Its columns are orthonormal, but where a singular value is negligible they may be
