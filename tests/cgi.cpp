@@ -176,13 +176,11 @@ START_TEST(an_error_is_a_whole_response)
 }
 END_TEST
 
-// A wide character that is none, and a message longer than can be counted.
+// A wide character that is none.
 START_TEST(a_message_that_cannot_be_formatted_is_kept_so_far)
 {
     const wchar_t none[] = {static_cast<wchar_t>(0xd800), 0};
     check_error(404, "Not Found\r\nno x.cfg", "no %s%ls", "x.cfg", none);
-    volatile int widest = INT32_MAX; // not for the compiler to see
-    check_error(404, "Not Found\r\nno 7" + std::string(1007, ' '), "no %d%*d%d", 7, +widest, 1, 1);
 }
 END_TEST
 
