@@ -76,6 +76,16 @@ struct tree {
     int number;
 };
 
+// What may be met in a sector of half a degree of pan, and how far up; or in a lane along the direction of the light.
+struct sector {
+    std::vector<const house *> houses;
+    std::vector<const tree *> trees;
+    std::vector<const world::point *> lamps;
+    bool tower = false;
+    double top = -90;
+};
+constexpr int kSectors = 720, kLanes = 500;
+
 struct place {
     bool night;
     vec sun;           // towards the light
@@ -83,10 +93,51 @@ struct place {
     std::vector<house> houses;
     std::vector<tree> trees;
     std::vector<world::point> lamps;
+    std::vector<sector> sectors, lanes;
+
+    // Distance of a point from the plane that holds the light and the camera's mast: the same all along a ray to the
+    // light.
+    double aside(double x, double y) const { return (x * sun.y - y * sun.x) / std::hypot(sun.x, sun.y); }
+    const sector *lane(vec at) const {
+        const double number = std::floor(aside(at.x, at.y)) + kLanes / 2;
+        return number >= 0 && number < kLanes ? &lanes[static_cast<size_t>(number)] : nullptr;
+    }
+    const sector &towards(vec to) const {
+        const double pan = std::atan2(to.x, to.y) / kDegree;
+        return sectors[static_cast<size_t>((pan + 360) * 2) % kSectors];
+    }
 };
 
-place make_place(bool night) {
-    place here;
+void sort_into_sectors(place &here) {
+    here.sectors.assign(kSectors, {});
+    here.lanes.assign(kLanes, {});
+    const auto each = [&here](double x, double y, double reach, double height, auto add) {
+        const double aside = here.aside(x, y) + kLanes / 2;
+        for (auto i = static_cast<int>(aside - reach - 1); i <= static_cast<int>(aside + reach + 1); ++i)
+            if (i >= 0 && i < kLanes)
+                add(here.lanes[static_cast<size_t>(i)]);
+        const double distance = std::hypot(x, y);
+        const double half = distance > reach ? std::asin(reach / distance) / kDegree : 180;
+        const double pan = std::atan2(x, y) / kDegree + 360;
+        const double top = std::atan2(height - world::kCameraHeight, std::max(1.0, distance - reach)) / kDegree;
+        for (int i = static_cast<int>(std::floor((pan - half) * 2)); i <= static_cast<int>((pan + half) * 2); ++i) {
+            sector &one = here.sectors[static_cast<size_t>(i + kSectors) % kSectors];
+            one.top = std::max(one.top, top + 0.5);
+            add(one);
+        }
+    };
+    for (const house &one : here.houses)
+        each(one.x, one.y, std::hypot(one.half_x, one.half_y) + 1, one.ridge,
+             [&](sector &s) { s.houses.push_back(&one); });
+    for (const tree &one : here.trees)
+        each(one.x, one.y, one.radius * 1.8, one.height + one.radius, [&](sector &s) { s.trees.push_back(&one); });
+    for (const world::point &one : here.lamps)
+        each(one.x, one.y, 0.5, one.z + 0.5, [&](sector &s) { s.lamps.push_back(&one); });
+    const world::tower &t = world::kTower;
+    each(t.x, t.y, t.half_width * 1.5 + 1, t.height + 12, [](sector &s) { s.tower = true; });
+}
+
+void make_place(bool night, place &here) {
     here.night = night;
     const double pan = night ? 140 : 222, tilt = night ? 38 : 34;
     here.sun = {std::sin(pan * kDegree) * std::cos(tilt * kDegree), std::cos(pan * kDegree) * std::cos(tilt * kDegree),
@@ -111,9 +162,9 @@ place make_place(bool night) {
             ++number;
         }
     };
-    row(29, -150, 160, 24, 45);   // the north side of the street, but for the square at the tower
-    row(58, -120, 150, 29, 40);   // behind it
-    row(-34, -95, -14, 0, 0);     // towards the lake
+    row(29, -150, 160, 24, 45); // the north side of the street, but for the square at the tower
+    row(58, -120, 150, 29, 40); // behind it
+    row(-34, -95, -14, 0, 0);   // towards the lake
     row(-40, 46, 120, 0, 0);
     here.houses.push_back({24, 47, 7, 5, 8.5, 12.5, rgb(214, 196, 160), rgb(112, 56, 44), 900}); // the town hall
 
@@ -133,7 +184,7 @@ place make_place(bool night) {
     plant(22, 36, 6.5);
     for (double x = -112; x <= 120; x += 26)
         here.lamps.push_back({x + 4, 21.4, 5.6});
-    return here;
+    sort_into_sectors(here);
 }
 
 // ---- Rays
@@ -176,8 +227,8 @@ void paint_wall(const place &here, const house &one, double along, double up, do
         const double shine = 0.5 + 0.5 * noise(a * 3 + column * 7, b * 4 + level * 5, one.number + 50);
         seen.surface = mix(rgb(38, 52, 66), rgb(120, 150, 172), 0.7 * shine * clamp01(b + 0.6));
         if (here.night && hash(one.number * 31 + column, level, 77) > 0.52)
-            seen.glow = mix(rgb(255, 190, 96), rgb(255, 226, 160), hash(column, level, one.number)) *
-                        (0.55 + 0.45 * (0.5 - b));
+            seen.glow =
+                mix(rgb(255, 190, 96), rgb(255, 226, 160), hash(column, level, one.number)) * (0.55 + 0.45 * (0.5 - b));
     } else if (!door && level < 9 && std::fabs(a) > half_wide + 0.06 && std::fabs(a) < half_wide + 0.19 && b > low &&
                b < high && one.number % 2) {
         seen.surface = rgb(70 + 60 * (one.number % 3), 96, 84); // shutters
@@ -280,8 +331,8 @@ void paint_clock(const place &here, double across, double up, hit &seen) {
 void meet_tower(const place &here, const ray &r, hit &nearest) {
     const world::tower &t = world::kTower;
     int side = 0;
-    const double wall =
-        into_box(r, {t.x - t.half_width, t.y - t.half_width, 0}, {t.x + t.half_width, t.y + t.half_width, t.height}, side);
+    const double wall = into_box(r, {t.x - t.half_width, t.y - t.half_width, 0},
+                                 {t.x + t.half_width, t.y + t.half_width, t.height}, side);
     if (wall < nearest.distance && side < 2) {
         const vec at = r.from + r.to * wall;
         const double along = side == 0 ? at.y - t.y : at.x - t.x;
@@ -291,7 +342,8 @@ void meet_tower(const place &here, const ray &r, hit &nearest) {
         nearest.normal.z = 0;
         const double row = std::floor(at.z / 0.6), brick = along / 1.2 + 0.5 * std::fmod(row, 2);
         const bool joint = at.z / 0.6 - row < 0.07 || brick - std::floor(brick) < 0.05;
-        nearest.surface = mix(rgb(188, 172, 142), rgb(206, 190, 160), hash(static_cast<int>(std::floor(brick)), static_cast<int>(row))) *
+        nearest.surface = mix(rgb(188, 172, 142), rgb(206, 190, 160),
+                              hash(static_cast<int>(std::floor(brick)), static_cast<int>(row))) *
                           (joint ? 0.72 : 1);
         if (std::fabs(along) > t.half_width - 0.5)
             nearest.surface = rgb(214, 202, 176);
@@ -344,16 +396,22 @@ void meet_tree(const tree &one, const ray &r, hit &nearest) {
             const vec at = r.from + r.to * distance;
             vec normal = (at - centre) * (1 / radius);
             const double rough = noise(at.x * 5 + at.z * 3, at.y * 5 - at.z * 4, one.number);
-            normal = unit(normal + vec{noise(at.x * 8, at.z * 8, 3) - 0.5, noise(at.y * 8, at.z * 8, 4) - 0.5, 0.2} * 0.9);
-            const colour leaves = mix(rgb(58, 96, 40), one.number % 5 == 0 ? rgb(190, 140, 50) : rgb(112, 148, 58), rough);
+            normal =
+                unit(normal + vec{noise(at.x * 8, at.z * 8, 3) - 0.5, noise(at.y * 8, at.z * 8, 4) - 0.5, 0.2} * 0.9);
+            const colour leaves =
+                mix(rgb(58, 96, 40), one.number % 5 == 0 ? rgb(190, 140, 50) : rgb(112, 148, 58), rough);
             nearest = {distance, normal, leaves, {}};
         }
     // The trunk: a thin box.
     int side = 0;
     const double thick = 0.16 + 0.02 * one.height;
-    const double distance = into_box(r, {one.x - thick, one.y - thick, 0}, {one.x + thick, one.y + thick, crown.z}, side);
+    const double distance =
+        into_box(r, {one.x - thick, one.y - thick, 0}, {one.x + thick, one.y + thick, crown.z}, side);
     if (distance < nearest.distance)
-        nearest = {distance, {side == 0 ? (r.to.x > 0 ? -1.0 : 1.0) : 0, side == 1 ? (r.to.y > 0 ? -1.0 : 1.0) : 0, 0}, rgb(92, 70, 50), {}};
+        nearest = {distance,
+                   {side == 0 ? (r.to.x > 0 ? -1.0 : 1.0) : 0, side == 1 ? (r.to.y > 0 ? -1.0 : 1.0) : 0, 0},
+                   rgb(92, 70, 50),
+                   {}};
 }
 
 void meet_lamp(const place &here, world::point one, const ray &r, hit &nearest) {
@@ -374,7 +432,8 @@ colour paint_ground(vec at, double distance, colour &glow, vec &normal, bool &wa
     if (north < shore) {
         water = true;
         const double wave = std::clamp(1 - distance / 900, 0.05, 1.0);
-        normal = unit({(noise(at.x * 0.9, at.y * 1.7, 8) - 0.5) * 0.12 * wave, (noise(at.x * 0.8, at.y * 1.9, 9) - 0.5) * 0.22 * wave, 1});
+        normal = unit({(noise(at.x * 0.9, at.y * 1.7, 8) - 0.5) * 0.12 * wave,
+                       (noise(at.x * 0.8, at.y * 1.9, 9) - 0.5) * 0.22 * wave, 1});
         return rgb(44, 84, 104);
     }
     if (north < shore + 2.5)
@@ -382,7 +441,8 @@ colour paint_ground(vec at, double distance, colour &glow, vec &normal, bool &wa
     const world::street s = world::kStreet;
     if (north > s.south && north < s.north) {
         const bool dash = std::fabs(north - s.middle()) < 0.1 && std::fmod(at.x + 1000, 6) < 3;
-        const bool edge = std::min(north - s.south, s.north - north) < 0.35 && std::min(north - s.south, s.north - north) > 0.2;
+        const bool edge =
+            std::min(north - s.south, s.north - north) < 0.35 && std::min(north - s.south, s.north - north) > 0.2;
         const bool crossing = std::fabs(at.x - 12) < 2 && std::fmod(north, 1.1) < 0.55;
         return dash || edge || crossing ? rgb(224, 224, 216) : mix(rgb(84, 86, 90), rgb(98, 100, 104), grain);
     }
@@ -400,8 +460,10 @@ colour paint_ground(vec at, double distance, colour &glow, vec &normal, bool &wa
         return mix(rgb(196, 178, 142), rgb(180, 160, 124), grain);
     const double patch = cloudy(at.x / 17, at.y / 17, 3, 10);
     const colour grass = mix(rgb(96, 132, 56), rgb(136, 158, 76), patch * 1.4 - 0.2);
-    const bool flower = distance < 60 && hash(static_cast<int>(std::floor(at.x * 3)), static_cast<int>(std::floor(at.y * 3)), 31) > 0.985;
-    return flower ? (hash(static_cast<int>(at.x * 3), 1, 32) > 0.5 ? rgb(238, 214, 90) : rgb(236, 232, 240)) : grass * (0.8 + 0.4 * grain);
+    const bool flower = distance < 60 && hash(static_cast<int>(std::floor(at.x * 3)),
+                                              static_cast<int>(std::floor(at.y * 3)), 31) > 0.985;
+    return flower ? (hash(static_cast<int>(at.x * 3), 1, 32) > 0.5 ? rgb(238, 214, 90) : rgb(236, 232, 240))
+                  : grass * (0.8 + 0.4 * grain);
 }
 
 // ---- Sky and hills
@@ -412,13 +474,17 @@ colour paint_sky(const place &here, vec to) {
     if (here.night) {
         sky = mix(colour{0.020, 0.026, 0.050}, colour{0.003, 0.005, 0.014}, std::pow(up, 0.5));
         const double pan = std::atan2(to.x, to.y), tilt = std::asin(std::clamp(to.z, -1.0, 1.0));
-        const double rows = 150, row = std::floor(tilt * rows), columns = std::max(1.0, std::floor(rows * 2 * std::cos(row / rows) * 3.1416));
+        const double rows = 150, row = std::floor(tilt * rows),
+                     columns = std::max(1.0, std::floor(rows * 2 * std::cos(row / rows) * 3.1416));
         const double column = std::floor((pan / 6.2831853 + 0.5) * columns);
         if (hash(static_cast<int>(row), static_cast<int>(column), 40) > 0.962) {
-            const double dx = ((pan / 6.2831853 + 0.5) * columns - column) - 0.25 - 0.5 * hash(static_cast<int>(column), static_cast<int>(row), 41);
-            const double dy = (tilt * rows - row) - 0.25 - 0.5 * hash(static_cast<int>(row), static_cast<int>(column), 42);
+            const double dx = ((pan / 6.2831853 + 0.5) * columns - column) - 0.25 -
+                              0.5 * hash(static_cast<int>(column), static_cast<int>(row), 41);
+            const double dy =
+                (tilt * rows - row) - 0.25 - 0.5 * hash(static_cast<int>(row), static_cast<int>(column), 42);
             const double bright = std::pow(hash(static_cast<int>(row), static_cast<int>(column), 43), 5);
-            sky = sky + colour{0.9, 0.92, 1} * ((0.08 + bright) * smooth(0.18, 0.04, std::hypot(dx, dy)) * smooth(0.02, 0.2, up));
+            sky = sky + colour{0.9, 0.92, 1} *
+                            ((0.08 + bright) * smooth(0.18, 0.04, std::hypot(dx, dy)) * smooth(0.02, 0.2, up));
         }
         const vec side = unit({here.sun.y, -here.sun.x, 0});
         const double angle = std::acos(std::clamp(towards, -1.0, 1.0)) / kDegree;
@@ -426,13 +492,15 @@ colour paint_sky(const place &here, vec to) {
         if (angle < 1.5) {
             const vec away = to - here.sun;
             const double u = dot(away, side) / kDegree, v = away.z / kDegree;
-            sky = mix(sky, colour{0.86, 0.85, 0.78} * (0.72 + 0.4 * noise(u * 2.3 + 9, v * 2.3, 44)), smooth(1.5, 1.4, angle));
+            sky = mix(sky, colour{0.86, 0.85, 0.78} * (0.72 + 0.4 * noise(u * 2.3 + 9, v * 2.3, 44)),
+                      smooth(1.5, 1.4, angle));
         }
         return sky;
     }
     sky = mix(rgb(196, 218, 236), rgb(58, 118, 196), std::pow(up, 0.55));
     sky = mix(sky, rgb(244, 230, 204), 0.55 * std::exp(-up * 9) * (0.5 + 0.5 * towards));
-    sky = sky + colour{1.0, 0.86, 0.6} * (0.35 * std::pow(std::max(0.0, towards), 40) + 0.5 * std::pow(std::max(0.0, towards), 400));
+    sky = sky + colour{1.0, 0.86, 0.6} *
+                    (0.35 * std::pow(std::max(0.0, towards), 40) + 0.5 * std::pow(std::max(0.0, towards), 400));
     if (up > 0.02) {
         const double scale = 1.5 / (to.z + 0.08), x = to.x * scale, y = to.y * scale;
         const double density = cloudy(x + 3.1, y - 1.2, 6, 50), cover = smooth(0.50, 0.68, density);
@@ -462,7 +530,8 @@ bool paint_hills(const place &here, double pan, double tilt, colour &seen) {
         const double u = std::sin(pan * kDegree) * 180 / one.width, v = std::cos(pan * kDegree) * 180 / one.width;
         double line = one.base + one.rise * std::pow(cloudy(u / 3 + 20, v / 3 + 20, 5, one.seed) * 1.05, 1.7) * 1.2;
         if (&one == ranges)
-            line += 6.5 * std::exp(-std::pow(std::remainder(pan - 68, 360) / 24, 2)) * (0.6 + 0.55 * cloudy(u, v, 4, 59));
+            line +=
+                6.5 * std::exp(-std::pow(std::remainder(pan - 68, 360) / 24, 2)) * (0.6 + 0.55 * cloudy(u, v, 4, 59));
         // Lower over the lake.
         line *= 0.55 + 0.45 * smooth(35, 80, std::fabs(std::remainder(pan - 180, 360)));
         if (tilt > line)
@@ -484,16 +553,17 @@ bool paint_hills(const place &here, double pan, double tilt, colour &seen) {
 bool in_shade(const place &here, vec at) {
     const ray r = {at, here.sun};
     hit nearest;
-    for (const house &one : here.houses) {
-        meet_house(here, one, r, nearest);
+    const sector *lane = here.lane(at);
+    if (!lane)
+        return false;
+    if (lane->tower)
+        meet_tower(here, r, nearest);
+    for (const house *one : lane->houses)
+        meet_house(here, *one, r, nearest);
+    for (const tree *one : lane->trees) {
         if (nearest.distance < 1e9)
             return true;
-    }
-    meet_tower(here, r, nearest);
-    for (const tree &one : here.trees) {
-        if (nearest.distance < 1e9)
-            return true;
-        meet_tree(one, r, nearest);
+        meet_tree(*one, r, nearest);
     }
     return nearest.distance < 1e9;
 }
@@ -514,7 +584,8 @@ colour light_up(const place &here, const ray &r, const hit &seen) {
             const vec away = vec{lamp.x, lamp.y, lamp.z - 0.1} - at;
             const double distance = length(away);
             if (distance < 30)
-                sum = sum + colour{1.0, 0.72, 0.36} * (6.5 * std::max(0.0, dot(seen.normal, away) / distance) / (3 + distance * distance));
+                sum = sum + colour{1.0, 0.72, 0.36} *
+                                (6.5 * std::max(0.0, dot(seen.normal, away) / distance) / (3 + distance * distance));
         }
     return seen.surface * sum + seen.glow;
 }
@@ -522,15 +593,18 @@ colour light_up(const place &here, const ray &r, const hit &seen) {
 colour look(const place &here, vec to, int depth) {
     const ray r = {{0, 0, world::kCameraHeight}, to};
     hit nearest;
-    for (const house &one : here.houses)
-        meet_house(here, one, r, nearest);
-    meet_tower(here, r, nearest);
-    for (const tree &one : here.trees)
-        meet_tree(one, r, nearest);
-    for (const world::point &one : here.lamps)
-        meet_lamp(here, one, r, nearest);
-
     const double pan = std::atan2(to.x, to.y) / kDegree, tilt = std::asin(std::clamp(to.z, -1.0, 1.0)) / kDegree;
+    const sector &near = here.towards(to);
+    if (tilt < near.top) {
+        for (const house *one : near.houses)
+            meet_house(here, *one, r, nearest);
+        if (near.tower)
+            meet_tower(here, r, nearest);
+        for (const tree *one : near.trees)
+            meet_tree(*one, r, nearest);
+        for (const world::point *one : near.lamps)
+            meet_lamp(here, *one, r, nearest);
+    }
     const double ground = to.z < -1e-6 ? world::kCameraHeight / -to.z : 1e9;
     colour seen;
     double distance = nearest.distance;
@@ -575,7 +649,8 @@ void paint_rows(const place &here, uint32_t width, uint32_t first, uint32_t step
             for (int sample = 0; sample < 4; ++sample) {
                 const double px = x + 0.25 + 0.5 * (sample % 2), py = y + 0.25 + 0.5 * (sample / 2);
                 const double pan = px / width * 360 * kDegree, tilt = (90 - py / height * 180) * kDegree;
-                const colour seen = look(here, {std::sin(pan) * std::cos(tilt), std::cos(pan) * std::cos(tilt), std::sin(tilt)}, 0);
+                const colour seen =
+                    look(here, {std::sin(pan) * std::cos(tilt), std::cos(pan) * std::cos(tilt), std::sin(tilt)}, 0);
                 sum = sum + colour{std::min(seen.x, 1.5), std::min(seen.y, 1.5), std::min(seen.z, 1.5)} * 0.25;
             }
             row[3 * x] = shown(sum.x);
@@ -602,7 +677,8 @@ int main(int argc, char **argv) {
         std::fputs("usage: paint day|night WIDTH FILE   (a multiple of 4; the height is half of it)\n", stderr);
         return EXIT_FAILURE;
     }
-    const place here = make_place(night);
+    place here;
+    make_place(night, here);
     std::vector<uint8_t> picture(static_cast<size_t>(width * width));
     const unsigned workers = std::max(1U, std::thread::hardware_concurrency());
     std::vector<std::thread> all;

@@ -42,8 +42,8 @@ inline constexpr tower kTower = {34, 38, 3.6, 31, 25.5, 2.3};
 
 // Cars are boxes on wheels.
 struct car {
-    double phase;  // where it is at time 0, as a share of the way
-    double speed;  // metres a second, positive to the east
+    double phase; // where it is at time 0, as a share of the way
+    double speed; // metres a second, positive to the east
     uint8_t colour[3];
 };
 inline constexpr std::array<car, 7> kCars = {{
