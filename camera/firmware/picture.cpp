@@ -1,0 +1,282 @@
+#include "picture.hpp"
+#include "font.hpp"
+#include <algorithm>
+#include <cmath>
+#include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <jpeglib.h>
+#include <vela/colour.h>
+#include <vela/interp.h>
+
+namespace picture {
+
+namespace {
+
+constexpr int32_t kMesh = 16; // pixels between two nodes of the mesh
+constexpr int kFraction = 16; // fixed point of positions in the panorama
+
+// Beyond it nothing is seen: a quarter turn from the centre, measured along both axes.
+bool is_seen(const smap_view &view, int32_t x, int32_t y) {
+    const double degrees = view.fov / 1024.0 / view.width;
+    return (std::abs(x - view.width / 2) + std::abs(y - view.height / 2)) * degrees < 90;
+}
+
+// The panorama with positions in 1 / 2^16 of its pixels.
+struct sampler {
+    const uint8_t *pixels;
+    int32_t width, height;
+
+    int64_t across(int32_t pan) const { return (int64_t{pan} * width << kFraction) / (360 << 10); }
+    int64_t down(int32_t tilt) const {
+        return (int64_t{(90 << 10) - tilt} * height << kFraction) / (180 << 10) - (1 << (kFraction - 1));
+    }
+
+    // Luma between four neighbours.
+    int32_t luma(int64_t u, int64_t v) const {
+        u -= 1 << (kFraction - 1);
+        const auto fu = static_cast<int32_t>(u >> 8 & 255), fv = static_cast<int32_t>(v >> 8 & 255);
+        int32_t x = static_cast<int32_t>(u >> kFraction), y = static_cast<int32_t>(v >> kFraction);
+        x = x < 0 ? x + width : x >= width ? x - width : x;
+        const int32_t next = x + 1 == width ? 0 : x + 1;
+        const int32_t below = std::clamp(y + 1, 0, height - 1);
+        y = std::clamp(y, 0, height - 1);
+        const uint8_t *const upper = pixels + ptrdiff_t{2} * y * width, *const lower =
+                                                                            pixels + ptrdiff_t{2} * below * width;
+        const int32_t top = upper[2 * x + 1] * (256 - fu) + upper[2 * next + 1] * fu;
+        const int32_t bottom = lower[2 * x + 1] * (256 - fu) + lower[2 * next + 1] * fu;
+        return (top * (256 - fv) + bottom * fv + (1 << 15)) >> 16;
+    }
+    // Both chroma bytes of the pair of pixels here.
+    const uint8_t *chroma(int64_t u, int64_t v) const {
+        int32_t x = static_cast<int32_t>(u >> kFraction);
+        x = x < 0 ? x + width : x >= width ? x - width : x;
+        const int32_t y = std::clamp(static_cast<int32_t>((v + (1 << (kFraction - 1))) >> kFraction), 0, height - 1);
+        return pixels + ptrdiff_t{2} * (ptrdiff_t{y} * width + x / 2 * 2);
+    }
+    void put(int64_t u, int64_t v, int32_t column, uint8_t *row, const tones &levels) const {
+        uint8_t *const pair = row + column / 2 * 4;
+        pair[1 + column % 2 * 2] = levels[static_cast<size_t>(luma(u, v))];
+        if (column % 2 == 0) {
+            const uint8_t *const from = chroma(u, v);
+            pair[0] = from[0];
+            pair[2] = from[2];
+        }
+    }
+};
+
+void blacken(int32_t column, uint8_t *row) {
+    uint8_t *const pair = row + column / 2 * 4;
+    pair[1 + column % 2 * 2] = 16;
+    pair[0] = pair[2] = 128;
+}
+
+} // namespace
+
+void frame::put(int32_t x, int32_t y, colour ink, int share) {
+    if (!holds(x, y))
+        return;
+    uint8_t *const to = at(x, y);
+    const uint8_t given[3] = {ink.red, ink.green, ink.blue};
+    for (int i = 0; i < 3; ++i)
+        to[i] = static_cast<uint8_t>((to[i] * (256 - share) + given[i] * share) >> 8);
+}
+
+void frame::line(double x0, double y0, double x1, double y1, colour ink, int share) {
+    const double longest = std::max(std::fabs(x1 - x0), std::fabs(y1 - y0));
+    if (!(longest < 4.0 * (width + height)))
+        return;
+    const int steps = static_cast<int>(std::ceil(longest));
+    for (int i = 0; i <= steps; ++i) {
+        const double t = steps ? static_cast<double>(i) / steps : 0;
+        put(static_cast<int32_t>(std::lround(x0 + (x1 - x0) * t)),
+            static_cast<int32_t>(std::lround(y0 + (y1 - y0) * t)), ink, share);
+    }
+}
+
+int32_t frame::write(int32_t x, int32_t y, std::string_view text, colour ink, int32_t scale) {
+    for (const char c : text) {
+        const uint8_t *const rows = font::glyph(c);
+        for (int32_t row = 0; row < font::kHeight * scale; ++row)
+            for (int32_t column = 0; column < font::kWidth * scale; ++column)
+                if (rows[row / scale] >> (font::kWidth - 1 - column / scale) & 1) {
+                    put(x + column + 1, y + row + 1, {0, 0, 0}, 150);
+                    put(x + column, y + row, ink);
+                }
+        x += (font::kWidth + 1) * scale;
+    }
+    return x;
+}
+
+tones tones_of(const state::settings &all) {
+    std::vector<interp_knot> knots;
+    for (const auto &[x, y] : all.curve)
+        knots.push_back({static_cast<int16_t>(x), static_cast<int16_t>(y)});
+    std::array<int16_t, 256> curve = {};
+    const interp_curve spline = {INTERP_SPLI, static_cast<int32_t>(knots.size()), knots.data()};
+    interpolate_c(&spline, curve.data());
+    tones levels;
+    const double gain = std::exp2(all.exposure / 2.2);
+    for (size_t i = 0; i < levels.size(); ++i) {
+        const auto exposed = static_cast<size_t>(std::clamp(std::lround(static_cast<double>(i) * gain), 0L, 255L));
+        levels[i] = static_cast<uint8_t>(std::clamp<int>(curve[exposed], 0, 255));
+    }
+    return levels;
+}
+
+// The way back from the screen is taken at the nodes of a mesh; between them positions in the panorama change evenly. A
+// cell where they don't (at the poles, at the rim of what is seen) is taken pixel by pixel.
+void renderer::render(const scene &from, const smap_view &view, const tones &levels, frame &into) {
+    const int32_t columns = (view.width + kMesh - 1) / kMesh + 1, rows = (view.height + kMesh - 1) / kMesh + 1;
+    const auto nodes = static_cast<size_t>(columns) * static_cast<size_t>(rows);
+    mesh_.resize(nodes);
+    directions_.resize(nodes);
+    for (int32_t j = 0; j < rows; ++j)
+        for (int32_t i = 0; i < columns; ++i)
+            mesh_[static_cast<size_t>(j * columns + i)] = {i * kMesh, j * kMesh};
+    const smap_screen_poly screen = {static_cast<uint32_t>(nodes), mesh_.data()};
+    smap_sphere_poly sphere = {static_cast<uint32_t>(nodes), directions_.data()};
+    smap_screen_to_sphere(&screen, &view, &sphere);
+
+    const sampler panorama = {from.pixels(), from.width(), from.height()};
+    const int64_t turn = int64_t{from.width()} << kFraction;
+    const int32_t stride = (view.width + 1) / 2 * 4;
+    packed_.resize(static_cast<size_t>(stride) * static_cast<size_t>(view.height));
+
+    for (int32_t j = 0; j + 1 < rows; ++j)
+        for (int32_t i = 0; i + 1 < columns; ++i) {
+            const smap_sphere_pt *const corner[4] = {&directions_[static_cast<size_t>(j * columns + i)],
+                                                     &directions_[static_cast<size_t>(j * columns + i + 1)],
+                                                     &directions_[static_cast<size_t>((j + 1) * columns + i)],
+                                                     &directions_[static_cast<size_t>((j + 1) * columns + i + 1)]};
+            const int32_t x0 = i * kMesh, y0 = j * kMesh;
+            const int32_t x1 = std::min(x0 + kMesh, view.width), y1 = std::min(y0 + kMesh, view.height);
+            int64_t u[4], v[4];
+            bool even = is_seen(view, x0, y0) && is_seen(view, x0 + kMesh, y0) && is_seen(view, x0, y0 + kMesh) &&
+                        is_seen(view, x0 + kMesh, y0 + kMesh);
+            for (int k = 0; k < 4; ++k) {
+                u[k] = panorama.across(corner[k]->pan);
+                v[k] = panorama.down(corner[k]->tilt);
+                // The shorter way round from the first corner.
+                while (u[k] - u[0] > turn / 2)
+                    u[k] -= turn;
+                while (u[0] - u[k] > turn / 2)
+                    u[k] += turn;
+                even = even && std::llabs(u[k] - u[0]) < turn / 40 && std::abs(corner[k]->tilt) < 86 << 10;
+            }
+            if (!even) {
+                for (int32_t y = y0; y < y1; ++y)
+                    for (int32_t x = x0; x < x1; ++x) {
+                        uint8_t *const row = &packed_[static_cast<size_t>(y) * static_cast<size_t>(stride)];
+                        if (!is_seen(view, x, y)) {
+                            blacken(x, row);
+                            continue;
+                        }
+                        const smap_screen_pt pixel = {x, y};
+                        smap_sphere_pt direction;
+                        smap_screen_pt_to_sphere_pt(&pixel, &view, &direction);
+                        panorama.put(panorama.across(direction.pan), panorama.down(direction.tilt), x, row, levels);
+                    }
+                continue;
+            }
+            for (int32_t y = y0; y < y1; ++y) {
+                const int32_t t = y - y0;
+                int64_t left_u = u[0] + (u[2] - u[0]) * t / kMesh, left_v = v[0] + (v[2] - v[0]) * t / kMesh;
+                const int64_t right_u = u[1] + (u[3] - u[1]) * t / kMesh, right_v = v[1] + (v[3] - v[1]) * t / kMesh;
+                const int64_t step_u = (right_u - left_u) / kMesh, step_v = (right_v - left_v) / kMesh;
+                uint8_t *const row = &packed_[static_cast<size_t>(y) * static_cast<size_t>(stride)];
+                while (left_u >= turn)
+                    left_u -= turn;
+                for (int32_t x = x0; x < x1; ++x, left_u += step_u, left_v += step_v)
+                    panorama.put(left_u, left_v, x, row, levels);
+            }
+        }
+    into.width = view.width;
+    into.height = view.height;
+    into.pixels.resize(size_t{3} * static_cast<size_t>(view.width) * static_cast<size_t>(view.height));
+    cyc422_to_srgb(packed_.data(), static_cast<uint32_t>(view.width), static_cast<uint32_t>(view.height),
+                   static_cast<uint32_t>(stride), into.pixels.data());
+}
+
+void draw_grid(const smap_view &view, frame &onto) {
+    const colour ink = {120, 235, 255};
+    const auto place = [&](double pan, double tilt, smap_screen_pt &at) {
+        const smap_sphere_pt direction = {static_cast<int32_t>(std::lround(pan * 1024)),
+                                          static_cast<int32_t>(std::lround(tilt * 1024))};
+        return smap_sphere_pt_to_screen_pt(&direction, &view, &at) == 1;
+    };
+    const double fov = view.fov / 1024.0, step = fov > 40 ? 10 : fov > 15 ? 5 : fov > 5 ? 2 : 1;
+    const auto curve = [&](auto direction, double from, double to, int share) {
+        smap_screen_pt last = {}, next = {};
+        bool had = false;
+        for (double at = from; at <= to + 1e-9; at += step / 5) {
+            const auto [pan, tilt] = direction(at);
+            const bool has = place(pan, tilt, next);
+            if (has && had && (onto.holds(last.x, last.y) || onto.holds(next.x, next.y)))
+                onto.line(last.x, last.y, next.x, next.y, ink, share);
+            last = next;
+            had = has;
+        }
+    };
+    const double pan = view.pan / 1024.0, tilt = view.tilt / 1024.0, reach = fov * 0.8 + 5;
+    const double low = std::max(-90.0, std::floor((tilt - reach) / step) * step), high = std::min(90.0, tilt + reach);
+    const double spread =
+        std::fabs(tilt) + reach > 80 ? 180 : std::min(180.0, reach / std::cos((std::fabs(tilt) + reach) / 57.3));
+    for (double t = low; t <= high; t += step)
+        curve([&](double p) { return std::pair(p, t); }, std::floor((pan - spread) / step) * step, pan + spread,
+              t == 0 ? 200 : 70);
+    for (double p = std::floor((pan - spread) / step) * step; p <= pan + spread; p += step)
+        curve([&](double t) { return std::pair(p, t); }, low, high, std::fmod(p + 720, 90) == 0 ? 150 : 70);
+    static constexpr const char *kNames[] = {"N", "NE", "E", "SE", "S", "SW", "W", "NW"};
+    const int32_t scale = std::max(1, view.height / 300);
+    for (int i = 0; i < 8; ++i) {
+        smap_screen_pt at;
+        if (place(i * 45.0, 0, at))
+            onto.write(at.x - 3 * scale, at.y - 9 * scale, kNames[i], {255, 255, 255}, scale);
+    }
+}
+
+void draw_stamp(const smap_view &view, const timeval &at, frame &onto) {
+    const int32_t scale = std::max(1, view.height / 300), margin = 6 * scale;
+    tm local;
+    const time_t seconds = at.tv_sec;
+    localtime_r(&seconds, &local);
+    char text[64];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+    onto.write(margin, margin, text, {255, 255, 255}, scale);
+    std::snprintf(text, sizeof text, "%.1f %+.1f  %.1f", view.pan / 1024.0, view.tilt / 1024.0, view.fov / 1024.0);
+    onto.write(onto.width - margin - static_cast<int32_t>(std::strlen(text)) * (font::kWidth + 1) * scale, margin, text,
+               {255, 255, 255}, scale);
+}
+
+std::vector<uint8_t> encode(const frame &from, int32_t quality) {
+    jpeg_compress_struct encoder = {};
+    jpeg_error_mgr errors;
+    encoder.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&encoder);
+    unsigned char *memory = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&encoder, &memory, &size);
+    encoder.image_width = static_cast<JDIMENSION>(from.width);
+    encoder.image_height = static_cast<JDIMENSION>(from.height);
+    encoder.input_components = 3;
+    encoder.in_color_space = JCS_RGB;
+    jpeg_set_defaults(&encoder);
+    jpeg_set_quality(&encoder, quality, TRUE);
+    encoder.dct_method = JDCT_ISLOW;
+    jpeg_start_compress(&encoder, TRUE);
+    while (encoder.next_scanline < encoder.image_height) {
+        JSAMPROW row =
+            const_cast<JSAMPROW>(&from.pixels[size_t{3} * encoder.next_scanline * static_cast<size_t>(from.width)]);
+        jpeg_write_scanlines(&encoder, &row, 1);
+    }
+    jpeg_finish_compress(&encoder);
+    std::vector<uint8_t> result(memory, memory + size);
+    jpeg_destroy_compress(&encoder);
+    std::free(memory);
+    return result;
+}
+
+} // namespace picture

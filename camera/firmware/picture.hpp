@@ -1,0 +1,59 @@
+// A picture of the scene as the camera's lens shows it, and what is drawn on top.
+#pragma once
+
+#include "scene.hpp"
+#include "state.hpp"
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+#include <vela/spheremap.h>
+
+namespace picture {
+
+inline constexpr int32_t kLeastWidth = 64, kMostWidth = 1920, kLeastHeight = 36, kMostHeight = 1200;
+
+struct colour {
+    uint8_t red, green, blue;
+};
+
+// RGB, three bytes a pixel, rows without gaps.
+struct frame {
+    int32_t width = 0, height = 0;
+    std::vector<uint8_t> pixels;
+
+    uint8_t *at(int32_t x, int32_t y) {
+        return &pixels[3 * (static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x))];
+    }
+    bool holds(int32_t x, int32_t y) const { return x >= 0 && y >= 0 && x < width && y < height; }
+    void put(int32_t x, int32_t y, colour ink, int share = 256); // in 256ths
+    void line(double x0, double y0, double x1, double y1, colour ink, int share = 256);
+    // Text of the small font in cells of 6 x 8 times `scale` pixels; returns where it ends.
+    int32_t write(int32_t x, int32_t y, std::string_view text, colour ink, int32_t scale);
+};
+
+// The tone curve with the exposure before it: one value for each of 256 levels.
+using tones = std::array<uint8_t, 256>;
+tones tones_of(const state::settings &all);
+
+// Renders keep their buffers, so that a stream of pictures allocates once.
+class renderer {
+public:
+    void render(const scene &from, const smap_view &view, const tones &levels, frame &into);
+
+private:
+    std::vector<smap_screen_pt> mesh_;
+    std::vector<smap_sphere_pt> directions_;
+    std::vector<uint8_t> packed_; // 4:2:2
+};
+
+// Directions all ten degrees and the points of the compass.
+void draw_grid(const smap_view &view, frame &onto);
+// Name, time and position in the corners.
+void draw_stamp(const smap_view &view, const timeval &at, frame &onto);
+
+// JPEG; quality 1 to 100.
+std::vector<uint8_t> encode(const frame &from, int32_t quality);
+
+} // namespace picture

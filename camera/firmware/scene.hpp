@@ -1,0 +1,36 @@
+// The panorama that the camera's sensor sees: an equirectangular picture in packed 4:2:2 (Cb Y0 Cr Y1), and what moves
+// in it: cars on the street and the hands of the tower's clock.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <sys/time.h>
+
+class scene {
+public:
+    // Maps the file of the time of day from the folder CAMERA_SCENE: day.ycc, night.ycc, or a picture of the user's
+    // own, other.ycc, in which nothing moves.
+    scene(bool night, const timeval &at);
+    ~scene();
+    scene(const scene &) = delete;
+    scene &operator=(const scene &) = delete;
+
+    const uint8_t *pixels() const { return pixels_; }
+    int32_t width() const { return width_; }
+    int32_t height() const { return width_ / 2; }
+    bool is_own() const { return own_; }
+
+private:
+    // A convex shape on the sphere, as corners in degrees, painted in one colour (Y, Cb, Cr).
+    struct corner {
+        double pan, tilt;
+    };
+    void paint(const corner *corners, int count, const uint8_t (&colour)[3]);
+    void put_cars(const timeval &at, bool night);
+    void put_clock_hands(const timeval &at, bool night);
+
+    uint8_t *pixels_ = nullptr; // a private mapping: what moves is painted into it
+    size_t size_ = 0;
+    int32_t width_ = 0;
+    bool own_ = false;
+};

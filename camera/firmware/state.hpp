@@ -1,0 +1,58 @@
+// What the camera knows of itself between two requests: its clock, its position, presets, limits and settings.
+#pragma once
+
+#include "motion.hpp"
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace state {
+
+// The camera's clock: the system's, and what it was set to be ahead.
+timeval now();
+void set_clock(const timeval &to);
+
+struct preset {
+    std::string id, name;
+    motion::position at;
+};
+std::vector<preset> presets();
+void keep(const std::vector<preset> &all);
+std::optional<preset> find_preset(const std::string &id);
+
+motion::limits limits();
+void keep(const motion::limits &allowed);
+
+motion::position home();
+void keep_home(const motion::position &at);
+
+// A tour of the presets since a time.
+struct patrol {
+    timeval begun;
+    double dwell;
+};
+std::optional<patrol> patrolling();
+void keep(const std::optional<patrol> &tour);
+
+// Where the camera is and how it goes on from there; a patrol as a plan at rest.
+motion::plan current_plan(const timeval &at);
+void keep(const motion::plan &plan);
+motion::position position_at(const timeval &at);
+
+enum class light { automatic, day, night };
+struct settings {
+    light by = light::automatic;
+    bool grid = false, stamp = true;
+    double exposure = 0;                       // in stops, -2 to 2
+    std::vector<std::pair<int, int>> curve = { // knots of the tone curve, from x 0 to 255
+        {0, 0},
+        {64, 60},
+        {192, 200},
+        {255, 255}};
+};
+settings read_settings();
+void keep(const settings &all);
+bool is_night(const settings &all, const timeval &at);
+
+} // namespace state

@@ -1,0 +1,167 @@
+#include "store.hpp"
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+#include <vela/filesystem.h>
+#include <vela/url.h>
+
+namespace store {
+
+namespace {
+
+int locks = 0, lock_file = -1;
+
+[[noreturn]] void fail(const std::string &what) { throw trouble{what + ": " + std::strerror(errno)}; }
+
+// A descriptor that closes itself.
+struct descriptor {
+    int number;
+    ~descriptor() {
+        if (number >= 0)
+            close(number);
+    }
+};
+
+void synchronise_folder_of(const std::string &path) {
+    const descriptor opened{open(path.substr(0, path.rfind('/')).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    if (opened.number < 0 || fsync(opened.number) != 0)
+        fail(path);
+}
+
+std::string encoded(const std::string &field) {
+    std::string result(field.size() * 3 + 1, 0);
+    const int32_t length = url_encode(field.data(), static_cast<uint32_t>(field.size()), result.data(),
+                                      static_cast<uint32_t>(result.size()));
+    result.resize(length > 0 ? static_cast<size_t>(length) : 0);
+    return result;
+}
+
+std::string decoded(std::string_view field) {
+    std::string result(field.size() + 1, 0);
+    const int32_t length = url_decode(field.data(), static_cast<uint32_t>(field.size()), result.data(),
+                                      static_cast<uint32_t>(result.size()));
+    result.resize(length > 0 ? static_cast<size_t>(length) : 0);
+    return result;
+}
+
+} // namespace
+
+const std::string &folder() {
+    static const std::string path = [] {
+        const char *given = std::getenv("CAMERA_STATE");
+        if (!given || !*given)
+            throw trouble{"CAMERA_STATE names no folder"};
+        if (mkdirp(given) != 0)
+            fail(given);
+        return std::string(given) + "/";
+    }();
+    return path;
+}
+
+lock::lock() {
+    if (locks == 0) {
+        lock_file = open((folder() + "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        if (lock_file < 0)
+            fail("lock");
+        while (flock(lock_file, LOCK_EX) != 0)
+            if (errno != EINTR)
+                fail("lock");
+    }
+    ++locks;
+}
+
+lock::~lock() {
+    if (--locks == 0)
+        close(lock_file);
+}
+
+std::optional<std::string> read(const std::string &name) {
+    FILE *file = std::fopen((folder() + name).c_str(), "rbe");
+    if (!file) {
+        if (errno == ENOENT)
+            return std::nullopt;
+        fail(name);
+    }
+    std::string content;
+    char buffer[4096];
+    for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, file)) > 0;)
+        content.append(buffer, got);
+    const bool good = !std::ferror(file);
+    std::fclose(file);
+    if (!good)
+        fail(name);
+    return content;
+}
+
+void write(const std::string &name, std::string_view content) {
+    const std::string path = folder() + name, beside = path + "." + std::to_string(getpid()) + ".new";
+    const descriptor made{open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600)};
+    if (made.number < 0)
+        fail(name);
+    for (size_t done = 0; done < content.size();) {
+        const ssize_t count = ::write(made.number, content.data() + done, content.size() - done);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0) {
+            const int reason = errno;
+            unlink(beside.c_str());
+            errno = reason;
+            fail(name);
+        }
+        done += static_cast<size_t>(count);
+    }
+    if (fsync(made.number) != 0 || rename(beside.c_str(), path.c_str()) != 0) {
+        const int reason = errno;
+        unlink(beside.c_str());
+        errno = reason;
+        fail(name);
+    }
+    synchronise_folder_of(path);
+}
+
+bool remove(const std::string &name) {
+    const std::string path = folder() + name;
+    if (unlink(path.c_str()) != 0) {
+        if (errno == ENOENT)
+            return false;
+        fail(name);
+    }
+    synchronise_folder_of(path);
+    return true;
+}
+
+std::vector<record> read_records(const std::string &name) {
+    std::vector<record> records;
+    const auto content = read(name);
+    std::string_view left = content ? std::string_view(*content) : std::string_view();
+    while (!left.empty()) {
+        std::string_view line = left.substr(0, left.find('\n'));
+        left.remove_prefix(std::min(left.size(), line.size() + 1));
+        record fields;
+        for (bool more = true; more;) {
+            const size_t end = line.find('\t');
+            fields.push_back(decoded(line.substr(0, end)));
+            more = end != std::string_view::npos;
+            line.remove_prefix(more ? end + 1 : line.size());
+        }
+        records.push_back(fields);
+    }
+    return records;
+}
+
+void write_records(const std::string &name, const std::vector<record> &records) {
+    std::string content;
+    for (const record &fields : records) {
+        for (size_t i = 0; i < fields.size(); ++i)
+            content += (i ? "\t" : "") + encoded(fields[i]);
+        content += '\n';
+    }
+    write(name, content);
+}
+
+} // namespace store
