@@ -1,6 +1,7 @@
 // Where the camera looks, and how it is moved.
 //
 //   GET  /api/ptz           position, motion, limits, presets
+//   GET  /api/ptz/token     what a change must bring along
 //   POST /api/ptz           action=move pan tilt [fov] | nudge pan tilt zoom | drive pan tilt zoom [hold] | stop |
 //                           home | set-home | save name | recall id | forget id | patrol [dwell] | limits ...
 #include "state.hpp"
@@ -134,6 +135,10 @@ void change(const exchange &one) {
 }
 
 void handle(exchange &one) {
+    if (one.path() == "/token" && !one.is_post()) {
+        one.json(web::json::object().add("token", web::token()).text());
+        return;
+    }
     if (!one.path().empty())
         throw refusal{404, "there is nothing of that name"};
     if (one.is_post())

@@ -27,9 +27,6 @@ public:
     bool is_post() const { return post_; }
     // What follows the program's name in the address: "" or "/live".
     const std::string &path() const { return path_; }
-    // The directory of the program in the address, without the path behind it: "/api/ptz".
-    cgi_request *request() const { return request_; }
-
     // A parameter of the query (GET) or of the form (POST).
     std::optional<std::string> find(const char *name) const;
     // The same, refused (400) when it is missing, longer than the limit, or not printable UTF-8.
