@@ -4,9 +4,19 @@
  *
  * cgi_setup() reads the request from the environment and the standard input; values are then looked up by
  * name. Names and values of the query string, of the cookies and of a form body are percent-decoded as
- * url_decode() does; names are compared without regard to case, and of a repeated name the first one counts. The
- * record owns every string that it returns, until cgi_cleanup(), except for those of the environment, which must
- * not be changed meanwhile. A record belongs to one thread.
+ * url_decode() does; names are compared by strcasecmp(), and of a repeated name the first one counts. A decoded NUL
+ * ends its name or value: "a%00b=c" gives "c" to the name "a". "a=b=c" is "b" for the name "a", and a name "c" with an
+ * empty value. What case is, the program's locale decides: after setlocale() to a Turkish one of eight bits, "title"
+ * does not find "TITLE"; a program that looks up names keeps to "C" for LC_CTYPE.
+ *
+ * Not for uploads: the body of a POST request alone is read, of any other (PUT, PATCH) it stays on the standard input;
+ * forms are those of "application/x-www-form-urlencoded". The type is not looked at, so that of "multipart/form-data"
+ * nothing sensible is found, and JSON is taken apart at its "&" and "=": look at `getenv("CONTENT_TYPE")` first.
+ *
+ * The record owns every string that it returns, until cgi_cleanup(), except for those of the environment, which must
+ * not be changed meanwhile. A record belongs to one thread. cgi_setup() and cgi_header() read the environment, which
+ * no other thread may change at that time, and cgi_setup() the standard input, which is one for the process.
+ * http_strerr() may be called by any thread at any time.
  *
  *     cgi_request *cgi;
  *     if (cgi_setup(&cgi) != 0)
@@ -51,11 +61,16 @@ typedef struct cgi_request {
  * The body is read from the descriptor of the standard input, so nothing may have been read from there before. As
  * many bytes are read as "CONTENT_LENGTH" announces (its leading digits), or less where the input ends before;
  * 131072 are the most, which is also the number where the length is not set, negative or larger. What follows stays
- * unread. An announced length of 0, or one that is no number, means that there is no body. Without memory for the
- * body it stays null, and `body_len` holds the number of bytes that should have been read.
+ * unread. An announced length of 0, or one that is no number, means that there is no body. A body that is shorter than
+ * announced, because it was too long or the client broke off, is told by `body_len` alone: compare it with
+ * "CONTENT_LENGTH".
+ *
+ * Short of memory, the result may still be 0: without memory for the names and values of the query string, or of the
+ * cookies, none of them is found; without memory for the body it stays null and unread, and `body_len` holds the number
+ * of bytes that should have been read.
  *
  * @param result  receives the request, for cgi_cleanup(), or null
- * @return 0; -1 if "REQUEST_METHOD" is not set or memory is short
+ * @return 0; -1 if "REQUEST_METHOD" is not set or there is no memory for the record
  */
 VELA_NODISCARD int32_t cgi_setup(cgi_request **result);
 
@@ -89,6 +104,8 @@ const char *cgi_cookie(cgi_request *cgi, const char *name);
 
 /**
  * A header field of the request: the environment's "HTTP_NAME" for the name in upper case, with "_" for "-".
+ * Content-Type and Content-Length are not among them: a server passes these as "CONTENT_TYPE" and "CONTENT_LENGTH", for
+ * getenv().
  *
  * @param cgi   the request, or null
  * @param name  the field's name, such as "Accept-Language", or null
@@ -107,7 +124,7 @@ void cgi_cleanup(cgi_request *cgi);
  * The reason phrase of a status code of HTTP/1.1 (RFC 2616, section 6.1.1), such as "Not Found" for 404.
  *
  * @param code  the status code
- * @return a constant string; "UNKNOWN" for every other code
+ * @return a constant string; "UNKNOWN" for every other code, later ones such as 308 and 429 included
  */
 const char *http_strerr(int32_t code);
 

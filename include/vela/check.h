@@ -6,6 +6,9 @@
  * __vela_check_add_suite_if_enabled(), runs the runner with the configured modes, and releases the configuration. The
  * library links no test framework: the framework's functions are passed in.
  *
+ * One thread parses, since cmdline_getopt() keeps its state for the process: a second command line needs
+ * cmdline_reset() first. The other functions touch nothing but their arguments.
+ *
  * Options: `-F,--nofork`, `-v,--verbose`, `-q,--quiet`, `-s,--suite NAME`, `-x,--xml FILE`; `-?` prints the usage.
  */
 #ifndef VELA_CHECK_H
@@ -38,7 +41,8 @@ typedef struct vela_check_config {
  * @param argv    the arguments; operands are moved behind the options and ignored
  * @param config  receives the configuration; every field is written
  * @return 1 to run the tests; 0 when an unknown option or `-?` made it print the usage, and the program is to stop.
- *         The configuration must be released in both cases. A string that could not be copied is null.
+ *         The configuration must be released in both cases. A string that could not be copied is null, as is one whose
+ *         value is missing: the tests run, and all suites.
  */
 VELA_NODISCARD int32_t __vela_check_parse_cmdline(int32_t argc, char **argv, vela_check_config *config);
 

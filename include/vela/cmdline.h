@@ -4,11 +4,25 @@
  *
  * The caller describes its options in a table and calls cmdline_getopt() until it returns -1. Operands (arguments that
  * are no options) are moved behind the options as they are met and keep their order: after the last call they are
- * `argv[cmdline_optidx]` to `argv[argc - 1]`. A value is always an argument of its own (`-r 8000`, `--rate 8000`);
- * short options may be clustered (`-vq`); there is no end-of-options marker, so `--` is the short option "-".
+ * `argv[cmdline_optidx]` to `argv[argc - 1]`. A value is always an argument of its own (`-r 8000`, `--rate 8000`):
+ * `--rate=8000` is an unknown option, and of `-r8000` the value is missing. Short options may be clustered (`-vq`);
+ * there is no end-of-options marker, so `--` is the short option "-".
  *
- * The parser's state is process-wide: one parse at a time, from one thread. Nothing is allocated; the table, the
- * vector and its strings stay the caller's. All output goes to the standard output.
+ * `--help` is an option like any other, unknown unless the table has it. As the usage screen ends with a line for it,
+ * the program lists it first and passes the screen what follows:
+ *
+ *     static const cmdline_option options[] = {
+ *         {'h', "help", NULL, 0}, {'r', "rate", "hertz", CMDLINE_REQUIRED}, {0, NULL, NULL, 0}};
+ *     int option;
+ *     while ((option = cmdline_getopt(argc, argv, options)) >= 0)
+ *         if (option == 'h' || option == '?') {
+ *             cmdline_usage(options + 1, argv[0], NULL);
+ *             return option == '?';
+ *         }
+ *
+ * The parser's state is process-wide: one parse at a time, from one thread; cmdline_usage() and cmdline_print() do not
+ * touch it. Nothing is allocated; the table, the vector and its strings stay the caller's. All output goes to the
+ * standard output.
  */
 #ifndef VELA_CMDLINE_H
 #define VELA_CMDLINE_H
@@ -51,7 +65,8 @@ void cmdline_reset(void);
  * @param argv     the arguments; their order changes, the strings do not
  * @param options  the option table
  * @return the option's character (1 to 255, read as unsigned), with cmdline_optarg set to its value or null;
- *         0 when an operand was moved, or when a required value is missing (a message says so);
+ *         0 when an operand was moved, or when a required value is missing (a message says so, the result does not:
+ *         a program that must have the value checks that it came);
  *         '?' for an unknown option (a message names it, except for `-?` itself);
  *         -1 when nothing is left
  *
@@ -62,6 +77,8 @@ VELA_NODISCARD int16_t cmdline_getopt(int32_t argc, char **argv, const cmdline_o
 
 /**
  * Prints a usage screen: "usage: PROGRAM SYNOPSIS", a line for each option, and one for the help option `-?,--help`.
+ * Values are shown as `--rate=VAL` and `--gain[=VAL]`, or `-q <val>` for an option without a long form; they are given
+ * as arguments of their own all the same.
  *
  * @param options       the option table, or null for none
  * @param program_name  what stands behind "usage: "

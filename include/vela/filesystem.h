@@ -7,7 +7,8 @@
  * who releases each of its strings and then the list with free(), as those of a name_list.
  *
  * There is no state between calls: any thread may call any function at any time, as long as no two use the same
- * name_list. `errno` is left at any value.
+ * name_list. Relative paths start at the working directory and new directories get the file-creation mask, which all
+ * threads share. `errno` is left at any value.
  */
 #ifndef VELA_FILESYSTEM_H
 #define VELA_FILESYSTEM_H
@@ -88,6 +89,9 @@ VELA_NODISCARD int32_t add_to_names(name_list *list, const char *name);
  * standard error stream as warn() does: "can't open PATH" for a directory, "Can't stat PATH" for an entry that could
  * not be examined, since it has vanished meanwhile for example, or whose path has more than 4095 characters. The walk
  * goes on with the next entry.
+ *
+ * Each level of subdirectories keeps a file descriptor open while those below are walked. One that finds none left
+ * can't be opened.
  *
  * Short of memory, the walk goes on without the paths that it could not store, and the result tells only if no
  * subdirectory was opened afterwards: where every path counts, walk one directory at a time, without WALK_RECURSE.
