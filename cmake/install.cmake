@@ -12,5 +12,9 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vela-config-version.cmake DESTINATION 
 # The file finds its prefix from where it lies, so that an installation can be put or moved anywhere.
 set(vela_pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH vela_prefix_from_pc ${CMAKE_INSTALL_PREFIX}/${vela_pc_dir} ${CMAKE_INSTALL_PREFIX})
+set(vela_time64_flags "")
+foreach(definition IN LISTS vela_time64)
+  string(APPEND vela_time64_flags " -D${definition}")
+endforeach()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/vela.pc.in vela.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vela.pc DESTINATION ${vela_pc_dir})

@@ -1,3 +1,5 @@
+include(CheckCXXSourceCompiles)
+
 # The library: one object per source file, linked once as libvela.so and archived once as libvela.a.
 file(GLOB_RECURSE vela_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/source/*.cpp)
 
@@ -39,10 +41,38 @@ target_compile_options(vela_objects PRIVATE
 target_compile_definitions(vela_objects PRIVATE _FILE_OFFSET_BITS=64)
 set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden)
 
+# 64-bit times, for the library and for those who use it.
+set(vela_time64 "")
+if(VELA_TIME64)
+  set(vela_time64 _TIME_BITS=64 _FILE_OFFSET_BITS=64)
+endif()
+target_compile_definitions(vela_objects PRIVATE ${vela_time64})
+
 # The exported symbols stand in one list, under the release that brought them; the linker's version script is made from
 # it, with a node for each release.
 set(vela_symbol_list ${PROJECT_SOURCE_DIR}/cmake/symbols.list)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${vela_symbol_list})
+
+# The functions of times have other symbols where these are of another width than the platform's first, be it by the
+# option or by the compiler's flags. No result of an earlier run is kept, since both may change.
+unset(vela_has_other_times CACHE)
+set(CMAKE_REQUIRED_DEFINITIONS -D_FILE_OFFSET_BITS=64)
+if(VELA_TIME64)
+  list(APPEND CMAKE_REQUIRED_DEFINITIONS -D_TIME_BITS=64)
+endif()
+check_cxx_source_compiles("
+  #include <sys/time.h>
+  #if !(defined(__TIMESIZE) && __TIMESIZE == 32 && defined(__USE_TIME_BITS64))
+  #error
+  #endif
+  int main() {}" vela_has_other_times)
+unset(CMAKE_REQUIRED_DEFINITIONS)
+if(vela_has_other_times)
+  file(READ ${vela_symbol_list} list)
+  string(REGEX REPLACE "\n(gettime|time_[a-z_]+)" "\n\\1_time64" list "${list}")
+  set(vela_symbol_list ${PROJECT_BINARY_DIR}/symbols.list)
+  file(WRITE ${vela_symbol_list} "${list}")
+endif()
 file(STRINGS ${vela_symbol_list} lines)
 set(releases "")
 foreach(line IN LISTS lines)
@@ -76,6 +106,7 @@ foreach(target vela vela_static)
   set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C OUTPUT_NAME vela)
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_compile_definitions(${target} PUBLIC ${vela_time64})
   add_library(vela::${target} ALIAS ${target})
 endforeach()
 target_link_libraries(vela_static INTERFACE m)

@@ -4,7 +4,10 @@
 
 namespace {
 
-constexpr suseconds_t kMicroseconds = 1000000;
+// Wider than suseconds_t where 64-bit times were added later.
+using microseconds_t = decltype(timeval::tv_usec);
+
+constexpr microseconds_t kMicroseconds = 1000000;
 
 time_t wrapping_add(time_t a, time_t b) {
     time_t sum;
@@ -19,9 +22,9 @@ time_t wrapping_subtract(time_t a, time_t b) {
 }
 
 // Balances by a division rounded towards minus infinity.
-timeval balanced(time_t seconds, suseconds_t microseconds) {
-    const suseconds_t rest = microseconds % kMicroseconds;
-    const suseconds_t carry = microseconds / kMicroseconds - (rest < 0);
+timeval balanced(time_t seconds, microseconds_t microseconds) {
+    const microseconds_t rest = microseconds % kMicroseconds;
+    const microseconds_t carry = microseconds / kMicroseconds - (rest < 0);
     return {wrapping_add(seconds, carry), rest < 0 ? rest + kMicroseconds : rest};
 }
 

@@ -7,13 +7,26 @@
  * says so, results are. Every result is exact; only seconds beyond the field's range wrap around.
  *
  * Where the platform has two widths of `struct timeval` (`_TIME_BITS` on 32-bit machines), a program must be compiled
- * with the one that the library was compiled with.
+ * with the one that the library was built with, or it does not link: the functions of 64-bit times are the symbols
+ * `gettime_time64` and so on. The library has them, in place of the others, when it is built with the CMake option
+ * `VELA_TIME64`.
+ *
+ * There is no state: any thread may call any function at any time, as long as no two use the same time while one of
+ * them changes it. The wall clock jumps when it is set: intervals are better measured by clock_gettime() with
+ * CLOCK_MONOTONIC.
  */
 #ifndef VELA_TIME_H
 #define VELA_TIME_H
 
 #include <stdint.h>
 #include <sys/time.h>
+
+/** The symbol of a function that takes or returns times; only for this header. */
+#if defined(__TIMESIZE) && __TIMESIZE == 32 && defined(__USE_TIME_BITS64)
+#define VELA_TIME_SYMBOL(name) __asm__(#name "_time64")
+#else
+#define VELA_TIME_SYMBOL(name)
+#endif
 
 #ifdef __cplusplus
 extern "C" {
@@ -26,14 +39,14 @@ extern "C" {
  * @param t  receives the time; must not be null (checked by an assertion)
  * @return the result of gettimeofday(): 0, or -1 on failure
  */
-int32_t gettime(struct timeval *t);
+int32_t gettime(struct timeval *t) VELA_TIME_SYMBOL(gettime);
 
 /**
  * Brings the microseconds into 0 to 999999 and carries what that takes into the seconds.
  *
  * @param t  the time, changed in place
  */
-void time_balance(struct timeval *t);
+void time_balance(struct timeval *t) VELA_TIME_SYMBOL(time_balance);
 
 /**
  * Subtracts one time from another.
@@ -42,7 +55,7 @@ void time_balance(struct timeval *t);
  * @param b  the time to subtract
  * @return a - b, balanced
  */
-struct timeval time_sub(const struct timeval *a, const struct timeval *b);
+struct timeval time_sub(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_sub);
 
 /**
  * Adds two times.
@@ -51,7 +64,7 @@ struct timeval time_sub(const struct timeval *a, const struct timeval *b);
  * @param b  the other
  * @return a + b, balanced
  */
-struct timeval time_add(const struct timeval *a, const struct timeval *b);
+struct timeval time_add(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_add);
 
 /**
  * Moves a time back.
@@ -59,7 +72,7 @@ struct timeval time_add(const struct timeval *a, const struct timeval *b);
  * @param t     the time, changed in place; balanced afterwards
  * @param usec  microseconds to subtract, of either sign and any size
  */
-void time_sub_usec(struct timeval *t, suseconds_t usec);
+void time_sub_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_sub_usec);
 
 /**
  * Moves a time forward.
@@ -67,7 +80,7 @@ void time_sub_usec(struct timeval *t, suseconds_t usec);
  * @param t     the time, changed in place; balanced afterwards
  * @param usec  microseconds to add, of either sign and any size
  */
-void time_add_usec(struct timeval *t, suseconds_t usec);
+void time_add_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_add_usec);
 
 /**
  * Compares two times, which must be balanced.
@@ -77,11 +90,13 @@ void time_add_usec(struct timeval *t, suseconds_t usec);
  * @return negative if a is earlier, 0 if they are equal, positive if a is later: the difference of the seconds or, if
  *         those are equal, of the microseconds, limited to the range of the result
  */
-int32_t time_compare(const struct timeval *a, const struct timeval *b);
+int32_t time_compare(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_compare);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif
+
+#undef VELA_TIME_SYMBOL
 
 #endif
