@@ -2,10 +2,13 @@
 // G.711 conversions against those of a telephony library. What the times buy is noted beside them: the
 // signal-to-noise ratio of a tone and of a sweep, each against the ideal signal at the output's rate.
 #include "ratios.hpp"
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -67,6 +70,56 @@ implementation of_lobes(const char *name, uint32_t lobes) {
                     return static_cast<uint32_t>(made ? made->size() : 0);
                 };
             }};
+}
+
+// The conversion as resample.h defines it, by a loop over outputs and taps for each pair of formats: what a program
+// would write by itself. Only the first outputs look for their samples in the history, and where consecutive taps have
+// consecutive coefficients, two samples share one of the symmetric table.
+struct linear_samples {
+    static int16_t get(const int16_t *from) { return *from; }
+    static void put(int16_t *to, int32_t sample) { *to = static_cast<int16_t>(std::clamp(sample, -32768, 32767)); }
+};
+
+template <class From>
+int32_t plain_sum(const resample_state &state, const int16_t *in, uint32_t base, uint32_t phase) {
+    const uint32_t L = state.interp_factor, T = state.num_coeffs;
+    int32_t sum = 0;
+    if (base < state.history_len) {
+        auto at = static_cast<int32_t>(base);
+        for (uint32_t k = phase; k < T; k += L, --at)
+            sum += state.coeffs[k] * (at < 0 ? state.history[state.history_len + at] : From::get(in + at));
+        return sum;
+    }
+    const int16_t *newest = in + base;
+    if (L > 1) {
+        for (uint32_t k = phase; k < T; k += L)
+            sum += state.coeffs[k] * From::get(newest--);
+        return sum;
+    }
+    const int16_t *oldest = newest - (T - 1);
+    for (uint32_t k = 0; k < T / 2; ++k)
+        sum += state.coeffs[k] * (From::get(newest - k) + From::get(oldest + k));
+    return sum + state.coeffs[T / 2] * From::get(oldest + T / 2);
+}
+
+template <class From, class To>
+void plain_loop(resample_state &state, const int16_t *in, uint32_t &in_count, int16_t *out, uint32_t &out_count) {
+    const uint32_t L = state.interp_factor, M = state.decim_factor, end = L * in_count;
+    uint32_t position = state.phase, base = position / L, phase = position % L, made = 0, last = base;
+    for (; made < out_count && position < end; ++made, position += M) {
+        To::put(out + made, plain_sum<From>(state, in, base, phase) >> state.coeff_shift);
+        last = base;
+        for (phase += M; phase >= L; phase -= L)
+            ++base;
+    }
+    const uint32_t consumed = made ? last + (base != last) : in_count;
+    const uint32_t fresh = std::min<uint32_t>(consumed, state.history_len), kept = state.history_len - fresh;
+    std::memmove(state.history, state.history + fresh, kept * sizeof *state.history);
+    for (uint32_t i = 0; i < fresh; ++i)
+        state.history[kept + i] = From::get(in + (consumed - fresh + i));
+    state.phase = position - L * consumed;
+    in_count = consumed;
+    out_count = made;
 }
 
 #ifdef HAVE_SPEEXDSP
@@ -309,6 +362,56 @@ void add_lobes() {
     }
 }
 
+// Short calls, a filter that is too long for rows, and a table of the caller's own: what room a call has, in outputs.
+void add_plain_loops() {
+    const struct {
+        rates at;
+        uint32_t kernel, room;
+        bool replaced;
+    } cases[] = {{{44100, 48000}, RESAMPLE_LAN2, 8, false},  {{44100, 48000}, RESAMPLE_LAN2, 24, false},
+                 {{44100, 48000}, RESAMPLE_LAN2, 480, true}, {{44100, 8000}, RESAMPLE_LAN2, 8, false},
+                 {{44100, 8000}, RESAMPLE_LAN2, 24, false},  {{8000, 16000}, RESAMPLE_LANC, 8, false},
+                 {{65, 1}, RESAMPLE_LANC, 480, false},       {{600, 1}, RESAMPLE_LAN2, 8, false},
+                 {{600, 1}, RESAMPLE_LAN2, 480, false}};
+    const auto run = [](benchmark::State &timed, const auto &one, auto convert) {
+        std::unique_ptr<resample_state, void (*)(resample_state *)> state(
+            resample_alloc(one.at.out, one.at.in, one.kernel), resample_free);
+        if (one.replaced) {
+            std::vector<int16_t> table(state->coeffs, state->coeffs + state->num_coeffs);
+            std::free(state->coeffs);
+            state->coeffs = static_cast<int16_t *>(std::malloc(table.size() * sizeof table[0]));
+            std::copy(table.begin(), table.end(), state->coeffs);
+        }
+        const samples in(sampled({300, 3000}, 480 * 600));
+        samples out(one.room);
+        int64_t total = 0;
+        for (uint32_t at = 0; auto _ : timed) {
+            const uint32_t most = (one.room + 1) * ((one.at.in - 1) / one.at.out + 1);
+            at = at + most > in.size() ? 0 : at;
+            uint32_t used = most, made = one.room;
+            convert(*state, in.data() + at, used, out.data(), made);
+            at += used;
+            total += made;
+            benchmark::DoNotOptimize(out.data());
+            benchmark::ClobberMemory();
+        }
+        timed.SetItemsProcessed(total);
+    };
+    for (const auto &one : cases) {
+        const std::string name = std::to_string(one.at.in) + "->" + std::to_string(one.at.out) + ", " +
+                                 std::to_string(one.room) + (one.replaced ? " a call, own table" : " a call");
+        ratios::add(name, "vela", [=](benchmark::State &state) {
+            run(state, one,
+                [](resample_state &record, const int16_t *in, uint32_t &used, int16_t *out, uint32_t &made) {
+                    resample_test(&record, in, &used, out, &made);
+                });
+        });
+        ratios::add(name, "plain-loop",
+                    [=](benchmark::State &state) { run(state, one, plain_loop<linear_samples, linear_samples>); });
+        ratios::bar(name, 1);
+    }
+}
+
 void add_creation() {
     for (const implementation &one : implementations())
         ratios::add("creation, 44100->48000", one.name, [&one](benchmark::State &state) {
@@ -324,6 +427,7 @@ const bool registered = [] {
         add_rates(rates);
     add_laws();
     add_lobes();
+    add_plain_loops();
     add_creation();
     return true;
 }();

@@ -297,6 +297,15 @@ START_TEST(tables_of_the_callers_own)
     }
     ck_assert_int_eq(fast->num_coeffs, 17);
 
+    converter each(7, 32, RESAMPLE_LAN2);
+    for (uint32_t k = 0; k < each->num_coeffs; ++k) {
+        each->coeffs[k] ^= 4096;
+        resample_reset(each.state.get());
+        const samples expected = model::resampled(*each.state, model::decoded(input, RESAMPLE_LEND));
+        assert_bytes(each.stream(input, RESAMPLE_LEND, RESAMPLE_LEND), lend(expected),
+                     "coefficient " + std::to_string(k));
+    }
+
     converter copy(8000, 8000, RESAMPLE_BILI);
     copy->coeffs[0] = 8192;
     ck_assert(copy.stream(lend({300, -3}), RESAMPLE_LEND, RESAMPLE_LEND) == lend({150, -2}));
@@ -334,6 +343,12 @@ START_TEST(records_filled_in_by_hand)
     ck_assert_int_eq(used, 0);
     out.resize(10);
     assert_bytes(out, lend(samples(5, 100 * 1000 >> 14)), "0 steps");
+
+    // Samples that are no steps apart: none is used up.
+    state.interp_factor = 0;
+    resample_mono(&state, in.data(), &(used = 2), out.data(), &(made = 5), RESAMPLE_LEND, RESAMPLE_LEND);
+    ck_assert_int_eq(made, 0);
+    ck_assert_int_eq(used, 0);
 }
 END_TEST
 

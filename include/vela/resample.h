@@ -155,9 +155,9 @@ double sinc(double x);
  * @param in_format   RESAMPLE_LEND, RESAMPLE_BEND, RESAMPLE_ALAW or RESAMPLE_ULAW
  * @param out_format  one of the same
  *
- * A null buffer or a count of 0 sets both counts to 0 and changes nothing else. An unknown format changes nothing at
- * all: the counts then still say that everything was used and made, and `out` is as it was. The formats may change from
- * call to call.
+ * A null buffer, a count of 0 or an interp_factor of 0 sets both counts to 0 and changes nothing else. An unknown
+ * format changes nothing at all: the counts then still say that everything was used and made, and `out` is as it was.
+ * The formats may change from call to call.
  */
 void resample_mono(resample_state *state, const void *in, uint32_t *in_count, void *out, uint32_t *out_count,
                    uint32_t in_format, uint32_t out_format);

@@ -48,11 +48,11 @@ struct row_layout {
 };
 
 // Whether the plan was made from what the record has now.
-bool is_current(const resample_plan &plan, const resample_state &state, bool by_unit) {
+bool is_current(const resample_plan &plan, const resample_state &state) {
     return plan.interp_factor == state.interp_factor && plan.decim_factor == state.decim_factor &&
            plan.num_coeffs == state.num_coeffs && plan.coeff_shift == state.coeff_shift &&
-           plan.history_len == state.history_len && plan.by_unit == by_unit &&
-           are_equal(plan.coeffs, state.coeffs, plan.copied, by_unit);
+           plan.history_len == state.history_len && plan.widest_unit == vela_widest_unit &&
+           are_equal(plan.coeffs, state.coeffs, plan.copied, plan.filter.groups);
 }
 
 [[gnu::cold]] void write_row(const resample_state &state, uint32_t phase, const row_layout &layout, int16_t *row) {
@@ -80,7 +80,7 @@ bool is_current(const resample_plan &plan, const resample_state &state, bool by_
 }
 
 // Makes the rows anew. Those that have no room are not made.
-[[gnu::cold, gnu::noinline]] void rebuild(resample_plan &plan, const resample_state &state, bool by_unit) {
+[[gnu::cold, gnu::noinline]] void rebuild(resample_plan &plan, const resample_state &state) {
     const row_layout layout(state);
     polyphase &filter = plan.filter;
     filter.cycle = 0;
@@ -93,7 +93,7 @@ bool is_current(const resample_plan &plan, const resample_state &state, bool by_
     filter.taps = layout.taps;
     filter.cycle_span = static_cast<uint32_t>(uint64_t{layout.cycle} * state.decim_factor / state.interp_factor);
     write_rows(plan, state, layout);
-    choose_functions(filter, by_unit);
+    choose_functions(filter, has_unit());
     plan.first_outputs = layout.first_outputs;
     plan.first_samples = layout.first_samples;
 
@@ -102,7 +102,7 @@ bool is_current(const resample_plan &plan, const resample_state &state, bool by_
     plan.num_coeffs = state.num_coeffs;
     plan.coeff_shift = state.coeff_shift;
     plan.history_len = state.history_len;
-    plan.by_unit = by_unit;
+    plan.widest_unit = vela_widest_unit;
     int16_t *copy = filter.rows + size_t{layout.rows} * layout.taps;
     std::copy_n(state.coeffs, layout.coeffs, copy);
     plan.coeffs = copy;
@@ -128,14 +128,11 @@ namespace vela::detail {
     return true;
 }
 
-resample_plan *refresh_plan(const resample_state &state, uint32_t outputs) {
-    constexpr uint32_t few = 8;
-    const bool is_aligned = reinterpret_cast<uintptr_t>(state.coeffs) % kTableAlignment == 0;
-    if (!state.plan || !is_aligned || outputs < few + state.interp_factor / 10)
+resample_plan *refresh_plan(const resample_state &state) {
+    if (!state.plan || reinterpret_cast<uintptr_t>(state.coeffs) % kTableAlignment != 0)
         return nullptr;
-    const bool by_unit = has_unit();
-    if (!is_current(*state.plan, state, by_unit))
-        rebuild(*state.plan, state, by_unit);
+    if (!is_current(*state.plan, state))
+        rebuild(*state.plan, state);
     return state.plan->filter.cycle ? state.plan : nullptr;
 }
 

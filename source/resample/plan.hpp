@@ -17,8 +17,8 @@ struct alignas(8) resample_plan {
     // What the rows were made from.
     uint32_t interp_factor = 0, decim_factor = 0;
     uint16_t num_coeffs = 0, coeff_shift = 0, history_len = 0;
-    bool by_unit = false;
-    uint32_t copied = 0; // coefficients
+    uint8_t widest_unit = 0; // that was allowed
+    uint32_t copied = 0;     // coefficients
     const int16_t *coeffs = nullptr;
 
     // Where the last call ended, and its phase.
@@ -47,8 +47,13 @@ constexpr uint32_t window_ahead(uint32_t history) { return (history + kTapsMulti
 // Gives a record a plan with room for its filter as it is now. Without memory the record keeps the plan that it has.
 [[nodiscard]] bool make_plan(resample_state &state);
 
-// The plan to convert so many outputs by, made anew if the filter has changed; null if there is none, or if so few
-// outputs would not pay for the look at the table.
-[[nodiscard]] resample_plan *refresh_plan(const resample_state &state, uint32_t outputs);
+// Whether so many outputs pay for the look at the table.
+inline bool pays_for_rows(const resample_state &state, uint32_t outputs) {
+    constexpr uint32_t few = 8;
+    return outputs >= few + state.interp_factor / 10;
+}
+
+// The plan to convert by, made anew if the filter has changed; null if there is none.
+[[nodiscard]] resample_plan *refresh_plan(const resample_state &state);
 
 } // namespace vela::detail
