@@ -38,15 +38,14 @@ int32_t Volume(const chull_face *f, const int32_t *p) { return as_signed(orienta
 
 namespace {
 
-// For every divisor: degenerate faces divide by 0. Processors without an integer division have one of double precision,
-// which is exact for 32 bits: a quotient that isn't whole differs from the next integer by at least one part in 2^31.
-int32_t q9_quotient(uint32_t numerator, uint32_t denominator) {
+// A quotient as a fraction from 0 to 512: what lies beyond is the nearer of these two. For every divisor, since
+// degenerate faces divide by 0.
+int32_t q9_fraction(uint32_t numerator, uint32_t denominator) {
     const int32_t scaled = as_signed(512 * numerator), divisor = as_signed(denominator);
-#if defined __ARM_FP && !defined __ARM_FEATURE_IDIV
-    if (denominator + 1 > 1) [[likely]]
-        return static_cast<int32_t>(static_cast<double>(scaled) / static_cast<double>(divisor));
-#endif
-    return wrapping_quotient(scaled, divisor);
+    if (divisor == 0 || (scaled ^ divisor) < 0)
+        return 0;
+    const uint32_t a = unsigned_magnitude(scaled), b = unsigned_magnitude(divisor);
+    return a >> 9 >= b ? 512 : as_signed(divide_by_much(a, b));
 }
 
 int32_t q9_quotient(int64_t numerator, int64_t denominator) {
@@ -71,14 +70,14 @@ struct distance_form {
     uint32_t a, b, c, d, e;
 
     // The least value on each of the triangle's sides.
-    fractions on_side_s0() const { return {0, q9_quotient(0 - e, c)}; }
-    fractions on_side_t0() const { return {q9_quotient(0 - d, a), 0}; }
+    fractions on_side_s0() const { return {0, q9_fraction(0 - e, c)}; }
+    fractions on_side_t0() const { return {q9_fraction(0 - d, a), 0}; }
     fractions on_side_st1() const {
         const uint32_t numerator = c + e - b - d, denominator = a - 2 * b + c;
         if (as_signed(numerator) >= as_signed(denominator))
             return {512, 0};
-        const int32_t s = q9_quotient(numerator, denominator);
-        return {s, as_signed(512 - static_cast<uint32_t>(s))};
+        const int32_t s = q9_fraction(numerator, denominator);
+        return {s, 512 - s};
     }
 
     fractions nearest() const;
