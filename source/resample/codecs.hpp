@@ -130,7 +130,9 @@ inline void encode_each(const int16_t *samples, size_t count, uint8_t *to) {
 }
 
 #ifdef VELA_UNIT
-// As many samples as fill whole vectors; returns their number.
+// As many samples as fill whole vectors; returns their number. A whole call takes, without it, so many times as long
+// (AVX2) and so many times the instructions (NEON), A-law and mu-law: 1.9 and 2.3, 1.4 and 1.6 for 16 samples; 7.6 and
+// 5.6, 2.2 and 2.6 for 64; 9 and 10, 4.0 and 4.4 for 8000.
 template <class Codec>
 VELA_UNIT size_t encode_vectors(const int16_t *samples, size_t count, uint8_t *to) {
 #if defined VELA_AVX2 && !defined __clang__ // which hands 32 bytes to functions for AVX only, inlined or not
