@@ -17,3 +17,4 @@
 #include <vela/cpp/resampler.hpp>
 #include <vela/cpp/url.hpp>
 #include <vela/cpp/uuid.hpp>
+#include <vela/overlay.hpp>

@@ -1,0 +1,205 @@
+// Masks and marks on the view, against a model that asks point by point, and against the sphere map.
+#include "models/overlay.hpp"
+#include "generated.hpp"
+#include "support.hpp"
+#include <limits>
+#include <vela/spheremap.h>
+
+namespace {
+
+using namespace vela::overlay;
+using corners = std::vector<direction>;
+
+const view kView = *view::make(1920, 1080, {30, 10}, 60);
+
+} // namespace
+
+START_TEST(masks_cover_what_the_model_has_inside)
+{
+    for (uint32_t i = 0; i < 300; ++i) {
+        generator random{i};
+        const auto below = [&random](int limit) { return random.below(static_cast<uint32_t>(limit)); };
+        const auto [polygon, lens] = model::any_mask(below);
+        model::check_mask(polygon, lens, below, 12);
+    }
+}
+END_TEST
+
+START_TEST(inside_is_the_smaller_side_and_what_is_wound_around)
+{
+    const direction far = {180, 0}, here = {0, 0}, zenith = {77, 90};
+    const struct {
+        corners polygon;
+        direction inside, outside;
+    } rows[] = {
+        {{{0, 80}, {120, 80}, {240, 80}}, zenith, here},
+        {{{0, -20}, {90, -20}, {180, -20}, {270, -20}}, {5, -40}, here},
+        {{{0, 20}, {90, 20}, {180, 20}, {270, 20}}, zenith, here},
+        {{{-80, 5}, {0, 85}, {80, 5}, {0, -85}}, here, far},
+        // A bow, a side there and back, and a ring wound around twice.
+        {{{-10, -5}, {10, 5}, {10, -5}, {-10, 5}}, {8, 0}, {0, 4}},
+        {{{-10, -5}, {10, -5}, {10, 5}, {10, 30}, {10, 5}, {-10, 5}}, here, {10.01, 20}},
+        {{{-10, -5}, {10, -5}, {0, 9}, {-10, -5}, {10, -5}, {0, 9}}, here, far},
+    };
+    for (const auto &row : rows)
+        for (const bool is_turned : {false, true}) {
+            corners polygon = row.polygon;
+            if (is_turned)
+                std::reverse(polygon.begin(), polygon.end());
+            auto made = mask::make(polygon);
+            ck_assert(made.has_value());
+            ck_assert_msg(made->contains(row.inside), "row %d", static_cast<int>(&row - rows));
+            ck_assert_msg(!made->contains(row.outside), "row %d", static_cast<int>(&row - rows));
+        }
+}
+END_TEST
+
+// Without area: nothing by centres, the line itself to be on the safe side.
+START_TEST(a_line_is_covered_conservatively_only)
+{
+    auto line = mask::make(corners{{25, 12}, {35, 12}, {25, 12}});
+    ck_assert_uint_eq(line->list(kView, {}, coverage::centres), 0);
+    std::vector<run> runs(line->list(kView, {}));
+    ck_assert_uint_ge(runs.size(), 1);
+    ck_assert_uint_eq(line->list(kView, runs), runs.size());
+    for (const run &r : runs)
+        ck_assert_int_lt(r.behind - r.first, 330);
+    // Less room than there are runs: as many as fit, and the number of all.
+    run one[2] = {{-1, -1, -1}, {-1, -1, -1}};
+    ck_assert_uint_eq(line->list(kView, std::span(one, 1)), runs.size());
+    ck_assert_int_eq(one[0].y, runs[0].y);
+    ck_assert_int_eq(one[1].y, -1);
+}
+END_TEST
+
+START_TEST(what_is_no_mask_or_view_is_refused)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN(), infinite = std::numeric_limits<double>::infinity();
+    const corners refused[] = {{},
+                               {{0, 0}, {1, 0}},
+                               {{3, 3}, {3, 3}, {363, 3}},
+                               {{0, 90}, {90, 90}, {180, 90}},
+                               {{0, 0}, {180, 0}, {90, 80}},
+                               {{0, 0}, {1, 0}, {1, nan}},
+                               {{0, 0}, {infinite, 0}, {1, 1}}};
+    for (const corners &polygon : refused)
+        ck_assert(!mask::make(polygon));
+    ck_assert(mask::make(corners{{0, 0}, {0, 0}, {5, 0}, {5, 5}, {360, 0}}).has_value());
+    ck_assert(!mask::make(smap_sphere_poly{0, nullptr}));
+    for (const double fov : {0.0, -1.0, 181.0, nan})
+        ck_assert(!view::make(640, 480, {0, 0}, fov));
+    ck_assert(!view::make(0, 480, {0, 0}, 60));
+    ck_assert(!view::make(640, 65536, {0, 0}, 60));
+    ck_assert(!view::make(640, 480, {nan, 0}, 60));
+    ck_assert(!kView.place({nan, 0}));
+    ck_assert(!kView.at({nan, 0}));
+    ck_assert(!trace(kView, corners{{0, 0}, {180, 0}}, [](position, position) {}));
+    ck_assert(!outline(kView, std::vector<position>{{0, 0}, {9000, 0}, {0, 9}}, [](direction) {}));
+}
+END_TEST
+
+// Records of the C functions: places are back to a twentieth of a pixel, and directions those of the sphere map.
+START_TEST(places_and_directions_are_those_of_the_lens)
+{
+    generator random{3};
+    for (int i = 0; i < 3000; ++i) {
+        const smap_view record = {1 + random.below(4000), 1 + random.below(3000), random.below(368640),
+                                  random.below(184321) - 92160, 1024 + random.below(122880)};
+        const auto seen = view::make(record);
+        const smap_screen_pt pixel = {random.below(static_cast<uint32_t>(record.width)),
+                                      random.below(static_cast<uint32_t>(record.height))};
+        const model::lens lens = {
+            record.width, record.height, {record.pan / 1024.0, record.tilt / 1024.0}, record.fov / 1024.0};
+        const position at = {static_cast<double>(pixel.x), static_cast<double>(pixel.y)};
+        const auto shown = seen->at(at);
+        ck_assert_int_eq(shown.has_value(), lens.to_rim(pixel.x, pixel.y) >= 0);
+        if (!shown)
+            continue;
+        const model::vec3 p = model::towards(shown->pan, shown->tilt);
+        ck_assert_ldouble_lt(std::hypot(lens.x(p) - pixel.x, lens.y(p) - pixel.y), 0.05L);
+        const auto again = seen->place(*shown);
+        ck_assert(again.has_value() || lens.to_rim(pixel.x, pixel.y) < 1e-3);
+        if (again)
+            ck_assert_double_lt(std::hypot(again->x - at.x, again->y - at.y), 0.05);
+        smap_sphere_pt direction;
+        smap_screen_pt_to_sphere_pt(&pixel, &record, &direction);
+        const model::vec3 q = model::towards(direction.pan / 1024.0, direction.tilt / 1024.0);
+        const model::vec3 apart = model::mixed(1, p, -1, q);
+        ck_assert_ldouble_lt(model::dot(apart, apart), 9e-10L);
+    }
+    ck_assert(!kView.place({210, -10}));
+}
+END_TEST
+
+// Half a pixel, looked at in a hundred points of each arc; and what lies between two lines is off the screen.
+START_TEST(paths_follow_their_arcs)
+{
+    generator random{4};
+    for (int i = 0; i < 300; ++i) {
+        const double fov = 1 + random.below(120);
+        const direction centre = {random.below(360) * 1.0, random.below(181) - 90.0};
+        const auto near = [&](double range) { return range * (random.below(2001) - 1000) / 1000; };
+        const double off = i % 3 ? fov : 170;
+        const corners path = {{centre.pan + near(off), centre.tilt + near(off)},
+                              {centre.pan + near(off), centre.tilt + near(off)}};
+        const auto seen = view::make(1920, 1080, centre, fov);
+        const model::lens lens = {1920, 1080, centre, fov};
+        std::vector<std::array<position, 2>> lines;
+        if (!trace(*seen, path, [&](position from, position to) { lines.push_back({from, to}); }))
+            continue;
+        const model::vec3 a = model::towards(path[0].pan, path[0].tilt), b = model::towards(path[1].pan, path[1].tilt);
+        for (int part = 0; part <= 100; ++part) {
+            const model::vec3 p = model::unit(model::mixed(100 - part, a, part, b));
+            const double x = static_cast<double>(lens.x(p)), y = static_cast<double>(lens.y(p));
+            if (model::dot(p, lens.forward) < 0 || std::fabs(x - 959.5) > 959.9 || std::fabs(y - 539.5) > 539.9)
+                continue;
+            double nearest = 1e9;
+            for (const auto &[from, to] : lines) {
+                const double dx = to.x - from.x, dy = to.y - from.y, square = dx * dx + dy * dy;
+                const double t =
+                    square > 0 ? std::clamp(((x - from.x) * dx + (y - from.y) * dy) / square, 0.0, 1.0) : 0;
+                nearest = std::min(nearest, std::hypot(from.x + t * dx - x, from.y + t * dy - y));
+            }
+            ck_assert_msg(nearest <= 0.5, "path %d: %g pixels off at %d %%", i, nearest, part);
+        }
+    }
+}
+END_TEST
+
+// A polygon drawn on the screen and masked again covers what it did, but for half a pixel along its sides.
+START_TEST(polygons_of_the_screen_come_back_as_masks)
+{
+    generator random{5};
+    for (int i = 0; i < 40; ++i) {
+        const auto seen =
+            view::make(1000, 600, {random.below(360) * 1.0, random.below(181) - 90.0}, 1 + random.below(100));
+        const int left = random.below(400), top = random.below(200), right = 500 + random.below(400),
+                  bottom = 300 + random.below(200);
+        const std::vector<position> drawn = {
+            {left * 1.0, top * 1.0}, {right * 1.0, top * 1.0}, {right * 1.0, bottom * 1.0}, {left * 1.0, bottom * 1.0}};
+        corners polygon;
+        ck_assert(outline(*seen, drawn, [&](direction d) { polygon.push_back(d); }));
+        ck_assert_uint_le(polygon.size(), 200);
+        int rows = 0;
+        mask::make(polygon)->draw(
+            *seen,
+            [&](int y, int first, int behind) {
+                if (y <= top || y >= bottom)
+                    return;
+                ++rows;
+                ck_assert_int_le(std::abs(first - left), 1);
+                ck_assert_int_le(std::abs(behind - 1 - right), 1);
+            },
+            coverage::centres);
+        ck_assert_int_eq(rows, bottom - top - 1);
+    }
+}
+END_TEST
+
+Suite *overlay_suite() {
+    return suite_of("overlay",
+                    {masks_cover_what_the_model_has_inside, inside_is_the_smaller_side_and_what_is_wound_around,
+                     a_line_is_covered_conservatively_only, what_is_no_mask_or_view_is_refused,
+                     places_and_directions_are_those_of_the_lens, paths_follow_their_arcs,
+                     polygons_of_the_screen_come_back_as_masks});
+}
