@@ -157,10 +157,9 @@ private:
     }
 
     void collect_if_matching() {
-        int outcome = regexec(&expression, path, 0, nullptr, 0);
-        if (outcome == 0 && add_to_names(&list, path) != 0)
-            outcome = REG_ESPACE;
-        if (outcome == REG_ESPACE)
+        errno = 0; // which alone tells glibc's shortage of memory from a path that doesn't match
+        const bool matches = regexec(&expression, path, 0, nullptr, 0) == 0;
+        if (matches ? add_to_names(&list, path) != 0 : errno == ENOMEM)
             error = ENOMEM;
     }
 };

@@ -22,7 +22,9 @@ void assert_total(const timeval &t, wide total) {
     ck_assert_int_eq(t.tv_usec, static_cast<suseconds_t>(microseconds));
 }
 
-constexpr time_t kLast = std::numeric_limits<time_t>::max(), kFirst = std::numeric_limits<time_t>::min();
+// The ends of the field, or what `wide` has room for where times have 64 bits and nothing has more.
+constexpr time_t kRoom = sizeof(wide) > sizeof(time_t) ? 1 : 4000000;
+constexpr time_t kLast = std::numeric_limits<time_t>::max() / kRoom, kFirst = -kLast - 1;
 constexpr suseconds_t kMost = std::numeric_limits<suseconds_t>::max(), kLeast = -kMost - 1;
 
 } // namespace

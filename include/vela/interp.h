@@ -72,9 +72,9 @@ int32_t interpolate_float(const interp_curve *curve, float *out);
  *
  * @param curve  the curve, of type INTERP_LINE; a single knot gives a table of one 0
  * @param out    the table
- * @return 0; -1 with nothing written if an argument is null, for any other type, and for a count or a range of less
- *         than 1; -1 at the first segment whose x falls or that ends behind the table, with the earlier ones drawn and
- *         the other entries 0
+ * @return 0; -1 with nothing written if an argument is null, for any other type, for a count out of range and for a
+ *         range of less than 1; -1 at the first segment whose x falls or that ends behind the table, with the earlier
+ *         ones drawn and the other entries 0
  */
 int32_t linear_interpolate(const interp_curve *curve, int16_t *out);
 
@@ -90,8 +90,8 @@ int32_t linear_interpolate(const interp_curve *curve, int16_t *out);
  *
  * @param curve  the curve, of type INTERP_SPLI; a single knot gives a table of one 0
  * @param out    the table; segments whose x does not rise are skipped
- * @return 0; -1 with nothing written if an argument is null, for any other type, and for a count or a range of less
- *         than 1
+ * @return 0; -1 with nothing written if an argument is null, for any other type, for a count out of range and for a
+ *         range of less than 1
  */
 int32_t spline_interpolate(const interp_curve *curve, int16_t *out);
 
@@ -99,8 +99,8 @@ int32_t spline_interpolate(const interp_curve *curve, int16_t *out);
  * Fills a table by the single-precision spline.
  *
  * @param curve  the curve, of any type; a single knot gives a table of one 0
- * @param out    the table; segments whose x does not rise are skipped. Nothing is written if an argument is null or the
- *               count or the range is less than 1
+ * @param out    the table; segments whose x does not rise are skipped. Nothing is written if an argument is null, the
+ *               count out of range or the range less than 1
  */
 void spline_interpolate_float(const interp_curve *curve, float *out);
 
@@ -118,7 +118,7 @@ uint32_t spline_c(const interp_curve *curve, int32_t *y2);
  *
  * @param curve  the curve, of any type
  * @param y2     receives a second derivative for each knot; 0 for the first and the last. Nothing is done if an
- * argument is null or the count is less than 1
+ *               argument is null or the count is less than 1
  */
 void spline_float(const interp_curve *curve, float *y2);
 

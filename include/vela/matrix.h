@@ -119,7 +119,8 @@ float pythag(float a, float b);
  *
  * @param a      m x n matrix of any shape, only read
  * @param u_out  receives u: m x n. Its columns are orthonormal, but where a singular value is negligible they may be
- *               zero: with m < n, n - m of them are, some beside a w that is tiny (up to 1e-14) and not 0
+ *               zero: with m < n, n - m of them are, or all of these but one that is shorter than 1e-7; some stand
+ *               beside a w that is tiny (up to 1e-14) and not 0
  * @param w_out  receives w: n x n, zero but for the singular values on the diagonal, which are 0 or more and not sorted
  * @param v_out  receives v: n x n, orthogonal
  * @return 0, or 1 when memory runs out (malloc_matrix() prints a message for a result, nothing is printed for working
@@ -185,10 +186,11 @@ VELA_NODISCARD int32_t polyfit(const float *xs, const float *ys, int32_t n, int3
  *
  * The columns of the system differ as 1 and the square of the coordinates do, and what is negligible does not depend on
  * that. Of 1000 fits of random samples, 20 to 100 each, none failed with coordinates up to 16, 1 to 10 % with those up
- * to 100, and 18 to 20 % with those up to 200 and more. Others succeed and are wrong: with coordinates up to 500, 2 to
- * 6 % were off by more than 1 % of the terms' size; up to 1000, every third to every second; a grid over 0..20000 gives
- * coefficients that have nothing to do with the samples. Coordinates scaled to -1..1 have none of this (0 of 2000 fits
- * over 1920 x 1080 failed, where polyfit2D() fails in 429):
+ * to 100, 17 to 20 % with those up to 200, 500 and 1000, and 23 to 29 % with those up to 12000 and 20000. Others
+ * succeed and are wrong: with coordinates up to 500, 1 to 6 % were off by more than 1 % of the terms' size; up to 1000,
+ * every third to every second, and up to 12000 nearly all; a grid over 0..20000 gives coefficients that have nothing to
+ * do with the samples. Coordinates scaled to -1..1 have none of this (0 of 2000 fits over 1920 x 1080 failed, where
+ * polyfit2D() fails in 429):
  *
  *     fmatrix design = {n, 6, elements}, heights = {n, 1, zs}, solution = {6, 1, coeffs};
  *     for (int32_t i = 0; i < n; i++) {

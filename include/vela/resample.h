@@ -46,10 +46,13 @@ extern "C" {
  * |                         | 0.25 (2000) | 0.375 (3000) | 0.5 (4000) | 0.625 (5000) | 0.75 (6000) |
  * |-------------------------|-------------|--------------|------------|--------------|-------------|
  * | RESAMPLE_LANC           | -2.1        | -3.7         | -5.9       | -9.0         | -13.1       |
- * | RESAMPLE_LAN2           | -0.4        | -2.2         | -6.0       | -13.0        | -26.3       |
+ * | RESAMPLE_LAN2           | -0.4        | -2.2         | -6.0       | -13.0        | -26.1       |
  * | 4 lobes (init_lanczos)  | 0.0         | -0.4         | -6.0       | -26.2        | -46         |
- * | 8 lobes                 | 0.0         | 0.0          | -6.0       | -46          | -64         |
- * | 16 lobes                | 0.0         | 0.0          | -6.0       | -63          | -67         |
+ * | 8 lobes                 | 0.0         | 0.0          | -6.0       | -46          | -62         |
+ * | 16 lobes                | 0.0         | 0.0          | -6.0       | -62          | -67         |
+ *
+ * From -60 on it is the 14 bits of the coefficients that set the limit, which differs with the rates: the table has the
+ * least of six pairs.
  *
  * What lies above half of the output rate comes back mirrored at it, as much weaker as the table says. RESAMPLE_BILI
  * does not filter when the rate falls: all of that comes back.
