@@ -10,8 +10,10 @@
 #pragma once
 
 #include <vela/cpp/base64.hpp>
+#include <vela/cpp/cgi.hpp>
 #include <vela/cpp/colour.hpp>
 #include <vela/cpp/curve.hpp>
+#include <vela/cpp/hull.hpp>
 #include <vela/cpp/matrix.hpp>
 #include <vela/cpp/owner.hpp>
 #include <vela/cpp/resampler.hpp>

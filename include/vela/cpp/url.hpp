@@ -216,8 +216,8 @@ public:
             at += piece.size() + 1;
             const size_t equals = piece.find('=');
             if (!piece.empty())
-                all.push_back({url::decode_form(piece.substr(0, equals)),
-                               equals == piece.npos ? "" : url::decode_form(piece.substr(equals + 1))});
+                add(url::decode_form(piece.substr(0, equals)),
+                    equals == piece.npos ? "" : url::decode_form(piece.substr(equals + 1)));
         }
     }
 
@@ -247,6 +247,14 @@ public:
                 values.push_back(one.value);
         return values;
     }
+
+    /**
+     * Appends a parameter.
+     *
+     * @param name   its name, decoded
+     * @param value  its value, decoded
+     */
+    void add(std::string name, std::string value) { all.push_back({std::move(name), std::move(value)}); }
 
     /** @return whether there is a parameter of that name */
     [[nodiscard]] bool contains(std::string_view name) const { return get(name).has_value(); }

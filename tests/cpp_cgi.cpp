@@ -1,0 +1,247 @@
+// Requests, forms with uploads and responses for C++.
+#include "models/cgi.hpp"
+#include "models/multipart.hpp"
+#include "support.hpp"
+#include <random>
+#include <vela/cpp/cgi.hpp>
+
+using namespace std::literals;
+using vela::cgi::response;
+
+namespace {
+
+// The request with these variables and this input.
+vela::cgi::request read_request(std::initializer_list<std::pair<const char *, std::string>> variables,
+                                std::string_view input = "", size_t most = 131072) {
+    for (const auto &[name, value] : variables)
+        setenv(name, value.c_str(), 1);
+    set_input(input);
+    std::setvbuf(stdin, nullptr, _IONBF, 0);
+    std::clearerr(stdin);
+    auto made = vela::cgi::request::read(most);
+    ck_assert(made.has_value());
+    return std::move(*made);
+}
+
+std::string or_none(const auto &text) { return text ? std::string(*text) : "none"; }
+
+const std::string kForm = "application/x-www-form-urlencoded; charset=UTF-8";
+
+} // namespace
+
+START_TEST(names_and_values_are_found_wherever_they_come_from)
+{
+    unsetenv("REQUEST_METHOD");
+    ck_assert(!vela::cgi::request::read().has_value());
+    const auto one = read_request({{"REQUEST_METHOD", "POST"},
+                                   {"REQUEST_URI", "/ptz?pan=1"},
+                                   {"PATH_INFO", "/live"},
+                                   {"QUERY_STRING", "pan=1&pan=2&n=a%00b"},
+                                   {"CONTENT_TYPE", kForm},
+                                   {"CONTENT_LENGTH", "9"},
+                                   {"HTTP_COOKIE", "a = 1+%2B ;flag; b==x=; a=2"},
+                                   {"HTTP_X_ID", "7"}},
+                                  "q=+%41&q=rest");
+    assert_text_eq(or_none(one.query("pan")), "1");
+    ck_assert(one.query().get_all("pan") == (std::vector<std::string_view>{"1", "2"}));
+    ck_assert(one.query("n") == "a\0b"sv);
+    ck_assert(!one.query("PAN"));
+    assert_text_eq(model::listed(one.form()), "[q][ A][q][]");
+    assert_text_eq(model::listed(one.cookies()), "[a][1++][b][=x=][a][2]");
+    const std::pair<const char *, const char *> rows[] = {
+        {"x-id", "7"}, {"Content-TYPE", kForm.c_str()}, {"content-length", "9"}, {"X-Other", "none"}, {"X:Id", "none"}};
+    for (const auto &[name, value] : rows)
+        assert_text_eq(or_none(one.header(name)), value);
+    assert_text_eq(std::string(one.method()) + " " + or_none(one.uri()) + " " + std::string(one.path()),
+                   "POST /ptz?pan=1 /live");
+}
+END_TEST
+
+START_TEST(a_body_is_kept_up_to_the_limit_and_says_whether_it_was_cut)
+{
+    std::string longest(300000, '\0');
+    for (size_t i = 0; i < longest.size(); ++i)
+        longest[i] = static_cast<char>(i * 31 >> 4);
+    const struct {
+        const char *method, *length;
+        size_t input, most, kept;
+        bool cut;
+    } rows[] = {
+        // clang-format off
+        {"POST", "10", 20, 131072, 10, false},              {"POST", "10", 9, 131072, 9, true},
+        {"PUT", "10", 20, 131072, 10, false},               {"PUT", "", 20, 131072, 0, false},
+        {"POST", "300000", 300000, 131072, 131072, true},   {"POST", "300000", 300000, 400000, 300000, false},
+        {"PATCH", "300000", 300000, 400000, 300000, false}, {"POST", "300000", 299999, 400000, 299999, true},
+        {"POST", "20", 20, 19, 19, true},                   {"POST", "18446744073709551616", 200000, 400000, 131072, true},
+        {"POST", "5x", 20, 131072, 5, true},                {"POST", "0", 20, 131072, 0, false},
+        // clang-format on
+    };
+    for (const auto &[method, length, input, most, kept, cut] : rows) {
+        const auto one = read_request({{"REQUEST_METHOD", method}, {"CONTENT_LENGTH", length}, {"CONTENT_TYPE", kForm}},
+                                      std::string_view(longest).substr(0, input), most);
+        ck_assert_msg(one.text() == std::string_view(longest).substr(0, kept) && one.is_cut() == cut,
+                      "%s of %s, most %zu: %zu bytes, %s", method, length, most, one.body().size(),
+                      one.is_cut() ? "cut" : "whole");
+        ck_assert_int_eq(one.form().empty(), cut || kept == 0 || kept > 131072);
+    }
+    unsetenv("CONTENT_LENGTH");
+    ck_assert(!read_request({{"REQUEST_METHOD", "POST"}}, longest.substr(0, 131071)).is_cut());
+    ck_assert(read_request({{"REQUEST_METHOD", "POST"}}, longest.substr(0, 131072)).is_cut());
+}
+END_TEST
+
+START_TEST(parts_of_a_form_with_uploads)
+{
+    const std::string body =
+        "--b-b\r\nContent-Disposition: form-data; name=\"n\"\r\n\r\n1\r\n--b-bb\r\n"
+        "--b-b \t\r\ncontent-type:image/png\r\nX-A: b\r\n"
+        "Content-Disposition: form-data; filename=\"C:\\x\\\\\\\"y;.png\"; name=\"up\"\r\n\r\n\0\r\n--b-b--"s;
+    const auto one = read_request({{"REQUEST_METHOD", "POST"},
+                                   {"CONTENT_LENGTH", std::to_string(body.size())},
+                                   {"CONTENT_TYPE", "Multipart/Form-Data;boundary=b-b"}},
+                                  body);
+    assert_text_eq(model::listed(one.uploads()), "[n]-[text/plain][1\r\n--b-bb][up][C:\\x\\\"y;.png][image/png][\0]"s);
+    ck_assert_ptr_eq(one.uploads()->at(1).bytes.data(), one.body().data() + body.find('\0'));
+    const std::vector<uint8_t> none = {'-', '-', 'b', '-', '-'};
+    for (const char *type : {"multipart/mixed; boundary=b", "multipart/form-data", "multipart/form-data; boundary=\"b",
+                             "multipart/form-data; boundary=b; boundary=b", "multipart/form-data; boundary=\"b \"",
+                             "multipart/form-data; boundary=b\xE9", "multipart/form-data; boundary="})
+        ck_assert_msg(!vela::cgi::parse_multipart(type, none), "%s", type);
+    ck_assert(vela::cgi::parse_multipart("multipart/form-data; boundary=b;", none)->empty());
+}
+END_TEST
+
+// Limits, and pieces in any order.
+START_TEST(forms_with_uploads_are_those_of_the_model)
+{
+    const std::string part = "--b\r\nContent-Disposition: form-data; name=a\r\n";
+    for (const size_t count : {256U, 257U}) {
+        std::string body;
+        for (size_t i = 0; i < count; ++i)
+            body += part + "\r\n\r\n";
+        model::check_multipart("b", body + "--b--");
+    }
+    for (size_t length = 4040; length < 4060; ++length)
+        model::check_multipart("b", part + "X: " + std::string(length, 'x') + "\r\n\r\n\r\n--b--");
+    const std::string pieces[] = {"--b",
+                                  "--",
+                                  "\r\n",
+                                  "\r\n",
+                                  "\r\n\r\n",
+                                  "\r",
+                                  " ",
+                                  "\t",
+                                  "x",
+                                  "\"",
+                                  "\\",
+                                  ";",
+                                  "name=",
+                                  ":",
+                                  part,
+                                  part,
+                                  "\r\n--b\r\n",
+                                  "\r\n--b--",
+                                  "\r\n--b--\r\n",
+                                  "filename=\"a;b\"",
+                                  "\r\nContent-Type: a",
+                                  "\r\nContent-Transfer-Encoding: 8bit",
+                                  "; filename=f"};
+    std::mt19937 random(12);
+    for (int round = 0; round < 20000; ++round) {
+        std::string body = round % 2 ? part : "";
+        for (size_t i = random() % 12; i > 0; --i)
+            body += pieces[random() % std::size(pieces)];
+        model::check_multipart("b", body + (round % 3 ? "\r\n--b--" : ""));
+    }
+}
+END_TEST
+
+START_TEST(any_text_stays_within_its_line_of_a_response)
+{
+    std::mt19937 random(13);
+    for (int round = 0; round < 5000; ++round) {
+        std::string text(random() % 8, '\0');
+        for (char &ch : text)
+            ch = round % 2 ? "\r\n;=,\" \t%a"[random() % 10] : static_cast<char>(random());
+        model::check_response(text);
+    }
+}
+END_TEST
+
+START_TEST(what_would_break_a_response_is_refused_and_nothing_is_sent)
+{
+    using step = bool (*)(response &);
+    const step rows[] = {
+        [](response &to) { return to.status(199).send(""); },
+        [](response &to) { return to.status(204).send("x"); },
+        [](response &to) { return to.header("A:", "b").send(""); },
+        [](response &to) { return to.header("content-LENGTH", "1").send(""); },
+        [](response &to) { return to.send("", "text/plain\r\nA: b"); },
+        [](response &to) { return to.begin("text/plain\n"); },
+        [](response &to) { return to.cookie("a=b", "").send(""); },
+        [](response &to) { return to.cookie("a", "", {.path = "/;x"}).send(""); },
+        [](response &to) { return to.cookie("a", "", {.same_site = vela::cgi::same_site::none}).send(""); },
+        [](response &to) { return to.redirect(""); },
+        [](response &to) { return to.redirect("/a b"); },
+        [](response &to) { return to.redirect("/a\r\nA:b"); },
+        [](response &to) { return to.redirect("/", 304); },
+    };
+    for (size_t i = 0; i < std::size(rows); ++i) {
+        bool refused = false, sent = false, again = true;
+        const std::string all = model::written([&](FILE *stream) {
+            response one(stream);
+            refused = !rows[i](one) && !one.is_sent();
+            one.reset();
+            sent =
+                one.status(404).cookie("s", "", {.max_age = 0, .path = "", .domain = "h", .secure = true}).send("no");
+            again = one.send("again");
+        });
+        ck_assert_msg(refused && sent && !again, "row %zu: refused %d, sent %d, again %d", i, refused, sent, again);
+        assert_text_eq(
+            all, "Status: 404 Not Found\r\nSet-Cookie: s=; Domain=h; Max-Age=0; Secure; HttpOnly; SameSite=Lax\r\n"
+                 "Content-Type: text/plain; charset=utf-8\r\nContent-Length: 2\r\n\r\nno");
+    }
+}
+END_TEST
+
+START_TEST(a_response_is_the_head_and_as_much_body_as_is_wanted)
+{
+    const auto sent = [](bool with_body, auto action) {
+        return model::written([&](FILE *stream) {
+            response one(stream, with_body);
+            ck_assert(action(one));
+        });
+    };
+    assert_text_eq(sent(false, [](response &to) { return to.send_json("[1]"); }),
+                   "Status: 200 OK\r\nContent-Type: application/json\r\nContent-Length: 3\r\n\r\n");
+    assert_text_eq(sent(true, [](response &to) { return to.status(204).send(""); }), "Status: 204 No Content\r\n\r\n");
+    assert_text_eq(sent(true, [](response &to) { return to.redirect("/a?b=%20"); }),
+                   "Status: 303 See Other\r\nLocation: /a?b=%20\r\nContent-Type: text/plain; charset=utf-8\r\n"
+                   "Content-Length: 0\r\n\r\n");
+    assert_text_eq(sent(true, [](response &to) { return to.status(429).begin("image/jpeg"); }),
+                   "Status: 429 \r\nContent-Type: image/jpeg\r\n\r\n");
+}
+END_TEST
+
+START_TEST(json_text_is_json_and_utf_8)
+{
+    const std::string_view rows[][2] = {
+        {"a\"\\\n\0\x7F</b>&"sv, R"("a\"\\\u000a\u0000\u007f\u003c/b\u003e\u0026")"},
+        {"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xB7", "\"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xB7\""},
+        {"\xC0\xAF|\xED\xA0\x80|\xF4\x90\x80\x80|\xE0\x9F\xBF|\xC3",
+         R"("\ufffd\ufffd|\ufffd\ufffd\ufffd|\ufffd\ufffd\ufffd\ufffd|\ufffd\ufffd\ufffd|\ufffd")"},
+        {"\xF4\x8F\xBF\xBF\xED\x9F\xBF\xE0\xA0\x80\xF0\x90\x80\x80\xE2\x82x",
+         "\"\xF4\x8F\xBF\xBF\xED\x9F\xBF\xE0\xA0\x80\xF0\x90\x80\x80\\ufffd\\ufffdx\""}};
+    for (const auto &[text, json] : rows)
+        assert_text_eq(vela::cgi::json_text(text), std::string(json));
+}
+END_TEST
+
+Suite *cpp_cgi_suite() {
+    return suite_of("cpp_cgi",
+                    {names_and_values_are_found_wherever_they_come_from,
+                     a_body_is_kept_up_to_the_limit_and_says_whether_it_was_cut, parts_of_a_form_with_uploads,
+                     forms_with_uploads_are_those_of_the_model, any_text_stays_within_its_line_of_a_response,
+                     what_would_break_a_response_is_refused_and_nothing_is_sent,
+                     a_response_is_the_head_and_as_much_body_as_is_wanted, json_text_is_json_and_utf_8});
+}
