@@ -1,3 +1,4 @@
+// Courses of three axes, and plans made of them.
 #include "motion.hpp"
 #include <algorithm>
 #include <cmath>
@@ -12,15 +13,15 @@ namespace {
 constexpr double kFastest[3] = {70, 50, 1.6};         // a second
 constexpr double kAccelerations[3] = {140, 110, 4.0}; // a second, a second
 
-double seconds_between(const timeval &from, const timeval &to) {
-    const timeval passed = time_sub(&to, &from);
-    return static_cast<double>(passed.tv_sec) + static_cast<double>(passed.tv_usec) / 1e6;
-}
-
 // The place nearest to the axis' own that means the same direction.
 double nearest_turn(double pan, double from) { return from + std::remainder(pan - from, 360); }
 
 } // namespace
+
+double seconds_between(const timeval &from, const timeval &to) {
+    const timeval passed = time_sub(&to, &from);
+    return static_cast<double>(passed.tv_sec) + static_cast<double>(passed.tv_usec) / 1e6;
+}
 
 double position::fov() const { return std::exp2(axis[2]); }
 
@@ -119,7 +120,15 @@ plan plan::parse(const std::string &text) {
         for (course::piece &piece : one.pieces)
             in >> piece.seconds >> piece.acceleration;
     }
-    return in ? result : plan{{}, {{{0, 0, {}}, {0, 0, {}}, {std::log2(60), 0, {}}}}};
+    return in ? result : resting({}, at_rest(0, 0, 60));
+}
+
+plan plan::resting(const timeval &since, const position &at) {
+    plan result;
+    result.begun = since;
+    for (size_t i = 0; i < 3; ++i)
+        result.axes[i].start = at.axis[i];
+    return result;
 }
 
 position within(const limits &allowed, position wanted) {
@@ -181,10 +190,7 @@ position on_patrol(const std::vector<position> &stops, double dwell, double seco
     std::vector<double> lasting;
     double round = 0;
     for (size_t i = 0; i < stops.size(); ++i) {
-        plan here;
-        const position from = within(allowed, stops[i]);
-        for (size_t k = 0; k < 3; ++k)
-            here.axes[k].start = from.axis[k];
+        const plan here = plan::resting({}, within(allowed, stops[i]));
         legs.push_back(move_to(here, {}, stops[(i + 1) % stops.size()], allowed));
         double longest = 0;
         for (const course &one : legs.back().axes)

@@ -57,6 +57,8 @@ struct plan {
     bool is_moving(const timeval &now) const;
     std::string text() const;
     static plan parse(const std::string &text);
+    // At rest from a time on.
+    static plan resting(const timeval &since, const position &at);
 };
 
 // The plan that goes on from where another one is.
@@ -70,6 +72,8 @@ position on_patrol(const std::vector<position> &stops, double dwell, double seco
 
 // A position that the limits allow, nearest to the one asked for.
 position within(const limits &allowed, position wanted);
+
+double seconds_between(const timeval &from, const timeval &to);
 
 smap_view view_of(const position &at, int32_t width, int32_t height);
 

@@ -1,3 +1,4 @@
+// The panorama through the lens, what is drawn on top, and JPEG.
 #include "picture.hpp"
 #include "font.hpp"
 #include <algorithm>

@@ -9,8 +9,8 @@
 #include "web.hpp"
 #include <algorithm>
 #include <cmath>
+#include <vela/cpp/uuid.hpp>
 #include <vela/time.h>
-#include <vela/uuid.h>
 
 namespace {
 
@@ -60,11 +60,7 @@ void save_preset(const exchange &one, const motion::position &at) {
     const std::string name = one.text("name", kLongestName);
     if (all.size() >= kMostPresets)
         throw refusal{409, "there are 64 presets, and that's the most"};
-    uint8_t uuid[16];
-    char id[48];
-    uuid_create(uuid);
-    uuid_sprint(id, uuid);
-    all.push_back({id, name, at});
+    all.push_back({vela::uuid::random().to_string(), name, at});
     state::keep(all);
 }
 

@@ -1,5 +1,5 @@
+// The panorama in memory, and what moves painted into it.
 #include "scene.hpp"
-#include "../scene/world.hpp"
 #include "store.hpp"
 #include <algorithm>
 #include <cerrno>
@@ -59,19 +59,19 @@ scene::~scene() {
 }
 
 // Row by row between the sides; pairs of pixels share their chroma, which the shape takes over where it covers either.
-void scene::paint(const corner *corners, int count, const uint8_t (&colour)[3]) {
+void scene::paint(const std::array<corner, 4> &corners, const uint8_t (&colour)[3]) {
     const double across = width_ / 360.0, down = height() / 180.0;
     double top = 1e9, bottom = -1e9;
-    for (int i = 0; i < count; ++i) {
-        top = std::min(top, (90 - corners[i].tilt) * down);
-        bottom = std::max(bottom, (90 - corners[i].tilt) * down);
+    for (const corner &one : corners) {
+        top = std::min(top, (90 - one.tilt) * down);
+        bottom = std::max(bottom, (90 - one.tilt) * down);
     }
     const int first = std::max(0, static_cast<int>(std::ceil(top - 0.5)));
     const int last = std::min(height() - 1, static_cast<int>(std::floor(bottom - 0.5)));
     for (int y = first; y <= last; ++y) {
         double left = 1e9, right = -1e9;
-        for (int i = 0; i < count; ++i) {
-            const corner &a = corners[i], &b = corners[(i + 1) % count];
+        for (size_t i = 0; i < 4; ++i) {
+            const corner &a = corners[i], &b = corners[(i + 1) % 4];
             const double ay = (90 - a.tilt) * down - 0.5, by = (90 - b.tilt) * down - 0.5;
             if ((ay > y) == (by > y))
                 continue;
@@ -91,6 +91,17 @@ void scene::paint(const corner *corners, int count, const uint8_t (&colour)[3]) 
     }
 }
 
+void scene::paint(const world::point (&corners)[4], const uint8_t (&rgb)[3], double bright) {
+    std::array<corner, 4> seen;
+    for (size_t i = 0; i < 4; ++i) {
+        const auto [pan, tilt] = world::seen_from_camera(corners[i]);
+        seen[i] = {pan, tilt};
+    }
+    uint8_t ycc[3];
+    to_ycc(rgb, bright, ycc);
+    paint(seen, ycc);
+}
+
 void scene::put_cars(const timeval &at, bool night) {
     const double seconds = std::fmod(static_cast<double>(at.tv_sec), 86400) + static_cast<double>(at.tv_usec) / 1e6;
     constexpr double kLength = 4.3, kWidth = 1.8;
@@ -107,14 +118,7 @@ void scene::put_cars(const timeval &at, bool night) {
                                                 {x + to, y + depth, low},
                                                 {x + to - slant_to, y + depth, high},
                                                 {x + from + slant_from, y + depth, high}};
-                corner corners[4];
-                for (int i = 0; i < 4; ++i) {
-                    const auto [pan, tilt] = world::seen_from_camera(points[i]);
-                    corners[i] = {pan, tilt};
-                }
-                uint8_t ycc[3];
-                to_ycc(rgb, bright * shade, ycc);
-                paint(corners, 4, ycc);
+                paint(points, rgb, bright * shade);
             };
             const double h = kLength / 2;
             constexpr uint8_t kTyre[3] = {30, 30, 32}, kGlass[3] = {70, 92, 108}, kShadow[3] = {52, 54, 58},
@@ -129,16 +133,8 @@ void scene::put_cars(const timeval &at, bool night) {
                                               {x - h * 0.5, y + kWidth, 1.42}};
                 const world::point deck[4] = {
                     {x - h, y, 0.82}, {x + h, y, 0.82}, {x + h, y + kWidth, 0.82}, {x - h, y + kWidth, 0.82}};
-                for (const auto *shape : {&deck, &roof}) {
-                    corner corners[4];
-                    for (int i = 0; i < 4; ++i) {
-                        const auto [pan, tilt] = world::seen_from_camera((*shape)[i]);
-                        corners[i] = {pan, tilt};
-                    }
-                    uint8_t ycc[3];
-                    to_ycc(one.colour, bright * (shape == &roof ? 1.12 : 1.02), ycc);
-                    paint(corners, 4, ycc);
-                }
+                paint(deck, one.colour, bright * 1.02);
+                paint(roof, one.colour, bright * 1.12);
             }
             side(-h, h, 0.28, 0.84, 0.05, 0.1, 0, one.colour, 0.86);
             side(-h * 0.62, h * 0.55, 0.84, 1.40, 0.42, 0.55, 0, kGlass, 1);
@@ -161,24 +157,20 @@ void scene::put_clock_hands(const timeval &at, bool night) {
                  hour = (local.tm_hour % 12 + local.tm_min / 60.0) * 30;
     const world::tower &t = world::kTower;
     constexpr uint8_t kIron[3] = {34, 32, 30};
-    uint8_t ycc[3];
-    to_ycc(kIron, night ? 0.5 : 1, ycc);
     // The faces that the camera sees: to the south and to the west.
     for (const bool west : {false, true}) {
         const auto place = [&](double right, double up) {
             const double out = t.half_width + 0.02;
-            const world::point p = west ? world::point{t.x - out, t.y - right, t.clock_height + up}
-                                        : world::point{t.x + right, t.y - out, t.clock_height + up};
-            const auto [pan, tilt] = world::seen_from_camera(p);
-            return corner{pan, tilt};
+            return west ? world::point{t.x - out, t.y - right, t.clock_height + up}
+                        : world::point{t.x + right, t.y - out, t.clock_height + up};
         };
         const auto hand = [&](double angle, double length, double width) {
             const double s = std::sin(angle * world::kDegree), c = std::cos(angle * world::kDegree);
-            const corner corners[4] = {place(-c * width - s * 0.3, s * width - c * 0.3),
-                                       place(c * width - s * 0.3, -s * width - c * 0.3),
-                                       place(c * width * 0.5 + s * length, -s * width * 0.5 + c * length),
-                                       place(-c * width * 0.5 + s * length, s * width * 0.5 + c * length)};
-            paint(corners, 4, ycc);
+            const world::point corners[4] = {place(-c * width - s * 0.3, s * width - c * 0.3),
+                                             place(c * width - s * 0.3, -s * width - c * 0.3),
+                                             place(c * width * 0.5 + s * length, -s * width * 0.5 + c * length),
+                                             place(-c * width * 0.5 + s * length, s * width * 0.5 + c * length)};
+            paint(corners, kIron, night ? 0.5 : 1);
         };
         hand(hour, t.clock_radius * 0.55, 0.16);
         hand(minute, t.clock_radius * 0.84, 0.10);

@@ -2,6 +2,8 @@
 // in it: cars on the street and the hands of the tower's clock.
 #pragma once
 
+#include "../scene/world.hpp"
+#include <array>
 #include <cstdint>
 #include <string>
 #include <sys/time.h>
@@ -21,11 +23,12 @@ public:
     bool is_own() const { return own_; }
 
 private:
-    // A convex shape on the sphere, as corners in degrees, painted in one colour (Y, Cb, Cr).
+    // A convex four-sided shape on the sphere, as corners in degrees, painted in one colour (Y, Cb, Cr).
     struct corner {
         double pan, tilt;
     };
-    void paint(const corner *corners, int count, const uint8_t (&colour)[3]);
+    void paint(const std::array<corner, 4> &corners, const uint8_t (&colour)[3]);
+    void paint(const world::point (&corners)[4], const uint8_t (&rgb)[3], double bright);
     void put_cars(const timeval &at, bool night);
     void put_clock_hands(const timeval &at, bool night);
 

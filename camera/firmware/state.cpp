@@ -1,3 +1,4 @@
+// The camera's knowledge of itself as records in files.
 #include "state.hpp"
 #include "store.hpp"
 #include <algorithm>
@@ -120,28 +121,23 @@ motion::plan current_plan(const timeval &at) {
         std::vector<motion::position> positions;
         for (const preset &one : stops)
             positions.push_back(one.at);
-        const timeval passed = time_sub(&at, &tour->begun);
-        const double seconds = static_cast<double>(passed.tv_sec) + static_cast<double>(passed.tv_usec) / 1e6;
-        const motion::position place = motion::on_patrol(positions, tour->dwell, seconds, limits());
-        motion::plan resting;
-        resting.begun = at;
-        for (size_t i = 0; i < 3; ++i)
-            resting.axes[i].start = place.axis[i];
-        return resting;
+        const double seconds = motion::seconds_between(tour->begun, at);
+        return motion::plan::resting(at, motion::on_patrol(positions, tour->dwell, seconds, limits()));
     }
     if (const auto kept = store::read("motion"))
         return motion::plan::parse(*kept);
-    motion::plan resting;
-    resting.begun = at;
-    const motion::position place = home();
-    for (size_t i = 0; i < 3; ++i)
-        resting.axes[i].start = place.axis[i];
-    return resting;
+    return motion::plan::resting(at, home());
 }
 
 void keep(const motion::plan &plan) { store::write("motion", plan.text()); }
 
 motion::position position_at(const timeval &at) { return current_plan(at).at(at); }
+
+const char *name_of(light by) { return by == light::day ? "day" : by == light::night ? "night" : "auto"; }
+
+light light_of(std::string_view name) {
+    return name == "day" ? light::day : name == "night" ? light::night : light::automatic;
+}
 
 settings read_settings() {
     settings all;
@@ -149,7 +145,7 @@ settings read_settings() {
     if (records.size() != 2 || records[0].size() != 4)
         return all;
     const auto &fields = records[0];
-    all.by = fields[0] == "day" ? light::day : fields[0] == "night" ? light::night : light::automatic;
+    all.by = light_of(fields[0]);
     all.grid = fields[1] == "1";
     all.stamp = fields[2] == "1";
     all.exposure = number(fields[3]);
@@ -165,8 +161,8 @@ void keep(const settings &all) {
         knots.push_back(std::to_string(x));
         knots.push_back(std::to_string(y));
     }
-    const char *const by = all.by == light::day ? "day" : all.by == light::night ? "night" : "auto";
-    store::write_records("settings", {{by, all.grid ? "1" : "0", all.stamp ? "1" : "0", text(all.exposure)}, knots});
+    store::write_records("settings",
+                         {{name_of(all.by), all.grid ? "1" : "0", all.stamp ? "1" : "0", text(all.exposure)}, knots});
 }
 
 bool is_night(const settings &all, const timeval &at) {

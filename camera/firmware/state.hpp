@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace state {
@@ -41,6 +42,9 @@ void keep(const motion::plan &plan);
 motion::position position_at(const timeval &at);
 
 enum class light { automatic, day, night };
+const char *name_of(light by);
+// The light of that name; automatic for any other.
+light light_of(std::string_view name);
 struct settings {
     light by = light::automatic;
     bool grid = false, stamp = true;

@@ -1,4 +1,6 @@
+// What is kept, and how it survives a crash: files written beside and renamed, locks, records of text.
 #include "store.hpp"
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -7,8 +9,8 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
+#include <vela/cpp/url.hpp>
 #include <vela/filesystem.h>
-#include <vela/url.h>
 
 namespace store {
 
@@ -17,6 +19,14 @@ namespace {
 int locks = 0, lock_file = -1;
 
 [[noreturn]] void fail(const std::string &what) { throw trouble{what + ": " + std::strerror(errno)}; }
+
+// Fails for the reason at hand, without the file.
+[[noreturn]] void give_up(const std::string &path) {
+    const int reason = errno;
+    unlink(path.c_str());
+    errno = reason;
+    fail(path);
+}
 
 // A descriptor that closes itself.
 struct descriptor {
@@ -33,20 +43,20 @@ void synchronise_folder_of(const std::string &path) {
         fail(path);
 }
 
-std::string encoded(const std::string &field) {
-    std::string result(field.size() * 3 + 1, 0);
-    const int32_t length = url_encode(field.data(), static_cast<uint32_t>(field.size()), result.data(),
-                                      static_cast<uint32_t>(result.size()));
-    result.resize(length > 0 ? static_cast<size_t>(length) : 0);
-    return result;
-}
-
-std::string decoded(std::string_view field) {
-    std::string result(field.size() + 1, 0);
-    const int32_t length = url_decode(field.data(), static_cast<uint32_t>(field.size()), result.data(),
-                                      static_cast<uint32_t>(result.size()));
-    result.resize(length > 0 ? static_cast<size_t>(length) : 0);
-    return result;
+// Makes a file with this content, synchronised; on failure there is none.
+void write_whole(const std::string &path, std::string_view content) {
+    const descriptor made{open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600)};
+    if (made.number < 0)
+        fail(path);
+    while (!content.empty()) {
+        const ssize_t count = ::write(made.number, content.data(), content.size());
+        if (count >= 0)
+            content.remove_prefix(static_cast<size_t>(count));
+        else if (errno != EINTR)
+            give_up(path);
+    }
+    if (fsync(made.number) != 0)
+        give_up(path);
 }
 
 } // namespace
@@ -100,27 +110,9 @@ std::optional<std::string> read(const std::string &name) {
 
 void write(const std::string &name, std::string_view content) {
     const std::string path = folder() + name, beside = path + "." + std::to_string(getpid()) + ".new";
-    const descriptor made{open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600)};
-    if (made.number < 0)
-        fail(name);
-    for (size_t done = 0; done < content.size();) {
-        const ssize_t count = ::write(made.number, content.data() + done, content.size() - done);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0) {
-            const int reason = errno;
-            unlink(beside.c_str());
-            errno = reason;
-            fail(name);
-        }
-        done += static_cast<size_t>(count);
-    }
-    if (fsync(made.number) != 0 || rename(beside.c_str(), path.c_str()) != 0) {
-        const int reason = errno;
-        unlink(beside.c_str());
-        errno = reason;
-        fail(name);
-    }
+    write_whole(beside, content);
+    if (rename(beside.c_str(), path.c_str()) != 0)
+        give_up(beside);
     synchronise_folder_of(path);
 }
 
@@ -145,7 +137,7 @@ std::vector<record> read_records(const std::string &name) {
         record fields;
         for (bool more = true; more;) {
             const size_t end = line.find('\t');
-            fields.push_back(decoded(line.substr(0, end)));
+            fields.push_back(vela::url::decode_form(line.substr(0, end)));
             more = end != std::string_view::npos;
             line.remove_prefix(more ? end + 1 : line.size());
         }
@@ -158,7 +150,7 @@ void write_records(const std::string &name, const std::vector<record> &records) 
     std::string content;
     for (const record &fields : records) {
         for (size_t i = 0; i < fields.size(); ++i)
-            content += (i ? "\t" : "") + encoded(fields[i]);
+            content += (i ? "\t" : "") + vela::url::encode_form(fields[i]);
         content += '\n';
     }
     write(name, content);

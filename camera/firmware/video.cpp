@@ -123,9 +123,8 @@ void report_settings(const exchange &one) {
         knots.raw("[" + std::to_string(x) + "," + std::to_string(y) + "]");
     for (const uint8_t level : picture::tones_of(all))
         levels.raw(std::to_string(level));
-    const char *const by = all.by == state::light::day ? "day" : all.by == state::light::night ? "night" : "auto";
     one.json(web::json::object()
-                 .add("light", by)
+                 .add("light", state::name_of(all.by))
                  .add("night", state::is_night(all, state::now()))
                  .add("grid", all.grid)
                  .add("stamp", all.stamp)
@@ -138,10 +137,7 @@ void report_settings(const exchange &one) {
 void change_settings(const exchange &one) {
     const store::lock held;
     state::settings all = state::read_settings();
-    if (one.find("light")) {
-        const std::string by = one.one_of("light", {"auto", "day", "night"});
-        all.by = by == "day" ? state::light::day : by == "night" ? state::light::night : state::light::automatic;
-    }
+    all.by = state::light_of(one.one_of("light", {"auto", "day", "night"}, state::name_of(all.by)));
     all.grid = one.flag("grid", all.grid);
     all.stamp = one.flag("stamp", all.stamp);
     all.exposure = one.number("exposure", -2, 2, all.exposure);

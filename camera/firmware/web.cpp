@@ -1,3 +1,4 @@
+// A request taken apart and checked, and its answer.
 #include "web.hpp"
 #include "store.hpp"
 #include <algorithm>
@@ -6,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <strings.h>
-#include <vela/base64.h>
+#include <vela/cpp/base64.hpp>
 #include <vela/uuid.h>
 
 namespace web {
@@ -22,9 +23,9 @@ std::string of_environment(const char *name) {
 void check_origin(const cgi_request *request) {
     const std::string host = of_environment("HTTP_HOST");
     const char *origin = cgi_header(request, "Origin"), *site = cgi_header(request, "Sec-Fetch-Site");
-    if (origin && origin != "http://" + host && origin != "https://" + host)
-        throw refusal{403, "changes are taken from this camera's own page alone"};
-    if (site && std::strcmp(site, "same-origin") != 0 && std::strcmp(site, "none") != 0)
+    const bool foreign_origin = origin && origin != "http://" + host && origin != "https://" + host;
+    const bool foreign_site = site && std::strcmp(site, "same-origin") != 0 && std::strcmp(site, "none") != 0;
+    if (foreign_origin || foreign_site)
         throw refusal{403, "changes are taken from this camera's own page alone"};
     const char *given = cgi_header(request, "X-Camera-Token");
     if (!given || token() != given)
@@ -161,9 +162,7 @@ std::string token() {
         return *known;
     uint8_t bytes[24];
     randbytes(bytes, sizeof bytes);
-    char text[64];
-    const int32_t length = base64_encode(bytes, sizeof bytes, text, sizeof text);
-    const std::string made(text, static_cast<size_t>(length));
+    const std::string made = vela::base64::encode(bytes);
     store::write("token", made);
     return made;
 }
