@@ -135,8 +135,7 @@ void handle(exchange &one) {
         one.json(web::json::object().add("token", web::token()).text());
         return;
     }
-    if (!one.path().empty())
-        throw refusal{404, "there is nothing of that name"};
+    one.refuse_path();
     if (one.is_post())
         change(one);
     report(one);

@@ -108,8 +108,10 @@ std::optional<std::string> read(const std::string &name) {
     return content;
 }
 
+// With the lock the name beside is this process' own; what a crash left there is written over.
 void write(const std::string &name, std::string_view content) {
-    const std::string path = folder() + name, beside = path + "." + std::to_string(getpid()) + ".new";
+    const lock held;
+    const std::string path = folder() + name, beside = path + ".new";
     write_whole(beside, content);
     if (rename(beside.c_str(), path.c_str()) != 0)
         give_up(beside);

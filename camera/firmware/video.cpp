@@ -2,9 +2,10 @@
 //
 //   GET  /api/video         a JPEG: [width height quality], and [pan tilt fov] to look elsewhere than the camera does
 //   GET  /api/video/live    the same as an endless multipart stream: [fps], [frames] to end after so many
+//   GET  /api/video/raw     the picture before it's encoded, in RGB, of now or of a [time]
 //   POST /api/video         settings: [light=auto|day|night] [grid=0|1] [stamp=0|1] [exposure] [curve=x,y;x,y...]
 //   GET  /api/video/settings
-#include "picture.hpp"
+#include "eye.hpp"
 #include "store.hpp"
 #include "web.hpp"
 #include <algorithm>
@@ -21,54 +22,30 @@ using web::refusal;
 
 constexpr char kBoundary[] = "vela-picture";
 
-struct wanted {
-    int32_t width, height, quality;
-    bool elsewhere;
-    motion::position at;
-};
-
-wanted read_wanted(const exchange &one) {
-    wanted all = {one.whole("width", picture::kLeastWidth, picture::kMostWidth, 1280),
-                  one.whole("height", picture::kLeastHeight, picture::kMostHeight, 720),
-                  one.whole("quality", 1, 100, 85),
-                  one.find("pan") || one.find("tilt") || one.find("fov"),
-                  {}};
-    if (all.elsewhere)
-        all.at = motion::at_rest(one.number("pan", -360, 720), one.number("tilt", -90, 90),
-                                 one.number("fov", motion::kNarrowest, motion::kWidest));
-    return all;
-}
-
-// Everything that a picture needs, read anew for each: what is changed meanwhile shows in the next one.
-class eye {
-public:
-    std::vector<uint8_t> look(const wanted &what) {
-        const timeval now = state::now();
-        const state::settings all = state::read_settings();
-        const scene place(state::is_night(all, now), now);
-        const smap_view view =
-            motion::view_of(what.elsewhere ? what.at : state::position_at(now), what.width, what.height);
-        renderer_.render(place, view, picture::tones_of(all), frame_);
-        if (all.grid)
-            picture::draw_grid(view, frame_);
-        if (all.stamp)
-            picture::draw_stamp(view, now, frame_);
-        return picture::encode(frame_, what.quality);
-    }
-
-private:
-    picture::renderer renderer_;
-    picture::frame frame_;
-};
+int32_t read_quality(const exchange &one) { return one.whole("quality", 1, 100, 85); }
 
 void send_one(const exchange &one) {
-    const std::vector<uint8_t> jpeg = eye().look(read_wanted(one));
+    const sight what = read_sight(one);
+    const std::vector<uint8_t> jpeg = eye().jpeg(what, read_quality(one));
     one.answer("image/jpeg", {reinterpret_cast<const char *>(jpeg.data()), jpeg.size()});
+}
+
+// What is encoded otherwise: pictures of two cameras can be compared byte by byte.
+void send_raw(const exchange &one) {
+    const sight what = read_sight(one);
+    const double seconds = one.number("time", 0, 4102444800, -1);
+    timeval at = state::now();
+    if (seconds >= 0)
+        at = {static_cast<time_t>(seconds), static_cast<suseconds_t>((seconds - std::floor(seconds)) * 1e6)};
+    eye sensor;
+    const picture::frame &seen = sensor.look(what, at);
+    one.answer("application/octet-stream", {reinterpret_cast<const char *>(seen.pixels.data()), seen.pixels.size()});
 }
 
 // Until the client goes, or so many pictures are sent; late pictures are left out, not made up for.
 void send_stream(const exchange &one) {
-    const wanted what = read_wanted(one);
+    const sight what = read_sight(one);
+    const int32_t quality = read_quality(one);
     const auto period = static_cast<suseconds_t>(std::lround(1e6 / one.number("fps", 0.1, 25, 25)));
     const int32_t frames = one.whole("frames", 1, 1000000, INT32_MAX - 1);
     one.begin(std::string("multipart/x-mixed-replace; boundary=") + kBoundary);
@@ -78,12 +55,12 @@ void send_stream(const exchange &one) {
     timeval due;
     gettime(&due);
     for (int32_t i = 0; i < frames; ++i) {
-        const std::vector<uint8_t> jpeg = sensor.look(what);
+        const std::vector<uint8_t> jpeg = sensor.jpeg(what, quality);
         std::fprintf(one.output(), "--%s\r\nContent-Type: image/jpeg\r\nContent-Length: %zu\r\n\r\n", kBoundary,
                      jpeg.size());
-        std::fwrite(jpeg.data(), 1, jpeg.size(), one.output());
-        std::fputs("\r\n", one.output());
-        if (std::fflush(one.output()) != 0)
+        one.write({reinterpret_cast<const char *>(jpeg.data()), jpeg.size()});
+        one.write("\r\n");
+        if (!one.flush())
             return;
         time_add_usec(&due, period);
         timeval now;
@@ -96,22 +73,15 @@ void send_stream(const exchange &one) {
     std::fprintf(one.output(), "--%s--\r\n", kBoundary);
 }
 
-// Knots "x,y;x,y...", x rising from 0 to 255.
-std::vector<std::pair<int, int>> read_curve(const std::string &text) {
+// Whole knots, x rising from 0 to 255.
+std::vector<std::pair<int, int>> read_curve(const exchange &one) {
     std::vector<std::pair<int, int>> knots;
-    for (const char *at = text.c_str(); *at;) {
-        char *end = nullptr;
-        const long x = std::strtol(at, &end, 10);
-        const bool comma = end != at && *end == ',';
-        const char *const second = comma ? end + 1 : end;
-        const long y = std::strtol(second, &end, 10);
-        if (!comma || end == second || (*end && *end != ';') || x < 0 || x > 255 || y < 0 || y > 255 ||
-            (knots.empty() ? x != 0 : x <= knots.back().first) || knots.size() == 16)
-            throw refusal{400, "curve is at most 16 knots x,y;x,y... with x rising from 0 to 255 and y from 0 to 255"};
+    for (const auto &[x, y] : one.pairs("curve", {2, 16}, {0, 255}, {0, 255})) {
+        if (x != std::floor(x) || y != std::floor(y) || (knots.empty() ? x != 0 : x <= knots.back().first))
+            throw refusal{400, "the curve's knots are whole numbers, x rising from 0 to 255"};
         knots.push_back({static_cast<int>(x), static_cast<int>(y)});
-        at = *end ? end + 1 : end;
     }
-    if (knots.size() < 2 || knots.back().first != 255)
+    if (knots.back().first != 255)
         throw refusal{400, "the curve ends at x 255"};
     return knots;
 }
@@ -142,24 +112,25 @@ void change_settings(const exchange &one) {
     all.stamp = one.flag("stamp", all.stamp);
     all.exposure = one.number("exposure", -2, 2, all.exposure);
     if (one.find("curve"))
-        all.curve = read_curve(one.text("curve", 256));
+        all.curve = read_curve(one);
     state::keep(all);
     report_settings(one);
 }
 
 void handle(exchange &one) {
-    if (one.is_post() && one.path().empty())
-        change_settings(one);
-    else if (one.is_post())
-        throw refusal{405, "only settings are changed here"};
-    else if (one.path().empty())
-        send_one(one);
-    else if (one.path() == "/live")
+    if (one.path().empty()) {
+        one.is_post() ? change_settings(one) : send_one(one);
+        return;
+    }
+    one.refuse_post();
+    if (one.path() == "/live")
         send_stream(one);
+    else if (one.path() == "/raw")
+        send_raw(one);
     else if (one.path() == "/settings")
         report_settings(one);
     else
-        throw refusal{404, "there is nothing of that name"};
+        one.refuse_path();
 }
 
 } // namespace

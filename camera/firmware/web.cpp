@@ -46,8 +46,7 @@ void check_body(const cgi_request *request) {
         throw refusal{400, "the form was cut"};
 }
 
-void serve(cgi_request *request, void (*handle)(exchange &)) {
-    exchange one(request);
+void serve(cgi_request *request, exchange &one, void (*handle)(exchange &)) {
     const std::string method = request->method;
     if (method != "GET" && method != "HEAD" && method != "POST")
         throw refusal{405, "GET, HEAD and POST are understood"};
@@ -106,6 +105,47 @@ int32_t exchange::whole(const char *name, int32_t low, int32_t high, int32_t oth
     return find(name) ? whole(name, low, high) : otherwise;
 }
 
+std::vector<std::array<double, 2>> exchange::pairs(const char *name, std::pair<size_t, size_t> count, range first,
+                                                   range second) const {
+    const refusal refused = {400, std::string(name) + " is a list a,b;a,b;... of " + std::to_string(count.first) +
+                                      " to " + std::to_string(count.second) + " pairs, a from " +
+                                      json::number(first.low) + " to " + json::number(first.high) + " and b from " +
+                                      json::number(second.low) + " to " + json::number(second.high)};
+    const std::string list = text(name, 4096);
+    const char *at = list.data(), *const last = at + list.size();
+    const auto read = [&](const range &allowed, char behind) {
+        double value = 0;
+        const auto [end, error] = std::from_chars(at, last, value, std::chars_format::fixed);
+        if (error != std::errc() || !(allowed.low <= value && value <= allowed.high) || (end != last && *end != behind))
+            throw refused;
+        at = end;
+        return value;
+    };
+    std::vector<std::array<double, 2>> result;
+    for (;;) {
+        const double a = read(first, ',');
+        if (at++ == last)
+            throw refused;
+        result.push_back({a, read(second, ';')});
+        if (at == last)
+            break;
+        ++at;
+    }
+    if (result.size() < count.first || result.size() > count.second)
+        throw refused;
+    return result;
+}
+
+void exchange::refuse_path() const {
+    if (!path_.empty())
+        throw refusal{404, "there is no such call"};
+}
+
+void exchange::refuse_post() const {
+    if (post_)
+        throw refusal{405, "nothing is changed here"};
+}
+
 bool exchange::flag(const char *name, bool otherwise) const { return whole(name, 0, 1, otherwise) != 0; }
 
 std::string exchange::one_of(const char *name, std::initializer_list<std::string_view> words) const {
@@ -129,12 +169,13 @@ void exchange::begin(std::string_view type, std::optional<size_t> length, std::s
     if (length)
         std::fprintf(output(), "Content-Length: %zu\r\n", *length);
     std::fputs("\r\n", output());
+    begun_ = true;
 }
 
 void exchange::answer(std::string_view type, std::string_view body, std::string_view more) const {
     begin(type, body.size(), more);
     if (wants_body())
-        std::fwrite(body.data(), 1, body.size(), output());
+        write(body);
 }
 
 int run(void (*handle)(exchange &)) {
@@ -143,13 +184,16 @@ int run(void (*handle)(exchange &)) {
         std::fputs("this is a program of the camera's web server; there is no request in its environment\n", stderr);
         return EXIT_FAILURE;
     }
+    exchange one(request);
     try {
-        serve(request, handle);
+        serve(request, one, handle);
     } catch (const refusal &refused) {
-        cgi_error(request, refused.status, "%s\n", refused.reason.c_str());
+        if (!one.has_begun())
+            cgi_error(request, refused.status, "%s\n", refused.reason.c_str());
     } catch (const store::trouble &failed) {
         std::fprintf(stderr, "%s\n", failed.what.c_str());
-        cgi_error(request, 500, "the camera could not keep that\n");
+        if (!one.has_begun())
+            cgi_error(request, 500, "something that the camera keeps can't be read or written\n");
     }
     const bool written = std::fflush(cgi_output(request)) == 0;
     cgi_cleanup(request);

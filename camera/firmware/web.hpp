@@ -5,11 +5,13 @@
 // reason, and nothing is changed.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 #include <vela/cgi.h>
 
@@ -20,6 +22,10 @@ struct refusal {
     std::string reason;
 };
 
+struct range {
+    double low, high;
+};
+
 class exchange {
 public:
     explicit exchange(cgi_request *request);
@@ -27,6 +33,9 @@ public:
     bool is_post() const { return post_; }
     // What follows the program's name in the address: "" or "/live".
     const std::string &path() const { return path_; }
+    // Refuses (404) what has a path although the call has none, or another method where only one is meant (405).
+    void refuse_path() const;
+    void refuse_post() const;
     // A parameter of the query (GET) or of the form (POST).
     std::optional<std::string> find(const char *name) const;
     // The same, refused (400) when it is missing, longer than the limit, or not printable UTF-8.
@@ -36,6 +45,9 @@ public:
     int32_t whole(const char *name, int32_t low, int32_t high) const;
     int32_t whole(const char *name, int32_t low, int32_t high, int32_t otherwise) const;
     bool flag(const char *name, bool otherwise) const;
+    // A list "a,b;a,b;...", of so many pairs, each number in its range.
+    std::vector<std::array<double, 2>> pairs(const char *name, std::pair<size_t, size_t> count, range first,
+                                             range second) const;
     // Which of the words it is.
     std::string one_of(const char *name, std::initializer_list<std::string_view> words) const;
     std::string one_of(const char *name, std::initializer_list<std::string_view> words,
@@ -46,11 +58,16 @@ public:
     void answer(std::string_view type, std::string_view body, std::string_view more = {}) const;
     void json(std::string_view body) const { answer("application/json", body); }
     FILE *output() const { return cgi_output(request_); }
+    // Sends on what was written; false when the client has gone.
+    bool flush() const { return std::fflush(output()) == 0; }
+    void write(std::string_view bytes) const { std::fwrite(bytes.data(), 1, bytes.size(), output()); }
+    bool has_begun() const { return begun_; }
     bool wants_body() const { return !head_; }
 
 private:
     cgi_request *request_;
     bool post_, head_;
+    mutable bool begun_ = false; // the head of an answer is written
     std::string path_;
 };
 

@@ -1,0 +1,36 @@
+// A picture from the camera's state: scene, view, masks, and only then what is written on top.
+#include "eye.hpp"
+#include "masks.hpp"
+
+sight read_sight(const web::exchange &one, int32_t width, int32_t height) {
+    sight all = {one.whole("width", picture::kLeastWidth, picture::kMostWidth, width),
+                 one.whole("height", picture::kLeastHeight, picture::kMostHeight, height),
+                 {}};
+    if (one.find("pan") || one.find("tilt") || one.find("fov"))
+        all.at = motion::at_rest(one.number("pan", -360, 720), one.number("tilt", -90, 90),
+                                 one.number("fov", motion::kNarrowest, motion::kWidest));
+    return all;
+}
+
+smap_view view_of(const sight &what, const timeval &at) {
+    return motion::view_of(what.at ? *what.at : state::position_at(at), what.width, what.height);
+}
+
+const picture::frame &eye::look(const sight &what, const timeval &at, marks on_top) {
+    const state::settings all = state::read_settings();
+    const scene place(state::is_night(all, at), at);
+    const smap_view view = view_of(what, at);
+    renderer_.render(place, view, picture::tones_of(all), frame_);
+    masks::burn(view, frame_);
+    if (on_top == marks::as_set) {
+        if (all.grid)
+            picture::draw_grid(view, frame_);
+        if (all.stamp)
+            picture::draw_stamp(view, at, frame_);
+    }
+    return frame_;
+}
+
+std::vector<uint8_t> eye::jpeg(const sight &what, int32_t quality) {
+    return picture::encode(look(what, state::now()), quality);
+}
