@@ -48,14 +48,17 @@ struct direction {
     return {point.pan / 1024.0, point.tilt / 1024.0};
 }
 
-/** A position on the screen in pixels: x to the right, y downward; the middle of the upper left pixel is (0, 0). */
+/** A position on the screen, in pixels; the middle of the upper left one is (0, 0). */
 struct position {
-    double x, y;
+    double x; /**< to the right */
+    double y; /**< downward */
 };
 
-/** Pixels of a row: those with first <= x < behind. */
+/** Neighbouring pixels of a row. */
 struct run {
-    int y, first, behind;
+    int y;      /**< the row */
+    int first;  /**< its first pixel */
+    int behind; /**< the pixel behind its last */
 };
 
 /** Which pixels a mask covers. */
