@@ -28,8 +28,7 @@ void check_decoding(const std::string &text) {
 
 } // namespace
 
-START_TEST(documented_texts)
-{
+TEST(documented_texts) {
     // clang-format off
     const char *const rows[][2] = {
         {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="},
@@ -44,11 +43,9 @@ START_TEST(documented_texts)
     ck_assert_uint_eq(base64_decode_len(nullptr, (1U << 30) - 1), 805306367);
     ck_assert_uint_eq(base64_encode_len(nullptr, (1U << 30) - 1), 1431655764);
 }
-END_TEST
 
 // The vector steps stop where the plain code does, whatever the length.
-START_TEST(any_length_goes_and_comes_back)
-{
+TEST(any_length_goes_and_comes_back) {
     std::mt19937 random(1);
     for (size_t length = 0; length < 260; ++length) {
         const std::string bytes = random_text(random, length, kAnything);
@@ -56,30 +53,24 @@ START_TEST(any_length_goes_and_comes_back)
         check_decoding(base64_of(bytes));
     }
 }
-END_TEST
 
-START_TEST(any_character_in_any_place)
-{
+TEST(any_character_in_any_place) {
     std::mt19937 random(2);
     const std::string whole = random_text(random, 150, kAlphabet);
     for (size_t place = 0; place < 90; ++place)
         for (const char ch : kAnything)
             check_decoding_at(whole.substr(0, place) + ch + whole.substr(place + 1), 150);
 }
-END_TEST
 
-START_TEST(texts_of_any_sort)
-{
+TEST(texts_of_any_sort) {
     std::mt19937 random(3);
     const std::string sorts[] = {kAlphabet + "=", kAlphabet + "\r\n", "AB=\n", "=", "\n", kAnything};
     for (int round = 0; round < 100; ++round)
         for (const std::string &sort : sorts)
             check_decoding(random_text(random, random() % 200, sort));
 }
-END_TEST
 
-START_TEST(lines_of_any_length)
-{
+TEST(lines_of_any_length) {
     std::mt19937 random(4);
     const std::string whole = random_text(random, 600, kAlphabet);
     for (size_t line = 1; line < 140; ++line) {
@@ -89,10 +80,8 @@ START_TEST(lines_of_any_length)
         check_decoding(lines);
     }
 }
-END_TEST
 
-START_TEST(streams_cut_anywhere)
-{
+TEST(streams_cut_anywhere) {
     std::mt19937 random(5);
     const std::string mixed = random_text(random, 150, kAlphabet + "=\n");
     for (const std::string text :
@@ -100,10 +89,8 @@ START_TEST(streams_cut_anywhere)
         for (size_t piece = 1; piece <= text.size(); ++piece)
             model::check_decoding(text, [=] { return piece; });
 }
-END_TEST
 
-START_TEST(what_is_missing_too_small_or_too_long_is_refused)
-{
+TEST(what_is_missing_too_small_or_too_long_is_refused) {
     char room[8] = "unhurt";
     const char *const text = "Zm9vYm", *cursor = text, *nowhere = nullptr;
     // clang-format off
@@ -121,10 +108,8 @@ START_TEST(what_is_missing_too_small_or_too_long_is_refused)
     ck_assert_ptr_eq(cursor, text);
     ck_assert_str_eq(room, "unhurt");
 }
-END_TEST
 
-START_TEST(the_table_as_source_text)
-{
+TEST(the_table_as_source_text) {
     std::string expected;
     for (int ch = 0; ch < 256; ++ch) {
         char entry[8];
@@ -132,11 +117,4 @@ START_TEST(the_table_as_source_text)
         expected += (ch == '=' ? "" : entry) + std::string(ch % 15 == 14, '\n');
     }
     assert_text_eq(captured(stdout, base64_decode_table_gen), expected);
-}
-END_TEST
-
-Suite *base64_suite() {
-    return suite_of("base64", {documented_texts, any_length_goes_and_comes_back, any_character_in_any_place,
-                               texts_of_any_sort, lines_of_any_length, streams_cut_anywhere,
-                               what_is_missing_too_small_or_too_long_is_refused, the_table_as_source_text});
 }

@@ -39,8 +39,7 @@ void check_error(int32_t status, const std::string &body, const char *format, Ar
 
 } // namespace
 
-START_TEST(names_and_values_are_split_decoded_and_found_without_regard_to_case)
-{
+TEST(names_and_values_are_split_decoded_and_found_without_regard_to_case) {
     const std::string query = "%41=+1&b=x%3dy; c=&a=2&u%00v=w&d=e=f";
     cgi_request *cgi = request("GET", query.c_str(), "%41=+1&b=x%3dy;   c=; A=2");
     const struct {
@@ -57,11 +56,9 @@ START_TEST(names_and_values_are_split_decoded_and_found_without_regard_to_case)
         ck_assert_pstr_eq(look_up(cgi, name), value);
     cgi_cleanup(cgi);
 }
-END_TEST
 
 // The same text as query string, cookies and form; a body is bytes, of which the form ends at the first NUL.
-START_TEST(generated_texts_give_the_names_of_the_model)
-{
+TEST(generated_texts_give_the_names_of_the_model) {
     std::mt19937 random(10);
     for (size_t round = 0; round < 5000; ++round) {
         const std::string text = random_text(random, round % 50, "aAb1==&&;; %+\xe9");
@@ -69,10 +66,8 @@ START_TEST(generated_texts_give_the_names_of_the_model)
         check_request("POST", nullptr, kMostBody, body, text.c_str());
     }
 }
-END_TEST
 
-START_TEST(a_body_is_what_is_announced_at_most)
-{
+TEST(a_body_is_what_is_announced_at_most) {
     const struct {
         const char *method, *length;
         size_t input, asked;
@@ -91,10 +86,8 @@ START_TEST(a_body_is_what_is_announced_at_most)
     }
     check_request("POST", nullptr, kMostBody, std::string(kMostBody - 4, '&') + "&a=1", "");
 }
-END_TEST
 
-START_TEST(a_body_comes_in_pieces_and_its_input_stays_open)
-{
+TEST(a_body_comes_in_pieces_and_its_input_stays_open) {
     const int input = pipe_to_input();
     const std::string bytes = pattern(140000);
     std::thread server([&] {
@@ -108,11 +101,9 @@ START_TEST(a_body_comes_in_pieces_and_its_input_stays_open)
     cgi_cleanup(longest);
     cgi_cleanup(rest);
 }
-END_TEST
 
 // The program's signals interrupt the wait for a body, which only comes with the third.
-START_TEST(a_body_that_signals_interrupt_is_read_on)
-{
+TEST(a_body_that_signals_interrupt_is_read_on) {
     static int input, signals;
     input = pipe_to_input();
     struct sigaction action = {};
@@ -130,10 +121,8 @@ START_TEST(a_body_that_signals_interrupt_is_read_on)
     ck_assert_pstr_eq(cgi_form_param(cgi, "a"), "1");
     cgi_cleanup(cgi);
 }
-END_TEST
 
-START_TEST(a_request_points_to_the_environment)
-{
+TEST(a_request_points_to_the_environment) {
     for (const char *variable : {"HTTP_USER_AGENT", "HTTP_X.Y_\xe9 Z", "HTTP_", "REQUEST_URI"})
         setenv(variable, variable, 1);
     cgi_request *cgi = request("HEAD", "a=1");
@@ -148,10 +137,8 @@ START_TEST(a_request_points_to_the_environment)
     cgi_cleanup(cgi);
     ck_assert_ptr_null(request(nullptr, "a=1"));
 }
-END_TEST
 
-START_TEST(nothing_is_found_for_missing_arguments)
-{
+TEST(nothing_is_found_for_missing_arguments) {
     cgi_request *cgi = request("GET", "a=1", "a=2"), *bare = request("GET"), empty = {};
     const auto header = [](cgi_request *from, const char *name) { return cgi_header(from, name); };
     for (const auto look_up : {+header, cgi_query_param, cgi_form_param, cgi_cookie}) {
@@ -162,10 +149,8 @@ START_TEST(nothing_is_found_for_missing_arguments)
     for (cgi_request *one : {cgi, bare, &empty, static_cast<cgi_request *>(nullptr)})
         cgi_cleanup(one);
 }
-END_TEST
 
-START_TEST(an_error_is_a_whole_response)
-{
+TEST(an_error_is_a_whole_response) {
     check_error(404, "Not Found\r\nno x.cfg", "no %s", "x.cfg");
     check_error(-1, "UNKNOWN\r\n%s%n", "%s", "%s%n");
     check_error(200, "OK", nullptr, 0);
@@ -174,18 +159,14 @@ START_TEST(an_error_is_a_whole_response)
         check_error(200, "OK\r\n" + message.substr(0, std::min<size_t>(length, 1018)), "%.*s", static_cast<int>(length),
                     message.c_str());
 }
-END_TEST
 
 // A wide character that is none.
-START_TEST(a_message_that_cannot_be_formatted_is_kept_so_far)
-{
+TEST(a_message_that_cannot_be_formatted_is_kept_so_far) {
     const wchar_t none[] = {static_cast<wchar_t>(0xd800), 0};
     check_error(404, "Not Found\r\nno x.cfg", "no %s%ls", "x.cfg", none);
 }
-END_TEST
 
-START_TEST(every_status_has_its_reason)
-{
+TEST(every_status_has_its_reason) {
     const std::map<int32_t, const char *> reasons = {
         // clang-format off
         {100, "Continue"}, {101, "Switching Protocols"},
@@ -206,14 +187,4 @@ START_TEST(every_status_has_its_reason)
         const auto known = reasons.find(code);
         agree("reason", std::to_string(code), http_strerr(code), known == reasons.end() ? "UNKNOWN" : known->second);
     }
-}
-END_TEST
-
-Suite *cgi_suite() {
-    return suite_of("cgi", {names_and_values_are_split_decoded_and_found_without_regard_to_case,
-                            generated_texts_give_the_names_of_the_model, a_body_is_what_is_announced_at_most,
-                            a_body_comes_in_pieces_and_its_input_stays_open, a_body_that_signals_interrupt_is_read_on,
-                            a_request_points_to_the_environment, nothing_is_found_for_missing_arguments,
-                            an_error_is_a_whole_response, a_message_that_cannot_be_formatted_is_kept_so_far,
-                            every_status_has_its_reason});
 }

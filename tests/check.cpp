@@ -30,8 +30,7 @@ void add_suite(SRunner *runner, Suite *suite) { calls += runner == kRunner && su
 
 } // namespace
 
-START_TEST(configurations)
-{
+TEST(configurations) {
     struct row {
         std::initializer_list<const char *> given;
         int32_t result, verbosity, no_fork;
@@ -63,10 +62,8 @@ START_TEST(configurations)
         }
     }
 }
-END_TEST
 
-START_TEST(usage_for_unknown_options)
-{
+TEST(usage_for_unknown_options) {
     vela_check_config config;
     const std::string output = captured(stdout, [&] { parse({"--help"}, &config); });
     assert_text_eq(output, "unknown option: help\n"
@@ -79,10 +76,8 @@ START_TEST(usage_for_unknown_options)
                            "  -?,--help                   display command help\n");
     __vela_check_destroy_cfg(&config);
 }
-END_TEST
 
-START_TEST(suites_reach_the_runner)
-{
+TEST(suites_reach_the_runner) {
     char name[] = "geometry";
     const vela_check_config only = {2, 0, nullptr, name}, all = {2, 0, nullptr, nullptr};
     SRunner *runner = nullptr;
@@ -98,6 +93,3 @@ START_TEST(suites_reach_the_runner)
     add("b", all);
     assert_text_eq(calls, "make create make add make add ");
 }
-END_TEST
-
-Suite *check_suite() { return suite_of("check", {configurations, usage_for_unknown_options, suites_reach_the_runner}); }

@@ -67,8 +67,7 @@ struct hull {
 
 // ---- Records
 
-START_TEST(new_records_are_blank_and_come_last)
-{
+TEST(new_records_are_blank_and_come_last) {
     const hull h;
     assert_text_eq(h.content(), "\n\n");
     ck_assert_int_eq(h.ctx->debug, 0);
@@ -79,18 +78,14 @@ START_TEST(new_records_are_blank_and_come_last)
     assert_text_eq(h.content(), "2 0 0 0 2 0 -1,0 0 0 0 0 0 -1,\n-1 -1 -1 -1 -1 0,\n-1 -1 -1 -1 -1 -1 0,");
     assert_text_eq(h.counts(), "1 1 1"); // without the vertex that isn't taken in
 }
-END_TEST
 
-START_TEST(nothing_is_counted_of_null)
-{
+TEST(nothing_is_counted_of_null) {
     ck_assert_uint_eq(chull_num_vertices(nullptr), 0);
     ck_assert_uint_eq(chull_num_edges(nullptr), 0);
     ck_assert_uint_eq(chull_num_faces(nullptr), 0);
 }
-END_TEST
 
-START_TEST(a_hull_that_was_freed_is_built_again)
-{
+TEST(a_hull_that_was_freed_is_built_again) {
     const hull h(kCube);
     h.ctx->check = 7;
     free_chull(nullptr);
@@ -101,10 +96,8 @@ START_TEST(a_hull_that_was_freed_is_built_again)
     ck_assert_int_eq(h.get(kTetrahedron), 0);
     assert_text_eq(h.counts(), "4 6 4");
 }
-END_TEST
 
-START_TEST(listings_show_every_field)
-{
+TEST(listings_show_every_field) {
     const hull h;
     chull_vertex *v = MakeNullVertex(h.ctx), *second = MakeNullVertex(h.ctx);
     chull_edge *e = MakeNullEdge(h.ctx);
@@ -129,13 +122,11 @@ START_TEST(listings_show_every_field)
     assert_text_eq(captured(stdout, [] { PrintPoint(point{1, -2, 3}.data()); }), "\t1\t-2\t3\n");
     free(second);
 }
-END_TEST
 
 // ---- Construction
 
 // Each row: points, outcome, vertices taken in, six times the volume.
-START_TEST(known_points_have_known_hulls)
-{
+TEST(known_points_have_known_hulls) {
     const std::string ok = "0 ", coplanar = "1 DoubleTriangle: All points coplanar!\n",
                       collinear = "1 DoubleTriangle: All points are Collinear!\n";
     cloud crowded = kCube;
@@ -158,20 +149,16 @@ START_TEST(known_points_have_known_hulls)
         ck_assert_uint_eq(listed(h.ctx->vertices).size(), expected == ok ? V : points.size());
     }
 }
-END_TEST
 
-START_TEST(lists_are_in_the_order_of_the_steps)
-{
+TEST(lists_are_in_the_order_of_the_steps) {
     const hull h;
     ck_assert_int_eq(h.get(kTetrahedron, true), 0);
     assert_text_eq(h.content(), "3 0 0 255 1 0 -1,0 0 0 0 1 0 -1,1 255 0 0 1 0 -1,2 0 255 0 1 0 -1,\n"
                                 "1 3 0 1 -1 0,2 1 0 2 -1 0,3 2 0 3 -1 0,1 0 1 2 -1 0,3 0 1 3 -1 0,2 0 2 3 -1 0,\n"
                                 "3 2 1 2 1 0 0,3 1 0 0 3 4 0,1 2 0 1 5 3 0,2 3 0 2 4 5 0,");
 }
-END_TEST
 
-START_TEST(edges_come_into_the_order_of_the_corners)
-{
+TEST(edges_come_into_the_order_of_the_corners) {
     const hull h({C, D, B, A});
     h.ctx->debug = 1;
     // Only the first face of the starting triangle needs it, and it is still there: the apex is behind it.
@@ -182,10 +169,8 @@ START_TEST(edges_come_into_the_order_of_the_corners)
     const std::string content = h.content();
     assert_text_eq(content.substr(content.rfind('\n')), "\n1 2 3 1 2 0 0,1 3 0 0 4 3 0,2 1 0 1 3 5 0,3 2 0 2 5 4 0,");
 }
-END_TEST
 
-START_TEST(steps_by_hand_add_what_is_outside)
-{
+TEST(steps_by_hand_add_what_is_outside) {
     const hull h(kTetrahedron);
     chull_vertex *inside = MakeNullVertex(h.ctx), *outside = MakeNullVertex(h.ctx);
     std::ranges::copy(point{1, 1, 1}, inside->coord);
@@ -202,10 +187,8 @@ START_TEST(steps_by_hand_add_what_is_outside)
     ck_assert_uint_eq(listed(h.ctx->vertices).size(), 4);
     ck_assert_int_eq(Checks(h.ctx), 0);
 }
-END_TEST
 
-START_TEST(an_edge_with_two_faces_keeps_them)
-{
+TEST(an_edge_with_two_faces_keeps_them) {
     const hull h(kTetrahedron);
     chull_vertex *outside = MakeNullVertex(h.ctx);
     std::ranges::copy(point{-9, -9, -9}, outside->coord);
@@ -218,10 +201,8 @@ START_TEST(an_edge_with_two_faces_keeps_them)
     ck_assert_ptr_eq(spoke->adj[0], faces[0]);
     ck_assert_ptr_eq(spoke->adj[1], faces[1]);
 }
-END_TEST
 
-START_TEST(vertices_without_edges_go_unless_they_are_still_to_come)
-{
+TEST(vertices_without_edges_go_unless_they_are_still_to_come) {
     const hull h(kTetrahedron);
     chull_vertex *unseen = MakeNullVertex(h.ctx);
     for (; h.ctx->edges; CleanEdges(h.ctx))
@@ -236,7 +217,6 @@ START_TEST(vertices_without_edges_go_unless_they_are_still_to_come)
     ck_assert_ptr_null(h.ctx->vertices);
     ck_assert_int_eq(ConstructHull(h.ctx), 0);
 }
-END_TEST
 
 // ---- Queries
 
@@ -282,8 +262,7 @@ std::string answers(const hull &h, const point &p) {
 } // namespace
 
 // Squared distance to the nearest point as rounded, in each region; far away the arithmetic wraps.
-START_TEST(known_points_have_known_distances)
-{
+TEST(known_points_have_known_distances) {
     const std::array<point, 3> right = {A, B, C}, sharp = {A, {100, 0, 0}, {200, 100, 0}},
                                blunt = {A, {100, 0, 0}, {-100, 100, 0}}, none = {};
     // clang-format off
@@ -302,11 +281,9 @@ START_TEST(known_points_have_known_distances)
         assert_as_in_model(corners, p);
     }
 }
-END_TEST
 
 // Coordinates of all sizes, from the range of bytes to that of integers, and points far away from small triangles.
-START_TEST(distances_and_orientations_are_those_of_the_model)
-{
+TEST(distances_and_orientations_are_those_of_the_model) {
     generator random{1};
     for (int i = 0; i < 40000; ++i) {
         std::array<point, 3> corners;
@@ -327,10 +304,8 @@ START_TEST(distances_and_orientations_are_those_of_the_model)
                 for (const int32_t x : {0, 1, 2})
                     assert_as_in_model({A, {sign, x, 0}, {0, 1, 0}}, p);
 }
-END_TEST
 
-START_TEST(a_point_is_inside_where_it_sees_no_face)
-{
+TEST(a_point_is_inside_where_it_sees_no_face) {
     const hull h(kTetrahedron);
     generator random{1};
     // Far away all faces may come out as unseen.
@@ -342,20 +317,16 @@ START_TEST(a_point_is_inside_where_it_sees_no_face)
         ck_assert_msg(is_in_chull(h.ctx, p[0], p[1], p[2]) == expected, "%s is not %d", text_of(p).c_str(), expected);
     }
 }
-END_TEST
 
-START_TEST(a_cube_answers_for_known_points)
-{
+TEST(a_cube_answers_for_known_points) {
     const hull cube(kCube);
     assert_text_eq(answers(cube, {255, 10, 10}), "0 0 92873; 1");
     assert_text_eq(answers(cube, {256, 10, 10}), "0 1 93384; 0");
     assert_text_eq(answers(cube, {128, 128, 128}), "0 16129 16384; 1");
     assert_text_eq(answers(cube, {-3, -4, 300}), "0 2050 124322; 0");
 }
-END_TEST
 
-START_TEST(a_hull_without_faces_answers_nothing)
-{
+TEST(a_hull_without_faces_answers_nothing) {
     const hull empty;
     assert_text_eq(outcome([&] { return answers(empty, A) == "1 7 7; 0"; }), "1 dist_to_chull: pCtx->faces == NULL\n");
     uint32_t least = 7, most = 7;
@@ -367,12 +338,10 @@ START_TEST(a_hull_without_faces_answers_nothing)
     ck_assert_int_eq(chull_volume6(nullptr), 0);
     ck_assert_int_eq(chull_volume6(empty.ctx), 0);
 }
-END_TEST
 
 // ---- Checks, switches, files
 
-START_TEST(numbers_of_a_sphere_are_checked)
-{
+TEST(numbers_of_a_sphere_are_checked) {
     const auto euler = [](int32_t V, int32_t E, int32_t F) { return outcome([=] { return CheckEuler(V, E, F); }); };
     assert_text_eq(euler(4, 6, 4), "0 ");
     assert_text_eq(euler(4, 6, 5), "1 CheckEuler: V, E, F = 4 6 5:\tChecks: V-E+F != 2\n");
@@ -380,10 +349,8 @@ START_TEST(numbers_of_a_sphere_are_checked)
     assert_text_eq(euler(INT32_MIN, 0, INT32_MAX),
                    "1 CheckEuler: V, E, F = -2147483648 0 2147483647:\tChecks: V-E+F != 2\n");
 }
-END_TEST
 
-START_TEST(each_fault_is_found_by_its_check)
-{
+TEST(each_fault_is_found_by_its_check) {
     const hull cube(kCube), h(kTetrahedron);
     const auto result = [](const hull &of, auto check) { return outcome([&] { return check(of.ctx); }); };
     assert_text_eq(result(cube, Checks), "0 ");
@@ -408,10 +375,8 @@ START_TEST(each_fault_is_found_by_its_check)
     h.ctx->edges->adj[0] = nullptr;
     assert_text_eq(result(h, Consistency), "1 Consistency: edges are NOT consistent.\n");
 }
-END_TEST
 
-START_TEST(switches_report_every_step_and_change_nothing)
-{
+TEST(switches_report_every_step_and_change_nothing) {
     const cloud points = {A, B, C, D, {1, 1, 1}};
     const hull plain(points), checked, debugged;
     checked.ctx->check = debugged.ctx->debug = 1;
@@ -430,10 +395,8 @@ START_TEST(switches_report_every_step_and_change_nothing)
     assert_text_eq(text.substr(text.rfind("\nHead"), last.size()), last);
     assert_text_eq(debugged.content(), plain.content());
 }
-END_TEST
 
-START_TEST(off_files_number_the_vertices)
-{
+TEST(off_files_number_the_vertices) {
     const hull h(kTetrahedron);
     const auto written = [&h] {
         return captured(stdout, [&h] { ck_assert_int_eq(chull_to_file(h.ctx, "/dev/stdout"), 0); });
@@ -450,7 +413,6 @@ START_TEST(off_files_number_the_vertices)
                    "1 CheckEuler: V, E, F = 4 6 3:\tChecks: V-E+F != 2\n");
     ck_assert_int_eq(chull_to_file(h.ctx, "/nonexistent/hull.off"), 1);
 }
-END_TEST
 
 // ---- get_chull() against its steps
 
@@ -502,8 +464,7 @@ bool grow(const hull &fast, const hull &stepped, const cloud &points, const std:
 } // namespace
 
 // Whole lists, for clouds of every kind and hulls that grow; fuzz/chull.cpp goes on from here.
-START_TEST(fast_and_stepped_construction_agree)
-{
+TEST(fast_and_stepped_construction_agree) {
     // Of eight points around the start nothing stays.
     cloud nested = kCube;
     for (point &p : nested)
@@ -527,11 +488,9 @@ START_TEST(fast_and_stepped_construction_agree)
         }
     }
 }
-END_TEST
 
 // Growth where the hull isn't what get_chull() left behind: only the steps know what follows from that.
-START_TEST(growth_of_altered_hulls_is_that_of_the_steps)
-{
+TEST(growth_of_altered_hulls_is_that_of_the_steps) {
     // The last vertex stands a little above a face, so that it can be dented below it; the last of the new points is
     // then inside, and yet sees a face of the dent.
     const cloud dull = {A, B, C, D, {90, 90, 90}};
@@ -574,29 +533,4 @@ START_TEST(growth_of_altered_hulls_is_that_of_the_steps)
         alter(fast.ctx), alter(stepped.ctx);
         grow(fast, stepped, more, name);
     }
-}
-END_TEST
-
-Suite *chull_suite() {
-    return suite_of("chull", {new_records_are_blank_and_come_last,
-                              nothing_is_counted_of_null,
-                              a_hull_that_was_freed_is_built_again,
-                              listings_show_every_field,
-                              known_points_have_known_hulls,
-                              lists_are_in_the_order_of_the_steps,
-                              edges_come_into_the_order_of_the_corners,
-                              steps_by_hand_add_what_is_outside,
-                              an_edge_with_two_faces_keeps_them,
-                              vertices_without_edges_go_unless_they_are_still_to_come,
-                              known_points_have_known_distances,
-                              distances_and_orientations_are_those_of_the_model,
-                              a_point_is_inside_where_it_sees_no_face,
-                              a_cube_answers_for_known_points,
-                              a_hull_without_faces_answers_nothing,
-                              numbers_of_a_sphere_are_checked,
-                              each_fault_is_found_by_its_check,
-                              switches_report_every_step_and_change_nothing,
-                              off_files_number_the_vertices,
-                              fast_and_stepped_construction_agree,
-                              growth_of_altered_hulls_is_that_of_the_steps});
 }

@@ -60,8 +60,7 @@ std::string parse(arguments &given) {
 
 // Each row: arguments, the trace of results, what is printed, the vector afterwards, the index of the first
 // operand.
-START_TEST(each_argument_gives_its_result_and_message)
-{
+TEST(each_argument_gives_its_result_and_message) {
     struct row {
         std::initializer_list<const char *> given;
         const char *trace, *output, *vector;
@@ -108,10 +107,8 @@ START_TEST(each_argument_gives_its_result_and_message)
         ck_assert_int_eq(cmdline_optidx, row.operands);
     }
 }
-END_TEST
 
-START_TEST(a_cluster_is_one_argument_until_its_last_option)
-{
+TEST(a_cluster_is_one_argument_until_its_last_option) {
     arguments given = {"prog", "-vq", "-o", "x"};
     char **argv = given.vector.data();
     cmdline_reset();
@@ -120,10 +117,8 @@ START_TEST(a_cluster_is_one_argument_until_its_last_option)
     ck_assert_int_eq(cmdline_getopt(4, argv, kOptions), 'q');
     ck_assert_int_eq(cmdline_optidx, 2);
 }
-END_TEST
 
-START_TEST(the_end_stays_and_keeps_the_last_value)
-{
+TEST(the_end_stays_and_keeps_the_last_value) {
     arguments given = {"prog", "-o", "x"};
     cmdline_reset();
     for (const int result : {+'o', -1, -1}) {
@@ -131,10 +126,8 @@ START_TEST(the_end_stays_and_keeps_the_last_value)
         ck_assert_ptr_eq(cmdline_optarg, given.vector[2]);
     }
 }
-END_TEST
 
-START_TEST(a_reset_forgets_clusters_and_operands)
-{
+TEST(a_reset_forgets_clusters_and_operands) {
     ck_assert_int_eq(first_index, 1);
     ck_assert_ptr_null(first_value);
     arguments given = {"prog", "operand", "-vq"};
@@ -146,11 +139,9 @@ START_TEST(a_reset_forgets_clusters_and_operands)
     ck_assert_ptr_null(cmdline_optarg);
     assert_text_eq(parse(given), "v q 0");
 }
-END_TEST
 
 // However far into a cluster the caller moves the index on, the next argument is taken from its first option.
-START_TEST(a_moved_index_ends_the_cluster)
-{
+TEST(a_moved_index_ends_the_cluster) {
     for (int taken = 1; taken <= 6; ++taken) {
         arguments given = {"prog", "-qqqqqqv", "-v"};
         cmdline_reset();
@@ -166,11 +157,9 @@ START_TEST(a_moved_index_ends_the_cluster)
     cmdline_optidx = 2;
     assert_text_eq(parse(given), "r=8000 v");
 }
-END_TEST
 
 // Operands of a first vector leave no room in a second one, which ends before anything behind it is looked at.
-START_TEST(a_second_vector_without_a_reset_ends_at_once)
-{
+TEST(a_second_vector_without_a_reset_ends_at_once) {
     for (const int32_t count : {1, 2, 3}) {
         arguments first = {"prog", "a", "b"}, second = {"prog", "-v", "c"};
         cmdline_reset();
@@ -181,10 +170,8 @@ START_TEST(a_second_vector_without_a_reset_ends_at_once)
         ck_assert(std::equal(vector, vector + count, second.vector.begin()));
     }
 }
-END_TEST
 
-START_TEST(the_usage_screen_aligns_its_help)
-{
+TEST(the_usage_screen_aligns_its_help) {
     const std::string help = "  -?,--help                   display command help\n";
     const std::string bare = captured(stdout, [] { cmdline_usage(nullptr, "prog", nullptr); });
     assert_text_eq(bare, "usage: prog [options]\n" + help);
@@ -204,10 +191,8 @@ START_TEST(the_usage_screen_aligns_its_help)
                                  "                              help on its own line\n";
     assert_text_eq(full, expected + help);
 }
-END_TEST
 
-START_TEST(arguments_are_listed_from_an_index_on)
-{
+TEST(arguments_are_listed_from_an_index_on) {
     char before[] = "BEFORE", program[] = "prog", text[] = "a b", empty[] = "";
     char *argv[] = {before, program, text, empty};
     const struct {
@@ -217,13 +202,4 @@ START_TEST(arguments_are_listed_from_an_index_on)
     for (const auto &[first, lines] : rows)
         assert_text_eq(captured(stdout, [&, from = first] { cmdline_print(3, argv + 1, from); }),
                        std::string("cmdline: \n") + lines);
-}
-END_TEST
-
-Suite *cmdline_suite() {
-    return suite_of("cmdline",
-                    {each_argument_gives_its_result_and_message, a_cluster_is_one_argument_until_its_last_option,
-                     the_end_stays_and_keeps_the_last_value, a_reset_forgets_clusters_and_operands,
-                     a_moved_index_ends_the_cluster, a_second_vector_without_a_reset_ends_at_once,
-                     the_usage_screen_aligns_its_help, arguments_are_listed_from_an_index_on});
 }

@@ -20,8 +20,7 @@ pixels random_bytes(size_t count) {
 
 } // namespace
 
-START_TEST(matrices_are_filled_and_nothing_behind)
-{
+TEST(matrices_are_filled_and_nothing_behind) {
     for (const conversion &c : kConversions) {
         std::array<int32_t, 10> filled = {};
         c.get_matrix(filled.data());
@@ -31,10 +30,8 @@ START_TEST(matrices_are_filled_and_nothing_behind)
         }
     }
 }
-END_TEST
 
-START_TEST(documented_pixels)
-{
+TEST(documented_pixels) {
     // clang-format off
     const struct { size_t conversion; pixels from, to; } rows[] = {
         {0, {0, 0, 0, 255, 255, 255, 128, 128, 128, 255, 0, 0, 0, 0, 255, 0, 255, 0},
@@ -54,10 +51,8 @@ START_TEST(documented_pixels)
         expect_pixels(c.name, from, result.data(), to);
     }
 }
-END_TEST
 
-START_TEST(every_pixel)
-{
+TEST(every_pixel) {
     pixels from(3 << 16), to(3 << 16);
     for (const conversion &c : kConversions)
         for (size_t first = 0; first < 256; ++first) {
@@ -68,12 +63,10 @@ START_TEST(every_pixel)
             expect_pixels(c.name, from, to.data(), converted(c, from));
         }
 }
-END_TEST
 
 constexpr uint32_t kLongest = 200; // several times the widths of the vector units
 
-START_TEST(every_length_in_place)
-{
+TEST(every_length_in_place) {
     const pixels all = random_bytes(3 * kLongest);
     uint8_t *const end = fence(all.size());
     for (const conversion &c : kConversions)
@@ -87,10 +80,8 @@ START_TEST(every_length_in_place)
             ck_assert_msg(end[-size - 1] == 0xEE, "%s of %u pixels wrote in front of them", c.name, count);
         }
 }
-END_TEST
 
-START_TEST(every_length_at_any_alignment)
-{
+TEST(every_length_at_any_alignment) {
     constexpr uint32_t kAlignments = 32;
     const pixels all = random_bytes(3 * kLongest);
     for (const conversion &c : kConversions)
@@ -110,10 +101,8 @@ START_TEST(every_length_at_any_alignment)
             }
         }
 }
-END_TEST
 
-START_TEST(unpacking_takes_cb_y0_cr_y1)
-{
+TEST(unpacking_takes_cb_y0_cr_y1) {
     // Pure blue and pure red share no byte: any other order shows.
     const uint8_t blue_and_red[] = {255, 29, 107, 100, 85, 76, 255, 200};
     pixels result(12);
@@ -121,11 +110,9 @@ START_TEST(unpacking_takes_cb_y0_cr_y1)
     expect_pixels("cyc422_to_srgb", unpacked(blue_and_red, 4, 1, 8), result.data(),
                   {0, 0, 254, 71, 71, 255, 254, 0, 0, 255, 124, 124});
 }
-END_TEST
 
 // No byte is read behind the last pixel's own, none written in front of the first row or behind the last.
-START_TEST(pictures_of_any_shape)
-{
+TEST(pictures_of_any_shape) {
     std::vector<std::array<uint32_t, 3>> shapes = {{2, 70000, 3}};
     for (uint32_t width = 0; width <= 200; width += width < 70 ? 1 : 65)
         for (const uint32_t height : {0U, 1U, 2U, 5U})
@@ -145,11 +132,4 @@ START_TEST(pictures_of_any_shape)
         expect_pixels(what.c_str(), full, result, converted(kConversions[1], full));
         ck_assert_msg(result[-1] == 0xEE, "%s wrote in front of its pixels", what.c_str());
     }
-}
-END_TEST
-
-Suite *colour_suite() {
-    return suite_of("colour",
-                    {matrices_are_filled_and_nothing_behind, documented_pixels, every_pixel, every_length_in_place,
-                     every_length_at_any_alignment, unpacking_takes_cb_y0_cr_y1, pictures_of_any_shape});
 }

@@ -20,8 +20,7 @@ void check_strict_decoding(const std::string &text) {
 
 } // namespace
 
-START_TEST(a_text_is_whole_groups_padded_at_its_end)
-{
+TEST(a_text_is_whole_groups_padded_at_its_end) {
     for (const char *text :
          {"",  "Zg==", "Zm8=", "Zm9v",  "Zm 9v\r\n", " \t\n\v\f\r", "Zg= =\n", "Zh==", // good
           "Z", "Zg",   "Zg=",  "Zm9vY", "Zg===",     "Zg==Zm9v",    "Z===",    "====", "=", "Zm=v", "Zm9-", "Zm9vÄ"})
@@ -29,10 +28,8 @@ START_TEST(a_text_is_whole_groups_padded_at_its_end)
     for (const std::string &text : {std::string("Zm9v\0", 5), std::string("Zm9\0", 4)})
         check_strict_decoding(text);
 }
-END_TEST
 
-START_TEST(texts_of_any_sort_whole_and_cut)
-{
+TEST(texts_of_any_sort_whole_and_cut) {
     std::mt19937 random(7);
     for (size_t length = 0; length < 1100; length += length < 40 ? 1 : 53) {
         const std::string bytes = random_text(random, length,
@@ -50,10 +47,8 @@ START_TEST(texts_of_any_sort_whole_and_cut)
         check_strict_decoding(random_text(random, length % 20, "AZaz09+/= \n"));
     }
 }
-END_TEST
 
-START_TEST(behind_a_fault_nothing_is_decoded)
-{
+TEST(behind_a_fault_nothing_is_decoded) {
     vela::base64::decoder decoder;
     std::vector<uint8_t> bytes;
     ck_assert(!decoder.push("Zm9vZm9-Zm9v", bytes));
@@ -62,20 +57,12 @@ START_TEST(behind_a_fault_nothing_is_decoded)
     assert_text_eq(std::string(bytes.begin(), bytes.end()), "foo");
     ck_assert(!decoder.finish());
 }
-END_TEST
 
-START_TEST(encoding_into_memory_needs_its_room)
-{
+TEST(encoding_into_memory_needs_its_room) {
     char room[9] = "unhurt--";
     const uint8_t bytes[] = {'f', 'o', 'o', 'b'};
     ck_assert(!vela::base64::encode(bytes, std::span(room, 7)).has_value());
     ck_assert_str_eq(room, "unhurt--");
     ck_assert_uint_eq(vela::base64::encode(bytes, std::span(room, 8)).value_or(0), 8);
     ck_assert_str_eq(room, "Zm9vYg==");
-}
-END_TEST
-
-Suite *cpp_base64_suite() {
-    return suite_of("cpp_base64", {a_text_is_whole_groups_padded_at_its_end, texts_of_any_sort_whole_and_cut,
-                                   behind_a_fault_nothing_is_decoded, encoding_into_memory_needs_its_room});
 }

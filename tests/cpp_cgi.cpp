@@ -29,8 +29,7 @@ const std::string kForm = "application/x-www-form-urlencoded; charset=UTF-8";
 
 } // namespace
 
-START_TEST(names_and_values_are_found_wherever_they_come_from)
-{
+TEST(names_and_values_are_found_wherever_they_come_from) {
     unsetenv("REQUEST_METHOD");
     ck_assert(!vela::cgi::request::read().has_value());
     const auto one = read_request({{"REQUEST_METHOD", "POST"},
@@ -55,10 +54,8 @@ START_TEST(names_and_values_are_found_wherever_they_come_from)
     assert_text_eq(std::string(one.method()) + " " + or_none(one.uri()) + " " + std::string(one.path()),
                    "POST /ptz?pan=1 /live");
 }
-END_TEST
 
-START_TEST(a_body_is_kept_up_to_the_limit_and_says_whether_it_was_cut)
-{
+TEST(a_body_is_kept_up_to_the_limit_and_says_whether_it_was_cut) {
     std::string longest(300000, '\0');
     for (size_t i = 0; i < longest.size(); ++i)
         longest[i] = static_cast<char>(i * 31 >> 4);
@@ -88,10 +85,8 @@ START_TEST(a_body_is_kept_up_to_the_limit_and_says_whether_it_was_cut)
     ck_assert(!read_request({{"REQUEST_METHOD", "POST"}}, longest.substr(0, 131071)).is_cut());
     ck_assert(read_request({{"REQUEST_METHOD", "POST"}}, longest.substr(0, 131072)).is_cut());
 }
-END_TEST
 
-START_TEST(parts_of_a_form_with_uploads)
-{
+TEST(parts_of_a_form_with_uploads) {
     const std::string body =
         "--b-b\r\nContent-Disposition: form-data; name=\"n\"\r\n\r\n1\r\n--b-bb\r\n"
         "--b-b \t\r\ncontent-type:image/png\r\nX-A: b\r\n"
@@ -109,11 +104,9 @@ START_TEST(parts_of_a_form_with_uploads)
         ck_assert_msg(!vela::cgi::parse_multipart(type, none), "%s", type);
     ck_assert(vela::cgi::parse_multipart("multipart/form-data; boundary=b;", none)->empty());
 }
-END_TEST
 
 // Limits, and pieces in any order.
-START_TEST(forms_with_uploads_are_those_of_the_model)
-{
+TEST(forms_with_uploads_are_those_of_the_model) {
     const std::string part = "--b\r\nContent-Disposition: form-data; name=a\r\n";
     for (const size_t count : {256U, 257U}) {
         std::string body;
@@ -154,10 +147,8 @@ START_TEST(forms_with_uploads_are_those_of_the_model)
         model::check_multipart("b", body + (round % 3 ? "\r\n--b--" : ""));
     }
 }
-END_TEST
 
-START_TEST(any_text_stays_within_its_line_of_a_response)
-{
+TEST(any_text_stays_within_its_line_of_a_response) {
     std::mt19937 random(13);
     for (int round = 0; round < 5000; ++round) {
         std::string text(random() % 8, '\0');
@@ -166,10 +157,8 @@ START_TEST(any_text_stays_within_its_line_of_a_response)
         model::check_response(text);
     }
 }
-END_TEST
 
-START_TEST(what_would_break_a_response_is_refused_and_nothing_is_sent)
-{
+TEST(what_would_break_a_response_is_refused_and_nothing_is_sent) {
     using step = bool (*)(response &);
     const step rows[] = {
         [](response &to) { return to.status(199).send(""); },
@@ -202,10 +191,8 @@ START_TEST(what_would_break_a_response_is_refused_and_nothing_is_sent)
                  "Content-Type: text/plain; charset=utf-8\r\nContent-Length: 2\r\n\r\nno");
     }
 }
-END_TEST
 
-START_TEST(a_response_is_the_head_and_as_much_body_as_is_wanted)
-{
+TEST(a_response_is_the_head_and_as_much_body_as_is_wanted) {
     const auto sent = [](bool with_body, auto action) {
         return model::written([&](FILE *stream) {
             response one(stream, with_body);
@@ -221,10 +208,8 @@ START_TEST(a_response_is_the_head_and_as_much_body_as_is_wanted)
     assert_text_eq(sent(true, [](response &to) { return to.status(429).begin("image/jpeg"); }),
                    "Status: 429 \r\nContent-Type: image/jpeg\r\n\r\n");
 }
-END_TEST
 
-START_TEST(json_text_is_json_and_utf_8)
-{
+TEST(json_text_is_json_and_utf_8) {
     const std::string_view rows[][2] = {
         {"a\"\\\n\0\x7F</b>&"sv, R"("a\"\\\u000a\u0000\u007f\u003c/b\u003e\u0026")"},
         {"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xB7", "\"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xB7\""},
@@ -234,14 +219,4 @@ START_TEST(json_text_is_json_and_utf_8)
          "\"\xF4\x8F\xBF\xBF\xED\x9F\xBF\xE0\xA0\x80\xF0\x90\x80\x80\\ufffd\\ufffdx\""}};
     for (const auto &[text, json] : rows)
         assert_text_eq(vela::cgi::json_text(text), std::string(json));
-}
-END_TEST
-
-Suite *cpp_cgi_suite() {
-    return suite_of("cpp_cgi",
-                    {names_and_values_are_found_wherever_they_come_from,
-                     a_body_is_kept_up_to_the_limit_and_says_whether_it_was_cut, parts_of_a_form_with_uploads,
-                     forms_with_uploads_are_those_of_the_model, any_text_stays_within_its_line_of_a_response,
-                     what_would_break_a_response_is_refused_and_nothing_is_sent,
-                     a_response_is_the_head_and_as_much_body_as_is_wanted, json_text_is_json_and_utf_8});
 }

@@ -12,8 +12,7 @@ const model::pixels kPixels = {0, 0, 0, 255, 255, 255, 12, 34, 56, 200, 100, 0, 
 
 } // namespace
 
-START_TEST(each_variant_is_its_own)
-{
+TEST(each_variant_is_its_own) {
     for (size_t i = 0; i < 3; ++i) {
         const model::conversion &encoding = model::kConversions[2 * i], &decoding = model::kConversions[2 * i + 1];
         ck_assert(encoding_matrix(kVariants[i]) == encoding.coefficients);
@@ -28,10 +27,8 @@ START_TEST(each_variant_is_its_own)
         model::expect_pixels(decoding.name, kPixels, result.data(), model::converted(decoding, kPixels));
     }
 }
-END_TEST
 
-START_TEST(broken_pixels_short_rooms_and_shared_parts_are_refused)
-{
+TEST(broken_pixels_short_rooms_and_shared_parts_are_refused) {
     model::pixels all(30, 7);
     const std::span<uint8_t> memory(all);
     ck_assert(from_rgb(variant::full, {}, {}));
@@ -42,10 +39,8 @@ START_TEST(broken_pixels_short_rooms_and_shared_parts_are_refused)
     ck_assert(all == model::pixels(30, 7));
     ck_assert(to_rgb(variant::full, memory.first(15), memory.last(15)));
 }
-END_TEST
 
-START_TEST(a_picture_needs_its_bytes_and_its_room)
-{
+TEST(a_picture_needs_its_bytes_and_its_room) {
     const uint8_t packed[] = {255, 29, 107, 100, 1, 85, 76, 255, 200, 1};
     model::pixels rgb(18);
     ck_assert_uint_eq(packed_size(3, 2, 5), 12);
@@ -58,10 +53,4 @@ START_TEST(a_picture_needs_its_bytes_and_its_room)
     const model::pixels full = model::unpacked(packed, 2, 2, 5);
     model::expect_pixels("unpack", full, rgb.data(), model::converted(model::kConversions[1], full));
     ck_assert(unpack({}, 0, 5, 100, {}));
-}
-END_TEST
-
-Suite *cpp_colour_suite() {
-    return suite_of("cpp_colour", {each_variant_is_its_own, broken_pixels_short_rooms_and_shared_parts_are_refused,
-                                   a_picture_needs_its_bytes_and_its_room});
 }

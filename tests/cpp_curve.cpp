@@ -26,8 +26,7 @@ void expect(method how, const curves::knots &points, const std::vector<int16_t> 
 
 } // namespace
 
-START_TEST(each_method_has_its_table)
-{
+TEST(each_method_has_its_table) {
     int32_t drawn;
     expect(method::line, kPeak, curves::line(kPeak, drawn));
     expect(method::fixed_spline, kPeak, curves::spline<int32_t, int16_t>(kPeak));
@@ -35,19 +34,15 @@ START_TEST(each_method_has_its_table)
     for (const method how : {method::line, method::spline, method::fixed_spline})
         expect(how, {{-3, 7}}, {7});
 }
-END_TEST
 
-START_TEST(splines_have_no_limits_of_fixed_point_and_stay_within_16_bits)
-{
+TEST(splines_have_no_limits_of_fixed_point_and_stay_within_16_bits) {
     for (const int16_t value : table_of(method::spline, {{0, 32767}, {10923, 32767}}))
         ck_assert_int_eq(value, 32767);
     const std::vector<int16_t> high = table_of(method::spline, {{0, 0}, {9, 32767}, {11, 32767}, {20, 0}});
     ck_assert_int_eq(high[10], 32767);
 }
-END_TEST
 
-START_TEST(single_precision_tables_are_of_splines_alone)
-{
+TEST(single_precision_tables_are_of_splines_alone) {
     std::vector<float> table(9), expected = curves::spline<float, float>(kPeak);
     ck_assert(!vela::curve::make(method::line, kPeak)->fill(table));
     auto curve = vela::curve::make(method::spline, kPeak);
@@ -57,10 +52,8 @@ START_TEST(single_precision_tables_are_of_splines_alone)
     for (size_t i = 0; i < 9; ++i)
         ck_assert_float_eq(table[i], expected[i]);
 }
-END_TEST
 
-START_TEST(tables_of_other_sizes_and_knots_out_of_order_are_refused)
-{
+TEST(tables_of_other_sizes_and_knots_out_of_order_are_refused) {
     std::vector<int16_t> table(10);
     const std::span<int16_t> room(table);
     const auto curve = vela::curve::make(method::spline, kPeak);
@@ -72,12 +65,4 @@ START_TEST(tables_of_other_sizes_and_knots_out_of_order_are_refused)
         ck_assert(!vela::curve::make(how, curves::knots(32768)));
         ck_assert_int_eq(vela::curve::make(how, curves::knots{{0, 0}, {0, 5}}).has_value(), how == method::line);
     }
-}
-END_TEST
-
-Suite *cpp_curve_suite() {
-    return suite_of("cpp_curve",
-                    {each_method_has_its_table, splines_have_no_limits_of_fixed_point_and_stay_within_16_bits,
-                     single_precision_tables_are_of_splines_alone,
-                     tables_of_other_sizes_and_knots_out_of_order_are_refused});
 }

@@ -49,8 +49,7 @@ int32_t is_inside(const vela::hull &hull, int x, int y, int z) { return is_in_ch
 
 } // namespace
 
-START_TEST(pixels_and_arrays_make_the_same_hull)
-{
+TEST(pixels_and_arrays_make_the_same_hull) {
     const bytes pixels = cloud(1, 100, 0, 256, true);
     bytes axes[3], wide;
     for (size_t i = 0; i < pixels.size(); ++i) {
@@ -69,10 +68,8 @@ START_TEST(pixels_and_arrays_make_the_same_hull)
     assert_text_eq(model::content(record), expected);
     free_chull(record), free(record);
 }
-END_TEST
 
-START_TEST(what_is_no_hull_is_refused)
-{
+TEST(what_is_no_hull_is_refused) {
     const bytes none, coplanar = {0, 0, 0, 9, 0, 0, 0, 9, 0, 9, 9, 0};
     std::string said = captured(stderr, [&] { ck_assert(!vela::hull::of_pixels(coplanar)); });
     assert_text_eq(said, "DoubleTriangle: All points coplanar!\n");
@@ -88,10 +85,8 @@ START_TEST(what_is_no_hull_is_refused)
     ck_assert(hull.grow_by_pixels(none));
     ck_assert_uint_eq(hull.vertex_count(), 4);
 }
-END_TEST
 
-START_TEST(ranges_show_the_lists)
-{
+TEST(ranges_show_the_lists) {
     vela::hull hull = made_of(cloud(2, 60, 0, 256, false));
     ck_assert(hull.grow_by_pixels(kTetrahedron));
     const auto compare = [](auto records, auto *head, size_t count) {
@@ -106,10 +101,8 @@ START_TEST(ranges_show_the_lists)
     compare(hull.faces(), record->faces, hull.face_count());
     ck_assert_int_eq(hull.vertices().begin()->coord[0], vela::point_of(*hull.vertices().begin()).x);
 }
-END_TEST
 
-START_TEST(answers_are_those_of_the_c_functions)
-{
+TEST(answers_are_those_of_the_c_functions) {
     const vela::hull hull = made_of(cloud(3, 80, 0, 256, true));
     ck_assert_double_eq(hull.volume() * 6, chull_volume6(hull.get()));
     generator random{4};
@@ -123,11 +116,9 @@ START_TEST(answers_are_those_of_the_c_functions)
         ck_assert_uint_eq(distances->farthest, most);
     }
 }
-END_TEST
 
 // Where the C functions wrap.
-START_TEST(distant_points_are_outside_and_have_no_distance)
-{
+TEST(distant_points_are_outside_and_have_no_distance) {
     const vela::hull hull = made_of(kTetrahedron);
     ck_assert(hull.distances({5255, -5000, 0}).has_value());
     for (const int32_t far : {INT32_MIN, -5001, 5256, INT32_MAX})
@@ -136,11 +127,9 @@ START_TEST(distant_points_are_outside_and_have_no_distance)
             ck_assert(!hull.distances(p));
         }
 }
-END_TEST
 
 // In a box, every point; what is outside of it is outside the hull.
-START_TEST(membership_is_right_for_every_point_of_a_box)
-{
+TEST(membership_is_right_for_every_point_of_a_box) {
     constexpr int from = 90, size = 24;
     for (uint32_t seed = 0; seed < 12; ++seed) {
         // Few points of a small box give flat and thin bodies, with columns that pass between two points.
@@ -163,11 +152,9 @@ START_TEST(membership_is_right_for_every_point_of_a_box)
         ck_assert_uint_le(columns, static_cast<size_t>(extent * extent));
     }
 }
-END_TEST
 
 // In the whole space, the ends of every column, and a point of every column that is empty.
-START_TEST(membership_is_right_at_both_ends_of_every_column)
-{
+TEST(membership_is_right_at_both_ends_of_every_column) {
     bytes cube;
     for (int corner = 0; corner < 8; ++corner)
         for (int axis = 0; axis < 3; ++axis)
@@ -189,10 +176,8 @@ START_TEST(membership_is_right_at_both_ends_of_every_column)
             }
     }
 }
-END_TEST
 
-START_TEST(membership_tests_pictures)
-{
+TEST(membership_tests_pictures) {
     const auto known = made_of(kTetrahedron).membership();
     const bytes picture = {0, 0, 0, 9, 200, 200, 200, 9, 85, 85, 85, 9, 85, 85, 86, 9};
     bytes inside(4, 7);
@@ -204,20 +189,16 @@ START_TEST(membership_tests_pictures)
     ck_assert(!known->count(picture, 2));
     ck_assert(!known->count(picture, 3));
 }
-END_TEST
 
-START_TEST(off_files_are_those_of_c_and_tell_of_a_full_disk)
-{
+TEST(off_files_are_those_of_c_and_tell_of_a_full_disk) {
     vela::hull hull = made_of(cloud(5, 40, 0, 256, false));
     const auto written = captured(stdout, [&] { ck_assert(hull.write_off("/dev/stdout")); });
     assert_text_eq(written, captured(stdout, [&] { ck_assert_int_eq(chull_to_file(hull.get(), "/dev/stdout"), 0); }));
     ck_assert(!hull.write_off("/dev/full"));
     ck_assert(!hull.write_off("/nonexistent/hull.off"));
 }
-END_TEST
 
-START_TEST(records_go_to_c_and_back)
-{
+TEST(records_go_to_c_and_back) {
     vela::hull hull = made_of(kTetrahedron);
     chull_ctx *record = hull.release();
     hull = made_of(cloud(6, 9, 0, 256, false));
@@ -230,14 +211,4 @@ START_TEST(records_go_to_c_and_back)
     free_chull(record);
     ck_assert(!vela::hull::adopt(record));
     free(record);
-}
-END_TEST
-
-Suite *cpp_hull_suite() {
-    return suite_of("cpp_hull",
-                    {pixels_and_arrays_make_the_same_hull, what_is_no_hull_is_refused, ranges_show_the_lists,
-                     answers_are_those_of_the_c_functions, distant_points_are_outside_and_have_no_distance,
-                     membership_is_right_for_every_point_of_a_box, membership_is_right_at_both_ends_of_every_column,
-                     membership_tests_pictures, off_files_are_those_of_c_and_tell_of_a_full_disk,
-                     records_go_to_c_and_back});
 }

@@ -25,8 +25,7 @@ float uniform(generator &random) { return static_cast<float>(random.word()) * 0x
 
 } // namespace
 
-START_TEST(matrices_begin_with_zeros_or_with_what_is_given)
-{
+TEST(matrices_begin_with_zeros_or_with_what_is_given) {
     expect("zeros", vela::matrix::make(2, 3)->elements(), floats(6, 0));
     vela::matrix a = of(2, 2, {1, 2, 3, 4});
     a(0, 1) = 7;
@@ -36,10 +35,8 @@ START_TEST(matrices_begin_with_zeros_or_with_what_is_given)
     fmatrix *record = a.release();
     expect("taken over again", vela::matrix::adopt(record)->elements(), {1, 7, 3, 4});
 }
-END_TEST
 
-START_TEST(sizes_that_cannot_be_are_refused_without_a_message)
-{
+TEST(sizes_that_cannot_be_are_refused_without_a_message) {
     const vela::matrix two = of(2, 2, {1, 2, 3, 4}), row = of(1, 2, {1, 2});
     assert_text_eq(captured(stderr,
                             [&] {
@@ -53,10 +50,8 @@ START_TEST(sizes_that_cannot_be_are_refused_without_a_message)
                             }),
                    "");
 }
-END_TEST
 
-START_TEST(decompositions_multiply_back)
-{
+TEST(decompositions_multiply_back) {
     const vela::matrix a = of(3, 2, {1, 2, 3, 4, 5, 7});
     const auto svd = vela::decompose(a);
     ck_assert(svd.has_value());
@@ -65,18 +60,14 @@ START_TEST(decompositions_multiply_back)
            {1, 2, 3, 4, 5, 7});
     captured(stderr, [] { ck_assert(!vela::decompose(of(1, 1, {NAN}))); });
 }
-END_TEST
 
-START_TEST(least_squares_of_dependent_columns_are_nothing)
-{
+TEST(least_squares_of_dependent_columns_are_nothing) {
     expect("x", *vela::least_squares(of(3, 2, {1, 0, 1, 1, 1, 2}), floats{1, 3, 5}), {1, 2});
     ck_assert(!vela::least_squares(of(4, 2, {1, 1, 2, 2, 3, 3, 5, 5}), floats{1, 2, 4, 5}));
     ck_assert(!vela::least_squares(of(2, 1, {0, 0}), floats{1, 2}));
 }
-END_TEST
 
-START_TEST(polynomials_of_any_degree_are_found_again)
-{
+TEST(polynomials_of_any_degree_are_found_again) {
     const auto cubic = [](float x) { return 3 - x + x * x * (x - 900) * 1e-3F; };
     floats xs, ys;
     for (int i = 0; i < 40; ++i) {
@@ -97,11 +88,9 @@ START_TEST(polynomials_of_any_degree_are_found_again)
     ck_assert(!vela::fit_polynomial(floats{1, NAN}, floats{1, 2}, 0));
     ck_assert(!vela::fit_polynomial(xs, ys, -1));
 }
-END_TEST
 
 // 100 random places of a picture of 1920 x 1080, with noise of up to 0.2: polyfit2D() fails in a fifth of such fits.
-START_TEST(surfaces_over_a_whole_picture_are_found_every_time)
-{
+TEST(surfaces_over_a_whole_picture_are_found_every_time) {
     generator random{5};
     for (int run = 0; run < 2000; ++run) {
         floats xs, ys, zs, truth, c;
@@ -119,10 +108,8 @@ START_TEST(surfaces_over_a_whole_picture_are_found_every_time)
             ck_assert_float_eq_tol((*fit)(double{xs[i]}, double{ys[i]}), truth[i], 0.2F);
     }
 }
-END_TEST
 
-START_TEST(samples_that_do_not_determine_a_surface_give_none)
-{
+TEST(samples_that_do_not_determine_a_surface_give_none) {
     floats xs = {0, 1, 2, 0, 1, 5}, ys = {0, 0, 1, 2, 1, 3}, line = {0, 1, 2, 3, 4, 5}, zs = {1, 2, 3, 4, 5, 6};
     ck_assert(vela::fit_surface(xs, ys, zs).has_value());
     ck_assert(!vela::fit_surface(line, line, zs));
@@ -133,14 +120,4 @@ START_TEST(samples_that_do_not_determine_a_surface_give_none)
     ck_assert(!vela::fit_surface({}, {}, {}));
     xs[2] = INFINITY;
     ck_assert(!vela::fit_surface(xs, ys, zs));
-}
-END_TEST
-
-Suite *cpp_matrix_suite() {
-    return suite_of("cpp_matrix",
-                    {matrices_begin_with_zeros_or_with_what_is_given,
-                     sizes_that_cannot_be_are_refused_without_a_message, decompositions_multiply_back,
-                     least_squares_of_dependent_columns_are_nothing, polynomials_of_any_degree_are_found_again,
-                     surfaces_over_a_whole_picture_are_found_every_time,
-                     samples_that_do_not_determine_a_surface_give_none});
 }

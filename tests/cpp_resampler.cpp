@@ -25,8 +25,7 @@ constexpr uint32_t kRates[][2] = {{8000, 48000}, {48000, 44100}, {8000, 44100}, 
 
 } // namespace
 
-START_TEST(packets_of_any_size_lose_nothing)
-{
+TEST(packets_of_any_size_lose_nothing) {
     const samples input = noise(3000, 1);
     for (const auto &[out_rate, in_rate] : kRates)
         for (const uint32_t lobes : {1U, 2U, 5U})
@@ -47,10 +46,8 @@ START_TEST(packets_of_any_size_lose_nothing)
                                  out_rate, lobes, longest, out.size(), expected.size());
             }
 }
-END_TEST
 
-START_TEST(a_pulse_arrives_after_the_latency)
-{
+TEST(a_pulse_arrives_after_the_latency) {
     for (const auto &[out_rate, in_rate] : kRates) {
         auto made = resampler::make(out_rate, in_rate, vela::resampler_kernel::lanczos2);
         samples in(4000), out;
@@ -62,10 +59,8 @@ START_TEST(a_pulse_arrives_after_the_latency)
             ck_abort_msg("%u to %u: output %td, expected %.2f", in_rate, out_rate, peak, expected);
     }
 }
-END_TEST
 
-START_TEST(a_flush_makes_what_was_late_and_begins_anew)
-{
+TEST(a_flush_makes_what_was_late_and_begins_anew) {
     for (const auto &[out_rate, in_rate] : kRates) {
         auto made = resampler::make(out_rate, in_rate, vela::resampler_kernel::lanczos2);
         const samples input = noise(2000, 2);
@@ -83,10 +78,8 @@ START_TEST(a_flush_makes_what_was_late_and_begins_anew)
         ck_assert(bytes == model::encoded(out, RESAMPLE_ALAW));
     }
 }
-END_TEST
 
-START_TEST(what_does_not_fit_is_refused_and_changes_nothing)
-{
+TEST(what_does_not_fit_is_refused_and_changes_nothing) {
     auto made = resampler::make(16000, 8000, vela::resampler_kernel::bilinear);
     const samples input = noise(10, 3);
     samples out(20), few(19);
@@ -102,10 +95,8 @@ START_TEST(what_does_not_fit_is_refused_and_changes_nothing)
     for (const uint32_t lobes : {0U, 32769U, UINT32_MAX})
         ck_assert(!resampler::with_lobes(1, 1, lobes).has_value());
 }
-END_TEST
 
-START_TEST(channels_are_converted_each_by_itself)
-{
+TEST(channels_are_converted_each_by_itself) {
     const samples left = noise(500, 6), right = noise(500, 7);
     samples frames, out;
     for (size_t i = 0; i < 500; ++i)
@@ -128,10 +119,8 @@ START_TEST(channels_are_converted_each_by_itself)
     }
     ck_assert(!vela::interleaved_resampler::make(0, one).has_value());
 }
-END_TEST
 
-START_TEST(sixteen_lobes_are_flat_to_3700_hz_and_stop_5000)
-{
+TEST(sixteen_lobes_are_flat_to_3700_hz_and_stop_5000) {
     constexpr double pi = 3.141592653589793;
     for (const int frequency : {100, 1000, 2000, 3000, 3400, 3700, 5000, 6000, 7000}) {
         auto made = resampler::with_lobes(8000, 48000, 16);
@@ -147,12 +136,4 @@ START_TEST(sixteen_lobes_are_flat_to_3700_hz_and_stop_5000)
         if (frequency <= 3700 ? std::fabs(level) > 0.2 : level > -64)
             ck_abort_msg("%d Hz: %.2f dB", frequency, level);
     }
-}
-END_TEST
-
-Suite *cpp_resampler_suite() {
-    return suite_of("cpp_resampler",
-                    {packets_of_any_size_lose_nothing, a_pulse_arrives_after_the_latency,
-                     a_flush_makes_what_was_late_and_begins_anew, what_does_not_fit_is_refused_and_changes_nothing,
-                     channels_are_converted_each_by_itself, sixteen_lobes_are_flat_to_3700_hz_and_stop_5000});
 }

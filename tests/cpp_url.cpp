@@ -23,8 +23,7 @@ std::string built(const url_builder &builder) { return builder.text().value_or("
 
 } // namespace
 
-START_TEST(parts_without_the_fragment_in_them)
-{
+TEST(parts_without_the_fragment_in_them) {
     const std::string_view rows[][2] = {{"s://u:p@h:8080/a/b?x=1#top", "s <u> <p> <h> <8080> </a/b> <x=1> <top>"},
                                         {"s://h#a?b/c@d#e", "s - - <h> - - - <a?b/c@d#e>"},
                                         {" s:/h/?#", "s - - <h> - </> <> <>"},
@@ -35,10 +34,8 @@ START_TEST(parts_without_the_fragment_in_them)
     for (const auto &[text, parts] : rows)
         assert_text_eq(shown_parts(text), std::string(parts));
 }
-END_TEST
 
-START_TEST(a_port_is_a_number_of_sixteen_bits)
-{
+TEST(a_port_is_a_number_of_sixteen_bits) {
     const std::pair<const char *, int> rows[] = {
         {"s://h:0", 0},      {"s://h:65535", 65535}, {"s://h:0080", 80}, {"s://h", -1},    {"s://h:", -1},
         {"s://h:65536", -1}, {"s://h:-1", -1},       {"s://h:+1", -1},   {"s://h: 1", -1}, {"s://h:80x", -1}};
@@ -47,10 +44,8 @@ START_TEST(a_port_is_a_number_of_sixteen_bits)
         ck_assert_msg((port ? *port : -1) == number, "%s has port %d", text, port ? *port : -1);
     }
 }
-END_TEST
 
-START_TEST(a_record_is_lent_and_handed_over)
-{
+TEST(a_record_is_lent_and_handed_over) {
     std::optional<url> one = url::parse("s://h/p");
     url moved = std::move(*one);
     ck_assert_str_eq(moved.get()->path, "/p");
@@ -58,10 +53,8 @@ START_TEST(a_record_is_lent_and_handed_over)
     ck_assert_str_eq(record->host, "h");
     url_free(record);
 }
-END_TEST
 
-START_TEST(names_may_come_again_and_values_may_be_missing)
-{
+TEST(names_may_come_again_and_values_may_be_missing) {
     const query one("a=1&b&&a=2+3=4&=x&a%3Db=%zz%4&");
     assert_text_eq(model::listed(one), "[a][1][b][][a][2 3=4][][x][a=b][%zz%4]");
     ck_assert_uint_eq(one.size(), 5);
@@ -73,10 +66,8 @@ START_TEST(names_may_come_again_and_values_may_be_missing)
     ck_assert(one.get_all("c").empty());
     ck_assert(query("&&").empty());
 }
-END_TEST
 
-START_TEST(each_part_has_its_own_code)
-{
+TEST(each_part_has_its_own_code) {
     assert_text_eq(built(url_builder("https", "camera")
                              .user("a@b", ":/")
                              .port(8443)
@@ -91,10 +82,8 @@ START_TEST(each_part_has_its_own_code)
     for (const char *address : {"fe80::1", "[fe80::1]"})
         assert_text_eq(built(url_builder("svn+ssh", address).segment("r")), "svn+ssh://[fe80::1]/r");
 }
-END_TEST
 
-START_TEST(what_would_be_another_url_is_refused)
-{
+TEST(what_would_be_another_url_is_refused) {
     const url_builder rows[] = {url_builder("", "h"),
                                 url_builder("1s", "h"),
                                 url_builder("s:", "h"),
@@ -110,10 +99,8 @@ START_TEST(what_would_be_another_url_is_refused)
         ck_assert_msg(!rows[i].text(), "row %zu gives %s", i, built(rows[i]).c_str());
     assert_text_eq(built(url_builder("s", "h/?#@").segment("...")), "s://h%2F%3F%23%40/...");
 }
-END_TEST
 
-START_TEST(any_text_goes_and_comes_back)
-{
+TEST(any_text_goes_and_comes_back) {
     std::mt19937 random(11);
     for (int round = 0; round < 20000; ++round) {
         std::string text(random() % 12, '\0');
@@ -121,12 +108,4 @@ START_TEST(any_text_goes_and_comes_back)
             ch = round % 2 ? "&&==%%+a4fG#/."[random() % 14] : static_cast<char>(random());
         model::check_query(text);
     }
-}
-END_TEST
-
-Suite *cpp_url_suite() {
-    return suite_of("cpp_url",
-                    {parts_without_the_fragment_in_them, a_port_is_a_number_of_sixteen_bits,
-                     a_record_is_lent_and_handed_over, names_may_come_again_and_values_may_be_missing,
-                     each_part_has_its_own_code, what_would_be_another_url_is_refused, any_text_goes_and_comes_back});
 }

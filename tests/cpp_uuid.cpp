@@ -25,8 +25,7 @@ std::string upper_case(std::string text) {
 
 } // namespace
 
-START_TEST(text_comes_and_goes_in_each_form)
-{
+TEST(text_comes_and_goes_in_each_form) {
     const uuid one(kBytes);
     assert_text_eq(one.to_string(), kDashed);
     assert_text_eq(one.to_string(uuid::form::braced), kBraced);
@@ -43,11 +42,9 @@ START_TEST(text_comes_and_goes_in_each_form)
         ck_assert_mem_eq(room, text.data(), text.size());
     }
 }
-END_TEST
 
 // Every near miss of one character more, less or another.
-START_TEST(nothing_but_a_uuid_is_read)
-{
+TEST(nothing_but_a_uuid_is_read) {
     for (const std::string &text : {kDashed, kBraced, kPlain})
         for (size_t place = 0; place <= text.size(); ++place)
             for (const char ch : std::string_view("\0 -+g{}0x", 9)) {
@@ -68,10 +65,8 @@ START_TEST(nothing_but_a_uuid_is_read)
                              "00 11 22 33 44 55 66 77 88 99 aa bb cc dd ee ff"})
         ck_assert_msg(!uuid::parse(text), "%s was read", text);
 }
-END_TEST
 
-START_TEST(random_ones_are_of_version_4_and_differ)
-{
+TEST(random_ones_are_of_version_4_and_differ) {
     std::unordered_set<uuid> seen;
     std::array<int, 16> ones = {};
     for (int i = 0; i < 1000; ++i) {
@@ -86,10 +81,8 @@ START_TEST(random_ones_are_of_version_4_and_differ)
     for (size_t place = 0; place < 16; ++place) // about 500; by chance beyond these once in 10^14
         ck_assert_msg(380 < ones[place] && ones[place] < 620, "byte %zu is odd %d times", place, ones[place]);
 }
-END_TEST
 
-START_TEST(order_is_that_of_the_bytes)
-{
+TEST(order_is_that_of_the_bytes) {
     std::map<uuid, int> sorted;
     for (size_t place = 0; place < 16; ++place) {
         auto bytes = kBytes;
@@ -102,10 +95,4 @@ START_TEST(order_is_that_of_the_bytes)
         sorted[other] = 1;
     }
     ck_assert_uint_eq(sorted.size(), 16);
-}
-END_TEST
-
-Suite *cpp_uuid_suite() {
-    return suite_of("cpp_uuid", {text_comes_and_goes_in_each_form, nothing_but_a_uuid_is_read,
-                                 random_ones_are_of_version_4_and_differ, order_is_that_of_the_bytes});
 }

@@ -91,8 +91,7 @@ extern "C" dirent64 *readdir64(DIR *stream) {
     return entry;
 }
 
-START_TEST(paths_are_told_apart_by_what_they_lead_to)
-{
+TEST(paths_are_told_apart_by_what_they_lead_to) {
     const scratch scratch;
     touch("file");
     fs::resize_file("file", uintmax_t(3) << 30); // beyond 32-bit offsets, and holds nothing
@@ -113,10 +112,8 @@ START_TEST(paths_are_told_apart_by_what_they_lead_to)
         ck_assert_msg(is_file(path) == file, "%s: is_file() is not %d", path, file);
     }
 }
-END_TEST
 
-START_TEST(directories_are_made_with_their_parents)
-{
+TEST(directories_are_made_with_their_parents) {
     const scratch scratch;
     touch("file");
     fs::create_symlink("nowhere", "dangling");
@@ -144,19 +141,15 @@ START_TEST(directories_are_made_with_their_parents)
     ck_assert_int_eq(mkdirp("i/j/k"), 0);
     ck_assert(is_dir("i/j/k"));
 }
-END_TEST
 
-START_TEST(a_list_of_names_ends_where_its_slots_can_be_counted)
-{
+TEST(a_list_of_names_ends_where_its_slots_can_be_counted) {
     name_list list = {0x40000000, 0x3fffffff, nullptr};
     ck_assert_int_eq(add_to_names(&list, "name"), 1);
     ck_assert_uint_eq(list.capacity, 0x40000000);
     ck_assert_int_eq(list.count, 0x3fffffff);
 }
-END_TEST
 
-START_TEST(flags_say_what_is_listed)
-{
+TEST(flags_say_what_is_listed) {
     const scratch scratch;
     fs::create_directories("t/sub/.deep");
     fs::create_directories("t/.hid");
@@ -190,11 +183,9 @@ START_TEST(flags_say_what_is_listed)
     std::for_each(list, list + 3, std::free); // two names and the end
     std::free(list);
 }
-END_TEST
 
 // The walk warns of what it cannot examine, goes on, and says so at the end.
-START_TEST(entries_that_cannot_be_examined_are_reported)
-{
+TEST(entries_that_cannot_be_examined_are_reported) {
     const scratch scratch;
     fs::create_directories("t/blind/x");
     touch("t/y");
@@ -215,10 +206,8 @@ START_TEST(entries_that_cannot_be_examined_are_reported)
     assert_text_eq(walk(directory(4092), "", kAll), "0 " + longest); // itself too long to be walked
     assert_text_eq(walk(directory(4091), "", kAll), too_long(shorter + "/inside") + shorter);
 }
-END_TEST
 
-START_TEST(a_directory_that_opens_forgets_what_one_before_it_left_behind)
-{
+TEST(a_directory_that_opens_forgets_what_one_before_it_left_behind) {
     const scratch scratch;
     fs::create_directory("t");
     touch("t/y");
@@ -233,10 +222,8 @@ START_TEST(a_directory_that_opens_forgets_what_one_before_it_left_behind)
         chmod(locked.c_str(), 0700);
     }
 }
-END_TEST
 
-START_TEST(directories_without_a_stream_are_closed)
-{
+TEST(directories_without_a_stream_are_closed) {
     const scratch scratch;
     fs::create_directory("t");
     const auto open_files = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
@@ -247,24 +234,12 @@ START_TEST(directories_without_a_stream_are_closed)
     assert_text_eq(outcome, warning("can't open t: Cannot allocate memory") + "3 null");
     ck_assert_int_eq(open_files(), before);
 }
-END_TEST
 
-START_TEST(directories_that_cannot_be_read_end_the_walk)
-{
+TEST(directories_that_cannot_be_read_end_the_walk) {
     const scratch scratch;
     fs::create_directories("t/sub");
     directories = unreadable;
     const std::string outcome = walk("t", "", kAll);
     directories = readable;
     assert_text_eq(outcome, "3 null");
-}
-END_TEST
-
-Suite *filesystem_suite() {
-    return suite_of("filesystem",
-                    {paths_are_told_apart_by_what_they_lead_to, directories_are_made_with_their_parents,
-                     a_list_of_names_ends_where_its_slots_can_be_counted, flags_say_what_is_listed,
-                     entries_that_cannot_be_examined_are_reported,
-                     a_directory_that_opens_forgets_what_one_before_it_left_behind,
-                     directories_without_a_stream_are_closed, directories_that_cannot_be_read_end_the_walk});
 }

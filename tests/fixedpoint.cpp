@@ -14,18 +14,15 @@ void assert_value(const char *function, int64_t argument, int64_t got, int64_t e
 
 } // namespace
 
-START_TEST(tables_hold_truncated_sines_and_arcsines)
-{
+TEST(tables_hold_truncated_sines_and_arcsines) {
     for (int i = 0; i <= 1440; ++i)
         assert_value("sine entry", i, sinDegQ4inQ12out_table[i], model::sine_entry(i));
     for (int i = -1024; i <= 1024; ++i)
         assert_value("arcsine entry", i, asinDegQ10inQ10out_table[i + 1024], model::arcsine_entry(i));
 }
-END_TEST
 
 // All angles of a few turns, both ends of the range, angles all over it, and three at every half of a turn.
-START_TEST(sines_are_read_from_the_table)
-{
+TEST(sines_are_read_from_the_table) {
     const int64_t half = 184320, last = 11650 * half, end = INT32_MAX;
     const int64_t ranges[][3] = {{-4 * half, 4 * half, 1}, {-end - 1, end, UINT32_MAX}, {-end, end, 9973},
                                  {-last - 64, last, half}, {-last, last, half},         {64 - last, last + 64, half}};
@@ -33,10 +30,8 @@ START_TEST(sines_are_read_from_the_table)
         for (int64_t angle = from; angle <= to; angle += step)
             assert_value("sinQ10inQ12out", angle, sinQ10inQ12out(static_cast<int32_t>(angle)), model::sine_q12(angle));
 }
-END_TEST
 
-START_TEST(square_roots)
-{
+TEST(square_roots) {
     for (uint32_t root = 1; root <= 65535; ++root) {
         const uint32_t square = root * root;
         assert_value("int_sqrt", square - 1, int_sqrt(square - 1), root - 1);
@@ -51,11 +46,9 @@ START_TEST(square_roots)
     assert_value("sqrtQ20_to_Q10", 0, sqrtQ20_to_Q10(0), 0);
     assert_value("sqrtQ20_to_Q10", 1U << 31, sqrtQ20_to_Q10(1U << 31), 2048);
 }
-END_TEST
 
 // Far from 0 a sine is that of the angle less whole turns, whose ends are angles of their own.
-START_TEST(signal_kernels_are_what_the_model_computes)
-{
+TEST(signal_kernels_are_what_the_model_computes) {
     for (int32_t x = -102944; x <= 102944; ++x) {
         assert_value("sin_q15", x, sin_q15(x), model::sine_q15(x));
         const int32_t far = x < 0 ? x - 10429 * 205888 : x + 10429 * 205888;
@@ -69,10 +62,8 @@ START_TEST(signal_kernels_are_what_the_model_computes)
     assert_value("Lanczos_q15", 0, Lanczos_q15(-1, 0), 0);
     sinc_q15(667558); // its product with pi wraps to an angle of 0
 }
-END_TEST
 
-START_TEST(reciprocals_and_lengths_of_bits)
-{
+TEST(reciprocals_and_lengths_of_bits) {
     for (uint32_t bits = 0; bits <= 30; ++bits) {
         for (int32_t power = 1 << bits, a = INT32_MAX >> bits; a > 0; a -= 1 + a / 50) {
             assert_value("reciprocal", a, reciprocal(a, bits), power / a);
@@ -93,11 +84,4 @@ START_TEST(reciprocals_and_lengths_of_bits)
     for (const auto &row : rows)
         assert_value("reciprocal", row.a, reciprocal(row.a, row.bits), row.quotient);
     assert_value("ceil_log2", UINT32_MAX, ceil_log2(UINT32_MAX), 32);
-}
-END_TEST
-
-Suite *fixedpoint_suite() {
-    return suite_of("fixedpoint",
-                    {tables_hold_truncated_sines_and_arcsines, sines_are_read_from_the_table, square_roots,
-                     signal_kernels_are_what_the_model_computes, reciprocals_and_lengths_of_bits});
 }

@@ -14,8 +14,7 @@ constexpr int16_t kUntouched = 0x5A5A;
 
 } // namespace
 
-START_TEST(known_curves_have_their_tables)
-{
+TEST(known_curves_have_their_tables) {
     // A knot lies outside the table, in one of them right behind it.
     const knots above = {{0, 1}, {2, 3}, {5, 9}, {4, 5}}, below = {{0, 1}, {2, 3}, {-5, 9}, {4, 5}};
     // clang-format off
@@ -44,11 +43,9 @@ START_TEST(known_curves_have_their_tables)
     check("interpolate_float", interpolate_float, spline, {{0, 0}, {4, 100}, {8, 0}},
           {0, 36.71875F, 68.75F, 91.40625F, 100, 91.40625F, 68.75F, 36.71875F, 0});
 }
-END_TEST
 
 // Segments of every length from 1 to 200, at every alignment. In a third of the curves some knots go back.
-START_TEST(every_entry_is_what_its_definition_says)
-{
+TEST(every_entry_is_what_its_definition_says) {
     generator random{3};
     for (int i = 0; i < 300; ++i) {
         knots points(static_cast<size_t>(2 + random.below(16)));
@@ -62,10 +59,8 @@ START_TEST(every_entry_is_what_its_definition_says)
         curves::check_all(points);
     }
 }
-END_TEST
 
-START_TEST(missing_arguments_and_other_types_are_refused)
-{
+TEST(missing_arguments_and_other_types_are_refused) {
     const interp_knot points[] = {{0, 1}, {1, 2}};
     int16_t out[] = {kUntouched, kUntouched};
     int32_t y2[] = {kUntouched, kUntouched};
@@ -100,10 +95,8 @@ START_TEST(missing_arguments_and_other_types_are_refused)
         ck_assert_float_eq(single[i], kUntouched);
     }
 }
-END_TEST
 
-START_TEST(curves_without_a_table_write_nothing)
-{
+TEST(curves_without_a_table_write_nothing) {
     const interp_knot points[] = {{0, 1}, {1, 2}, {-5, 3}}; // the x of three fall
     int16_t out = kUntouched;
     int32_t y2 = kUntouched;
@@ -122,14 +115,7 @@ START_TEST(curves_without_a_table_write_nothing)
         ck_assert_float_eq(single, kUntouched);
     }
 }
-END_TEST
 
-START_TEST(the_single_precision_spline_takes_curves_of_any_type)
-{ check("spline_interpolate_float", spline_interpolate_float, line, {{0, 1}, {1, 2}}, {1, 2}); }
-END_TEST
-
-Suite *interp_suite() {
-    return suite_of("interp", {known_curves_have_their_tables, every_entry_is_what_its_definition_says,
-                               missing_arguments_and_other_types_are_refused, curves_without_a_table_write_nothing,
-                               the_single_precision_spline_takes_curves_of_any_type});
+TEST(the_single_precision_spline_takes_curves_of_any_type) {
+    check("spline_interpolate_float", spline_interpolate_float, line, {{0, 1}, {1, 2}}, {1, 2});
 }

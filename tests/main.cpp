@@ -1,11 +1,11 @@
 // The test runner: every suite of this folder, chosen and run through the library's own harness options.
-#include "units.hpp"
-#include <check.h>
+#include "support.hpp"
 #include <cstdio>
 #include <cstdlib>
 #include <vela/check.h>
 
-#define SUITE(name) Suite *name##_suite();
+#define SUITE(name)                                                                                                    \
+    static Suite *name##_suite() { return suite_of(#name); }
 #include "suites.inc"
 #undef SUITE
 

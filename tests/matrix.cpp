@@ -57,17 +57,14 @@ void assert_near(const fmatrix &m, const floats &expected, double tolerance) {
 
 } // namespace
 
-START_TEST(sizes_below_0_or_beyond_4_gib_are_refused)
-{
+TEST(sizes_below_0_or_beyond_4_gib_are_refused) {
     for (const auto &size : {std::pair{-1, 2}, {2, -1}, {-1, -1}, {0, -1}, {65536, 65536}, {1 << 15, 1 << 15}})
         assert_text_eq(captured(stderr, [&] { ck_assert_ptr_null(malloc_matrix(size.first, size.second)); }),
                        "malloc_matrix: failed data malloc\n");
 }
-END_TEST
 
 // Whatever a caller's own record says, nothing is read or written.
-START_TEST(records_of_negative_sizes_are_refused)
-{
+TEST(records_of_negative_sizes_are_refused) {
     const std::string unmade = "malloc_matrix: failed data malloc\n";
     for (const auto &[rows, cols] : {std::pair{-1, -1}, {-1, 2}, {2, -1}, {INT32_MIN, INT32_MIN}, {INT32_MIN, 0}}) {
         const fmatrix a = {rows, cols, nullptr}, right = {cols, rows, nullptr}, b = {rows, 1, nullptr};
@@ -81,29 +78,23 @@ START_TEST(records_of_negative_sizes_are_refused)
         assert_text_eq(captured(stdout, [&] { print_matrix(&a); }), lines);
     }
 }
-END_TEST
 
-START_TEST(a_record_without_elements_is_released)
-{
+TEST(a_record_without_elements_is_released) {
     fmatrix *empty = malloc_matrix(0, 5);
     free(std::exchange(empty->data, nullptr));
     free_matrix(empty);
     free_matrix(nullptr);
 }
-END_TEST
 
-START_TEST(matrices_are_printed_row_by_row)
-{
+TEST(matrices_are_printed_row_by_row) {
     const matrix m(3, 2, {1, 4, -2, 5, 3, 6e10F}), empty(0, 5);
     assert_text_eq(captured(stdout, [&] { print_matrix(&m); }),
                    "1.000000e+00 4.000000e+00 \n-2.000000e+00 5.000000e+00 \n3.000000e+00 6.000000e+10 \n\n");
     assert_text_eq(captured(stdout, [&] { print_matrix(&empty); }), "\n");
 }
-END_TEST
 
 // Every height, width and depth up to what the blocks of the product make of it.
-START_TEST(products_are_rounded_sums_in_ascending_order)
-{
+TEST(products_are_rounded_sums_in_ascending_order) {
     generator random{1};
     for (int32_t shape = 0; shape < 10 * 20 * 4; ++shape) {
         const int32_t rows = shape / 80, cols = shape / 4 % 20, depth = shape % 4 * 3;
@@ -111,10 +102,8 @@ START_TEST(products_are_rounded_sums_in_ascending_order)
     }
     check_product(matrix(1, 4, {1e17F, 1, -1e17F, 1}), matrix(4, 1, {1, 1, 1, 1}));
 }
-END_TEST
 
-START_TEST(products_of_sizes_that_do_not_fit_are_refused)
-{
+TEST(products_of_sizes_that_do_not_fit_are_refused) {
     matrix two(2, 2), wide(2, 3), tall(3, 2);
     assert_fails("matrix_mult: Acols (3) != Brows (2)\n", matrix_mult(&wide, &wide, &wide));
     for (matrix *wrong : {&wide, &tall}) {
@@ -122,10 +111,8 @@ START_TEST(products_of_sizes_that_do_not_fit_are_refused)
         compare("an untouched matrix", {}, wrong->elements, floats(6, -77));
     }
 }
-END_TEST
 
-START_TEST(inverses_are_those_of_elimination_and_adjugate)
-{
+TEST(inverses_are_those_of_elimination_and_adjugate) {
     generator random{2};
     for (int32_t i = 0; i < 24 * kinds; ++i) {
         check_inverse(generate(random, 1 + i % 24, 1 + i % 24, i / 24));
@@ -138,10 +125,8 @@ START_TEST(inverses_are_those_of_elimination_and_adjugate)
     sheared.at(8, 7) = 0x1p100F;
     check_inverse(sheared);
 }
-END_TEST
 
-START_TEST(inverses_of_4x4_multiply_to_the_unit_matrix)
-{
+TEST(inverses_of_4x4_multiply_to_the_unit_matrix) {
     generator random{3};
     for (int i = 0; i < 200; ++i) {
         matrix a = generate(random, 4, 4), inverse(4, 4);
@@ -162,10 +147,8 @@ START_TEST(inverses_of_4x4_multiply_to_the_unit_matrix)
         ck_assert_float_eq(inverse.at(0, 3), message.empty() ? 1 / corner : -77);
     }
 }
-END_TEST
 
-START_TEST(a_pivot_of_up_to_1e_14_is_none)
-{
+TEST(a_pivot_of_up_to_1e_14_is_none) {
     const struct {
         floats from, to;
         int failed = 0;
@@ -186,10 +169,8 @@ START_TEST(a_pivot_of_up_to_1e_14_is_none)
     ck_assert_int_eq(inverse_3x3(a.data, inverse.data), 1);
     compare("inverse_3x3", a.elements, inverse.elements, {q, 0, 0, 0, q, 0, 0, 0, q});
 }
-END_TEST
 
-START_TEST(inverses_of_sizes_that_do_not_fit_are_refused)
-{
+TEST(inverses_of_sizes_that_do_not_fit_are_refused) {
     matrix two(2, 2), wide(2, 3), tall(3, 2), large(25, 25);
     assert_fails("matrix_inverse: maximum matrix size is 24x24\n", matrix_inverse(&large, &large));
     assert_fails("matrix_inverse: matrix must be square\n", matrix_inverse(&wide, &two));
@@ -198,10 +179,8 @@ START_TEST(inverses_of_sizes_that_do_not_fit_are_refused)
         compare("an untouched matrix", {}, wrong->elements, floats(6, -77));
     }
 }
-END_TEST
 
-START_TEST(the_hypotenuse_neither_overflows_nor_underflows)
-{
+TEST(the_hypotenuse_neither_overflows_nor_underflows) {
     // clang-format off
     const float rows[][3] = {
         {3, 4, 5}, {-4, 3, 5}, {0, 0, 0}, {1e-15F, 1e-15F, 0}, {2e-15F, 1e-15F, 2.236068e-15F}, {0, 9.9e-15F, 0},
@@ -215,14 +194,12 @@ START_TEST(the_hypotenuse_neither_overflows_nor_underflows)
                       double{a}, double{b}, double{c}, double{expected});
     }
 }
-END_TEST
 
 // The digests, here and of the fits, stand for every bit. A model would be the algorithm once more, about a hundred
 // lines: the steps of Golub and Reinsch on rows and columns as they lie, each sum in single precision from its first
 // term to its last, 1 / h, 1 / z and 1 / g rounded before they multiply; for the fits, products as matrix_mult() forms
 // them. Such a second implementation gives the digests anew; the library's own are in the failures' messages.
-START_TEST(decompositions_multiply_back_to_the_matrix)
-{
+TEST(decompositions_multiply_back_to_the_matrix) {
     digest all;
     generator random{1};
     const int32_t shapes[][2] = {{1, 1}, {2, 2},  {3, 3},   {5, 3},  {3, 5},   {1, 6},
@@ -248,23 +225,19 @@ START_TEST(decompositions_multiply_back_to_the_matrix)
     add(all, stalled.u), add(all, stalled.v);
     assert_digest(all, 0x50288F3A6B74B841);
 }
-END_TEST
 
-START_TEST(singular_values_are_negligible_in_absolute_terms)
-{ assert_near(*decomposition(matrix(2, 2, {9e-15F, 0, 0, 3e-14F})).w, {0, 0, 0, 3e-14F}, 1e-20); }
-END_TEST
+TEST(singular_values_are_negligible_in_absolute_terms) {
+    assert_near(*decomposition(matrix(2, 2, {9e-15F, 0, 0, 3e-14F})).w, {0, 0, 0, 3e-14F}, 1e-20);
+}
 
-START_TEST(decompositions_that_are_not_finite_say_so)
-{
+TEST(decompositions_that_are_not_finite_say_so) {
     const std::string in = "svdcmp: non finite value in ", w_u = in + "W\n" + in + "U\n", u_v = in + "U\n" + in + "V\n";
     decomposition(matrix(2, 1, {1, INFINITY}), 1, w_u);
     decomposition(matrix(1, 2, {1, NAN}), 1, u_v);
     decomposition(matrix(2, 2, {3e38F, 3e38F, 3e38F, 3e38F}), 1, u_v);
 }
-END_TEST
 
-START_TEST(polynomials_are_found_again)
-{
+TEST(polynomials_are_found_again) {
     const struct {
         floats xs, ys, coeffs;
         double tolerance;
@@ -283,10 +256,8 @@ START_TEST(polynomials_are_found_again)
         assert_near(coeffs, row.coeffs, row.tolerance);
     }
 }
-END_TEST
 
-START_TEST(surfaces_are_found_again)
-{
+TEST(surfaces_are_found_again) {
     const float powers[] = {1, 10, 100, 1000, 10000, 100000};
     ck_assert_float_eq(poly2D_value(2, 3, powers), 1 + 30 + 200 + 9000 + 60000 + 400000);
     generator random{6};
@@ -302,11 +273,9 @@ START_TEST(surfaces_are_found_again)
         assert_near(found, surface.elements, 0.05);
     }
 }
-END_TEST
 
 // One sample gives a multiple of its terms.
-START_TEST(products_of_coordinates_beyond_46340_squared_are_negative)
-{
+TEST(products_of_coordinates_beyond_46340_squared_are_negative) {
     float coeffs[6];
     for (const uint16_t x : std::initializer_list<uint16_t>{46340, 46341, 65535}) {
         const float height = 1e9F;
@@ -316,10 +285,8 @@ START_TEST(products_of_coordinates_beyond_46340_squared_are_negative)
             ck_assert_msg(std::signbit(c) == (x > 46340), "%g for %d", double{c}, x);
     }
 }
-END_TEST
 
-START_TEST(what_least_squares_leave_is_orthogonal_to_the_columns)
-{
+TEST(what_least_squares_leave_is_orthogonal_to_the_columns) {
     digest all;
     generator random{7};
     uint16_t xs[72], ys[72];
@@ -340,20 +307,16 @@ START_TEST(what_least_squares_leave_is_orthogonal_to_the_columns)
     }
     assert_digest(all, 0xF897D27BB7A4CFDA);
 }
-END_TEST
 
 // Of the solutions of 3 x + 4 y = 25 the one of least norm: a singular value of 2e-14 counts, 7e-15 does not.
-START_TEST(negligible_singular_values_are_dropped)
-{
+TEST(negligible_singular_values_are_dropped) {
     const matrix a(3, 3, {3e-8F, 4e-8F, 0, -3e-8F, -4e-8F, 0, 0, 0, 2e-14F}), b(3, 1, {2.6e-7F, -2.4e-7F, 2e-14F});
     matrix x(3, 1);
     ck_assert_int_eq(pseudo_inverse(&a, &b, &x), 0);
     assert_near(x, {3, 4, 1}, 2e-6);
 }
-END_TEST
 
-START_TEST(fits_that_cannot_be_say_why)
-{
+TEST(fits_that_cannot_be_say_why) {
     float coeffs[6];
     const uint16_t xs[] = {1}, ys[] = {1};
     const matrix a(3, 3), b(3, 1);
@@ -373,28 +336,4 @@ START_TEST(fits_that_cannot_be_say_why)
                  polyfit(same, same, INT32_MAX, 2, coeffs));
     assert_fails("pseudo_inverse: nan or inf value in x!\npolyfit2D: failed pseudo inverse\n",
                  polyfit2D(xs, ys, infinite, 1, coeffs));
-}
-END_TEST
-
-Suite *matrix_suite() {
-    return suite_of("matrix", {sizes_below_0_or_beyond_4_gib_are_refused,
-                               records_of_negative_sizes_are_refused,
-                               a_record_without_elements_is_released,
-                               matrices_are_printed_row_by_row,
-                               products_are_rounded_sums_in_ascending_order,
-                               products_of_sizes_that_do_not_fit_are_refused,
-                               inverses_are_those_of_elimination_and_adjugate,
-                               inverses_of_4x4_multiply_to_the_unit_matrix,
-                               a_pivot_of_up_to_1e_14_is_none,
-                               inverses_of_sizes_that_do_not_fit_are_refused,
-                               the_hypotenuse_neither_overflows_nor_underflows,
-                               decompositions_multiply_back_to_the_matrix,
-                               singular_values_are_negligible_in_absolute_terms,
-                               decompositions_that_are_not_finite_say_so,
-                               polynomials_are_found_again,
-                               surfaces_are_found_again,
-                               products_of_coordinates_beyond_46340_squared_are_negative,
-                               what_least_squares_leave_is_orthogonal_to_the_columns,
-                               negligible_singular_values_are_dropped,
-                               fits_that_cannot_be_say_why});
 }

@@ -14,8 +14,7 @@ const view kView = *view::make(1920, 1080, {30, 10}, 60);
 
 } // namespace
 
-START_TEST(masks_cover_what_the_model_has_inside)
-{
+TEST(masks_cover_what_the_model_has_inside) {
     for (uint32_t i = 0; i < 300; ++i) {
         generator random{i};
         const auto below = [&random](int limit) { return random.below(static_cast<uint32_t>(limit)); };
@@ -23,10 +22,8 @@ START_TEST(masks_cover_what_the_model_has_inside)
         model::check_mask(polygon, lens, below, 12);
     }
 }
-END_TEST
 
-START_TEST(inside_is_the_smaller_side_and_what_is_wound_around)
-{
+TEST(inside_is_the_smaller_side_and_what_is_wound_around) {
     const direction far = {180, 0}, here = {0, 0}, zenith = {77, 90};
     const struct {
         corners polygon;
@@ -52,11 +49,9 @@ START_TEST(inside_is_the_smaller_side_and_what_is_wound_around)
             ck_assert_msg(!made->contains(row.outside), "row %d", static_cast<int>(&row - rows));
         }
 }
-END_TEST
 
 // Without area: nothing by centres, the line itself to be on the safe side.
-START_TEST(a_line_is_covered_conservatively_only)
-{
+TEST(a_line_is_covered_conservatively_only) {
     auto line = mask::make(corners{{25, 12}, {35, 12}, {25, 12}});
     ck_assert_uint_eq(line->list(kView, {}, coverage::centres), 0);
     std::vector<run> runs(line->list(kView, {}));
@@ -70,10 +65,8 @@ START_TEST(a_line_is_covered_conservatively_only)
     ck_assert_int_eq(one[0].y, runs[0].y);
     ck_assert_int_eq(one[1].y, -1);
 }
-END_TEST
 
-START_TEST(what_is_no_mask_or_view_is_refused)
-{
+TEST(what_is_no_mask_or_view_is_refused) {
     const double nan = std::numeric_limits<double>::quiet_NaN(), infinite = std::numeric_limits<double>::infinity();
     const corners refused[] = {{},
                                {{0, 0}, {1, 0}},
@@ -96,11 +89,9 @@ START_TEST(what_is_no_mask_or_view_is_refused)
     ck_assert(!trace(kView, corners{{0, 0}, {180, 0}}, [](position, position) {}));
     ck_assert(!outline(kView, std::vector<position>{{0, 0}, {9000, 0}, {0, 9}}, [](direction) {}));
 }
-END_TEST
 
 // Records of the C functions: places are back to a twentieth of a pixel, and directions those of the sphere map.
-START_TEST(places_and_directions_are_those_of_the_lens)
-{
+TEST(places_and_directions_are_those_of_the_lens) {
     generator random{3};
     for (int i = 0; i < 3000; ++i) {
         const smap_view record = {1 + random.below(4000), 1 + random.below(3000), random.below(368640),
@@ -129,11 +120,9 @@ START_TEST(places_and_directions_are_those_of_the_lens)
     }
     ck_assert(!kView.place({210, -10}));
 }
-END_TEST
 
 // Half a pixel, looked at in a hundred points of each arc; and what lies between two lines is off the screen.
-START_TEST(paths_follow_their_arcs)
-{
+TEST(paths_follow_their_arcs) {
     generator random{4};
     for (int i = 0; i < 300; ++i) {
         const double fov = 1 + random.below(120);
@@ -164,11 +153,9 @@ START_TEST(paths_follow_their_arcs)
         }
     }
 }
-END_TEST
 
 // A polygon drawn on the screen and masked again covers what it did, but for half a pixel along its sides.
-START_TEST(polygons_of_the_screen_come_back_as_masks)
-{
+TEST(polygons_of_the_screen_come_back_as_masks) {
     generator random{5};
     for (int i = 0; i < 40; ++i) {
         const auto seen =
@@ -193,13 +180,4 @@ START_TEST(polygons_of_the_screen_come_back_as_masks)
             coverage::centres);
         ck_assert_int_eq(rows, bottom - top - 1);
     }
-}
-END_TEST
-
-Suite *overlay_suite() {
-    return suite_of("overlay",
-                    {masks_cover_what_the_model_has_inside, inside_is_the_smaller_side_and_what_is_wound_around,
-                     a_line_is_covered_conservatively_only, what_is_no_mask_or_view_is_refused,
-                     places_and_directions_are_those_of_the_lens, paths_follow_their_arcs,
-                     polygons_of_the_screen_come_back_as_masks});
 }

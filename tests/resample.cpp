@@ -96,8 +96,7 @@ bytes recoded(const bytes &from_bytes, uint32_t from, uint32_t to) {
 
 } // namespace
 
-START_TEST(kernel_tables)
-{
+TEST(kernel_tables) {
     const samples thirds = {5461, 10923, 16384, 10923, 5461};
     const struct {
         uint32_t out_rate, in_rate, kernel, L, M;
@@ -150,11 +149,9 @@ START_TEST(kernel_tables)
     ck_assert(sinc(0) == 1 && sinc(-1e-14) == 1);
     ck_assert(std::fabs(sinc(0.5) - 0.6366197723675814) <= 1e-15 && std::fabs(sinc(-3)) <= 1e-15);
 }
-END_TEST
 
 // Calls one after the other on one record, from and to linear samples.
-START_TEST(call_by_call)
-{
+TEST(call_by_call) {
     struct step {
         samples in;
         uint32_t room;
@@ -196,10 +193,8 @@ START_TEST(call_by_call)
         ck_assert(made.stands_like(converter(row.out_rate, row.in_rate, row.kernel)));
     }
 }
-END_TEST
 
-START_TEST(sample_formats)
-{
+TEST(sample_formats) {
     const struct {
         uint32_t format;
         int16_t sample;
@@ -237,12 +232,10 @@ START_TEST(sample_formats)
     ck_assert(recoded({0x12, 0x34}, RESAMPLE_LEND, RESAMPLE_BEND) == (bytes{0x34, 0x12}));
     ck_assert(recoded({0x12, 0x34}, RESAMPLE_BEND, RESAMPLE_LEND) == (bytes{0x34, 0x12}));
 }
-END_TEST
 
 // However a stream is cut into calls, the output is that of the definition. Short calls go by the table, long ones by
 // rows with the vector unit, aligned ones straight from the input. A format may change from call to call.
-START_TEST(any_cut_gives_the_outputs_of_the_definition)
-{
+TEST(any_cut_gives_the_outputs_of_the_definition) {
     const uint32_t rates[][2] = {{48000, 44100}, {44100, 48000}, {8000, 48000}, {16000, 8000}, {8000, 44100},
                                  {1, 1},         {7, 1},         {4, 6},        {1, 70},       {1, 300},
                                  {20, 17},       {1, 6},         {1, 8},        {1, 12}};
@@ -263,10 +256,8 @@ START_TEST(any_cut_gives_the_outputs_of_the_definition)
                     }
             }
 }
-END_TEST
 
-START_TEST(a_long_call_is_decoded_in_several_pieces)
-{
+TEST(a_long_call_is_decoded_in_several_pieces) {
     const bytes input = noise(9000, 3);
     for (const auto &[out_rate, in_rate] : {std::pair(16000U, 8000U), {8000U, 16000U}, {1U, 300U}}) {
         converter made(out_rate, in_rate, RESAMPLE_LAN2);
@@ -274,11 +265,9 @@ START_TEST(a_long_call_is_decoded_in_several_pieces)
         assert_bytes(made.stream(input, RESAMPLE_ALAW, RESAMPLE_LEND), lend(expected), std::to_string(in_rate));
     }
 }
-END_TEST
 
 // What a caller does to the table between calls counts from the next call on.
-START_TEST(tables_of_the_callers_own)
-{
+TEST(tables_of_the_callers_own) {
     void (*const changes[])(resample_state *) = {
         [](resample_state *) {},
         [](resample_state *state) { state->coeffs[state->num_coeffs - 1U] = 12345; },
@@ -310,11 +299,9 @@ START_TEST(tables_of_the_callers_own)
     copy->coeffs[0] = 8192;
     ck_assert(copy.stream(lend({300, -3}), RESAMPLE_LEND, RESAMPLE_LEND) == lend({150, -2}));
 }
-END_TEST
 
 // A record that a program fills in by itself has no plan; its table and history are what the program says.
-START_TEST(records_filled_in_by_hand)
-{
+TEST(records_filled_in_by_hand) {
     int16_t table[] = {100, 5000, 9000, 12000, 9000, 5000, 100}, history[3] = {};
     resample_state state = {};
     state.interp_factor = 2;
@@ -350,15 +337,12 @@ START_TEST(records_filled_in_by_hand)
     ck_assert_int_eq(made, 0);
     ck_assert_int_eq(used, 0);
 }
-END_TEST
 
-START_TEST(a_kernel_that_cannot_be_leaves_the_table)
-{
+TEST(a_kernel_that_cannot_be_leaves_the_table) {
     const converter made(1, UINT32_MAX, RESAMPLE_BILI);
     init_lanczos(made.state.get(), INT32_MAX);
     ck_assert_int_eq(made->num_coeffs, 1);
 }
-END_TEST
 
 // The level in dB of what becomes of a tone.
 double level_of(converter &made, double rate, double frequency) {
@@ -382,8 +366,7 @@ void give_lobes(resample_state *state, int32_t lobes) {
     init_lanczos(state, lobes);
 }
 
-START_TEST(kernels_pass_and_stop_what_the_header_says)
-{
+TEST(kernels_pass_and_stop_what_the_header_says) {
     const struct {
         int32_t lobes;
         double frequency, least, most;
@@ -407,11 +390,9 @@ START_TEST(kernels_pass_and_stop_what_the_header_says)
             ck_abort_msg("%d lobes, short history: %.2f dB", lobes, level);
     }
 }
-END_TEST
 
 // Rows for any table, and after each change of it.
-START_TEST(longer_kernels_convert_by_the_definition)
-{
+TEST(longer_kernels_convert_by_the_definition) {
     const bytes input = noise(4000, 11);
     for (const int32_t lobes : {3, 4, 16, 40}) {
         converter made(3, 7, RESAMPLE_LANC);
@@ -424,11 +405,9 @@ START_TEST(longer_kernels_convert_by_the_definition)
         }
     }
 }
-END_TEST
 
 // History and table of the caller's own, longer than what the record was made with.
-START_TEST(a_longer_table_and_history_of_the_callers_own)
-{
+TEST(a_longer_table_and_history_of_the_callers_own) {
     converter made(5, 4, RESAMPLE_LANC);
     constexpr uint16_t length = 2001, reach = 400;
     std::free(made->coeffs);
@@ -444,10 +423,8 @@ START_TEST(a_longer_table_and_history_of_the_callers_own)
     const samples expected = model::resampled(*made.state, model::decoded(input, RESAMPLE_BEND));
     assert_bytes(made.stream(input, RESAMPLE_BEND, RESAMPLE_LEND, 500), lend(expected), "2001 coefficients");
 }
-END_TEST
 
-START_TEST(calls_that_do_nothing)
-{
+TEST(calls_that_do_nothing) {
     converter made(2, 3, RESAMPLE_LAN2), same(2, 3, RESAMPLE_LAN2);
     bytes in = noise(64, 5), out(64, 0xA5);
     const uint8_t *const from = in.data();
@@ -473,14 +450,4 @@ START_TEST(calls_that_do_nothing)
         ck_assert(out == bytes(64, 0xA5) && made.stands_like(same));
     }
     resample_free(nullptr);
-}
-END_TEST
-
-Suite *resample_suite() {
-    return suite_of("resample",
-                    {kernel_tables, call_by_call, sample_formats, any_cut_gives_the_outputs_of_the_definition,
-                     a_long_call_is_decoded_in_several_pieces, tables_of_the_callers_own, records_filled_in_by_hand,
-                     a_kernel_that_cannot_be_leaves_the_table, kernels_pass_and_stop_what_the_header_says,
-                     longer_kernels_convert_by_the_definition, a_longer_table_and_history_of_the_callers_own,
-                     calls_that_do_nothing});
 }

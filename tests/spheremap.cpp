@@ -48,8 +48,7 @@ void assert_placed(const pair &direction, const smap_view &view) {
 
 } // namespace
 
-START_TEST(clipping)
-{
+TEST(clipping) {
     // clang-format off
     const struct { double pan, tilt, position_pan, position_tilt, bound_pan, bound_tilt; } rows[] = {
         {0, 100, 180, 80, 0, 100}, {350, 100, 170, 80, 350, 100}, {0, -100, 180, -80, 0, -100}, {-10, 0, 350, 0, 350, 0},
@@ -77,10 +76,8 @@ START_TEST(clipping)
         assert_pair(clipped<smap_clip_pan_tilt_bounds>(direction), bounds, direction, {});
     }
 }
-END_TEST
 
-START_TEST(known_points)
-{
+TEST(known_points) {
     // Documented positions; views without width or field of view; a cosine of -4 in Q12 gives exactly the depth that
     // is not in front; pans that are further apart than a number can be. The way back: beyond the sphere, far beyond a
     // turn, the zenith, its sine beyond 1, and seen exactly from the side; upside down, where a zero has a sign.
@@ -113,11 +110,9 @@ START_TEST(known_points)
         assert_pair(point, row.to, row.from, row.view);
     }
 }
-END_TEST
 
 // Ordinary views, and any 32-bit values.
-START_TEST(directions_onto_the_screen_are_where_the_model_has_them)
-{
+TEST(directions_onto_the_screen_are_where_the_model_has_them) {
     generator random{1};
     const auto around = [&random](int32_t middle, int32_t range) {
         return middle + random.below(2 * static_cast<uint32_t>(range)) - range;
@@ -131,12 +126,10 @@ START_TEST(directions_onto_the_screen_are_where_the_model_has_them)
         assert_placed({around(view.pan, 92300), around(view.tilt, 92300)}, view);
     }
 }
-END_TEST
 
 // Two thirds of the positions lie on a central plane, where the exact angles are integers and the last bit of a sine
 // decides.
-START_TEST(positions_show_the_directions_that_the_model_has)
-{
+TEST(positions_show_the_directions_that_the_model_has) {
     generator random{2};
     for (int i = 0; i < 1000; ++i) {
         smap_view view = {640, 480, random.below(368640), (random.below(181) - 90) * 1024,
@@ -165,12 +158,10 @@ START_TEST(positions_show_the_directions_that_the_model_has)
         assert_pair(back({at, width}, view), model::onto_sphere({at, width}, view), {at, width}, view);
     }
 }
-END_TEST
 
 // Positions near the rim of the half sphere or shown near the zenith, where errors grow, whose pan or tilt lies a
 // 60000th of a Q10 degree from an integer: small errors of sines and arctangents would carry it beyond.
-START_TEST(positions_that_show_nearly_an_integer)
-{
+TEST(positions_that_show_nearly_an_integer) {
     const int32_t rows[][5] = {
         {73871, 21649, 146, 1905, 318},   {243893, 7701, 149, 328, 19},    {30359, -35978, 142, 1849, 217},
         {144913, 3787, 143, 187, 960},    {260849, 47815, 173, 975, 111},  {127260, 89836, 111, 1046, 480},
@@ -182,11 +173,9 @@ START_TEST(positions_that_show_nearly_an_integer)
         assert_pair(back({x, y}, view), model::onto_sphere({x, y}, view), {x, y}, view);
     }
 }
-END_TEST
 
 // Polygons apart and in place, on views of few and of many pixels a degree, are what their points are one by one.
-START_TEST(polygons)
-{
+TEST(polygons) {
     generator random{3};
     for (uint32_t count = 0; count <= 200; count += count < 20 ? 1 : 45) {
         const smap_view view = {640, 480, 102400, 10240, count % 3 ? 61440 : 512};
@@ -222,11 +211,9 @@ START_TEST(polygons)
         ck_assert(here[3] == pair{});
     }
 }
-END_TEST
 
 // Each row: two corners of a polygon, and whether its bounding box overlaps the screen of 640 x 480.
-START_TEST(visibility)
-{
+TEST(visibility) {
     // clang-format off
     struct { pair corners[2]; int8_t visible; } rows[] = {
         {{{-10, -10}, {0, 0}}, 1}, {{{640, 0}, {700, 100}}, 0}, {{{-5, 10}, {-1, 20}}, 0}, {{{-100, 240}, {800, 240}}, 1},
@@ -240,10 +227,8 @@ START_TEST(visibility)
         ck_assert_int_eq(smap_polygon_on_screen(&empty, &kView), 0);
     }
 }
-END_TEST
 
-START_TEST(prints)
-{
+TEST(prints) {
     pair screen[] = {{1, -20}, {12345, 0}}, sphere[] = {{102400, -1}, {16777217 << 4, 92160}};
     const smap_screen_poly corners = {2, positions(screen)}, none = {};
     const smap_sphere_poly ways = {2, directions(sphere)}, nowhere = {};
@@ -254,11 +239,4 @@ START_TEST(prints)
     assert_text_eq(captured(stdout, print),
                    "\ni =  0, x =    1, y =  -20\ni =  1, x = 12345, y =    0\n\ni =  0, pan = 100.000000, tilt = "
                    "-0.000977\ni =  1, pan = 262144.000000, tilt = 90.000000\n\n\n");
-}
-END_TEST
-
-Suite *spheremap_suite() {
-    return suite_of("spheremap", {clipping, known_points, directions_onto_the_screen_are_where_the_model_has_them,
-                                  positions_show_the_directions_that_the_model_has,
-                                  positions_that_show_nearly_an_integer, polygons, visibility, prints});
 }

@@ -1,4 +1,4 @@
-// What the suites share: comparison of texts, what a piece of code prints, and a suite that runs once per vector unit.
+// What the suites share: how a test joins its suite, comparison of texts, and what a piece of code prints.
 #pragma once
 
 #include "units.hpp"
@@ -7,8 +7,10 @@
 #include <cstdio>
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 // ck_assert_str_eq() for texts of any kind and lifetime.
 #define assert_text_eq(actual, expected)                                                                               \
@@ -50,18 +52,37 @@ std::string captured(FILE *stream, Action action) {
     return text;
 }
 
-// The suite has its tests once for each vector unit of this machine, in a case of the unit's name.
-inline Suite *suite_of(const char *name, std::initializer_list<const TTest *> tests) {
-    Suite *suite = suite_create(name);
+// The tests of all suites, in the order of their files.
+inline std::vector<const TTest *> all_tests;
+
+struct registered_test : TTest {
+    explicit registered_test(const TTest &test) : TTest(test) { all_tests.push_back(this); }
+};
+
+// A test, which joins the suite of its file by being there.
+#define TEST(name)                                                                                                     \
+    static void name(int);                                                                                             \
+    static const registered_test name##_test({#name, name, __FILE__, __LINE__});                                       \
+    static void name(int)
+
+// The tests of NAME.cpp, once for each vector unit of this machine, in a case of the unit's name.
+inline Suite *suite_of(const std::string &name) {
+    Suite *suite = suite_create(name.c_str());
     for (const units::unit &unit : units::all) {
         if (!unit.is_here())
             continue;
         TCase *cases = tcase_create(unit.name);
         tcase_set_timeout(cases, 60);
         tcase_add_checked_fixture(cases, unit.use, nullptr);
-        for (const TTest *test : tests)
-            tcase_add_test(cases, test);
+        for (const TTest *test : all_tests)
+            if (std::string_view(test->file).ends_with("/" + name + ".cpp"))
+                tcase_add_test(cases, test);
         suite_add_tcase(suite, cases);
     }
     return suite;
 }
+
+// Files that still list their tests.
+#undef START_TEST
+#define START_TEST(name) TEST(name)
+inline Suite *suite_of(const char *name, std::initializer_list<void (*)(int)>) { return suite_of(std::string(name)); }

@@ -7,8 +7,7 @@
 using namespace model;
 
 // Every digit, every pair of characters among its neighbours, and every length around the widths of the vector units.
-START_TEST(digits_of_any_bytes_and_bytes_of_any_digits)
-{
+TEST(digits_of_any_bytes_and_bytes_of_any_digits) {
     std::string pairs, bytes;
     for (int ch = 0; ch < 256; ++ch)
         ck_assert_int_eq(hex2int(static_cast<uint8_t>(ch)), static_cast<uint8_t>(hex_byte('0', static_cast<char>(ch))));
@@ -26,10 +25,8 @@ START_TEST(digits_of_any_bytes_and_bytes_of_any_digits)
     ck_assert_uint_eq(hex2bin("0aFf3", 5, reinterpret_cast<uint8_t *>(text)), 2);
     ck_assert_str_eq(text, "\x0A\xFF\xEE");
 }
-END_TEST
 
-START_TEST(line_ends_and_white_space)
-{
+TEST(line_ends_and_white_space) {
     const std::tuple<std::string, const char *, int32_t> rows[] = {
         {"", "", -1}, {"\r", "", 0}, {"abc\r\n", "abc", 3}, {"abc", "abc", 2}, {"a\n\n", "a\n", 1}};
     for (auto [text, left, result] : rows) {
@@ -45,10 +42,8 @@ START_TEST(line_ends_and_white_space)
                 texts.push_back(texts[i] + ch);
     }
 }
-END_TEST
 
-START_TEST(chunks)
-{
+TEST(chunks) {
     for (size_t length = 0; length < 20; ++length)
         for (uint32_t chunk = 1; chunk < 22; ++chunk)
             check_chunks(std::string_view("abcdefghijklmnopqrst").substr(0, length), chunk);
@@ -64,9 +59,4 @@ START_TEST(chunks)
     ck_assert_int_eq(chunk_split(room, 0x80000001, room, 8, 1), 0);
     const int status = status_of_child([] { return chunk_split_len("a", 1, 0) > 0; });
     ck_assert_int_eq(WIFSIGNALED(status) ? WTERMSIG(status) : 0, SIGABRT);
-}
-END_TEST
-
-Suite *text_suite() {
-    return suite_of("text", {digits_of_any_bytes_and_bytes_of_any_digits, line_ends_and_white_space, chunks});
 }

@@ -30,8 +30,7 @@ constexpr suseconds_t kMost = std::numeric_limits<suseconds_t>::max(), kLeast = 
 } // namespace
 
 // Sums and differences of unbalanced and extreme values, against arithmetic in one wide integer.
-START_TEST(exact_over_the_whole_range)
-{
+TEST(exact_over_the_whole_range) {
     for (const time_t s : {kFirst, time_t(-3), time_t(-1), time_t(0), time_t(5), kLast - 1, kLast})
         for (const suseconds_t us : {kLeast, suseconds_t(-1000000), suseconds_t(-1), suseconds_t(0), suseconds_t(100),
                                      suseconds_t(999999), suseconds_t(1000000), suseconds_t(2500000), kMost}) {
@@ -49,10 +48,8 @@ START_TEST(exact_over_the_whole_range)
             assert_total(earlier, wide(999997) - us);
         }
 }
-END_TEST
 
-START_TEST(comparison_and_current_time)
-{
+TEST(comparison_and_current_time) {
     const timeval ascending[] = {{kFirst, 0}, {kFirst, 999999}, {-1, 0},    {-1, 999999}, {0, 0},
                                  {1, 5},      {1, 7},           {8, 99999}, {kLast, 0},   {kLast, 1}};
     for (const timeval &a : ascending)
@@ -74,6 +71,3 @@ START_TEST(comparison_and_current_time)
     ck_assert_msg(report.find("source/time.cpp:") != report.npos, "%s", report.c_str());
     ck_assert_msg(report.find("Assertion `t != 0' failed") != report.npos, "%s", report.c_str());
 }
-END_TEST
-
-Suite *time_suite() { return suite_of("time", {exact_over_the_whole_range, comparison_and_current_time}); }

@@ -6,8 +6,7 @@
 using namespace std::literals;
 
 // A byte is encoded with room for five characters behind all codes before it.
-START_TEST(documented_codes)
-{
+TEST(documented_codes) {
     struct row {
         std::string_view from, to;
         uint32_t room = 0;
@@ -40,11 +39,9 @@ START_TEST(documented_codes)
     ck_assert_int_eq(url_decode("a", 1, nullptr, 8), -1);
     ck_assert_int_eq(buffer[0], '#');
 }
-END_TEST
 
 // Texts of every length up to some vectors, of all bytes or mostly of those that mean something; every escape.
-START_TEST(coders_on_generated_text)
-{
+TEST(coders_on_generated_text) {
     std::mt19937 random(8);
     std::string bytes(256, '\0');
     std::iota(bytes.begin(), bytes.end(), '\0');
@@ -54,10 +51,8 @@ START_TEST(coders_on_generated_text)
     for (int pair = 0; pair < 0x10000; ++pair)
         check_coders(std::string{'%', static_cast<char>(pair >> 8), static_cast<char>(pair)}, 4, 4);
 }
-END_TEST
 
-START_TEST(url_components)
-{
+TEST(url_components) {
     const char *rows[][2] = {{"s://u:p@h:8080/a/b?x=1", "<s> <u> <p> <h> <8080> </a/b> <x=1>"},
                              {" \t\n\v\f\rA9:/h \t", "<A9> - - <h \t> - - -"},
                              {"s://@:80?", "<s> <> - <> <80> - <>"},
@@ -75,11 +70,9 @@ START_TEST(url_components)
         assert_text_eq(components(text.c_str()), expected_components(text.c_str()));
     }
 }
-END_TEST
 
 // Any character in any place, the end of the text among them: what is read, and the bytes in front of a bad digit.
-START_TEST(mac_addresses)
-{
+TEST(mac_addresses) {
     constexpr uint8_t address[] = {0x00, 0x1a, 0x2b, 0x3c, 0x4d, 0x5e};
     char *const text = reinterpret_cast<char *>(fence(18)) - 18;
     ck_assert_int_eq(inet_strfmac(address, text), 17);
@@ -102,9 +95,4 @@ START_TEST(mac_addresses)
             for (size_t i = 0; i < 6 && !good; ++i)
                 ck_assert_int_eq(mac[i], i < stored ? address[i] : 90);
         }
-}
-END_TEST
-
-Suite *url_suite() {
-    return suite_of("url", {documented_codes, coders_on_generated_text, url_components, mac_addresses});
 }

@@ -68,8 +68,7 @@ extern "C" ssize_t read(int descriptor, void *buf, size_t len) {
 }
 
 // A test has a process of its own, in which nothing has been seeded yet.
-START_TEST(without_a_device_the_generator_serves_from_a_fixed_seed)
-{
+TEST(without_a_device_the_generator_serves_from_a_fixed_seed) {
     assert_in_child(false, [] {
         alignas(4) uint32_t words[4];
         uuid_create(reinterpret_cast<uint8_t *>(words));
@@ -81,29 +80,23 @@ START_TEST(without_a_device_the_generator_serves_from_a_fixed_seed)
         return equal && drawn == static_cast<int32_t>(next() % 1000);
     });
 }
-END_TEST
 
-START_TEST(equal_bounds_seed_and_draw_nothing)
-{
+TEST(equal_bounds_seed_and_draw_nothing) {
     assert_in_child(false, [] {
         randint(3, 3);
         return fills_from_generator();
     });
 }
-END_TEST
 
-START_TEST(a_device_that_delivers_too_little_is_not_used)
-{
+TEST(a_device_that_delivers_too_little_is_not_used) {
     assert_in_child(true, [] {
         randint(1, 1);
         missing = 1;
         return fills_from_generator();
     });
 }
-END_TEST
 
-START_TEST(an_interrupted_read_is_tried_again)
-{
+TEST(an_interrupted_read_is_tried_again) {
     randint(1, 1);
     uint8_t made[16], again[16];
     interruptions = 3, reads = 0;
@@ -114,10 +107,8 @@ START_TEST(an_interrupted_read_is_tried_again)
     ck_assert_int_eq(reads, 5);
     ck_assert_int_ne(uuid_compare(made, again), 0);
 }
-END_TEST
 
-START_TEST(integers_lie_between_their_bounds)
-{
+TEST(integers_lie_between_their_bounds) {
     const int32_t rows[][2] = {{5, 5}, {1, 9}, {9, 1}, {-3, 3}, {INT32_MIN, INT32_MIN + 1}, {INT32_MAX, INT32_MAX - 1}};
     for (const auto &[a, b] : rows) {
         const auto [low, high] = std::minmax(a, b);
@@ -132,10 +123,8 @@ START_TEST(integers_lie_between_their_bounds)
     for (int i = 0; i < 100; ++i)
         ck_assert_int_lt(randint(INT32_MAX, INT32_MIN), INT32_MIN + 65536);
 }
-END_TEST
 
-START_TEST(printing_to_any_format)
-{
+TEST(printing_to_any_format) {
     char text[40];
     ck_assert_int_eq(uuid_sprintf(text, (kPlainFormat + "%%").c_str(), kUuid), 33);
     assert_text_eq(text, kPlain + "%");
@@ -149,10 +138,8 @@ START_TEST(printing_to_any_format)
     ck_assert_int_lt(uuid_fprint(full, kUuid), 0);
     std::fclose(full);
 }
-END_TEST
 
-START_TEST(each_byte_counts_in_text_and_comparison)
-{
+TEST(each_byte_counts_in_text_and_comparison) {
     for (size_t i = 0; i < 16; ++i) {
         uint8_t other[16];
         std::copy_n(kUuid, 16, other);
@@ -163,10 +150,8 @@ START_TEST(each_byte_counts_in_text_and_comparison)
         ck_assert_int_eq(uuid_compare(kUuid, other) > 0, other[i] < kUuid[i]);
     }
 }
-END_TEST
 
-START_TEST(texts_are_read_as_the_formats_say)
-{
+TEST(texts_are_read_as_the_formats_say) {
     // Whole texts, short ones, and one a byte short of the dashed form, which is sixteen in the plain one: with signs.
     // clang-format off
     for (const char *text : {
@@ -184,13 +169,4 @@ START_TEST(texts_are_read_as_the_formats_say)
                 text[place] = ch;
                 check_uuid_text(text.c_str());
             }
-}
-END_TEST
-
-Suite *uuid_suite() {
-    return suite_of("uuid",
-                    {without_a_device_the_generator_serves_from_a_fixed_seed, equal_bounds_seed_and_draw_nothing,
-                     a_device_that_delivers_too_little_is_not_used, an_interrupted_read_is_tried_again,
-                     integers_lie_between_their_bounds, printing_to_any_format, each_byte_counts_in_text_and_comparison,
-                     texts_are_read_as_the_formats_say});
 }

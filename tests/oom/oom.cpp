@@ -16,8 +16,7 @@
 #include <vela/resample.h>
 
 // Each text is whole or not there at all.
-START_TEST(requests_keep_whole_texts_or_none)
-{
+TEST(requests_keep_whole_texts_or_none) {
     setenv("HTTP_HOST", "host", 1);
     oom::each_allocation_fails([] {
         set_input("a=3&b");
@@ -42,10 +41,8 @@ START_TEST(requests_keep_whole_texts_or_none)
         cgi_cleanup(cgi);
     });
 }
-END_TEST
 
-START_TEST(empty_tokens_take_no_memory)
-{
+TEST(empty_tokens_take_no_memory) {
     for (const std::string tokens : {"&", "=", "&=", "; ", ";  =  "}) {
         std::string text = "a=1";
         while (text.size() < 100000)
@@ -57,20 +54,16 @@ START_TEST(empty_tokens_take_no_memory)
         cgi_cleanup(cgi);
     }
 }
-END_TEST
 
-START_TEST(urls_are_whole_or_null)
-{
+TEST(urls_are_whole_or_null) {
     oom::each_allocation_fails([] {
         const std::string list = components("s://u:p@h:80/a?b");
         ck_assert(list == "null" || list == "<s> <u> <p> <h> <80> </a> <b>");
     });
 }
-END_TEST
 
 // A string that can't be copied leaves its field null; the parse goes on.
-START_TEST(options_that_cannot_be_copied_are_null)
-{
+TEST(options_that_cannot_be_copied_are_null) {
     oom::each_allocation_fails([] {
         char program[] = "tests", suite[] = "-s", name[] = "url", xml[] = "-x", file[] = "log.xml", verbose[] = "-v";
         char *argv[] = {program, suite, name, suite, name, xml, file, verbose};
@@ -83,11 +76,9 @@ START_TEST(options_that_cannot_be_copied_are_null)
         ck_assert_ptr_null(config.xml_log);
     });
 }
-END_TEST
 
 // A hull that is built and grown, or built in steps: whatever stops says so, and can be counted, printed and emptied.
-START_TEST(hulls_that_stop_say_so_and_can_be_emptied)
-{
+TEST(hulls_that_stop_say_so_and_can_be_emptied) {
     constexpr int32_t n = 40, half = n / 2;
     uint8_t xs[n], ys[n], zs[n];
     generator random{1};
@@ -113,11 +104,9 @@ START_TEST(hulls_that_stop_say_so_and_can_be_emptied)
             free_chull(hull), oom_free(hull);
         });
 }
-END_TEST
 
 // The names stored so far stay, and null pointers behind them; the room is doubled.
-START_TEST(lists_of_names_keep_what_they_have)
-{
+TEST(lists_of_names_keep_what_they_have) {
     oom::each_allocation_fails([] {
         name_list list = {};
         uint32_t stored = 0;
@@ -132,10 +121,8 @@ START_TEST(lists_of_names_keep_what_they_have)
         oom_free(list.names);
     });
 }
-END_TEST
 
-START_TEST(walks_and_parents_end_with_their_result)
-{
+TEST(walks_and_parents_end_with_their_result) {
     char root[] = "/tmp/vela-oom-XXXXXX";
     ck_assert_ptr_nonnull(mkdtemp(root));
     const std::string parent = root + std::string("/new"), child = parent + "/er";
@@ -156,11 +143,9 @@ START_TEST(walks_and_parents_end_with_their_result)
     });
     std::filesystem::remove_all(root);
 }
-END_TEST
 
 // Scratch memory is given back; without it the call aborts, which is tried in a process of its own, and reports why.
-START_TEST(curves_abort_without_scratch_memory)
-{
+TEST(curves_abort_without_scratch_memory) {
     static const interp_knot knots[] = {{0, 0}, {4, 100}, {8, 0}};
     static const interp_curve curve = {INTERP_SPLI, 3, knots};
     static int16_t out[9];
@@ -193,7 +178,6 @@ START_TEST(curves_abort_without_scratch_memory)
             ck_assert_msg(report.find(part) != std::string::npos, "no %s in %s", part.c_str(), report.c_str());
     }
 }
-END_TEST
 
 namespace {
 
@@ -212,8 +196,7 @@ std::string unmade(const std::string &then = "") {
 
 } // namespace
 
-START_TEST(matrices_say_what_failed)
-{
+TEST(matrices_say_what_failed) {
     float elements[] = {1, 2, 3, 4, 5, 7}, coeffs[6];
     const fmatrix a = {3, 2, elements};
     // The results made so far are the caller's; u holds the matrix, and working storage fails silently.
@@ -233,10 +216,8 @@ START_TEST(matrices_say_what_failed)
                        unmade(svdcmp) + svdcmp + unmade("pseudo_inverse: transpose() failed\n" + last) +
                        unmade("pseudo_inverse: malloc() failed\n" + last));
 }
-END_TEST
 
-START_TEST(resamplers_keep_the_table_they_have)
-{
+TEST(resamplers_keep_the_table_they_have) {
     for (const uint32_t kernel : {RESAMPLE_LANC, RESAMPLE_LAN2, RESAMPLE_BILI})
         oom::each_allocation_fails([kernel] {
             resample_state *state = resample_alloc(48000, 44100, kernel);
@@ -270,13 +251,4 @@ START_TEST(resamplers_keep_the_table_they_have)
     ck_assert_ptr_eq(state->coeffs, table);
     ck_assert_int_eq(state->num_coeffs, 5);
     resample_free(state);
-}
-END_TEST
-
-Suite *oom_suite() {
-    return suite_of("oom", {requests_keep_whole_texts_or_none, empty_tokens_take_no_memory, urls_are_whole_or_null,
-                            options_that_cannot_be_copied_are_null, hulls_that_stop_say_so_and_can_be_emptied,
-                            lists_of_names_keep_what_they_have, walks_and_parents_end_with_their_result,
-                            curves_abort_without_scratch_memory, matrices_say_what_failed,
-                            resamplers_keep_the_table_they_have});
 }
