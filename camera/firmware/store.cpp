@@ -2,6 +2,7 @@
 #include "store.hpp"
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -68,7 +69,10 @@ const std::string &folder() {
             throw trouble{"CAMERA_STATE names no folder"};
         if (mkdirp(given) != 0)
             fail(given);
-        return std::string(given) + "/";
+        char absolute[PATH_MAX];
+        if (!realpath(given, absolute))
+            fail(given);
+        return std::string(absolute) + "/";
     }();
     return path;
 }
@@ -116,6 +120,16 @@ void write(const std::string &name, std::string_view content) {
     if (rename(beside.c_str(), path.c_str()) != 0)
         give_up(beside);
     synchronise_folder_of(path);
+}
+
+void make_folder(const std::string &name) {
+    const std::string path = folder() + name;
+    if (is_dir(path.c_str()))
+        return;
+    if (mkdirp(path.c_str()) != 0)
+        fail(path);
+    synchronise_folder_of(path);
+    synchronise_folder_of(path.substr(0, path.rfind('/')));
 }
 
 bool remove(const std::string &name) {

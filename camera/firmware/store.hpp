@@ -29,6 +29,8 @@ public:
 // A file's content; nothing where there is none. Names are the programs' own, never a request's.
 std::optional<std::string> read(const std::string &name);
 void write(const std::string &name, std::string_view content);
+// A folder within, made where it's missing.
+void make_folder(const std::string &name);
 // Says whether there was such a file.
 bool remove(const std::string &name);
 

@@ -1,0 +1,82 @@
+// The colours of a view, and the hull around them.
+//
+//   GET /api/gamut      a view, [points]: the hull as JSON
+//   GET /api/gamut/off  the same as an OFF file
+#include "eye.hpp"
+#include "store.hpp"
+#include <fcntl.h>
+#include <map>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <vela/cpp/hull.hpp>
+
+namespace {
+
+using web::exchange;
+using web::refusal;
+
+// So many pixels, evenly over the picture.
+std::vector<uint8_t> sample(const picture::frame &seen, size_t points) {
+    const size_t all = seen.pixels.size() / 3;
+    points = std::min(points, all);
+    std::vector<uint8_t> pixels;
+    for (size_t i = 0; i < points; ++i) {
+        const auto from = seen.pixels.begin() + static_cast<ptrdiff_t>(3 * (i * all / points));
+        pixels.insert(pixels.end(), from, from + 3);
+    }
+    return pixels;
+}
+
+void send_json(const exchange &one, const vela::hull &colours, size_t samples) {
+    std::map<const chull_vertex *, size_t> numbers;
+    web::json::array vertices, faces;
+    for (const chull_vertex &each : colours.vertices()) {
+        const auto p = vela::point_of(each);
+        numbers.emplace(&each, numbers.size());
+        vertices.raw("[" + std::to_string(p.x) + "," + std::to_string(p.y) + "," + std::to_string(p.z) + "]");
+    }
+    for (const chull_face &each : colours.faces())
+        faces.raw("[" + std::to_string(numbers[each.vert[0]]) + "," + std::to_string(numbers[each.vert[1]]) + "," +
+                  std::to_string(numbers[each.vert[2]]) + "]");
+    one.json(web::json::object()
+                 .add("samples", static_cast<double>(samples))
+                 .raw("vertices", vertices.text())
+                 .raw("faces", faces.text())
+                 .add("volume", colours.volume() / (255.0 * 255.0 * 255.0), 6)
+                 .text());
+}
+
+// The file is one of memory.
+void send_off(const exchange &one, vela::hull &colours) {
+    const int file = memfd_create("hull", MFD_CLOEXEC);
+    std::string body;
+    if (file >= 0 && colours.write_off(("/proc/self/fd/" + std::to_string(file)).c_str())) {
+        char buffer[4096];
+        for (ssize_t got; (got = pread(file, buffer, sizeof buffer, static_cast<off_t>(body.size()))) > 0;)
+            body.append(buffer, static_cast<size_t>(got));
+    }
+    if (file >= 0)
+        close(file);
+    if (body.empty())
+        throw store::trouble{"the hull can't be written"};
+    one.answer("text/plain; charset=utf-8", body, "Content-Disposition: attachment; filename=\"colours.off\"\r\n");
+}
+
+void handle(exchange &one) {
+    one.refuse_post();
+    const bool off = one.path() == "/off";
+    if (!off)
+        one.refuse_path();
+    const sight what = read_sight(one);
+    const auto points = static_cast<size_t>(one.whole("points", 16, 4096, 1024));
+    eye sensor;
+    const std::vector<uint8_t> pixels = sample(sensor.look(what, state::now(), eye::marks::none), points);
+    auto colours = vela::hull::of_pixels(pixels);
+    if (!colours)
+        throw refusal{409, "the colours of this view have no volume"};
+    off ? send_off(one, *colours) : send_json(one, *colours, pixels.size() / 3);
+}
+
+} // namespace
+
+int main() { return web::run(handle); }
