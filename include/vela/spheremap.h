@@ -15,13 +15,14 @@
  * The way to the screen looks sines up in tables of a sixteenth of a degree, so it is the coarser one. Pixels between
  * it and the exact formula at 1920 x 1080, over two million directions on the screen for each field of view:
  *
- * | field of view (degrees) | 90 | 60 | 30 | 10 |  5 |   2 |
- * |-------------------------|---:|---:|---:|---:|---:|----:|
- * | mean                    |  3 |  3 |  6 | 14 | 27 |  65 |
- * | worst                   |  7 |  9 | 16 | 45 | 90 | 219 |
+ * | field of view (degrees) | 120 | 90 | 60 | 30 | 10 |  5 |   2 |   1 |
+ * |-------------------------|----:|---:|---:|---:|---:|---:|----:|----:|
+ * | mean                    |   2 |  3 |  3 |  6 | 14 | 27 |  65 | 119 |
+ * | worst                   |   6 |  7 |  9 | 16 | 45 | 90 | 224 | 420 |
  *
- * In a narrow view what moves stands still, then jumps: at 2 degrees by 107 pixels. Where that shows, compute the
- * formula of smap_sphere_pt_to_screen_pt() in double. The way back is exact to a Q10 degree in pan and in tilt.
+ * In a narrow view what moves stands still, then jumps: at 2 degrees by 107 pixels. Where that shows, take
+ * vela::overlay::view of <vela/overlay.hpp>, or compute the formula of smap_sphere_pt_to_screen_pt() in double. The way
+ * back is exact to a Q10 degree in pan and in tilt.
  *
  * All angles are Q10 degrees (degrees x 1024; a full turn is 368640). Screen positions are pixels from the upper left
  * corner; positions off the screen are ordinary values. All records and arrays are the caller's: nothing is allocated
