@@ -3,30 +3,11 @@
 // does not change the body.
 #include "../tests/models/chull.hpp"
 #include "fuzz.hpp"
-#include <cstdlib>
-#include <span>
 #include <vela/cpp/hull.hpp>
 
+using model::hull;
+
 namespace {
-
-struct hull {
-    chull_ctx *ctx = nullptr;
-
-    hull() { assert(alloc_chull(&ctx) == 0); }
-    hull(const hull &) = delete;
-    ~hull() {
-        free_chull(ctx);
-        std::free(ctx);
-    }
-    int32_t get(std::span<const model::point> points, bool in_steps = false) const {
-        std::vector<uint8_t> axes[3];
-        for (const model::point &p : points)
-            for (size_t k = 0; k < 3; ++k)
-                axes[k].push_back(static_cast<uint8_t>(p[k]));
-        const auto get = in_steps ? model::get_in_steps : get_chull;
-        return get(axes[0].data(), axes[1].data(), axes[2].data(), static_cast<int32_t>(points.size()), ctx);
-    }
-};
 
 void compare_answers(const hull &h, const model::point &p) {
     uint32_t least = UINT32_MAX, most = 0;
@@ -56,11 +37,11 @@ int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     std::vector<size_t> calls = {data.ConsumeIntegralInRange<size_t>(1, 60)};
     for (int more = data.ConsumeIntegralInRange(0, 2); more > 0; --more)
         calls.push_back(data.ConsumeIntegralInRange<size_t>(1, 40));
-    std::vector<model::point> given;
+    model::cloud given;
     const hull fast, stepped;
     bool complete = true;
     for (const size_t count : calls) {
-        std::vector<model::point> points;
+        model::cloud points;
         while (data.remaining_bytes() >= 3 && points.size() < count) {
             const auto next = [&]() -> int32_t { return data.ConsumeIntegral<uint8_t>() & mask; };
             points.push_back({next(), next(), next()});
@@ -69,7 +50,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
             break;
         complete = fast.get(points) == 0;
         assert((stepped.get(points, true) == 0) == complete);
-        assert(model::content(fast.ctx) == model::content(stepped.ctx));
+        assert(fast.content() == stepped.content());
         given.insert(given.end(), points.begin(), points.end());
     }
     if (given.empty() || !complete)

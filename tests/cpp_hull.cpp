@@ -128,31 +128,6 @@ TEST(distant_points_are_outside_and_have_no_distance) {
         }
 }
 
-// In a box, every point; what is outside of it is outside the hull.
-TEST(membership_is_right_for_every_point_of_a_box) {
-    constexpr int from = 90, size = 24;
-    for (uint32_t seed = 0; seed < 12; ++seed) {
-        // Few points of a small box give flat and thin bodies, with columns that pass between two points.
-        const int extent = seed % 3 == 0 ? 4 : size;
-        const auto made = vela::hull::of_pixels(cloud(seed, 4 + static_cast<int>(seed) * 6, from, extent, seed % 2));
-        if (!made)
-            continue;
-        const auto known = made->membership();
-        for (int x = from - 1; x <= from + size; ++x)
-            for (int y = from - 1; y <= from + size; ++y)
-                for (int z = from - 1; z <= from + size; ++z) {
-                    const bool inside = is_inside(*made, x, y, z);
-                    ck_assert_msg(known->contains(static_cast<uint8_t>(x), static_cast<uint8_t>(y),
-                                                  static_cast<uint8_t>(z)) == inside,
-                                  "hull %u: (%d, %d, %d) is not %d", seed, x, y, z, inside);
-                }
-        size_t columns = 0;
-        for (int i = 0; i < 65536; ++i)
-            columns += !(*known)(static_cast<uint8_t>(i >> 8), static_cast<uint8_t>(i)).empty();
-        ck_assert_uint_le(columns, static_cast<size_t>(extent * extent));
-    }
-}
-
 // In the whole space, the ends of every column, and a point of every column that is empty.
 TEST(membership_is_right_at_both_ends_of_every_column) {
     bytes cube;

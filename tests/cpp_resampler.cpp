@@ -13,20 +13,12 @@ namespace {
 using model::samples;
 using vela::resampler;
 
-samples noise(size_t count, uint32_t seed) {
-    generator random{seed};
-    samples made(count);
-    for (int16_t &sample : made)
-        sample = static_cast<int16_t>(random.word());
-    return made;
-}
-
 constexpr uint32_t kRates[][2] = {{8000, 48000}, {48000, 44100}, {8000, 44100}, {16000, 8000}, {1, 300}, {7, 1}};
 
 } // namespace
 
 TEST(packets_of_any_size_lose_nothing) {
-    const samples input = noise(3000, 1);
+    const samples input = noise<int16_t>(3000, 1);
     for (const auto &[out_rate, in_rate] : kRates)
         for (const uint32_t lobes : {1U, 2U, 5U})
             for (const int longest : {1, 7, 200, 3000}) {
@@ -63,7 +55,7 @@ TEST(a_pulse_arrives_after_the_latency) {
 TEST(a_flush_makes_what_was_late_and_begins_anew) {
     for (const auto &[out_rate, in_rate] : kRates) {
         auto made = resampler::make(out_rate, in_rate, vela::resampler_kernel::lanczos2);
-        const samples input = noise(2000, 2);
+        const samples input = noise<int16_t>(2000, 2);
         samples out, again;
         for (samples *each : {&out, &again}) {
             made->push(input, *each);
@@ -81,7 +73,7 @@ TEST(a_flush_makes_what_was_late_and_begins_anew) {
 
 TEST(what_does_not_fit_is_refused_and_changes_nothing) {
     auto made = resampler::make(16000, 8000, vela::resampler_kernel::bilinear);
-    const samples input = noise(10, 3);
+    const samples input = noise<int16_t>(10, 3);
     samples out(20), few(19);
     ck_assert(!made->push(input, std::span(few)).has_value());
     ck_assert(few == samples(19));
@@ -97,7 +89,7 @@ TEST(what_does_not_fit_is_refused_and_changes_nothing) {
 }
 
 TEST(channels_are_converted_each_by_itself) {
-    const samples left = noise(500, 6), right = noise(500, 7);
+    const samples left = noise<int16_t>(500, 6), right = noise<int16_t>(500, 7);
     samples frames, out;
     for (size_t i = 0; i < 500; ++i)
         frames.insert(frames.end(), {left[i], right[i]});
@@ -118,22 +110,4 @@ TEST(channels_are_converted_each_by_itself) {
             ck_assert_int_eq(out[2 * i + channel], expected[i]);
     }
     ck_assert(!vela::interleaved_resampler::make(0, one).has_value());
-}
-
-TEST(sixteen_lobes_are_flat_to_3700_hz_and_stop_5000) {
-    constexpr double pi = 3.141592653589793;
-    for (const int frequency : {100, 1000, 2000, 3000, 3400, 3700, 5000, 6000, 7000}) {
-        auto made = resampler::with_lobes(8000, 48000, 16);
-        samples in(48000), out;
-        for (size_t i = 0; i < in.size(); ++i)
-            in[i] = static_cast<int16_t>(
-                std::lround(30000 * std::sin(2 * pi * frequency * static_cast<double>(i) / 48000)));
-        made->push(in, out);
-        double power = 0;
-        for (size_t i = 1000; i < out.size(); ++i)
-            power += std::pow(out[i] / 30000.0, 2) * 2 / 7000;
-        const double level = 10 * std::log10(power);
-        if (frequency <= 3700 ? std::fabs(level) > 0.2 : level > -64)
-            ck_abort_msg("%d Hz: %.2f dB", frequency, level);
-    }
 }

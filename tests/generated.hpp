@@ -4,6 +4,7 @@
 #include <bit>
 #include <check.h>
 #include <cstdint>
+#include <vector>
 
 struct generator {
     uint32_t state;
@@ -14,6 +15,15 @@ struct generator {
     }
     int32_t below(uint32_t limit) { return static_cast<int32_t>(static_cast<uint32_t>(word()) % limit); }
 };
+
+// So many numbers, the same for the same seed.
+template <class Integer>
+std::vector<Integer> noise(size_t count, uint32_t seed) {
+    std::vector<Integer> made(count);
+    for (generator random{seed}; Integer & number : made)
+        number = static_cast<Integer>(random.word());
+    return made;
+}
 
 struct digest {
     uint64_t value = 0;

@@ -66,8 +66,9 @@ struct registered_test : TTest {
     static void name(int)
 
 // The tests of NAME.cpp, once for each vector unit of this machine, in a case of the unit's name.
-inline Suite *suite_of(const std::string &name) {
-    Suite *suite = suite_create(name.c_str());
+inline Suite *suite_of(const char *name) {
+    Suite *suite = suite_create(name); // which keeps it
+    const std::string file = std::string("/") + name + ".cpp";
     for (const units::unit &unit : units::all) {
         if (!unit.is_here())
             continue;
@@ -75,7 +76,7 @@ inline Suite *suite_of(const std::string &name) {
         tcase_set_timeout(cases, 60);
         tcase_add_checked_fixture(cases, unit.use, nullptr);
         for (const TTest *test : all_tests)
-            if (std::string_view(test->file).ends_with("/" + name + ".cpp"))
+            if (std::string_view(test->file).ends_with(file))
                 tcase_add_test(cases, test);
         suite_add_tcase(suite, cases);
     }
@@ -85,4 +86,4 @@ inline Suite *suite_of(const std::string &name) {
 // Files that still list their tests.
 #undef START_TEST
 #define START_TEST(name) TEST(name)
-inline Suite *suite_of(const char *name, std::initializer_list<void (*)(int)>) { return suite_of(std::string(name)); }
+inline Suite *suite_of(const char *name, std::initializer_list<void (*)(int)>) { return suite_of(name); }

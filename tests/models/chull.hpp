@@ -2,8 +2,11 @@
 // predicates, in which every quantity is taken in full and then cut to its width.
 #pragma once
 
+#undef NDEBUG
 #include <array>
+#include <cassert>
 #include <cstdint>
+#include <cstdlib>
 #include <initializer_list>
 #include <map>
 #include <string>
@@ -59,6 +62,27 @@ inline int32_t get_in_steps(const uint8_t *xs, const uint8_t *ys, const uint8_t 
         return 1;
     return ConstructHull(hull);
 }
+
+using cloud = std::vector<point>;
+
+// A hull that is released at its end.
+struct hull {
+    chull_ctx *ctx = nullptr;
+
+    hull() { assert(alloc_chull(&ctx) == 0); }
+    explicit hull(const cloud &points) : hull() { assert(get(points) == 0); }
+    hull(const hull &) = delete;
+    ~hull() { free_chull(ctx), std::free(ctx); }
+    int32_t get(const cloud &points, bool in_steps = false) const {
+        std::vector<uint8_t> axes[3];
+        for (const point &p : points)
+            for (size_t k = 0; k < 3; ++k)
+                axes[k].push_back(static_cast<uint8_t>(p[k]));
+        return (in_steps ? get_in_steps : get_chull)(axes[0].data(), axes[1].data(), axes[2].data(),
+                                                     static_cast<int32_t>(points.size()), ctx);
+    }
+    std::string content() const { return model::content(ctx); }
+};
 
 // Products and sums of these keep the low 64 bits of the true ones.
 constexpr uint64_t wide(int32_t value) { return static_cast<uint64_t>(int64_t{value}); }
