@@ -20,6 +20,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup base64
+ *  @{ */
+
 /**
  * The length of encoded text.
  *
@@ -89,6 +92,7 @@ VELA_NODISCARD uint32_t base64_decode(const char *src, uint32_t len, void *dst, 
  */
 void base64_decode_table_gen(void);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

@@ -41,6 +41,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup cgi
+ *  @{ */
+
 /** What a cgi_request owns. */
 typedef struct cgi_private cgi_private;
 
@@ -169,6 +172,7 @@ void cgi_error(cgi_request *cgi, int32_t status, const char *format, ...) __attr
 void cgi_verror(cgi_request *cgi, int32_t status, const char *format, va_list args)
     __attribute__((format(printf, 3, 0)));
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

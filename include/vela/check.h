@@ -22,6 +22,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup check
+ *  @{ */
+
 /** The framework's own types, only declared here, so that its functions are passed without casts. */
 struct Suite;
 struct SRunner;
@@ -68,6 +71,7 @@ void __vela_check_add_suite_if_enabled(struct SRunner **runner_slot, const char 
  */
 void __vela_check_destroy_cfg(vela_check_config *config);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

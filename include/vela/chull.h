@@ -35,6 +35,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup chull
+ *  @{ */
+
 typedef struct chull_vertex chull_vertex;
 typedef struct chull_edge chull_edge;
 typedef struct chull_face chull_face;
@@ -465,6 +468,7 @@ VELA_NODISCARD int32_t chull_to_file(chull_ctx *hull, const char *path);
 
 /** @} */
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

@@ -35,6 +35,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup cmdline
+ *  @{ */
+
 /** What a cmdline_option::flags can hold. With both bits set, CMDLINE_OPTIONAL rules; other bits are ignored. */
 enum {
     CMDLINE_REQUIRED = 1, /**< the option takes a value that must be present */
@@ -95,6 +98,7 @@ void cmdline_usage(const cmdline_option *options, const char *program_name, cons
  */
 void cmdline_print(int32_t argc, char **argv, int32_t first);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

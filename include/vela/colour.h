@@ -21,6 +21,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup colour
+ *  @{ */
+
 /**
  * @name Coefficient matrices
  *
@@ -76,6 +79,7 @@ void yccbt709_to_srgb(const uint8_t *src, uint8_t *dst, uint32_t count); /**< BT
  */
 void cyc422_to_srgb(const uint8_t *src, uint32_t width, uint32_t height, uint32_t stride, uint8_t *dst);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

@@ -21,6 +21,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup filesystem
+ *  @{ */
+
 /** What walk_dir() visits. Files of every type but directories and symbolic links are always candidates. */
 enum {
     WALK_RECURSE = 1, /**< descend into subdirectories */
@@ -106,6 +109,7 @@ VELA_NODISCARD int32_t add_to_names(name_list *list, const char *name);
  */
 VELA_NODISCARD int32_t walk_dir(const char *dir, const char *pattern, int32_t flags, char ***result);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

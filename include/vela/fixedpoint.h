@@ -20,6 +20,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup fixedpoint
+ *  @{ */
+
 /**
  * Sines in Q12, 16 per degree: entry i is 4096 x sin(i / 16 degrees) truncated, for 0 to 90 degrees. Entry 480 (30
  * degrees) is 2047, since the product evaluated in double precision falls just short of 2048.
@@ -92,6 +95,7 @@ int32_t reciprocal(int32_t a, uint32_t bits);
 /** Bit length, 0 to 32: the exponent of the smallest power of two greater than x (4 gives 3). */
 uint8_t ceil_log2(uint32_t x);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

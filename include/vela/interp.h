@@ -25,6 +25,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup interp
+ *  @{ */
+
 /** Methods, as four-character codes. */
 enum {
     INTERP_LINE = 0x656E694C, /**< "Line": line segments */
@@ -122,6 +125,7 @@ uint32_t spline_c(const interp_curve *curve, int32_t *y2);
  */
 void spline_float(const interp_curve *curve, float *y2);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

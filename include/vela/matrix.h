@@ -27,6 +27,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup matrix
+ *  @{ */
+
 /** A dense matrix: element (i, j), counted from 0, is `data[i * cols + j]`. */
 typedef struct fmatrix {
     int32_t rows; /**< number of rows */
@@ -222,6 +225,7 @@ VELA_NODISCARD int32_t polyfit2D(const uint16_t *xs, const uint16_t *ys, const f
  */
 float poly2D_value(float x, float y, const float *coeffs);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

@@ -38,6 +38,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup resample
+ *  @{ */
+
 /**
  * Interpolation kernels. Any other tag, a mistyped one too, means RESAMPLE_BILI.
  *
@@ -176,6 +179,7 @@ void resample_mono(resample_state *state, const void *in, uint32_t *in_count, vo
  */
 void resample_test(resample_state *state, const int16_t *in, uint32_t *in_count, int16_t *out, uint32_t *out_count);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

@@ -40,6 +40,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup spheremap
+ *  @{ */
+
 /** A position on the sphere, in Q10 degrees. */
 typedef struct smap_sphere_pt {
     int32_t pan;  /**< canonically 0 to 368639 */
@@ -164,6 +167,7 @@ void smap_print_screen_poly(const smap_screen_poly *poly);
 /** Prints an empty line, and for each point "i = %2d, pan = %6.6f, tilt = %6.6f" in degrees, to the standard output. */
 void smap_print_sphere_poly(const smap_sphere_poly *poly);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

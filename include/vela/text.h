@@ -20,6 +20,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup text
+ *  @{ */
+
 /**
  * The hexadecimal digit of a value.
  *
@@ -101,6 +104,7 @@ uint32_t chunk_split_len(const void *src, uint32_t len, uint32_t chunk);
  */
 VELA_NODISCARD int32_t chunk_split(const void *src, uint32_t len, void *dst, uint32_t dst_size, uint32_t chunk);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

@@ -33,6 +33,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup time
+ *  @{ */
+
 /**
  * Reads the current time (UTC, since 1970) with gettimeofday().
  *
@@ -92,6 +95,7 @@ void time_add_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_ad
  */
 int32_t time_compare(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_compare);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

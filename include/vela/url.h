@@ -19,6 +19,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup url
+ *  @{ */
+
 /** What a url_record owns. */
 typedef struct url_private url_private;
 
@@ -120,6 +123,7 @@ VELA_NODISCARD int32_t inet_parse_mac(const char *text, uint8_t *mac);
  */
 int32_t inet_strfmac(const uint8_t *mac, char *text);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

@@ -33,6 +33,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/** @addtogroup uuid
+ *  @{ */
+
 /**
  * Fills a buffer with random bytes. They come from one read of the device, or all from the fallback.
  *
@@ -146,6 +149,7 @@ int32_t uuid_sprintf(char *text, const char *format, const uint8_t *uuid);
  */
 int32_t uuid_sprint(char *text, const uint8_t *uuid);
 
+/** @} */
 #pragma GCC visibility pop
 #ifdef __cplusplus
 }

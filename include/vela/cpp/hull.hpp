@@ -51,8 +51,11 @@ constexpr std::int32_t ceiling_of_quotient(std::int32_t a, std::int32_t positive
 
 /** A point of 8-bit space, or beside it. */
 struct hull_point {
-    std::int32_t x, y, z;
+    std::int32_t x; /**< first coordinate */
+    std::int32_t y; /**< second */
+    std::int32_t z; /**< third */
 
+    /** Whether they are the same point. */
     friend bool operator==(const hull_point &, const hull_point &) = default;
 };
 
@@ -104,9 +107,9 @@ public:
     /** The records from a list's head on; none for null. */
     explicit hull_records(const Record *head) noexcept : head_(head) {}
 
-    [[nodiscard]] iterator begin() const noexcept { return iterator(head_); }
-    [[nodiscard]] iterator end() const noexcept { return iterator(); }
-    [[nodiscard]] bool empty() const noexcept { return !head_; }
+    [[nodiscard]] iterator begin() const noexcept { return iterator(head_); } /**< at the list's head */
+    [[nodiscard]] iterator end() const noexcept { return iterator(); }        /**< behind the last record */
+    [[nodiscard]] bool empty() const noexcept { return !head_; }              /**< whether there are none */
 
 private:
     const Record *head_;
@@ -125,9 +128,12 @@ class hull_membership {
 public:
     /** The points of a column that lie inside: those with `lowest` <= z <= `highest`; none where `lowest` is above. */
     struct column {
-        std::uint8_t lowest, highest;
+        std::uint8_t lowest;  /**< the least z inside */
+        std::uint8_t highest; /**< the greatest */
 
+        /** Whether no point is inside. */
         [[nodiscard]] bool empty() const noexcept { return lowest > highest; }
+        /** Whether the point with this z is inside. */
         [[nodiscard]] bool contains(std::uint8_t z) const noexcept { return lowest <= z && z <= highest; }
     };
 
@@ -246,7 +252,8 @@ class hull {
 public:
     /** Squared distances from a point to the faces. */
     struct squared_distances {
-        std::uint32_t nearest, farthest;
+        std::uint32_t nearest;  /**< to the nearest face */
+        std::uint32_t farthest; /**< to the farthest */
     };
 
     /**

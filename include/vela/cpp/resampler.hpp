@@ -191,7 +191,7 @@ public:
 
     /** The record, for the functions of vela/resample.h. */
     [[nodiscard]] resample_state *get() { return record.get(); }
-    [[nodiscard]] const resample_state *get() const { return record.get(); }
+    [[nodiscard]] const resample_state *get() const { return record.get(); } /**< the same, to be read */
 
     /** Hands over the record, which resample_free() then releases. */
     [[nodiscard]] resample_state *release() { return record.release(); }

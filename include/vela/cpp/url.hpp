@@ -198,7 +198,10 @@ class query {
 public:
     /** A name with its value, empty where there was no "=". */
     struct parameter {
-        std::string name, value;
+        std::string name;  /**< decoded */
+        std::string value; /**< decoded */
+
+        /** Whether names and values are the same. */
         [[nodiscard]] friend bool operator==(const parameter &, const parameter &) = default;
     };
 

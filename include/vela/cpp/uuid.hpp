@@ -142,8 +142,8 @@ private:
 
 } // namespace vela
 
-/** UUIDs as keys of unordered containers. The bytes are taken as they are, since those of random UUIDs are spread well.
- */
+/** @cond */
+// UUIDs as keys of unordered containers.
 template <>
 struct std::hash<vela::uuid> {
     [[nodiscard]] size_t operator()(const vela::uuid &one) const noexcept {
@@ -153,3 +153,4 @@ struct std::hash<vela::uuid> {
         return static_cast<size_t>(mixed ^ mixed >> 32);
     }
 };
+/** @endcond */
