@@ -17,6 +17,8 @@
 #include <vela/cpp/matrix.hpp>
 #include <vela/cpp/owner.hpp>
 #include <vela/cpp/resampler.hpp>
+#include <vela/cpp/timestamp.hpp>
 #include <vela/cpp/url.hpp>
 #include <vela/cpp/uuid.hpp>
+#include <vela/cpp/walk.hpp>
 #include <vela/overlay.hpp>
