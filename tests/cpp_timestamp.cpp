@@ -9,8 +9,7 @@ using vela::timestamp;
 
 static_assert(sizeof(timestamp) == sizeof(timeval));
 
-START_TEST(times_are_balanced_moved_and_compared_like_their_microseconds)
-{
+TEST(times_are_balanced_moved_and_compared_like_their_microseconds) {
     const int64_t rows[] = {
         0, 1, -1, 999999, 1000000, -1000000, -1000001, 86400000000, -2147483648000000, 2147483647999999};
     for (const int64_t a : rows) {
@@ -32,18 +31,10 @@ START_TEST(times_are_balanced_moved_and_compared_like_their_microseconds)
         }
     }
 }
-END_TEST
 
-START_TEST(now_is_what_the_system_clock_says)
-{
+TEST(now_is_what_the_system_clock_says) {
     const auto now = timestamp::now();
     ck_assert(now.has_value());
     const auto apart = std::chrono::system_clock::now() - now->to_sys_time();
     ck_assert(-1s < apart && apart < 60s);
-}
-END_TEST
-
-Suite *cpp_timestamp_suite() {
-    return suite_of("cpp_timestamp",
-                    {times_are_balanced_moved_and_compared_like_their_microseconds, now_is_what_the_system_clock_says});
 }

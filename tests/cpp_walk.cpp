@@ -42,8 +42,7 @@ std::string listed(const walk &found) {
 
 } // namespace
 
-START_TEST(a_walk_finds_what_its_flags_name)
-{
+TEST(a_walk_finds_what_its_flags_name) {
     const folder here;
     const std::pair<walk_flags, const char *> rows[] = {
         {walk_flags::none, "./a "},
@@ -58,10 +57,8 @@ START_TEST(a_walk_finds_what_its_flags_name)
         assert_text_eq(listed(*found), names);
     }
 }
-END_TEST
 
-START_TEST(nothing_found_is_another_thing_than_trouble)
-{
+TEST(nothing_found_is_another_thing_than_trouble) {
     const folder here;
     const auto none = walk::make(".", "x$");
     ck_assert(none && none->is_complete() && none->empty() && none->begin() == none->end() && !none->get());
@@ -73,10 +70,8 @@ START_TEST(nothing_found_is_another_thing_than_trouble)
          {std::pair(""s + '\0', ""s), {".", "("}, {".", "a"s + '\0'}, {std::string(4095, 'd'), ""}})
         ck_assert(!walk::make(dir, pattern));
 }
-END_TEST
 
-START_TEST(a_list_moves_and_is_handed_over)
-{
+TEST(a_list_moves_and_is_handed_over) {
     const folder here;
     auto found = walk::make(".", "/[al]$", walk_flags::links);
     walk moved = std::move(*found);
@@ -86,10 +81,4 @@ START_TEST(a_list_moves_and_is_handed_over)
     for (char **name = list; *name; ++name)
         std::free(*name);
     std::free(list);
-}
-END_TEST
-
-Suite *cpp_walk_suite() {
-    return suite_of("cpp_walk", {a_walk_finds_what_its_flags_name, nothing_found_is_another_thing_than_trouble,
-                                 a_list_moves_and_is_handed_over});
 }

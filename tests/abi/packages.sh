@@ -1,6 +1,6 @@
 #!/bin/sh
 # Others take the library in: what the preset for it alone builds is installed, moved, and serves the README's first
-# program through pkg-config, through CMake and as a static archive under another C library; and the source serves as a
+# programs through pkg-config, through CMake and as a static archive under another C library; and the source serves as a
 # subdirectory of a project without a build type.
 # usage: packages.sh SOURCE-DIR CMAKE-GENERATOR
 set -eu
@@ -29,6 +29,7 @@ runs() {
 mkdir "$work/consumer"
 cp "$source/tests/abi/consumer.cmake" "$work/consumer/CMakeLists.txt"
 sed -n '/^```c$/,/^```$/p' "$source/README.md" | sed '1d;$d' >"$work/consumer/first.c"
+sed -n '/^```cpp$/,/^```$/p' "$source/README.md" | sed '1d;$d' >"$work/hello.cpp"
 sed 's/NULL/nullptr/g' "$work/consumer/first.c" >"$work/consumer/first.cpp"
 
 cd "$source"
@@ -55,6 +56,10 @@ quietly cc -std=c11 "$work/consumer/first.c" $flags -o "$work/c11"
 quietly c++ -std=c++17 "$work/consumer/first.cpp" $flags -o "$work/c++17"
 runs env LD_LIBRARY_PATH="$libraries" "$work/c11"
 runs env LD_LIBRARY_PATH="$libraries" "$work/c++17"
+
+quietly c++ -std=c++20 "$work/hello.cpp" $flags -o "$work/hello"
+said=$(LD_LIBRARY_PATH=$libraries REQUEST_METHOD=GET QUERY_STRING='name=a%22b' "$work/hello" | tail -n 1)
+[ "$said" = '{"hello": "a\"b"}' ] || fail "the README's program in C++ says: $said"
 
 # All of the archive, so that nothing of it is missing there.
 quietly musl-gcc -std=c11 -static "$work/consumer/first.c" -I"$prefix/include" \
