@@ -13,7 +13,7 @@ constexpr vela::sample_format kFormats[] = {vela::sample_format::little_endian, 
 
 int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     fuzz::source data(bytes, size);
-    const auto rate = [&] { return data.ConsumeIntegralInRange<uint32_t>(1, 60); };
+    const auto rate = [&] { return data.ConsumeIntegralInRange<uint32_t>(1, 24); };
     const uint32_t out_rate = rate(), in_rate = rate(), lobes = data.ConsumeIntegralInRange<uint32_t>(1, 5);
     const auto from = data.PickValueInArray(kFormats), to = data.PickValueInArray(kFormats);
     fuzz::cuts cuts(data);

@@ -16,7 +16,7 @@ static_assert(!std::is_copy_constructible_v<walk>);
 namespace {
 
 struct folder {
-    char root[32] = "/tmp/vela-walk-XXXXXX";
+    char root[32] = "/tmp/walk-XXXXXX";
 
     folder() {
         ck_assert_ptr_nonnull(mkdtemp(root));
