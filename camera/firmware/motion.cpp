@@ -16,6 +16,12 @@ constexpr double kAccelerations[3] = {140, 110, 4.0}; // a second, a second
 // The place nearest to the axis' own that means the same direction.
 double nearest_turn(double pan, double from) { return from + std::remainder(pan - from, 360); }
 
+// The whole turns, in degrees, by which the limits nearest to a place are counted further; it may lie beside them.
+double turns_before(const limits &allowed, double pan) {
+    const double inside = within(allowed, {{pan, 0, 0}}).axis[0];
+    return nearest_turn(inside, pan) - inside;
+}
+
 } // namespace
 
 double seconds_between(const timeval &from, const timeval &to) {
@@ -153,10 +159,8 @@ plan move_to(const plan &current, const timeval &now, const position &target, co
     // With stops on the way round, the way may not be the shorter one.
     if (allowed.all_round())
         wanted.axis[0] = nearest_turn(wanted.axis[0], states[0].place);
-    else {
-        const double from = within(allowed, {{states[0].place, 0, 0}}).axis[0];
-        wanted.axis[0] += states[0].place - from;
-    }
+    else
+        wanted.axis[0] += turns_before(allowed, states[0].place);
     for (size_t i = 0; i < 3; ++i)
         result.axes[i] = course::to(states[i], wanted.axis[i], kFastest[i], kAccelerations[i]);
     return result;
@@ -171,7 +175,7 @@ plan drive(const plan &current, const timeval &now, const std::array<double, 3> 
     const double slower = std::clamp(std::exp2(states[2].place) / 60, 0.04, 1.0);
     const double scale[3] = {slower, slower, 1};
     const double span = std::fmod(allowed.right - allowed.left + 720, 360);
-    const double base = states[0].place - (within(allowed, {{states[0].place, 0, 0}}).axis[0] - allowed.left);
+    const double base = allowed.left + turns_before(allowed, states[0].place);
     const double low[3] = {allowed.all_round() ? -1e9 : base, allowed.low, std::log2(kNarrowest)};
     const double high[3] = {allowed.all_round() ? 1e9 : base + span, allowed.high, std::log2(kWidest)};
     for (size_t i = 0; i < 3; ++i) {

@@ -1,0 +1,26 @@
+#!/bin/sh
+# Load: each program under 16 clients, no request of which may fail; processes and memory before and after.
+# usage: load.sh SECONDS   (CAMERA is the camera's address, SERVER the web server's process)
+set -eu
+memory() { awk '/^VmRSS/ { print $2 }' "/proc/$SERVER/status"; }
+children() { ps -o pid= --ppid "$SERVER" | wc -l; }
+
+before=$(memory)
+for path in ptz mask 'video?width=640&height=360' 'audio?rate=8000&format=ulaw' 'gamut?points=256' \
+    'fit/lens?samples=1,1;500,300;900,700' recordings system; do
+    result=$(ab -q -l -c 16 -t "$1" "$CAMERA/api/$path" 2>&1) || { echo "$result" >&2; exit 1; }
+    echo "$result" | awk -v path="$path" '
+        /^Complete requests/ { complete = $3 }
+        /^Failed requests/ { failed = $3 }
+        /^Non-2xx/ { failed += $3 }
+        /^Requests per second/ { rate = $4 }
+        /^ +99%/ { late = $2 }
+        END {
+            printf "load: %-40s %6d requests, %d failed, %.0f a second, 99 of 100 within %d ms\n", path, complete, failed, rate, late
+            exit failed > 0 || complete == 0
+        }'
+done
+sleep 2
+left=$(children)
+echo "load: server's memory $before to $(memory) KiB, $left programs left"
+[ "$left" -eq 0 ]
