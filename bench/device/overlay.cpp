@@ -1,0 +1,55 @@
+#include "device.hpp"
+#include <cmath>
+#include <vector>
+#include <vela/overlay.hpp>
+
+namespace {
+
+using namespace vela::overlay;
+
+// An octagon about a quarter of the picture high, so that rows are what counts.
+std::vector<direction> octagon() {
+    std::vector<direction> corners;
+    for (int corner = 0; corner < 8; ++corner)
+        corners.push_back({31 + 4.2 * std::cos(corner * 0.785), 11 + 4.2 * std::sin(corner * 0.785)});
+    return corners;
+}
+
+void add_drawing(const char *name, coverage how) {
+    device::add(name, "row", 269, [=] {
+        return [how, shape = std::make_shared<mask>(std::move(*mask::make(octagon())))](unsigned times) {
+            const auto seen = view::make(1920, 1080, {30, 10}, 60);
+            int pixels = 0;
+            while (times--)
+                shape->draw(
+                    *seen, [&](int, int first, int behind) { pixels += behind - first; }, how);
+            if (pixels < 0)
+                std::abort();
+        };
+    });
+}
+
+const device::cases registered([] {
+    add_drawing("overlay::mask::draw", coverage::conservative);
+    add_drawing("overlay::mask::draw/centres", coverage::centres);
+    device::add("overlay::mask::make", "corner", 8, [] {
+        return [corners = octagon()](unsigned times) {
+            while (times--)
+                if (!mask::make(corners))
+                    std::abort();
+        };
+    });
+    device::add("overlay::view::place", "point", 1000, [] {
+        return [](unsigned times) {
+            const auto seen = view::make(1920, 1080, {30, 10}, 60);
+            double sum = 0;
+            while (times--)
+                for (int i = 0; i < 1000; ++i)
+                    sum += seen->place({i * 0.06, i * 0.02})->x;
+            if (std::isnan(sum))
+                std::abort();
+        };
+    });
+});
+
+} // namespace
