@@ -1,25 +1,12 @@
 // Base64 against its model, for texts and bytes of all sorts.
 #include "models/base64.hpp"
 #include "support.hpp"
-#include <random>
 
 using namespace model;
 
 namespace {
 
-std::string random_text(std::mt19937 &random, size_t length, const std::string &characters) {
-    std::string text(length, '\0');
-    for (char &ch : text)
-        ch = characters[random() % characters.size()];
-    return text;
-}
-
-const std::string kAnything = [] {
-    std::string bytes;
-    for (int ch = 0; ch < 256; ++ch)
-        bytes += static_cast<char>(ch);
-    return bytes;
-}();
+const std::string kAnything = any_byte();
 
 // With pieces of any size, and large ones.
 void check_decoding(const std::string &text) {

@@ -1,18 +1,10 @@
 // The strict coders for C++, whole and by pieces, against the model.
 #include "models/strict_base64.hpp"
 #include "support.hpp"
-#include <random>
 
 using namespace model;
 
 namespace {
-
-std::string random_text(std::mt19937 &random, size_t length, std::string_view characters) {
-    std::string text(length, '\0');
-    for (char &ch : text)
-        ch = characters[random() % characters.size()];
-    return text;
-}
 
 void check_strict_decoding(const std::string &text) {
     model::check_strict_decoding(text, [next = std::mt19937(6)]() mutable { return 1 + next() % 40; });

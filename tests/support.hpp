@@ -5,7 +5,8 @@
 #include <check.h>
 #undef fail // a macro that would break the standard headers below
 #include <cstdio>
-#include <initializer_list>
+#include <numeric>
+#include <random>
 #include <string>
 #include <string_view>
 #include <sys/wait.h>
@@ -18,6 +19,20 @@
         const std::string actual_text = (actual), expected_text = (expected);                                          \
         ck_assert_str_eq(actual_text.c_str(), expected_text.c_str());                                                  \
     } while (0)
+
+// All bytes once, in their order.
+inline std::string any_byte() {
+    std::string bytes(256, '\0');
+    std::iota(bytes.begin(), bytes.end(), '\0');
+    return bytes;
+}
+
+inline std::string random_text(std::mt19937 &random, size_t length, std::string_view characters) {
+    std::string text(length, '\0');
+    for (char &ch : text)
+        ch = characters[random() % characters.size()];
+    return text;
+}
 
 // How a process of its own ends that exits with what the action returns.
 template <class Action>
@@ -82,8 +97,3 @@ inline Suite *suite_of(const char *name) {
     }
     return suite;
 }
-
-// Files that still list their tests.
-#undef START_TEST
-#define START_TEST(name) TEST(name)
-inline Suite *suite_of(const char *name, std::initializer_list<void (*)(int)>) { return suite_of(name); }

@@ -1,7 +1,6 @@
 // Percent codes, the components of URLs and MAC addresses, against models and documented figures.
 #include "models/url.hpp"
 #include "support.hpp"
-#include <numeric>
 
 using namespace std::literals;
 
@@ -43,10 +42,8 @@ TEST(documented_codes) {
 // Texts of every length up to some vectors, of all bytes or mostly of those that mean something; every escape.
 TEST(coders_on_generated_text) {
     std::mt19937 random(8);
-    std::string bytes(256, '\0');
-    std::iota(bytes.begin(), bytes.end(), '\0');
     for (uint32_t length = 1; length < 100; ++length)
-        for (const auto &alphabet : {"%"s, "ab%+4"s, "abcdefghijklmnopqrstuvwxyz+%26%g%%0\xff"s, bytes})
+        for (const auto &alphabet : {"%"s, "ab%+4"s, "abcdefghijklmnopqrstuvwxyz+%26%g%%0\xff"s, any_byte()})
             check_coders(random_text(random, length, alphabet), 0, 3 * length + 6);
     for (int pair = 0; pair < 0x10000; ++pair)
         check_coders(std::string{'%', static_cast<char>(pair >> 8), static_cast<char>(pair)}, 4, 4);

@@ -9,18 +9,10 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
-#include <random>
 #include <regex.h>
 #include <string>
 #include <string_view>
 #include <vela/url.h>
-
-inline std::string random_text(std::mt19937 &random, size_t length, std::string_view alphabet) {
-    std::string text(length, '\0');
-    for (char &ch : text)
-        ch = alphabet[random() % alphabet.size()];
-    return text;
-}
 
 inline std::string encoded(std::string_view bytes) {
     std::string text;
