@@ -15,11 +15,6 @@ static_assert(RESAMPLE_ULAW == fourcc("ULAW"));
 
 constexpr uint32_t kBlock = 256; // outputs between the filter and their encoding
 
-// The quotient of what as a rule fits 32 bits, which 32-bit ARM divides in half the time.
-uint64_t divide_mostly_32(uint64_t dividend, uint32_t divisor) {
-    return dividend <= UINT32_MAX ? static_cast<uint32_t>(dividend) / divisor : dividend / divisor;
-}
-
 // What one call does, in samples of its input and output.
 struct call_extent {
     uint32_t outputs = 0;
@@ -27,19 +22,31 @@ struct call_extent {
     uint32_t next_phase;
 
     call_extent(const resample_state &state, uint32_t in_count, uint32_t room) : needed(in_count), consumed(in_count) {
-        const uint32_t L = state.interp_factor, M = state.decim_factor;
-        const uint64_t end = uint64_t{in_count} * L, first = state.phase;
+        const uint64_t end = uint64_t{in_count} * state.interp_factor;
+        const uint64_t to_last_in_room = (room - uint64_t{1}) * state.decim_factor;
+        if (end <= UINT32_MAX) // for 32-bit machines
+            measure(state, static_cast<uint32_t>(end),
+                    static_cast<uint32_t>(std::min<uint64_t>(to_last_in_room, UINT32_MAX)), room);
+        else
+            measure(state, end, to_last_in_room, room);
+    }
+
+private:
+    // From the steps to the end of the input, and those from the first output to the last that there is room for.
+    template <class Steps>
+    [[gnu::always_inline]] void measure(const resample_state &state, Steps end, Steps to_last_in_room, uint32_t room) {
+        const uint32_t L = state.interp_factor, M = state.decim_factor, first = state.phase;
         if (first >= end) {
             next_phase = static_cast<uint32_t>(first - end);
             return;
         }
-        const uint64_t span = end - 1 - first, to_last_in_room = (room - uint64_t{1}) * M;
-        outputs = to_last_in_room <= span ? room : static_cast<uint32_t>(divide_mostly_32(span, M)) + 1;
+        const Steps span = end - 1 - first;
+        outputs = to_last_in_room <= span ? room : static_cast<uint32_t>(span / M) + 1;
 
         // Steps behind the last output: in samples that it doesn't need, and up to the end of its newest one. That
         // stays if it is the next output's as well.
-        const uint64_t behind = span - (outputs - uint64_t{1}) * M;
-        const auto samples = static_cast<uint32_t>(divide_mostly_32(behind, L));
+        const Steps behind = span - (outputs - Steps{1}) * M;
+        const auto samples = static_cast<uint32_t>(behind / L);
         const uint32_t steps = static_cast<uint32_t>(behind) - samples * L;
         const bool stays = M <= steps;
         needed -= samples;
@@ -205,8 +212,8 @@ template <class Make>
 
 // A call from samples that can be computed with where they lie to such samples: what most programs do, and in packets
 // of few outputs.
-[[gnu::noinline]] void convert_in_place(resample_state &state, resample_plan *plan, const int16_t *in,
-                                        const call_extent &extent, int16_t *out) {
+[[gnu::noinline]] void convert_in_place(resample_state &state, resample_plan *plan, const int16_t *in, int16_t *out,
+                                        const call_extent &extent) {
     int16_t window[kWindow];
     if (plan)
         convert_by_rows(state, *plan, window + window_ahead(state.history_len), in, extent.needed, extent.outputs,
@@ -289,7 +296,7 @@ struct conversion {
         const int16_t *const samples = in_place(from, in);
         int16_t *const to_samples = in_place(to, out);
         if (samples && to_samples && !recodes)
-            convert_in_place(state, plan, samples, extent, to_samples);
+            convert_in_place(state, plan, samples, to_samples, extent);
         else
             convert_pieces(plan, recodes, in, extent);
     }
@@ -299,7 +306,8 @@ struct conversion {
 
 void resample_mono(resample_state *state, const void *in, uint32_t *in_count, void *out, uint32_t *out_count,
                    uint32_t in_format, uint32_t out_format) {
-    const sample_format *from = find_format(in_format), *to = find_format(out_format);
+    const sample_format *from = find_format(in_format);
+    const sample_format *to = out_format == in_format ? from : find_format(out_format);
     if (!from || !to)
         return;
     if (!in || !out || *in_count == 0 || *out_count == 0 || state->interp_factor == 0)
