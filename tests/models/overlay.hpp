@@ -249,7 +249,8 @@ void check_mask(const std::vector<direction> &corners, const lens &view, Below &
             const real part = below(1001) / 1000.0L;
             const vec3 p = unit(mixed(1 - part, truth.points[side], part, truth.behind(side)));
             const real x = view.x(p), y = view.y(p);
-            if (dot(p, view.forward) < 0 || !(x > 0 && x < view.width - 1 && y > 0 && y < view.height - 1))
+            // What lies on the rim itself is in front or behind by rounding.
+            if (dot(p, view.forward) < 1e-9L || !(x > 0 && x < view.width - 1 && y > 0 && y < view.height - 1))
                 continue;
             const int column = static_cast<int>(std::lround(x)), row = static_cast<int>(std::lround(y));
             check_pixel(column, row);
