@@ -1,71 +1,71 @@
 // The live picture, and everything that moves the camera.
-const page = Object.fromEntries([...document.querySelectorAll('[id]')].map((one) => [one.id, one]));
+import { element, get, part, post, say, tell } from './server.js';
+import { begin_masks, list_masks } from './masks.js';
 
-const say = (text) => {
-  page.message.textContent = text;
-  page.message.hidden = !text;
-};
+const view = part('view'), picture = part('picture'), message = part('message');
 
-// ---- Requests
-
-let token = '';
-
-async function get(path) {
-  const answer = await fetch(path, { cache: 'no-store' });
-  if (!answer.ok) throw new Error(await answer.text());
-  return answer.json();
-}
-
-async function post(path, fields) {
-  const answer = await fetch(path, {
-    method: 'POST',
-    headers: { 'X-Camera-Token': token },
-    body: new URLSearchParams(fields),
-  });
-  if (!answer.ok) throw new Error(await answer.text());
-  return answer.json();
-}
-
-// Says what went wrong where it belongs: over the picture.
-const tell = (work) => work.then((result) => (say(''), result), (error) => say(error.message.replace(/\s+/g, ' ')));
-
-// ---- The picture
+// ---- The picture. Asking for the state tells whether the camera is there; a picture that stands still wouldn't.
 
 const size = innerWidth > 700 ? 'width=1280&height=720' : 'width=640&height=360';
+const look = () => { picture.src = `/api/video/live?${size}&_=${Date.now()}`; };
 
-function look() {
-  page.picture.src = `/api/video/live?${size}&_=${Date.now()}`;
+let lost = false;
+async function watch() {
+  try {
+    if (!document.hidden) show(await get('/api/ptz'));
+    if (lost) {
+      lost = false;
+      say(message, '');
+      await arrive();
+    }
+  } catch {
+    lost = true;
+    say(message, 'The connection to the camera is lost. Trying again.');
+  }
+  setTimeout(watch, state.moving ? 250 : 1000);
 }
-page.picture.addEventListener('error', () => {
-  say('The connection to the camera is lost.');
-  setTimeout(look, 1000);
-});
-page.picture.addEventListener('load', () => say(''));
+picture.addEventListener('error', () => { lost = true; });
 
 // ---- Where it looks
 
-let state = { pan: 0, tilt: 0, fov: 60, presets: [] };
+let state = { pan: 0, tilt: 0, fov: 60, presets: [], moving: false };
+const watchers = [];
 
 function show(next) {
   state = next;
-  page.position.textContent = `pan ${next.pan.toFixed(1)}°, tilt ${next.tilt.toFixed(1)}°, field of view ${next.fov.toFixed(1)}°`;
-  page.patrol.setAttribute('aria-pressed', next.patrol);
-  page.list.replaceChildren(...next.presets.map((preset) => {
-    const go = Object.assign(document.createElement('button'), { type: 'button', textContent: preset.name });
-    go.addEventListener('click', () => move({ action: 'recall', id: preset.id }));
-    const item = document.createElement('li');
-    item.append(go);
-    return item;
-  }));
+  part('position').textContent =
+    `Pan ${next.pan.toFixed(1)}°, tilt ${next.tilt.toFixed(1)}°, field of view ${next.fov.toFixed(1)}°`;
+  part('patrol').setAttribute('aria-pressed', next.patrol);
+  show_presets(next.presets);
+  // A view can be shared as a link.
+  if (!next.moving)
+    history.replaceState(null, '', next.patrol ? location.pathname :
+      `#pan=${next.pan.toFixed(2)}&tilt=${next.tilt.toFixed(2)}&fov=${next.fov.toFixed(2)}`);
+  for (const each of watchers) each(next);
 }
 
-const move = (fields) => tell(post('/api/ptz', fields).then(show));
+// One request after another: a stop must not overtake the drive that it ends.
+let line = Promise.resolve();
+function move(fields, place = message) {
+  line = line.then(() => tell(place, post('/api/ptz', fields).then((next) => (show(next), true))));
+  return line;
+}
 
-// While a button or key is held the camera is asked to go on, twice a second; it stops by itself when nobody asks.
+const between = (low, value, high) => Math.min(Math.max(value, low), high);
+const go = ({ pan, tilt, fov = state.fov }) => move({
+  action: 'move', pan: (pan % 360 + 360) % 360, tilt: between(-90, tilt, 90), fov: between(2, fov, 110),
+});
+
+const start = new URLSearchParams(location.hash.slice(1));
+const shared = ['pan', 'tilt', 'fov'].every((name) => Number.isFinite(parseFloat(start.get(name))));
+
+// While a button or key is held the camera is asked to go on; it stops by itself when nobody asks.
+// The closer the view, the slower it turns.
 let held = null;
-function drive(direction) {
+function drive({ pan = 0, tilt = 0, zoom = 0 }) {
   release();
-  const ask = () => move({ action: 'drive', hold: 0.8, ...direction });
+  const share = between(0.02, state.fov / 120, 1);
+  const ask = () => move({ action: 'drive', hold: 0.8, pan: pan * share, tilt: tilt * share, zoom });
   held = setInterval(ask, 400);
   ask();
 }
@@ -75,68 +75,129 @@ function release() {
   held = null;
   move({ action: 'stop' });
 }
+const nudge = ({ pan = 0, tilt = 0, zoom = 0 }) =>
+  move({ action: 'nudge', pan: pan * state.fov / 6, tilt: tilt * state.fov / 6, zoom: zoom / 2 });
+
 for (const button of document.querySelectorAll('[data-pan], [data-zoom]')) {
-  const { pan = 0, tilt = 0, zoom = 0 } = button.dataset;
+  const direction = { ...button.dataset };
+  let waiting = null, drove = false;
   button.addEventListener('pointerdown', (event) => {
     button.setPointerCapture(event.pointerId);
-    drive({ pan, tilt, zoom });
+    drove = false;
+    waiting = setTimeout(() => { drove = true; drive(direction); }, 250);
   });
-  for (const end of ['pointerup', 'pointercancel', 'lostpointercapture']) button.addEventListener(end, release);
-  button.addEventListener('click', (event) => {
-    if (event.detail === 0) move({ action: 'nudge', pan: pan * state.fov / 6, tilt: tilt * state.fov / 6, zoom: zoom / 2 });
-  });
+  for (const end of ['pointerup', 'pointercancel', 'lostpointercapture'])
+    button.addEventListener(end, () => { clearTimeout(waiting); release(); });
+  button.addEventListener('click', () => { if (!drove) nudge(direction); drove = false; });
 }
 const keys = {
   ArrowLeft: { pan: -1 }, ArrowRight: { pan: 1 }, ArrowUp: { tilt: 1 }, ArrowDown: { tilt: -1 },
   '+': { zoom: 1 }, '-': { zoom: -1 },
 };
-page.view.addEventListener('keydown', (event) => {
-  if (!keys[event.key]) return;
+view.addEventListener('keydown', (event) => {
+  if (!keys[event.key] || event.ctrlKey || event.altKey || event.metaKey) return;
   event.preventDefault();
   if (!event.repeat) drive(keys[event.key]);
 });
-page.view.addEventListener('keyup', release);
-page.view.addEventListener('blur', release);
+view.addEventListener('keyup', release);
+view.addEventListener('blur', release);
 addEventListener('blur', release);
 
-// Dragging turns the camera by what the pointer moves over the picture.
-let grip = null;
-page.view.addEventListener('pointerdown', (event) => {
-  page.view.setPointerCapture(event.pointerId);
-  grip = { x: event.clientX, y: event.clientY };
+// Dragging turns the camera with the pointer, two fingers zoom. What goes on while a request is under way is sent after it.
+const pointers = new Map();
+let grip = null, wanted = null;
+
+const spread = () => {
+  const [a, b] = pointers.values();
+  return b ? Math.hypot(a.x - b.x, a.y - b.y) : 0;
+};
+const middle = () => {
+  const all = [...pointers.values()], sum = (name) => all.reduce((total, one) => total + one[name], 0) / all.length;
+  return { x: sum('x'), y: sum('y') };
+};
+const take = () => { grip = pointers.size ? { ...middle(), spread: spread(), pan: state.pan, tilt: state.tilt, fov: state.fov } : null; };
+
+async function follow(target) {
+  const busy = wanted;
+  wanted = target;
+  if (busy) return;
+  while (wanted) {
+    const next = wanted;
+    await go(next);
+    if (wanted === next) wanted = null;
+  }
+}
+view.addEventListener('pointerdown', (event) => {
+  if (event.button !== 0) return;
+  view.setPointerCapture(event.pointerId);
+  pointers.set(event.pointerId, { x: event.clientX, y: event.clientY });
+  take();
 });
-page.view.addEventListener('pointerup', (event) => {
-  if (!grip) return;
-  const scale = state.fov / page.view.clientWidth;
-  const pan = (grip.x - event.clientX) * scale, tilt = (event.clientY - grip.y) * scale;
-  grip = null;
-  if (Math.hypot(pan, tilt) > 0.2) move({ action: 'nudge', pan, tilt });
+view.addEventListener('pointermove', (event) => {
+  if (!pointers.has(event.pointerId)) return;
+  pointers.set(event.pointerId, { x: event.clientX, y: event.clientY });
+  const now = middle(), x = now.x - grip.x, y = now.y - grip.y;
+  if (!grip.moved && Math.hypot(x, y) < 6 && Math.abs(spread() - grip.spread) < 6) return;
+  grip.moved = true;
+  view.classList.add('turning');
+  const fov = grip.spread ? grip.fov * grip.spread / Math.max(spread(), 1) : grip.fov;
+  const scale = fov / view.clientWidth;
+  follow({ pan: grip.pan - x * scale, tilt: grip.tilt + y * scale, fov });
 });
-page.view.addEventListener('wheel', (event) => {
+for (const end of ['pointerup', 'pointercancel'])
+  view.addEventListener(end, (event) => {
+    if (!pointers.delete(event.pointerId)) return;
+    const { moved } = grip;
+    if (end === 'pointerup' && !moved && pointers.size === 0) {
+      const box = view.getBoundingClientRect();
+      view.dispatchEvent(new CustomEvent('point', {
+        detail: { x: (event.clientX - box.left) / box.width, y: (event.clientY - box.top) / box.height },
+      }));
+    }
+    take();
+    if (grip) grip.moved = moved;
+    view.classList.remove('turning');
+  });
+view.addEventListener('wheel', (event) => {
   event.preventDefault();
-  move({ action: 'nudge', zoom: event.deltaY < 0 ? 0.25 : -0.25 });
+  if (event.deltaY) move({ action: 'nudge', zoom: event.deltaY < 0 ? 0.25 : -0.25 });
 }, { passive: false });
 
 // ---- Presets, light
 
-page.home.addEventListener('click', () => move({ action: 'home' }));
-page.patrol.addEventListener('click', () => move({ action: state.patrol ? 'stop' : 'patrol' }));
-page.presets.addEventListener('submit', (event) => {
-  event.preventDefault();
-  move({ action: 'save', name: page.name.value }).then(() => page.presets.reset());
-});
-const setting = (fields) => tell(post('/api/video', fields));
-for (const radio of document.querySelectorAll('[name=light]'))
-  radio.addEventListener('change', () => setting({ light: radio.value }));
-page.grid.addEventListener('change', () => setting({ grid: page.grid.checked ? 1 : 0 }));
-
-async function begin() {
-  ({ token } = await get('/api/ptz/token'));
-  const settings = await get('/api/video/settings');
-  document.querySelector(`[name=light][value=${settings.light}]`).checked = true;
-  page.grid.checked = settings.grid;
-  show(await get('/api/ptz'));
-  look();
+let shown = '';
+function show_presets(presets) {
+  const now = JSON.stringify(presets);
+  if (now === shown) return;
+  shown = now;
+  part('presets-list').replaceChildren(...presets.map((preset) => element('li', {}, element('button', {
+    type: 'button', textContent: preset.name,
+    onclick: () => move({ action: 'recall', id: preset.id }, part('presets-error')),
+  }))));
 }
-tell(begin());
-setInterval(() => document.hidden || get('/api/ptz').then(show, () => {}), 1000);
+part('home').addEventListener('click', () => move({ action: 'home' }));
+part('patrol').addEventListener('click', () => move({ action: state.patrol ? 'stop' : 'patrol' }, part('presets-error')));
+part('presets-form').addEventListener('submit', async (event) => {
+  event.preventDefault();
+  if (await move({ action: 'save', name: part('presets-name').value }, part('presets-error'))) event.target.reset();
+});
+
+function show_settings(settings) {
+  document.querySelector(`[name=light][value=${settings.light}]`).checked = true;
+  part('grid').checked = settings.grid;
+}
+const set = (fields) => tell(part('light-error'), post('/api/video', fields).then(show_settings));
+for (const radio of document.querySelectorAll('[name=light]'))
+  radio.addEventListener('change', () => set({ light: radio.value }));
+part('grid').addEventListener('change', () => set({ grid: part('grid').checked ? 1 : 0 }));
+
+// At the start, and whenever the camera is there again.
+async function arrive() {
+  look();
+  show_settings(await get('/api/video/settings'));
+  await list_masks();
+  return true;
+}
+begin_masks({ view, go, watch: (each) => watchers.push(each) });
+if (shared) go(Object.fromEntries([...start].map(([name, value]) => [name, parseFloat(value)])));
+tell(message, line.then(arrive)).then((done) => { lost = done === undefined; watch(); });
