@@ -4,8 +4,11 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <vela/base64.h>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+#include <vela/cpp/base64.hpp>
 #include <vela/text.h>
 
 namespace {
@@ -32,19 +35,19 @@ int fail(const char *what) {
 
 bool write(const void *bytes, size_t count) { return std::fwrite(bytes, 1, count, stdout) == count; }
 
-// Reads up to the wanted number of bytes; fewer only at the end.
+// Reads up to the size of the buffer; less only at the end.
 template <class Buffer>
-uint32_t read(FILE *input, Buffer &buffer, size_t from = 0) {
-    return static_cast<uint32_t>(std::fread(buffer.data() + from, 1, buffer.size() - from, input));
+size_t read(FILE *input, Buffer &buffer) {
+    return std::fread(buffer.data(), 1, buffer.size(), input);
 }
 
 int encode(FILE *input) {
     static std::array<uint8_t, kBytes> bytes;
-    static std::array<char, kText> text;
     static std::array<char, kText + kLines> lines;
-    while (const uint32_t count = read(input, bytes)) {
-        const auto length = static_cast<uint32_t>(base64_encode(bytes.data(), count, text.data(), kText));
-        auto size = static_cast<uint32_t>(chunk_split(text.data(), length, lines.data(), kText + kLines, kLine));
+    while (const size_t count = read(input, bytes)) {
+        const std::string text = vela::base64::encode(std::span(bytes).first(count));
+        auto size = static_cast<uint32_t>(
+            chunk_split(text.data(), static_cast<uint32_t>(text.size()), lines.data(), kText + kLines, kLine));
         lines[size++] = '\n';
         if (!write(lines.data(), size))
             return fail("cannot write");
@@ -52,41 +55,21 @@ int encode(FILE *input) {
     return std::ferror(input) ? fail("cannot read") : EXIT_SUCCESS;
 }
 
-// The library's decoder passes over what is foreign; here only the ends of lines may be.
-bool is_text(const char *text, uint32_t length) {
-    static const auto allowed = [] {
-        std::array<bool, 256> table = {};
-        for (const char *ch = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=\r\n"; *ch; ++ch)
-            table[static_cast<unsigned char>(*ch)] = true;
-        return table;
-    }();
-    for (uint32_t i = 0; i < length; ++i)
-        if (!allowed[static_cast<unsigned char>(text[i])])
-            return false;
-    return true;
-}
-
-// What is left undecided at the end of a piece moves to the front of the next.
 int decode(FILE *input) {
     static std::array<char, kText> text;
-    static std::array<uint8_t, kBytes> bytes;
-    uint32_t waiting = 0;
-    while (const uint32_t count = read(input, text, waiting)) {
-        if (!is_text(text.data() + waiting, count))
-            return fail("the input is no Base64");
-        const char *cursor = text.data();
-        waiting += count;
-        const uint32_t size = base64_decode_stream(&cursor, waiting, bytes.data(), kBytes);
-        if (!write(bytes.data(), size))
+    std::vector<uint8_t> bytes;
+    vela::base64::decoder decoder;
+    while (const size_t count = read(input, text)) {
+        bytes.clear();
+        const bool good = decoder.push(std::string_view(text.data(), count), bytes);
+        if (!write(bytes.data(), bytes.size()))
             return fail("cannot write");
-        waiting -= static_cast<uint32_t>(cursor - text.data());
-        std::memmove(text.data(), cursor, waiting);
+        if (!good)
+            return fail("the input is no Base64");
     }
     if (std::ferror(input))
         return fail("cannot read");
-    // A single end of a line is too little for the decoder to look at.
-    const bool complete = waiting == 0 || (waiting == 1 && (text[0] == '\n' || text[0] == '\r'));
-    return complete ? EXIT_SUCCESS : fail("the input ends within a group of four");
+    return decoder.finish() ? EXIT_SUCCESS : fail("the input ends within a group of four");
 }
 
 } // namespace

@@ -1,11 +1,12 @@
-// Splits URLs into their components, or codes form text.
+// Splits URLs into their components, a fragment among them, or codes form text.
 #include "options.hpp"
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
-#include <vela/url.h>
+#include <vela/cpp/url.hpp>
 
 namespace {
 
@@ -22,42 +23,34 @@ int usage() {
     return EXIT_FAILURE;
 }
 
+void print(const std::string &text) {
+    std::fwrite(text.data(), 1, text.size(), stdout); // decoded it may hold NUL
+    std::putchar('\n');
+}
+
 bool split(const char *text) {
-    url_record *url = url_alloc(text);
+    const auto url = vela::url::parse(text);
     if (!url) {
         std::fprintf(stderr, "url: no URL: %s\n", text);
         return false;
     }
-    const std::pair<const char *, const char *> components[] = {
-        {"scheme", url->scheme}, {"user", url->user}, {"password", url->password}, {"host", url->host},
-        {"port", url->port},     {"path", url->path}, {"query", url->query},
+    const std::pair<const char *, std::optional<std::string_view>> components[] = {
+        {"scheme", url->scheme()}, {"user", url->user()}, {"password", url->password()}, {"host", url->host()},
+        {"port", url->port()},     {"path", url->path()}, {"query", url->query()},       {"fragment", url->fragment()},
     };
     for (const auto &[name, value] : components)
         if (value)
-            std::printf("%s=%s\n", name, value);
-    url_free(url);
+            print(std::string(name) + "=" + std::string(*value));
     return true;
 }
 
 bool encode(const char *text) {
-    const auto length = static_cast<uint32_t>(std::strlen(text));
-    std::string code(3 * length + 5, '\0');
-    if (url_encode(text, length, code.data(), static_cast<uint32_t>(code.size())) < 0)
-        return false;
-    std::puts(code.c_str());
+    print(vela::url::encode_form(text));
     return true;
 }
 
 bool decode(const char *text) {
-    const auto length = static_cast<uint32_t>(std::strlen(text));
-    std::string bytes(length + 1, '\0');
-    const int32_t size = url_decode(text, length, bytes.data(), length + 1);
-    if (size < 0)
-        return false;
-    // They may contain NULs, so what was written counts, less the NUL behind it.
-    bytes.resize(size > 0 ? static_cast<size_t>(size) - 1 : 0);
-    bytes += '\n';
-    std::fwrite(bytes.data(), 1, bytes.size(), stdout);
+    print(vela::url::decode_form(text));
     return true;
 }
 

@@ -2,7 +2,7 @@
 #include "options.hpp"
 #include <cstdio>
 #include <cstdlib>
-#include <vela/uuid.h>
+#include <vela/cpp/uuid.hpp>
 
 namespace {
 
@@ -14,23 +14,13 @@ constexpr cmdline_option kOptions[] = {
 };
 
 constexpr long kMost = 1000000;
-constexpr char kDashed[] = "%02hhx%02hhx%02hhx%02hhx-%02hhx%02hhx-%02hhx%02hhx-%02hhx%02hhx-"
-                           "%02hhx%02hhx%02hhx%02hhx%02hhx%02hhx";
-constexpr char kPlain[] = "%02hhx%02hhx%02hhx%02hhx%02hhx%02hhx%02hhx%02hhx"
-                          "%02hhx%02hhx%02hhx%02hhx%02hhx%02hhx%02hhx%02hhx";
 
 int usage() {
     cmdline_usage(kOptions, "uuid", "[options] [UUID...]");
     return EXIT_FAILURE;
 }
 
-void print(char form, const uint8_t *uuid) {
-    if (form == 'b')
-        uuid_fprint(stdout, uuid);
-    else
-        uuid_fprintf(stdout, form == 'p' ? kPlain : kDashed, uuid);
-    std::putchar('\n');
-}
+void print(const vela::uuid &uuid, vela::uuid::form form) { std::puts(uuid.to_string(form).c_str()); }
 
 // A number from 1 to kMost, or 0.
 long count_of(const char *text) {
@@ -43,27 +33,28 @@ long count_of(const char *text) {
 
 int main(int argc, char **argv) {
     long count = 1;
-    char form = 'd';
+    auto form = vela::uuid::form::dashed;
     for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;) {
-        if (option == 'b' || option == 'p')
-            form = static_cast<char>(option);
+        if (option == 'b')
+            form = vela::uuid::form::braced;
+        if (option == 'p')
+            form = vela::uuid::form::plain;
         if (option == 'n' && !(count = count_of(cmdline_optarg))) {
             std::fprintf(stderr, "uuid: no count from 1 to %ld: %s\n", kMost, cmdline_optarg);
             return EXIT_FAILURE;
         }
     }
 
-    uint8_t uuid[16];
-    for (; cmdline_optidx == argc && count; --count) {
-        uuid_create(uuid);
-        print(form, uuid);
-    }
+    if (cmdline_optidx == argc)
+        for (; count; --count)
+            print(vela::uuid::random(), form);
     for (; cmdline_optidx < argc; ++cmdline_optidx) {
-        if (uuid_scan(argv[cmdline_optidx], uuid) != 0) {
+        const auto uuid = vela::uuid::parse(argv[cmdline_optidx]);
+        if (!uuid) {
             std::fprintf(stderr, "uuid: no UUID: %s\n", argv[cmdline_optidx]);
             return EXIT_FAILURE;
         }
-        print(form, uuid);
+        print(*uuid, form);
     }
     return std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
