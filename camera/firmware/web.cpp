@@ -239,22 +239,6 @@ bool is_printable(std::string_view text) {
 
 namespace json {
 
-std::string quoted(std::string_view text) {
-    std::string result = "\"";
-    for (const char c : text) {
-        const auto code = static_cast<unsigned char>(c);
-        if (c == '"' || c == '\\')
-            result += {'\\', c};
-        else if (code < 0x20 || c == '<' || c == '>' || c == '&') {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", code);
-            result += escape;
-        } else
-            result += c;
-    }
-    return result + '"';
-}
-
 std::string number(double value, int decimals) {
     if (!std::isfinite(value))
         return "null";

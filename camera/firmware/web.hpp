@@ -13,7 +13,7 @@
 #include <string_view>
 #include <utility>
 #include <vector>
-#include <vela/cgi.h>
+#include <vela/cpp/cgi.hpp>
 
 namespace web {
 
@@ -83,7 +83,7 @@ bool is_printable(std::string_view text);
 // JSON, built from the inside out.
 namespace json {
 
-std::string quoted(std::string_view text);
+inline std::string quoted(std::string_view text) { return vela::cgi::json_text(text); }
 std::string number(double value, int decimals = 3);
 inline std::string boolean(bool value) { return value ? "true" : "false"; }
 
