@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <vector>
-#include <vela/colour.h>
+#include <vela/cpp/colour.hpp>
 
 namespace {
 
@@ -25,17 +25,15 @@ using ppm::picture;
 
 struct conversion {
     const char *name;
-    void (*encode)(const uint8_t *, uint8_t *, uint32_t);
-    void (*decode)(const uint8_t *, uint8_t *, uint32_t); // null for 4:2:2
-    void (*get_encoding)(int32_t *);
-    void (*get_decoding)(int32_t *);
+    vela::colour::variant variant;
+    bool is_packed = false; // 4:2:2
 };
 
 constexpr conversion kConversions[] = {
-    {"full", srgb_to_yccfull, yccfull_to_srgb, get_rgb_to_ycc, get_ycc_to_rgb},
-    {"bt601", srgb_to_yccbt601, yccbt601_to_srgb, get_rgb_to_ycc601, get_ycc_to_rgb601},
-    {"bt709", srgb_to_yccbt709, yccbt709_to_srgb, get_rgb_to_ycc709, get_ycc_to_rgb709},
-    {"422", srgb_to_yccfull, nullptr, get_rgb_to_ycc, get_ycc_to_rgb},
+    {"full", vela::colour::variant::full},
+    {"bt601", vela::colour::variant::bt601},
+    {"bt709", vela::colour::variant::bt709},
+    {"422", vela::colour::variant::full, true},
 };
 
 int usage() {
@@ -71,18 +69,15 @@ bytes pack_422(const bytes &ycc, uint32_t width, uint32_t height) {
 }
 
 // Leaves in `ycc` what lies in between.
-bytes there_and_back(const conversion &c, const picture &from, bytes &ycc) {
-    const uint32_t count = from.width * from.height;
-    bytes result(from.pixels.size());
+bool there_and_back(const conversion &c, const picture &from, bytes &ycc, bytes &back) {
     ycc.resize(from.pixels.size());
-    c.encode(from.pixels.data(), ycc.data(), count);
-    if (c.decode) {
-        c.decode(ycc.data(), result.data(), count);
-    } else {
-        ycc = pack_422(ycc, from.width, from.height);
-        cyc422_to_srgb(ycc.data(), from.width, from.height, (from.width + 1) / 2 * 4, result.data());
-    }
-    return result;
+    back.resize(from.pixels.size());
+    if (!vela::colour::from_rgb(c.variant, from.pixels, ycc))
+        return false;
+    if (!c.is_packed)
+        return vela::colour::to_rgb(c.variant, ycc, back);
+    ycc = pack_422(ycc, from.width, from.height);
+    return vela::colour::unpack(ycc, from.width, from.height, (from.width + 1) / 2 * 4, back);
 }
 
 double squared_errors(const bytes &a, const bytes &b, size_t channel) {
@@ -112,11 +107,9 @@ void print_loss(const conversion &c, const picture &from, const bytes &back) {
     std::printf("\n");
 }
 
-void print_matrix(const char *title, void (*get)(int32_t *)) {
-    int32_t matrix[9];
-    get(matrix);
+void print_matrix(const char *title, const vela::colour::matrix &matrix) {
     std::printf("%s\n", title);
-    for (int row = 0; row < 9; row += 3)
+    for (size_t row = 0; row < 9; row += 3)
         std::printf("  %8.5f %8.5f %8.5f\n", matrix[row] / 4096.0, matrix[row + 1] / 4096.0, matrix[row + 2] / 4096.0);
 }
 
@@ -159,18 +152,19 @@ int main(int argc, char **argv) {
     if (!whole)
         return fail("no whole binary PPM picture of 255 shades", input);
 
-    bytes ycc;
-    const bytes back = there_and_back(*c, original, ycc);
+    bytes ycc, back;
+    if (!there_and_back(*c, original, ycc, back))
+        return fail("no conversion of this size", input);
     const auto same_size = [&original](const bytes &pixels) {
         return picture{original.width, original.height, pixels};
     };
-    if (ycc_file && !(c->decode ? ppm::write(ycc_file, same_size(ycc)) : write_bytes(ycc_file, ycc)))
+    if (ycc_file && !(c->is_packed ? write_bytes(ycc_file, ycc) : ppm::write(ycc_file, same_size(ycc))))
         return fail("cannot write", ycc_file);
     if (output && !ppm::write(output, same_size(back)))
         return fail("cannot write", output);
     if (with_matrices) {
-        print_matrix("Y, Cb, Cr from R, G, B", c->get_encoding);
-        print_matrix("R, G, B from Y, Cb, Cr", c->get_decoding);
+        print_matrix("Y, Cb, Cr from R, G, B", vela::colour::encoding_matrix(c->variant));
+        print_matrix("R, G, B from Y, Cb, Cr", vela::colour::decoding_matrix(c->variant));
     }
     print_loss(*c, original, back);
     return EXIT_SUCCESS;

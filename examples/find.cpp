@@ -2,7 +2,8 @@
 #include "options.hpp"
 #include <cstdio>
 #include <cstdlib>
-#include <vela/filesystem.h>
+#include <string_view>
+#include <vela/cpp/walk.hpp>
 
 namespace {
 
@@ -23,21 +24,22 @@ int usage() {
 } // namespace
 
 int main(int argc, char **argv) {
-    int32_t flags = 0;
+    using enum vela::walk_flags;
+    auto flags = none;
     char end = '\n';
     for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;) {
         switch (option) {
         case 'r':
-            flags |= WALK_RECURSE;
+            flags = flags | recurse;
             break;
         case 'l':
-            flags |= WALK_LINKS;
+            flags = flags | links;
             break;
         case 'h':
-            flags |= WALK_HIDDEN;
+            flags = flags | hidden;
             break;
         case 'd':
-            flags |= WALK_DIRS;
+            flags = flags | directories;
             break;
         case '0':
             end = '\0';
@@ -50,16 +52,14 @@ int main(int argc, char **argv) {
         return usage();
 
     const char *dir = argv[cmdline_optidx], *pattern = argv[cmdline_optidx + 1];
-    char **names = nullptr;
-    const int32_t result = walk_dir(dir, pattern, flags, &names);
-    if (result == 1)
-        std::fprintf(stderr, "find: \"%s\" is no regular expression\n", pattern);
-    if (result == 2)
-        std::fprintf(stderr, "find: the folder's path is too long\n");
-    for (char **name = names; name && *name; ++name) {
-        std::printf("%s%c", *name, end);
-        std::free(*name);
+    const auto found = vela::walk::make(dir, pattern, flags);
+    if (!found) {
+        std::fprintf(stderr, "find: \"%s\" is no regular expression, or the folder's path is too long\n", pattern);
+        return EXIT_FAILURE;
     }
-    std::free(names);
-    return result ? EXIT_FAILURE : EXIT_SUCCESS;
+    for (const std::string_view path : *found) {
+        std::fwrite(path.data(), 1, path.size(), stdout);
+        std::putchar(end);
+    }
+    return std::fflush(stdout) == 0 && found->is_complete() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

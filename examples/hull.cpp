@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <vela/chull.h>
+#include <optional>
+#include <vela/cpp/hull.hpp>
 #include <vela/text.h>
 
 namespace {
@@ -21,14 +21,6 @@ constexpr cmdline_option kOptions[] = {
     {'t', "turn", "degrees by which the view is turned about the grey axis (20)", CMDLINE_REQUIRED},
     {},
 };
-
-struct release {
-    void operator()(chull_ctx *hull) const {
-        free_chull(hull);
-        std::free(hull);
-    }
-};
-using hull_ptr = std::unique_ptr<chull_ctx, release>;
 
 using point = std::array<double, 3>;
 
@@ -49,39 +41,23 @@ long number_in(const char *text, long least, long most) {
     return *text && !*end && number >= least && number <= most ? number : -1;
 }
 
-hull_ptr hull_of(const ppm::picture &picture) {
-    const size_t count = picture.pixels.size() / 3;
-    std::vector<uint8_t> red(count), green(count), blue(count);
-    for (size_t i = 0; i < count; ++i) {
-        red[i] = picture.pixels[3 * i];
-        green[i] = picture.pixels[3 * i + 1];
-        blue[i] = picture.pixels[3 * i + 2];
-    }
-    chull_ctx *hull = nullptr;
-    if (alloc_chull(&hull) != 0)
-        return nullptr;
-    hull_ptr result(hull);
-    if (get_chull(red.data(), green.data(), blue.data(), static_cast<int32_t>(count), hull) != 0)
-        return nullptr;
-    return result;
+void print_figures(const vela::hull &hull, uint32_t pixels) {
+    constexpr double kWholeCube = 255.0 * 255 * 255;
+    std::printf("%u pixels; %zu vertices, %zu edges, %zu faces; volume %.1f, %.2f %% of the cube\n", pixels,
+                hull.vertex_count(), hull.edge_count(), hull.face_count(), hull.volume(),
+                100 * hull.volume() / kWholeCube);
 }
 
-void print_figures(const chull_ctx *hull, uint32_t pixels) {
-    constexpr double kWholeCube = 6.0 * 255 * 255 * 255;
-    const int32_t volume = chull_volume6(hull);
-    std::printf("%u pixels; %u vertices, %u edges, %u faces; volume %.1f, %.2f %% of the cube\n", pixels,
-                chull_num_vertices(hull), chull_num_edges(hull), chull_num_faces(hull), volume / 6.0,
-                100.0 * volume / kWholeCube);
-}
-
-bool print_colour(const chull_ctx *hull, const char *text) {
-    uint8_t colour[3];
-    uint32_t least = 0, most = 0;
-    if (std::strlen(text) != 6 || hex2bin(text, 6, colour) != 3 ||
-        dist_to_chull(hull, colour[0], colour[1], colour[2], &least, &most) != 0)
+bool print_colour(const vela::hull &hull, const char *text) {
+    uint8_t bytes[3];
+    if (std::strlen(text) != 6 || hex2bin(text, 6, bytes) != 3)
         return false;
-    std::printf("%s is %s, %.1f from the surface\n", text,
-                is_in_chull(hull, colour[0], colour[1], colour[2]) ? "inside" : "outside", std::sqrt(least));
+    const vela::hull_point colour = {bytes[0], bytes[1], bytes[2]};
+    const auto distances = hull.distances(colour);
+    if (!distances)
+        return false;
+    std::printf("%s is %s, %.1f from the surface\n", text, hull.contains(colour) ? "inside" : "outside",
+                std::sqrt(distances->nearest));
     return true;
 }
 
@@ -106,13 +82,10 @@ public:
     }
 
     // Every colour that the eye sees in its own colour; edges are darker.
-    void draw(const chull_ctx *hull) {
+    void draw(const vela::hull &hull) {
         draw_cube();
-        const chull_face *face = hull->faces;
-        do {
-            draw_face(*face);
-            face = face->next;
-        } while (face != hull->faces);
+        for (const chull_face &face : hull.faces())
+            draw_face(face);
     }
     const ppm::picture &picture() const { return picture_; }
 
@@ -231,19 +204,19 @@ int main(int argc, char **argv) {
     std::fclose(file);
     if (!whole)
         return fail("no whole binary PPM picture of 255 shades", name);
-    const hull_ptr hull = hull_of(picture);
+    auto hull = vela::hull::of_pixels(picture.pixels);
     if (!hull)
         return fail("its colours don't make a body", name);
 
-    print_figures(hull.get(), picture.width * picture.height);
+    print_figures(*hull, picture.width * picture.height);
     for (int i = cmdline_optidx + 1; i < argc; ++i)
-        if (!print_colour(hull.get(), argv[i]))
+        if (!print_colour(*hull, argv[i]))
             return fail("no colour of six hexadecimal digits", argv[i]);
-    if (off && chull_to_file(hull.get(), off) != 0)
+    if (off && !hull->write_off(off))
         return fail("cannot write", off);
     if (view_file) {
         view from_outside(static_cast<uint32_t>(size), static_cast<double>(turn));
-        from_outside.draw(hull.get());
+        from_outside.draw(*hull);
         if (!ppm::write(view_file, from_outside.picture()))
             return fail("cannot write", view_file);
     }
