@@ -93,6 +93,30 @@ async function masks() {
   await until((n) => document.querySelectorAll('#masks-list li').length === n, before);
 }
 
+async function recordings() {
+  const before = (await get('/api/recordings')).recordings.length;
+  await page.click('#recordings-snapshot');
+  await until((n) => document.querySelectorAll('#recordings-list li').length === n, before + 1);
+  await page.click('#recordings-list button');
+  await until(() => document.getElementById('recordings-picture').naturalWidth === 1280);
+  await page.click('#recordings-remove');
+  await until((n) => document.querySelectorAll('#recordings-list li').length === n, before);
+  await page.type('#recordings-pattern', '((');
+  await page.keyboard.press('Enter');
+  await until(() => /expression/.test(document.getElementById('recordings-error').textContent));
+}
+
+async function hull() {
+  await until(() => / faces/.test(document.getElementById('hull-words').textContent));
+  const seen = new Set(), painted = () => page.$eval('#hull', (canvas) => canvas.toDataURL());
+  await page.focus('#hull');
+  for (const key of ['ArrowLeft', 'ArrowUp', 'ArrowUp', 'ArrowLeft']) {
+    seen.add(await painted());
+    await page.keyboard.press(key);
+  }
+  assert.equal(seen.size, 4, 'arrow keys turn the hull');
+}
+
 async function names() {
   const all = (one) => [one, ...(one.children ?? []).flatMap(all)];
   const controls = all(await page.accessibility.snapshot()).filter(({ role }) => ['button', 'textbox', 'checkbox', 'radio', 'application'].includes(role));
@@ -118,7 +142,7 @@ async function lost() {
 
 try {
   await page.setViewport({ width: 1280, height: 800 });
-  for (const each of [masks, names, widths, lost]) {
+  for (const each of [masks, recordings, hull, names, widths, lost]) {
     await each();
     console.log(`browser: ${each.name}`);
   }

@@ -1,6 +1,8 @@
 // The live picture, and everything that moves the camera.
 import { element, get, part, post, say, tell } from './server.js';
 import { begin_masks, list_masks } from './masks.js';
+import { list_recordings } from './recordings.js';
+import { load_hull } from './hull.js';
 
 const view = part('view'), picture = part('picture'), message = part('message');
 
@@ -195,7 +197,7 @@ part('grid').addEventListener('change', () => set({ grid: part('grid').checked ?
 async function arrive() {
   look();
   show_settings(await get('/api/video/settings'));
-  await list_masks();
+  await Promise.all([list_masks(), list_recordings(), load_hull()]);
   return true;
 }
 begin_masks({ view, go, watch: (each) => watchers.push(each) });
