@@ -21,8 +21,9 @@ TEST(times_are_balanced_moved_and_compared_like_their_microseconds) {
         ck_assert(one == timestamp(timeval{one.get().tv_sec - 1, one.get().tv_usec + 1000000}));
         for (const int64_t b : rows) {
             const timestamp other{microseconds(b)};
-            ck_assert_msg((one <=> other) == (a <=> b) && (one == other) == (a == b), "%lld and %lld",
-                          static_cast<long long>(a), static_cast<long long>(b));
+            ck_assert_msg((one <=> other) == (a <=> b), "%lld and %lld", static_cast<long long>(a),
+                          static_cast<long long>(b));
+            ck_assert_int_eq(one == other, a == b);
             if (std::abs(a - b) > 2147483647999999)
                 continue; // no difference for 32 bits of seconds
             ck_assert_int_eq((one - other).count(), a - b);

@@ -61,10 +61,16 @@ TEST(a_walk_finds_what_its_flags_name) {
 TEST(nothing_found_is_another_thing_than_trouble) {
     const folder here;
     const auto none = walk::make(".", "x$");
-    ck_assert(none && none->is_complete() && none->empty() && none->begin() == none->end() && !none->get());
+    ck_assert(none);
+    ck_assert(none->is_complete());
+    ck_assert(none->empty());
+    ck_assert(none->begin() == none->end());
+    ck_assert(!none->get());
     captured(stderr, [] {
         const auto missing = walk::make("missing", "");
-        ck_assert(missing && !missing->is_complete() && missing->empty());
+        ck_assert(missing);
+        ck_assert(!missing->is_complete());
+        ck_assert(missing->empty());
     });
     for (const auto &[dir, pattern] :
          {std::pair(""s + '\0', ""s), {".", "("}, {".", "a"s + '\0'}, {std::string(4095, 'd'), ""}})
