@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
-#include <vela/interp.h>
+#include <vela/cpp/curve.hpp>
 
 namespace {
 
@@ -45,29 +45,18 @@ bool read_height(const char *text, int &height) {
     return std::sscanf(text, "%d%n", &height, &used) == 1 && !text[used] && height >= 2 && height <= 4096;
 }
 
-// Why the library would not take these knots, or null.
-const char *fault_of(const std::vector<interp_knot> &knots, bool line) {
-    if (knots.size() < 2)
-        return "at least two knots are needed";
-    for (size_t i = 1; i < knots.size(); ++i)
-        if (knots[i].x < knots[i - 1].x + !line)
-            return "x must rise from knot to knot";
-    return nullptr;
-}
-
-// The table, as numbers that hold every value of either element type.
+// The table, as numbers that hold every value of either element type; empty for knots that make no curve.
 std::vector<double> table_of(const std::vector<interp_knot> &knots, const curve_options &options) {
-    const interp_curve curve = {options.line ? uint32_t{INTERP_LINE} : uint32_t{INTERP_SPLI},
-                                static_cast<int32_t>(knots.size()), knots.data()};
-    const auto size = static_cast<size_t>(knots.back().x - knots.front().x) + 1;
-    if (options.single) {
-        std::vector<float> table(size);
-        interpolate_float(&curve, table.data());
-        return {table.begin(), table.end()};
-    }
-    std::vector<int16_t> table(size);
-    interpolate_c(&curve, table.data());
-    return {table.begin(), table.end()};
+    using enum vela::curve::method;
+    const auto curve = vela::curve::make(options.line ? line : options.single ? spline : fixed_spline, knots);
+    if (!curve)
+        return {};
+    std::vector<float> values(options.single ? curve->size() : 0);
+    std::vector<int16_t> integers(options.single ? 0 : curve->size());
+    if (!(options.single ? curve->fill(values) : curve->fill(integers)))
+        return {};
+    return options.single ? std::vector<double>(values.begin(), values.end())
+                          : std::vector<double>(integers.begin(), integers.end());
 }
 
 // White paper, the curve in black with its jumps joined, the knots' columns in grey.
@@ -127,10 +116,12 @@ int main(int argc, char **argv) {
         return fail("no knot", argv[cmdline_optidx]);
     if (options.line && options.single)
         return fail("out of place", "--float, since line segments have integer steps");
-    if (const char *fault = fault_of(knots, options.line))
-        return fail("no curve", fault);
+    if (knots.size() < 2)
+        return fail("no curve", "at least two knots are needed");
 
     const std::vector<double> table = table_of(knots, options);
+    if (table.empty())
+        return fail("no curve", "x must rise from knot to knot");
     if (options.plot)
         write_plot(table, knots, options.height);
     else

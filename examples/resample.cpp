@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -13,7 +14,7 @@
 #include <string>
 #include <unistd.h>
 #include <vector>
-#include <vela/resample.h>
+#include <vela/cpp/resampler.hpp>
 
 namespace {
 
@@ -27,21 +28,23 @@ constexpr cmdline_option kOptions[] = {
 // The sample formats with what a WAV file says for them, and what is silent in them.
 struct sample_format {
     const char *name;
-    uint32_t tag;
+    vela::sample_format code;
     uint16_t wav_tag, bits;
     uint8_t silence;
 };
 constexpr sample_format kFormats[] = {
-    {"linear", RESAMPLE_LEND, 1, 16, 0x00},
-    {"alaw", RESAMPLE_ALAW, 6, 8, 0xD5},
-    {"ulaw", RESAMPLE_ULAW, 7, 8, 0xFF},
+    {"linear", vela::sample_format::little_endian, 1, 16, 0x00},
+    {"alaw", vela::sample_format::alaw, 6, 8, 0xD5},
+    {"ulaw", vela::sample_format::ulaw, 7, 8, 0xFF},
 };
 
 struct kernel {
     const char *name;
-    uint32_t tag;
+    vela::resampler_kernel code;
 };
-constexpr kernel kKernels[] = {{"lan2", RESAMPLE_LAN2}, {"lanc", RESAMPLE_LANC}, {"bili", RESAMPLE_BILI}};
+constexpr kernel kKernels[] = {{"lan2", vela::resampler_kernel::lanczos2},
+                               {"lanc", vela::resampler_kernel::lanczos},
+                               {"bili", vela::resampler_kernel::bilinear}};
 
 constexpr uint32_t kBlock = 4096;             // samples read at once
 constexpr uint32_t kUnknownSize = UINT32_MAX; // of a stream that can't be known beforehand
@@ -227,7 +230,8 @@ private:
     // G.711 has an (empty) extension of the format and a chunk with the number of samples.
     void write_header() {
         const uint32_t sample_size = sound.sample_size();
-        const bool is_linear = sound.format->tag == RESAMPLE_LEND, has_size = sound.samples != kUnknownSize;
+        const bool is_linear = sound.format->code == vela::sample_format::little_endian,
+                   has_size = sound.samples != kUnknownSize;
         const uint32_t data_size = has_size ? sound.samples * sample_size : kUnknownSize;
         std::vector<uint8_t> header;
         append(header, "WAVEfmt ");
@@ -280,35 +284,33 @@ private:
     std::chrono::steady_clock::time_point next = std::chrono::steady_clock::now() + std::chrono::seconds(1);
 };
 
-uint32_t outputs_of(const resample_state &state, uint64_t inputs) {
-    return static_cast<uint32_t>((inputs * state.interp_factor + state.decim_factor - 1) / state.decim_factor);
+// What as many inputs last in output samples; not so many come out of them, since the output is late.
+uint32_t length_of(const vela::resampler &resampler, uint64_t inputs) {
+    const uint64_t up = resampler.get()->interp_factor, down = resampler.get()->decim_factor;
+    return static_cast<uint32_t>((inputs * up + down - 1) / down);
 }
 
-void convert(wav_reader &from, wav_writer &to, resample_state &state, const sample_format &out_format) {
+void convert(wav_reader &from, wav_writer &to, vela::resampler &resampler, const sample_format &out_format) {
     const sample_format &in_format = *from.sound.format;
     const uint32_t in_size = in_format.bits / 8U, out_size = out_format.bits / 8U;
-    const uint32_t room = outputs_of(state, kBlock);
-    std::vector<uint8_t> in(kBlock * in_size), out(room * out_size);
+    std::vector<uint8_t> in(kBlock * in_size), out;
     progress shown(from.sound.samples);
 
-    // The kernel's centre is half its length behind an output: so many outputs come too early, and at the end so many
-    // more are made from silence.
-    uint32_t too_early = (state.num_coeffs / 2U + state.decim_factor / 2) / state.decim_factor;
-    uint32_t taken = 0, waiting = 0, made_in_all = 0;
-    for (bool at_end = false; !at_end || made_in_all < outputs_of(state, taken);) {
-        const uint32_t wanted = kBlock - waiting, got = at_end ? 0 : from.read(in.data() + waiting * in_size, wanted);
-        std::fill(in.begin() + (waiting + got) * in_size, in.end(), in_format.silence);
-        at_end = got < wanted;
+    // So many outputs come too early, and at the end so many more are made from silence.
+    auto too_early = static_cast<uint32_t>(std::lround(resampler.latency()));
+    uint32_t taken = 0, made_in_all = 0;
+    for (bool at_end = false; !at_end || made_in_all < length_of(resampler, taken);) {
+        const uint32_t got = at_end ? 0 : from.read(in.data(), kBlock);
+        std::fill(in.begin() + got * in_size, in.end(), in_format.silence);
+        at_end = got < kBlock;
         taken += got;
 
-        uint32_t used = kBlock, made = room;
-        resample_mono(&state, in.data(), &used, out.data(), &made, in_format.tag, out_format.tag);
-        waiting = kBlock - used;
-        std::copy(in.end() - waiting * in_size, in.end(), in.begin());
-
-        const uint32_t dropped = std::min(made, too_early);
+        out.clear();
+        if (!resampler.push(in, in_format.code, out, out_format.code))
+            fail("samples are not whole");
+        const auto made = static_cast<uint32_t>(out.size() / out_size), dropped = std::min(made, too_early);
         too_early -= dropped;
-        const uint32_t kept = std::min(made - dropped, outputs_of(state, taken) - made_in_all);
+        const uint32_t kept = std::min(made - dropped, length_of(resampler, taken) - made_in_all);
         to.write(out.data() + dropped * out_size, kept);
         made_in_all += kept;
         shown.at(taken);
@@ -352,15 +354,14 @@ int main(int argc, char **argv) {
     audio sound = from.sound;
     sound.rate = rate ? static_cast<uint32_t>(out_rate) : from.sound.rate;
     sound.format = out_format ? out_format : from.sound.format;
-    const std::unique_ptr<resample_state, void (*)(resample_state *)> state(
-        resample_alloc(sound.rate, from.sound.rate, kernel.tag), resample_free);
-    if (!state)
+    auto resampler = vela::resampler::make(sound.rate, from.sound.rate, kernel.code);
+    if (!resampler)
         fail("no filter can be made from %u to %u Hz", from.sound.rate, sound.rate);
     if (sound.samples != kUnknownSize)
-        sound.samples = outputs_of(*state, sound.samples);
+        sound.samples = length_of(*resampler, sound.samples);
 
     wav_writer to(argv[cmdline_optidx + 1], sound);
-    convert(from, to, *state, *sound.format);
+    convert(from, to, *resampler, *sound.format);
     to.finish();
     return EXIT_SUCCESS;
 }
