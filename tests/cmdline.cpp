@@ -130,8 +130,11 @@ TEST(the_end_stays_and_keeps_the_last_value) {
 TEST(a_reset_forgets_clusters_and_operands) {
     ck_assert_int_eq(first_index, 1);
     ck_assert_ptr_null(first_value);
-    arguments given = {"prog", "operand", "-vq"};
+    arguments valued = {"prog", "-r", "8000"}, given = {"prog", "operand", "-vq"};
     cmdline_reset();
+    ck_assert_int_eq(cmdline_getopt(3, valued.vector.data(), kOptions), 'r');
+    cmdline_reset();
+    ck_assert_ptr_null(cmdline_optarg);
     ck_assert_int_eq(cmdline_getopt(3, given.vector.data(), kOptions), 0);
     ck_assert_int_eq(cmdline_getopt(3, given.vector.data(), kOptions), 'v');
     cmdline_reset();

@@ -82,6 +82,7 @@ TEST(polynomials_of_any_degree_are_found_again) {
             ck_assert_double_eq_tol((*fit)(double{x}), double{cubic(x)}, 10.0); // of up to 4 million
     }
     ck_assert_double_eq_tol((*vela::fit_polynomial(floats{5, 5, 5}, floats{1, 2, 6}, 0))(5), 3, 1e-6);
+    ck_assert_double_eq_tol((*vela::fit_polynomial(floats{0, 1, 2}, floats{0, 0, 0}, 1))(2), 0, 1e-6);
     ck_assert(!vela::fit_polynomial(floats{5, 5, 5}, floats{1, 2, 6}, 1));
     ck_assert(!vela::fit_polynomial(floats{1, 2}, floats{1, 2}, 2));
     ck_assert(!vela::fit_polynomial(floats{1, 2}, floats{1}, 0));

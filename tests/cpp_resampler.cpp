@@ -68,6 +68,10 @@ TEST(a_flush_makes_what_was_late_and_begins_anew) {
                              vela::sample_format::alaw));
         made->flush(bytes, vela::sample_format::alaw);
         ck_assert(bytes == model::encoded(out, RESAMPLE_ALAW));
+        again.clear();
+        made->push(input, again);
+        made->flush(again);
+        ck_assert(out == again);
     }
 }
 
