@@ -70,7 +70,7 @@ std::string wav_head(const wanted &what, uint32_t bytes) {
     return head;
 }
 
-// The ratio of rates, or the nearest one of numbers that the table allows (at most 0.3 millionths beside it): by the
+// The ratio of rates, or the nearest one of numbers that the table allows (at most half a thousandth beside it): by the
 // convergents of its continued fraction.
 std::pair<uint32_t, uint32_t> ratio_of(uint32_t out, uint32_t in) {
     uint64_t above = 1, below = 0, last_above = 0, last_below = 1;
