@@ -117,6 +117,36 @@ async function hull() {
   assert.equal(seen.size, 4, 'arrow keys turn the hull');
 }
 
+// All three codes are played, and a voice is in each.
+async function sound() {
+  await page.evaluate(() => {
+    const { start } = AudioBufferSourceNode.prototype;
+    window.heard = { seconds: 0, peak: 0 };
+    AudioBufferSourceNode.prototype.start = function (when) {
+      window.heard.seconds += this.buffer.duration;
+      for (const one of this.buffer.getChannelData(0)) window.heard.peak = Math.max(window.heard.peak, Math.abs(one));
+      return start.call(this, when);
+    };
+  });
+  await page.click('#sound-listen');
+  for (const format of ['wav', 'alaw', 'ulaw']) {
+    await page.select('#sound-format', format);
+    await page.evaluate(() => { window.heard = { seconds: 0, peak: 0 }; });
+    await until(() => window.heard.seconds > 1.5 && window.heard.peak > 0.2);
+    assert.ok(await page.evaluate(() => window.heard.peak < 1));
+  }
+  await until(() => / dB/.test(document.getElementById('sound-words').textContent));
+  await page.click('#sound-listen');
+  await until(() => document.getElementById('sound-levels').hidden);
+}
+
+async function system() {
+  await page.click('#system-digests');
+  await until(() => document.querySelectorAll('#system-rows tr').length > 8);
+  const { modules } = await get('/api/system/digests');
+  assert.deepEqual(await page.$$eval('#system-rows td', (all) => all.map((one) => one.textContent)), modules.map((one) => one.digest));
+}
+
 async function names() {
   const all = (one) => [one, ...(one.children ?? []).flatMap(all)];
   const controls = all(await page.accessibility.snapshot()).filter(({ role }) => ['button', 'textbox', 'checkbox', 'radio', 'application'].includes(role));
@@ -142,7 +172,7 @@ async function lost() {
 
 try {
   await page.setViewport({ width: 1280, height: 800 });
-  for (const each of [masks, recordings, hull, names, widths, lost]) {
+  for (const each of [masks, recordings, hull, sound, system, names, widths, lost]) {
     await each();
     console.log(`browser: ${each.name}`);
   }

@@ -3,6 +3,8 @@ import { element, get, part, post, say, tell } from './server.js';
 import { begin_masks, list_masks } from './masks.js';
 import { list_recordings } from './recordings.js';
 import { load_hull } from './hull.js';
+import { load_system } from './system.js';
+import './sound.js';
 
 const view = part('view'), picture = part('picture'), message = part('message');
 
@@ -197,7 +199,7 @@ part('grid').addEventListener('change', () => set({ grid: part('grid').checked ?
 async function arrive() {
   look();
   show_settings(await get('/api/video/settings'));
-  await Promise.all([list_masks(), list_recordings(), load_hull()]);
+  await Promise.all([list_masks(), list_recordings(), load_hull(), load_system()]);
   return true;
 }
 begin_masks({ view, go, watch: (each) => watchers.push(each) });
