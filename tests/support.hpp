@@ -88,7 +88,7 @@ inline Suite *suite_of(const char *name) {
         if (!unit.is_here())
             continue;
         TCase *cases = tcase_create(unit.name);
-        tcase_set_timeout(cases, 60);
+        tcase_set_timeout(cases, 240);
         tcase_add_checked_fixture(cases, unit.use, nullptr);
         for (const TTest *test : all_tests)
             if (std::string_view(test->file).ends_with(file))
