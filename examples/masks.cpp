@@ -100,7 +100,8 @@ void draw_grid(canvas &on, const view &seen, double fov) {
         }
     const double step = fov > 20 ? 10 : fov > 4 ? 1 : 0.1, whole = std::round(360 / step);
     // Around the view's own direction where lines are close, else all of them.
-    const auto middle = seen.at({seen.width() / 2 * 1.0, seen.height() / 2 * 1.0}).value_or(direction{});
+    const auto middle =
+        seen.at({std::floor(seen.width() / 2.0), std::floor(seen.height() / 2.0)}).value_or(direction{});
     const double reach = fov > 20 ? whole : std::ceil(2 * fov / step);
     const auto draw = [&](direction from, direction b, bool is_axis) {
         const direction path[] = {from, b};

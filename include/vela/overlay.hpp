@@ -173,7 +173,7 @@ private:
     friend bool outline(const view &, std::span<const position>, Corner &&);
 
     view(int width, int height, direction centre, double fov) noexcept
-        : width_(width), height_(height), middle_x_(width / 2), middle_y_(height / 2),
+        : width_(width), height_(height), middle_x_(std::floor(width / 2.0)), middle_y_(std::floor(height / 2.0)),
           scale_(width / (fov * internal::kDegree)), frame_(internal::frame::of(centre)) {}
 
     double x_of(double u) const { return middle_x_ + scale_ * internal::arcsine(u); }
