@@ -1,12 +1,21 @@
 // Drives the page in a browser: draws a mask while the camera turns, finds it after a reload, and reads what goes wrong.
 // CAMERA is the address of a running camera, BROWSER a Chromium. It turns that camera, and takes away the mask that it drew.
 import assert from 'node:assert/strict';
+import { mkdtempSync, rmSync } from 'node:fs';
 import { createRequire } from 'node:module';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
 
 const puppeteer = createRequire(new URL('../../build/browser/', import.meta.url))('puppeteer-core');
 
 const base = (process.env.CAMERA ?? 'http://127.0.0.1:8080').replace(/\/$/, '');
-const browser = await puppeteer.launch({ executablePath: process.env.BROWSER ?? '/usr/bin/chromium', args: ['--no-sandbox'] });
+// What the browser keeps, it keeps here. Led by a pipe, it ends with this program, however that ends.
+const rubbish = mkdtempSync(join(tmpdir(), 'camera-browser-'));
+const browser = await puppeteer.launch({
+  executablePath: process.env.BROWSER ?? '/usr/bin/chromium',
+  args: process.getuid() === 0 ? ['--no-sandbox'] : [], // it refuses to run as root otherwise
+  env: { ...process.env, TMPDIR: rubbish }, userDataDir: join(rubbish, 'profile'), pipe: true,
+});
 const page = await browser.newPage();
 const faults = [];
 page.on('pageerror', (error) => faults.push(error.message));
@@ -172,11 +181,14 @@ async function lost() {
 
 try {
   await page.setViewport({ width: 1280, height: 800 });
+  const begun = performance.now();
   for (const each of [masks, recordings, hull, sound, system, names, widths, lost]) {
     await each();
     console.log(`browser: ${each.name}`);
   }
+  console.log(`browser: ${Math.round((performance.now() - begun) / 1000)} s`);
   assert.deepEqual(faults, []);
 } finally {
   await browser.close();
+  rmSync(rubbish, { recursive: true, force: true });
 }
