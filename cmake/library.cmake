@@ -2,7 +2,6 @@ include(CheckCXXSourceCompiles)
 
 # The library: one object per source file, linked once as libvela.so and archived once as libvela.a.
 file(GLOB_RECURSE vela_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/source/*.cpp)
-list(FILTER vela_sources EXCLUDE REGEX "/source/wasm/") # for that alone
 
 # vela_compile_options(PLACE OPTION...): more options for source/PLACE.cpp, or for all files of the room source/PLACE.
 function(vela_compile_options place)
@@ -31,26 +30,16 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
   vela_compile_options(matrix/inverse -O2)
 endif()
 
-# vela_add_objects(TARGET OPTION...): the library's objects, compiled with further options.
-function(vela_add_objects target)
-  add_library(${target} OBJECT ${vela_sources})
-  target_include_directories(${target} PUBLIC
-    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR}/source)
-  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:vela_options>)
-  target_compile_options(${target} PRIVATE
-    -Wmissing-declarations -fno-exceptions -fno-rtti -fno-threadsafe-statics
-    $<$<CXX_COMPILER_ID:GNU>:-Wno-mismatched-dealloc> # behind VELA_RELEASED_BY() records come from malloc()
-    -fno-asynchronous-unwind-tables -ffunction-sections -fdata-sections ${ARGN})
-  target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64)
-  set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden)
-endfunction()
-
-if(CMAKE_SYSTEM_PROCESSOR STREQUAL "wasm32")
-  include(cmake/wasm.cmake)
-  return()
-endif()
-vela_add_objects(vela_objects -fno-semantic-interposition)
-set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
+add_library(vela_objects OBJECT ${vela_sources})
+target_include_directories(vela_objects PUBLIC
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR}/source)
+target_link_libraries(vela_objects PRIVATE $<BUILD_INTERFACE:vela_options>)
+target_compile_options(vela_objects PRIVATE
+  -Wmissing-declarations -fno-exceptions -fno-rtti -fno-threadsafe-statics
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-mismatched-dealloc> # behind VELA_RELEASED_BY() records come from malloc()
+  -fno-asynchronous-unwind-tables -fno-semantic-interposition -ffunction-sections -fdata-sections)
+target_compile_definitions(vela_objects PRIVATE _FILE_OFFSET_BITS=64)
+set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden)
 
 # 64-bit times, for the library and for those who use it.
 set(vela_time64 "")

@@ -11,7 +11,6 @@ const puppeteer = createRequire(new URL('../../build/browser/', import.meta.url)
 const base = (process.env.CAMERA ?? 'http://127.0.0.1:8080').replace(/\/$/, '');
 // What the browser keeps, it keeps here. Led by a pipe, it ends with this program, however that ends.
 const rubbish = mkdtempSync(join(tmpdir(), 'camera-browser-'));
-process.on('exit', () => rmSync(rubbish, { recursive: true, force: true }));
 const browser = await puppeteer.launch({
   executablePath: process.env.BROWSER ?? '/usr/bin/chromium',
   args: process.getuid() === 0 ? ['--no-sandbox'] : [], // it refuses to run as root otherwise
@@ -23,6 +22,10 @@ page.on('pageerror', (error) => faults.push(error.message));
 page.on('console', (line) => line.text().includes('Content Security Policy') && faults.push(line.text()));
 
 const get = async (path) => (await fetch(base + path)).json();
+const post = (path, fields) => page.evaluate(async (path, fields) => (await import('/server.js')).post(path, fields), path, fields);
+const wait = (milliseconds) => new Promise((done) => setTimeout(done, milliseconds));
+const panel = (name) => page.$eval(`#${name}-title`, (title) => { title.closest('details').open = true; });
+const fill = (place, value) => page.$eval(place, (field, value) => { field.value = value; }, value);
 const text = (place) => page.$eval(place, (one) => one.textContent);
 const until = (what, ...rest) => page.waitForFunction(what, { timeout: 10000 }, ...rest);
 const corners = (n) => until((start) => document.getElementById('masks-count').textContent.startsWith(start), n);
@@ -31,7 +34,7 @@ const still = async () => {
     const now = await get('/api/ptz');
     if (!now.moving && now.pan === last.pan) return now;
     last = now;
-    await new Promise((done) => setTimeout(done, 200));
+    await wait(200);
   }
 };
 const open = async () => {
@@ -65,7 +68,7 @@ async function masks() {
   const { pan, fov } = await still();
   await page.focus('#view');
   await page.keyboard.down('ArrowLeft');
-  await new Promise((done) => setTimeout(done, 300));
+  await wait(300);
   await page.keyboard.up('ArrowLeft');
   const turned = await still();
   assert.ok(turned.pan !== pan && turned.fov === fov, 'an arrow key turns the camera, and letting go stops it');
@@ -91,11 +94,11 @@ async function masks() {
   await page.click(`${row} button[aria-label^=Look]`);
   await still();
   await until((id) => document.querySelector(`[data-id="${id}"] input`).checked, kept.id);
-  await new Promise((done) => setTimeout(done, 500));
+  await wait(500);
   assert.ok(await luma(0.5, 0.5) < 8, 'the mask is black in the middle of the picture');
   await page.click(`${row} input`);
   await until(async (id) => !(await (await fetch('/api/mask')).json()).masks.find((one) => one.id === id).on, kept.id);
-  await new Promise((done) => setTimeout(done, 500));
+  await wait(500);
   assert.ok(await luma(0.5, 0.5) > 8, 'switched off, it hides nothing');
   await page.click(`${row} button[aria-label^=Delete]`);
   assert.equal((await get('/api/mask')).masks.length, before + 1, 'deleting asks once more');
@@ -110,13 +113,172 @@ async function recordings() {
   await page.click('#recordings-list button');
   await until(() => document.getElementById('recordings-picture').naturalWidth === 1280);
   await page.click('#recordings-remove');
+  await page.click('#recordings-remove');
   await until((n) => document.querySelectorAll('#recordings-list li').length === n, before);
   await page.type('#recordings-pattern', '((');
   await page.keyboard.press('Enter');
-  await until(() => /expression/.test(document.getElementById('recordings-error').textContent));
+  await until(() => /expression/.test(document.getElementById('recordings-refusal').textContent));
+  assert.equal(await page.$eval('#recordings-pattern', (one) => one.getAttribute('aria-invalid')), 'true');
+
+  // What was kept in 1990 is found by that, and is too old for 3650 days.
+  await panel('system');
+  await fill('#clock', '1990-05-06T07:08:09');
+  await page.click('#clock-form button');
+  await until(() => document.getElementById('system-clock').textContent.startsWith('1990-05-06'));
+  await page.click('#recordings-snapshot');
+  await until(async () => (await (await fetch('/api/recordings?pattern=1990-0[5]')).json()).recordings.length === 1);
+  await page.click('#clock-reset');
+  await until(() => !document.getElementById('system-clock').textContent.startsWith('1990'));
+  await fill('#recordings-pattern', '1990-0[5]');
+  await page.click('#recordings-find button');
+  await until(() => document.querySelectorAll('#recordings-list li').length === 1 && document.getElementById('recordings-refusal').hidden);
+  await fill('#recordings-days', '3650');
+  await page.click('#recordings-drop');
+  await page.click('#recordings-drop');
+  await until(() => document.querySelectorAll('#recordings-list li').length === 0);
+  assert.equal((await get('/api/recordings')).recordings.length, before);
+  await fill('#recordings-days', 'many');
+  await page.click('#recordings-drop');
+  await page.click('#recordings-drop');
+  await until(() => /days/.test(document.getElementById('recordings-old').textContent));
+}
+
+// Presets, patrol and limits; holding goes on, letting go and a lost connection stop; two fingers zoom.
+async function turning() {
+  const before = await get('/api/ptz');
+  await page.type('#presets-name', 'A view');
+  await page.click('#presets-form button');
+  await until((n) => document.querySelectorAll('#presets-list li').length === n, before.presets.length + 1);
+  await fill('#patrol-dwell', 'long');
+  await page.click('#patrol');
+  await until(() => /dwell|presets/.test(document.getElementById('patrol-error').textContent));
+  await page.click('#presets-list li:last-child button:last-child');
+  await page.click('#presets-list li:last-child button:last-child');
+  await until((n) => document.querySelectorAll('#presets-list li').length === n, before.presets.length);
+
+  await panel('limits');
+  await page.click('#limits-go-home');
+  const { pan } = await still(), right = (pan + 5) % 360;
+  await page.click('[data-limit=left]');
+  await until((pan) => Number(document.getElementById('limits-left').value) === Number(pan.toFixed(1)), pan);
+  await fill('#limits-right', right);
+  await page.click('#limits-form .first');
+  await until(() => /clockwise/.test(document.getElementById('limits-words').textContent));
+  const hold = async (place, milliseconds, end) => {
+    const box = await (await page.$(place)).boundingBox();
+    await page.mouse.move(box.x + box.width / 2, box.y + box.height / 2);
+    await page.mouse.down();
+    await wait(milliseconds);
+    await end();
+    return still();
+  };
+  const let_go = () => page.mouse.up();
+  const stopped = await hold('[data-pan="1"]', 1500, let_go);
+  assert.ok(Math.abs(stopped.pan - right) < 0.1, `held against a limit it stops there: ${stopped.pan}, not ${right}`);
+  await fill('#limits-low', 10);
+  await fill('#limits-high', -10);
+  await page.click('#limits-form .first');
+  await until(() => /tilt/.test(document.getElementById('limits-error').textContent));
+  await post('/api/ptz', { action: 'limits', left: 0, right: 0, low: -90, high: 90 });
+
+  const far = (a, b) => Math.abs((a - b + 540) % 360 - 180);
+  const held = await hold('[data-pan="-1"]', 1200, let_go);
+  assert.ok(far(held.pan, stopped.pan) > 10, 'while a button is held the camera goes on');
+  const cut = await hold('[data-pan="-1"]', 800, () => page.setOfflineMode(true));
+  await wait(1000);
+  assert.equal((await get('/api/ptz')).pan, cut.pan, 'a lost connection stops it');
+  await page.setOfflineMode(false);
+  await let_go();
+  await until(() => document.getElementById('message').hidden);
+
+  const { x, y, width, height } = await (await page.$('#view')).boundingBox(), client = await page.createCDPSession();
+  const fingers = (type, apart) => client.send('Input.dispatchTouchEvent', {
+    type, touchPoints: apart ? [-apart, apart].map((at, id) => ({ x: x + width / 2 + at, y: y + height / 2, id })) : [],
+  });
+  const { fov } = await still();
+  await fingers('touchStart', 40);
+  for (const apart of [50, 60, 70, 80]) await fingers('touchMove', apart);
+  await fingers('touchEnd');
+  await wait(300);
+  const nearer = await still();
+  assert.ok(Math.abs(nearer.fov / fov - 0.5) < 0.05, `fingers twice as far apart halve the field of view: ${fov} to ${nearer.fov}`);
+  assert.ok(far(nearer.pan, cut.pan) < 1, 'and do not turn');
+  await post('/api/ptz', { action: 'limits', ...before.limits });
+  await page.click('#home');
+  await still();
+}
+
+// The curve is drawn as the camera computes it, and the picture follows.
+async function curve() {
+  const before = await get('/api/video/settings');
+  const knot = (i) => page.$(`#curve [data-knot="${i}"]`);
+  const drag = async (i, right, up, steps = 4) => {
+    await page.$eval('#curve', (one) => one.scrollIntoView({ block: 'center' }));
+    const box = await (await knot(i)).boundingBox(), x = box.x + box.width / 2, y = box.y + box.height / 2;
+    await page.mouse.move(x, y);
+    await page.mouse.down();
+    await page.mouse.move(x + right, y - up, { steps });
+  };
+  const kept = (curve) => until(async (curve) => JSON.stringify((await (await fetch('/api/video/settings')).json()).curve) === curve, JSON.stringify(curve));
+  await panel('curve');
+  await page.click('#curve-straight');
+  await kept([[0, 0], [255, 255]]);
+  await wait(300);
+  const bright = await luma(0.25, 0.1);
+  await drag(1, 0, -120);
+  await page.mouse.up();
+  await until(async () => (await (await fetch('/api/video/settings')).json()).curve[1][1] < 200);
+  await wait(300);
+  assert.ok(await luma(0.25, 0.1) < bright - 20, 'the picture follows the curve');
+  await page.click('#curve-straight');
+  await kept([[0, 0], [255, 255]]);
+
+  await page.click('#curve-add');
+  await kept([[0, 0], [128, 128], [255, 255]]);
+  for (const key of ['ArrowLeft', 'ArrowUp', 'ArrowUp']) await page.keyboard.press(key);
+  await kept([[0, 0], [127, 130], [255, 255]]);
+  const { spline } = await get('/api/video/settings');
+  const drawn = await page.$eval('#curve .spline', (one) => one.getAttribute('d').slice(1).split('L').map((pair) => 255 - Number(pair.split(' ')[1])));
+  assert.deepEqual(drawn, spline);
+  await drag(1, 400, 0);
+  await until(() => /rising/.test(document.getElementById('curve-error').textContent));
+  await page.mouse.up();
+  await page.keyboard.press('Delete');
+  await kept([[0, 0], [255, 255]]);
+  await until(() => document.getElementById('curve-error').hidden);
+  await page.focus('#exposure');
+  await page.keyboard.press('ArrowLeft');
+  await until(async () => (await (await fetch('/api/video/settings')).json()).exposure === -0.1);
+  await post('/api/video', { exposure: before.exposure, curve: before.curve.map((one) => one.join(',')).join(';') });
+}
+
+// Samples by mouse and by keyboard, the surface and the line.
+async function fit() {
+  await panel('fit');
+  await page.click('#fit-take');
+  for (const [x, y] of [[0.1, 0.1], [0.5, 0.12], [0.9, 0.1], [0.12, 0.4], [0.9, 0.44]]) await click(x, y);
+  await until(() => /^5 samples yet/.test(document.getElementById('fit-words').textContent));
+  await page.keyboard.press('ArrowDown');
+  await until(() => /^Cross at 640, 370/.test(document.getElementById('fit-words').textContent));
+  await page.keyboard.press('Enter');
+  await until(() => document.querySelectorAll('#fit-rows tr').length === 6);
+  assert.equal(await page.$$eval('#fit-rows th', (all) => all.at(-1).textContent), '640, 370');
+  await click(0.3, 0.8);
+  await until(() => document.querySelectorAll('#fit-rows tr').length === 7);
+  const shown = await page.$$eval('#fit-rows td:last-child', (all) => all.map((one) => one.textContent));
+  assert.ok(shown.some((one) => Number(one.replace('−', '-')) !== 0), 'seven samples leave residuals');
+  assert.equal(await page.$$eval('#fit-sketch .stem', (all) => all.length), 7);
+  await page.click('#fit-back');
+  await until(() => document.querySelectorAll('#fit-rows tr').length === 6);
+  await page.click('[name=fit][value=lens]');
+  await until(() => /for 1000 pixels/.test(document.getElementById('fit-words').textContent));
+  await page.click('#fit-clear');
+  await until(() => /^No samples/.test(document.getElementById('fit-words').textContent) && !document.querySelector('#fit-sketch circle'));
+  await page.click('#fit-take');
 }
 
 async function hull() {
+  await panel('hull');
   await until(() => / faces/.test(document.getElementById('hull-words').textContent));
   const seen = new Set(), painted = () => page.$eval('#hull', (canvas) => canvas.toDataURL());
   await page.focus('#hull');
@@ -138,6 +300,7 @@ async function sound() {
       return start.call(this, when);
     };
   });
+  await panel('sound');
   await page.click('#sound-listen');
   for (const format of ['wav', 'alaw', 'ulaw']) {
     await page.select('#sound-format', format);
@@ -151,16 +314,29 @@ async function sound() {
 }
 
 async function system() {
-  await page.click('#system-digests');
-  await until(() => document.querySelectorAll('#system-rows tr').length > 8);
+  await panel('digests');
+  await until(() => document.querySelectorAll('#digests-rows tr').length > 8);
+  assert.match(await text('#digests-words'), /same bits/);
   const { modules } = await get('/api/system/digests');
-  assert.deepEqual(await page.$$eval('#system-rows td', (all) => all.map((one) => one.textContent)), modules.map((one) => one.digest));
+  assert.deepEqual(await page.$$eval('#digests-rows td:nth-child(2)', (all) => all.map((one) => one.textContent)), modules.map((one) => one.digest));
+
+  await panel('codes');
+  await page.type('#codes-text', 'no URL');
+  await page.keyboard.press('Enter');
+  await until(() => /URL/.test(document.getElementById('codes-error').textContent));
+  await fill('#codes-text', 'rtsp://me@camera:554/live?a=1%3C2');
+  await page.keyboard.press('Enter');
+  await until(() => document.getElementById('codes-error').hidden && /554/.test(document.getElementById('codes-answer').textContent));
+  assert.match(await text('#codes-answer'), /a =1<2/);
+  await page.click('#codes-snapshot');
+  await until(() => atob(document.getElementById('codes-base64').value).startsWith('\xff\xd8\xff'));
 }
 
 async function names() {
+  await page.$$eval('details', (all) => { for (const one of all) one.open = true; });
   const all = (one) => [one, ...(one.children ?? []).flatMap(all)];
-  const controls = all(await page.accessibility.snapshot()).filter(({ role }) => ['button', 'textbox', 'checkbox', 'radio', 'application'].includes(role));
-  assert.ok(controls.length > 10);
+  const controls = all(await page.accessibility.snapshot()).filter(({ role }) => ['button', 'textbox', 'checkbox', 'radio', 'application', 'slider', 'combobox', 'region', 'group'].includes(role));
+  assert.ok(controls.length > 60, `only ${controls.length} controls`);
   for (const one of controls) assert.ok(one.name, `${one.role} without a name`);
 }
 
@@ -183,7 +359,7 @@ async function lost() {
 try {
   await page.setViewport({ width: 1280, height: 800 });
   const begun = performance.now();
-  for (const each of [masks, recordings, hull, sound, system, names, widths, lost]) {
+  for (const each of [masks, recordings, turning, curve, fit, hull, sound, system, names, widths, lost]) {
     await each();
     console.log(`browser: ${each.name}`);
   }
@@ -191,4 +367,5 @@ try {
   assert.deepEqual(faults, []);
 } finally {
   await browser.close();
+  rmSync(rubbish, { recursive: true, force: true });
 }

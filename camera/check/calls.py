@@ -175,6 +175,8 @@ def the_system():
     expect(len(base64.b64decode(shot["base64"])) == shot["bytes"], "a snapshot in Base64")
     again = fetch("system/digests")
     expect(again == fetch("system/digests") and len(again["modules"]) >= 12, "digests repeat")
+    kept = json.loads(curl(BASE + "/digests.json")[2])["modules"]
+    expect(kept == [{"name": one["name"], "digest": one["digest"]} for one in again["modules"]], "the page keeps ARM's digests")
     print(f"system: {again['architecture']}, digests of {len(again['modules'])} modules")
 
 

@@ -182,9 +182,11 @@ plan drive(const plan &current, const timeval &now, const std::array<double, 3> 
         const double speed = shares[i] * kFastest[i] * scale[i];
         result.axes[i] = course::along(states[i], speed, seconds, kAccelerations[i]);
         const double end = result.axes[i].at(result.axes[i].duration()).place;
+        // Who stands beside the limits, be it by rounding, goes back to them even when asked to stop.
         if (end < low[i] || end > high[i])
             result.axes[i] = course::to(states[i], std::clamp(end, low[i], high[i]),
-                                        std::max(std::fabs(speed), std::fabs(states[i].speed)), kAccelerations[i]);
+                                        std::max({std::fabs(speed), std::fabs(states[i].speed), kFastest[i] / 20}),
+                                        kAccelerations[i]);
     }
     return result;
 }

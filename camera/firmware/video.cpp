@@ -88,9 +88,13 @@ std::vector<std::pair<int, int>> read_curve(const exchange &one) {
 
 void report_settings(const exchange &one) {
     const state::settings all = state::read_settings();
-    web::json::array knots, levels;
+    state::settings unexposed = all;
+    unexposed.exposure = 0;
+    web::json::array knots, spline, levels;
     for (const auto &[x, y] : all.curve)
         knots.raw("[" + std::to_string(x) + "," + std::to_string(y) + "]");
+    for (const uint8_t level : picture::tones_of(unexposed))
+        spline.raw(std::to_string(level));
     for (const uint8_t level : picture::tones_of(all))
         levels.raw(std::to_string(level));
     one.json(web::json::object()
@@ -100,6 +104,7 @@ void report_settings(const exchange &one) {
                  .add("stamp", all.stamp)
                  .add("exposure", all.exposure)
                  .raw("curve", knots.text())
+                 .raw("spline", spline.text())
                  .raw("levels", levels.text())
                  .text());
 }

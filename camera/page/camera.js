@@ -1,9 +1,13 @@
 // The live picture, and everything that moves the camera.
-import { element, get, part, post, say, tell } from './server.js';
+import { digits, get, part, post, say, tell } from './server.js';
 import { begin_masks, list_masks } from './masks.js';
+import { begin_fit } from './fit.js';
+import { begin_places } from './places.js';
 import { list_recordings } from './recordings.js';
 import { load_hull } from './hull.js';
+import { load_light } from './light.js';
 import { load_system } from './system.js';
+import { begin_codes } from './codes.js';
 import './sound.js';
 
 const view = part('view'), picture = part('picture'), message = part('message');
@@ -38,9 +42,7 @@ const watchers = [];
 function show(next) {
   state = next;
   part('position').textContent =
-    `Pan ${next.pan.toFixed(1)}°, tilt ${next.tilt.toFixed(1)}°, field of view ${next.fov.toFixed(1)}°`;
-  part('patrol').setAttribute('aria-pressed', next.patrol);
-  show_presets(next.presets);
+    `Pan ${digits(next.pan, 1)}°, tilt ${digits(next.tilt, 1)}°, field of view ${digits(next.fov, 1)}°`;
   // A view can be shared as a link.
   if (!next.moving)
     history.replaceState(null, '', next.patrol ? location.pathname :
@@ -50,8 +52,8 @@ function show(next) {
 
 // One request after another: a stop must not overtake the drive that it ends.
 let line = Promise.resolve();
-function move(fields, place = message) {
-  line = line.then(() => tell(place, post('/api/ptz', fields).then((next) => (show(next), true))));
+function move(fields, place = message, field) {
+  line = line.then(() => tell(place, post('/api/ptz', fields, 3000).then((next) => (show(next), true)), field));
   return line;
 }
 
@@ -63,13 +65,17 @@ const go = ({ pan, tilt, fov = state.fov }) => move({
 const start = new URLSearchParams(location.hash.slice(1));
 const shared = ['pan', 'tilt', 'fov'].every((name) => Number.isFinite(parseFloat(start.get(name))));
 
-// While a button or key is held the camera is asked to go on; it stops by itself when nobody asks.
-// The closer the view, the slower it turns.
-let held = null;
-function drive({ pan = 0, tilt = 0, zoom = 0 }) {
-  release();
-  const share = between(0.02, state.fov / 120, 1);
-  const ask = () => move({ action: 'drive', hold: 0.8, pan: pan * share, tilt: tilt * share, zoom });
+// While a button or key is held the camera is asked to go on; it stops by itself when nobody asks. Only one request is under
+// way, so that none is left behind the stop when the connection is bad.
+let held = null, asking = false;
+function drive({ pan = 0, tilt = 0, zoom = 0 }, share = 0.5) {
+  clearInterval(held);
+  const ask = async () => {
+    if (asking) return;
+    asking = true;
+    await move({ action: 'drive', hold: 0.8, pan: pan * share, tilt: tilt * share, zoom });
+    asking = false;
+  };
   held = setInterval(ask, 400);
   ask();
 }
@@ -86,26 +92,40 @@ for (const button of document.querySelectorAll('[data-pan], [data-zoom]')) {
   const direction = { ...button.dataset };
   let waiting = null, drove = false;
   button.addEventListener('pointerdown', (event) => {
+    if (event.button !== 0) return;
     button.setPointerCapture(event.pointerId);
     drove = false;
     waiting = setTimeout(() => { drove = true; drive(direction); }, 250);
   });
   for (const end of ['pointerup', 'pointercancel', 'lostpointercapture'])
     button.addEventListener(end, () => { clearTimeout(waiting); release(); });
+  button.addEventListener('contextmenu', (event) => event.preventDefault());
   button.addEventListener('click', () => { if (!drove) nudge(direction); drove = false; });
 }
+
+// Keys are for the picture, and for the page where nothing else has them. Two together go aslant; Shift goes faster.
 const keys = {
   ArrowLeft: { pan: -1 }, ArrowRight: { pan: 1 }, ArrowUp: { tilt: 1 }, ArrowDown: { tilt: -1 },
   '+': { zoom: 1 }, '-': { zoom: -1 },
 };
-view.addEventListener('keydown', (event) => {
+const down = new Set();
+function drive_by_keys(fast) {
+  if (!down.size) return release();
+  drive(Object.assign({}, ...[...down].map((key) => keys[key])), fast ? 1 : 0.5);
+}
+const let_go = () => { down.clear(); release(); };
+addEventListener('keydown', (event) => {
   if (!keys[event.key] || event.ctrlKey || event.altKey || event.metaKey) return;
+  if (event.target !== view && event.target !== document.body && !event.target.closest('.reach')) return;
   event.preventDefault();
-  if (!event.repeat) drive(keys[event.key]);
+  if (event.repeat) return;
+  down.add(event.key);
+  drive_by_keys(event.shiftKey);
 });
-view.addEventListener('keyup', release);
-view.addEventListener('blur', release);
-addEventListener('blur', release);
+addEventListener('keyup', (event) => { if (down.delete(event.key)) drive_by_keys(event.shiftKey); });
+addEventListener('focusout', let_go);
+addEventListener('blur', let_go);
+document.addEventListener('visibilitychange', let_go);
 
 // Dragging turns the camera with the pointer, two fingers zoom. What goes on while a request is under way is sent after it.
 const pointers = new Map();
@@ -167,41 +187,22 @@ view.addEventListener('wheel', (event) => {
   if (event.deltaY) move({ action: 'nudge', zoom: event.deltaY < 0 ? 0.25 : -0.25 });
 }, { passive: false });
 
-// ---- Presets, light
-
-let shown = '';
-function show_presets(presets) {
-  const now = JSON.stringify(presets);
-  if (now === shown) return;
-  shown = now;
-  part('presets-list').replaceChildren(...presets.map((preset) => element('li', {}, element('button', {
-    type: 'button', textContent: preset.name,
-    onclick: () => move({ action: 'recall', id: preset.id }, part('presets-error')),
-  }))));
-}
 part('home').addEventListener('click', () => move({ action: 'home' }));
-part('patrol').addEventListener('click', () => move({ action: state.patrol ? 'stop' : 'patrol' }, part('presets-error')));
-part('presets-form').addEventListener('submit', async (event) => {
-  event.preventDefault();
-  if (await move({ action: 'save', name: part('presets-name').value }, part('presets-error'))) event.target.reset();
-});
-
-function show_settings(settings) {
-  document.querySelector(`[name=light][value=${settings.light}]`).checked = true;
-  part('grid').checked = settings.grid;
-}
-const set = (fields) => tell(part('light-error'), post('/api/video', fields).then(show_settings));
-for (const radio of document.querySelectorAll('[name=light]'))
-  radio.addEventListener('change', () => set({ light: radio.value }));
-part('grid').addEventListener('change', () => set({ grid: part('grid').checked ? 1 : 0 }));
 
 // At the start, and whenever the camera is there again.
 async function arrive() {
   look();
-  show_settings(await get('/api/video/settings'));
-  await Promise.all([list_masks(), list_recordings(), load_hull(), load_system()]);
+  await Promise.all([load_light(), list_masks(), list_recordings(), load_hull(), load_system()]);
   return true;
 }
-begin_masks({ view, go, watch: (each) => watchers.push(each) });
+
+// What is drawn in the picture is one thing at a time.
+let leave = null;
+const tools = {
+  view, go, move,
+  watch: (each) => watchers.push(each),
+  enter: (end) => { leave?.(); leave = end; },
+};
+for (const begin of [begin_masks, begin_fit, begin_places, begin_codes]) begin(tools);
 if (shared) go(Object.fromEntries([...start].map(([name, value]) => [name, parseFloat(value)])));
 tell(message, line.then(arrive)).then((done) => { lost = done === undefined; watch(); });

@@ -1,7 +1,7 @@
 // The hull of the view's colours in the cube of all colours, turned by dragging or by arrow keys.
 import { get, part, tell } from './server.js';
 
-const canvas = part('hull'), error = part('hull-error');
+const canvas = part('hull'), error = part('hull-error'), panel = canvas.closest('details');
 let hull = null, turn = 2.2, tip = -0.5;
 
 const minus = (a, b) => a.map((value, i) => value - b[i]);
@@ -45,6 +45,7 @@ function paint() {
 }
 
 export async function load_hull() {
+  if (!panel.open) return;
   const answer = await tell(error, get('/api/gamut'));
   if (!answer) return;
   hull = answer;
@@ -68,5 +69,6 @@ canvas.addEventListener('keydown', (event) => {
   event.preventDefault();
   by(...keys[event.key]);
 });
+panel.addEventListener('toggle', load_hull);
 part('hull-again').addEventListener('click', load_hull);
 matchMedia('(prefers-color-scheme: dark)').addEventListener('change', paint);

@@ -1,6 +1,6 @@
 // Masks: polygons of directions that nobody shall see. Each corner becomes a direction at once, so the camera can be turned while
 // one is drawn.
-import { element, get, part, post, say, tell } from './server.js';
+import { ask_twice, element, get, part, post, say, shape, tell } from './server.js';
 
 const list = part('masks-list'), form = part('masks-form'), draw = part('masks-draw'), error = part('masks-error');
 const size = { width: 1280, height: 720 };
@@ -15,7 +15,7 @@ function show(answer) {
   part('masks-none').hidden = masks.length > 0;
   list.replaceChildren(...masks.map(row));
 }
-const change = (fields) => tell(error, post('/api/mask', fields).then((answer) => (show(answer), true)));
+const change = (fields, field) => tell(error, post('/api/mask', fields).then((answer) => (show(answer), true)), field);
 
 function row(mask) {
   const box = element('input', { type: 'checkbox', checked: mask.on });
@@ -24,18 +24,8 @@ function row(mask) {
     list.querySelector(`[data-id="${mask.id}"] input`)?.focus();
   });
   const remove = element('button', { type: 'button', textContent: 'Delete' });
-  remove.setAttribute('aria-label', `Delete ${mask.name}`);
-  // What was hidden would be seen: asks once more.
-  remove.addEventListener('click', async () => {
-    if (remove.textContent === 'Delete') {
-      remove.textContent = 'Delete?';
-      remove.setAttribute('aria-label', `Delete ${mask.name}? Press again to delete it.`);
-    } else if (await change({ action: 'remove', id: mask.id })) draw.focus();
-  });
-  remove.addEventListener('blur', () => {
-    remove.textContent = 'Delete';
-    remove.setAttribute('aria-label', `Delete ${mask.name}`);
-  });
+  // What was hidden would be seen.
+  ask_twice(remove, async () => { if (await change({ action: 'remove', id: mask.id })) draw.focus(); }, mask.name);
   const find = element('button', { type: 'button', textContent: 'Look', onclick: () => look_at(middle(mask.corners)) });
   find.setAttribute('aria-label', `Look at ${mask.name}`);
   const item = element('li', {}, element('label', {}, box, mask.name), find, remove);
@@ -59,12 +49,6 @@ export const list_masks = () => tell(error, get('/api/mask').then(show));
 // ---- Drawing
 
 let corners = null;
-
-const shape = (name, attributes) => {
-  const one = document.createElementNS('http://www.w3.org/2000/svg', name);
-  for (const [key, value] of Object.entries(attributes)) one.setAttribute(key, value);
-  return one;
-};
 
 let sketching = false, again = false;
 async function sketch() {
@@ -126,9 +110,10 @@ function end() {
   sketch();
 }
 
-export function begin_masks({ view, go, watch }) {
+export function begin_masks({ view, go, watch, enter }) {
   look_at = go;
   draw.addEventListener('click', () => {
+    enter(end);
     corners = [];
     form.hidden = false;
     draw.hidden = true;
@@ -151,7 +136,8 @@ export function begin_masks({ view, go, watch }) {
   form.addEventListener('submit', async (event) => {
     event.preventDefault();
     await line;
-    if (await change({ action: 'add', name: part('masks-name').value, corners: pairs(corners) })) {
+    const name = part('masks-name');
+    if (await change({ action: 'add', name: name.value, corners: pairs(corners) }, name)) {
       end();
       draw.focus();
     }

@@ -1,5 +1,5 @@
-// Snapshots and clips: made, found by a pattern, looked at, downloaded, deleted.
-import { element, get, part, post, say, tell } from './server.js';
+// Snapshots and clips: made, searched, looked at, downloaded, deleted, thrown away when they are old.
+import { ask_twice, element, get, part, post, say, tell } from './server.js';
 
 const strip = part('recordings-list'), error = part('recordings-error'), show = part('recordings-show');
 const address = (call, { id }) => `/api/recordings/${call}?${new URLSearchParams({ id })}`;
@@ -7,11 +7,12 @@ const name = ({ kind, time }) =>
   `${kind === 'clip' ? 'Clip' : 'Snapshot'}, ${new Date(time * 1000).toLocaleString('en-GB', { dateStyle: 'medium', timeStyle: 'medium' })}`;
 
 export async function list_recordings() {
-  const pattern = part('recordings-pattern').value;
-  const answer = await tell(error, get('/api/recordings', pattern ? { pattern } : {}));
+  const field = part('recordings-pattern'), pattern = field.value;
+  const answer = await tell(part('recordings-refusal'), get('/api/recordings', pattern ? { pattern } : {}), field);
   if (!answer) return;
-  const all = answer.recordings;
-  say(part('recordings-none'), all.length ? '' : pattern ? 'Nothing matches.' : 'Nothing is kept yet.');
+  const all = answer.recordings, bytes = all.reduce((sum, one) => sum + one.bytes, 0);
+  say(part('recordings-none'), !all.length ? pattern ? 'Nothing matches.' : 'Nothing is kept yet.' :
+    `${all.length} ${pattern ? 'found' : `of at most ${answer.most}`}, ${(bytes / 1e6).toFixed(1)} MB. The oldest go first.`);
   strip.replaceChildren(...all.map((one) => element('li', {}, element('button', { type: 'button', onclick: () => open(one) },
     element('img', { src: address('thumb', one), alt: '', loading: 'lazy', width: 160, height: 90 }),
     element('span', { textContent: name(one) })))));
@@ -29,7 +30,7 @@ function open(one) {
 // A clip that nobody looks at is played no longer.
 show.addEventListener('close', () => part('recordings-picture').removeAttribute('src'));
 part('recordings-close').addEventListener('click', () => show.close());
-part('recordings-remove').addEventListener('click', async () => {
+ask_twice(part('recordings-remove'), async () => {
   const done = await tell(part('recordings-refused'), post('/api/recordings', { action: 'remove', id: opened.id }));
   if (!done) return;
   show.close();
@@ -43,7 +44,7 @@ for (const [button, fields, meanwhile] of [
   button.addEventListener('click', async () => {
     button.disabled = true;
     say(part('recordings-busy'), meanwhile);
-    const done = await tell(error, post('/api/recordings', fields));
+    const done = await tell(error, post('/api/recordings', fields, 30000));
     button.disabled = false;
     say(part('recordings-busy'), '');
     if (done) await list_recordings();
@@ -51,4 +52,16 @@ for (const [button, fields, meanwhile] of [
 part('recordings-find').addEventListener('submit', (event) => {
   event.preventDefault();
   list_recordings();
+});
+
+async function throw_away() {
+  const days = part('recordings-days');
+  const done = await tell(part('recordings-old'), post('/api/recordings', { action: 'expire', days: days.value }), days);
+  if (done) await list_recordings();
+}
+ask_twice(part('recordings-drop'), throw_away);
+part('recordings-expire').addEventListener('submit', (event) => {
+  event.preventDefault();
+  part('recordings-drop').focus();
+  part('recordings-drop').click();
 });

@@ -1,14 +1,12 @@
 // Paints the place of world.hpp, by day or by night, as an equirectangular panorama in packed 4:2:2 (Cb Y0 Cr Y1, full
 // range): a row for each tilt from the zenith down, a pixel for each pan from the north clockwise.
-//
-// usage: paint day|night WIDTH FILE
 #include "world.hpp"
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <thread>
 #include <vector>
+#include <vela/cmdline.h>
 #include <vela/colour.h>
 
 namespace {
@@ -668,15 +666,36 @@ void paint_rows(const place &here, uint32_t width, uint32_t first, uint32_t step
     }
 }
 
+constexpr cmdline_option kOptions[] = {{'h', "help", nullptr, 0},
+                                       {'n', "night", "with lamps and stars instead of the sun", 0},
+                                       {'w', "width", "pixels, a multiple of 4; 4096 if not given", CMDLINE_REQUIRED},
+                                       {0, nullptr, nullptr, 0}};
+
 } // namespace
 
 int main(int argc, char **argv) {
-    const long width = argc == 4 ? std::strtol(argv[2], nullptr, 10) : 0;
-    const bool night = argc == 4 && std::strcmp(argv[1], "night") == 0;
-    if (argc != 4 || (!night && std::strcmp(argv[1], "day") != 0) || width < 4 || width > 16384 || width % 4) {
-        std::fputs("usage: paint day|night WIDTH FILE   (a multiple of 4; the height is half of it)\n", stderr);
+    bool night = false, good = true;
+    long width = 4096;
+    int before = cmdline_optidx;
+    for (int option; (option = cmdline_getopt(argc, argv, kOptions)) >= 0; before = cmdline_optidx) {
+        // 0 is an operand, which moves to the end, or an option without its value, which is passed over.
+        good = good && (option != 0 || cmdline_optidx == before);
+        if (option == 'h' || option == '?') {
+            cmdline_usage(kOptions + 1, "paint", "[options] FILE");
+            return option == 'h' ? EXIT_SUCCESS : EXIT_FAILURE;
+        }
+        night = night || option == 'n';
+        if (option == 'w') {
+            char *end = nullptr;
+            width = std::strtol(cmdline_optarg, &end, 10);
+            good = good && *end == '\0' && width >= 4 && width <= 16384 && width % 4 == 0;
+        }
+    }
+    if (!good || cmdline_optidx != argc - 1) {
+        std::fputs(good ? "paint: name one file\n" : "paint: the width is a multiple of 4, up to 16384\n", stderr);
         return EXIT_FAILURE;
     }
+    const char *const file_name = argv[cmdline_optidx];
     place here;
     make_place(night, here);
     std::vector<uint8_t> picture(static_cast<size_t>(width * width));
@@ -686,10 +705,10 @@ int main(int argc, char **argv) {
         all.emplace_back([&, i] { paint_rows(here, static_cast<uint32_t>(width), i, workers, picture); });
     for (std::thread &one : all)
         one.join();
-    FILE *file = std::fopen(argv[3], "wb");
+    FILE *file = std::fopen(file_name, "wb");
     const bool written = file && std::fwrite(picture.data(), 1, picture.size(), file) == picture.size();
     if (!file || std::fclose(file) != 0 || !written) {
-        std::fprintf(stderr, "paint: cannot write %s\n", argv[3]);
+        std::fprintf(stderr, "paint: cannot write %s\n", file_name);
         return EXIT_FAILURE;
     }
     return EXIT_SUCCESS;
