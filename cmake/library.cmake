@@ -3,31 +3,60 @@ include(CheckCXXSourceCompiles)
 # The library: one object per source file, linked once as libvela.so and archived once as libvela.a.
 file(GLOB_RECURSE vela_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/source/*.cpp)
 
-# vela_compile_options(PLACE OPTION...): more options for source/PLACE.cpp, or for all files of the room source/PLACE.
-function(vela_compile_options place)
-  set(files ${vela_sources})
-  list(FILTER files INCLUDE REGEX "/source/${place}(\\.cpp$|/)")
-  if(NOT files)
+# vela_sources_of(PLACE FILES): source/PLACE.cpp, or all files of the room source/PLACE.
+function(vela_sources_of place files)
+  set(found ${vela_sources})
+  list(FILTER found INCLUDE REGEX "/source/${place}(\\.cpp$|/)")
+  if(NOT found)
     message(FATAL_ERROR "there is no source/${place}")
   endif()
+  set(${files} ${found} PARENT_SCOPE)
+endfunction()
+
+# vela_compile_options(PLACE OPTION...): more options for these.
+function(vela_compile_options place)
+  vela_sources_of(${place} files)
   set_property(SOURCE ${files} APPEND PROPERTY COMPILE_OPTIONS ${ARGN})
 endfunction()
 
-# Modules whose inner loops are worth unrolling and vectorising, and files that are never the ones waited for.
-foreach(place interp matrix resample)
-  vela_compile_options(${place} -O3)
-endforeach()
-foreach(place check chull/records chull/steps chull/checks chull/listing chull/off filesystem matrix/solve
-        matrix/fit)
-  vela_compile_options(${place} -Os)
-endforeach()
-vela_compile_options(text -ftree-vectorize)
-if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
-  # Where kernels fill the vector registers, it spares copies to keep to the source's order.
-  vela_compile_options(resample -fno-schedule-insns)
-  vela_compile_options(matrix/svd -fno-schedule-insns)
-  # Bytes count there: unrolled, the elimination saves a sixth of its instructions and takes a third more code.
-  vela_compile_options(matrix/inverse -O2)
+if(NOT VELA_SMALL)
+  # Modules whose inner loops are worth unrolling and vectorising, and files that are never the ones waited for.
+  foreach(place interp matrix resample)
+    vela_compile_options(${place} -O3)
+  endforeach()
+  foreach(place check chull/records chull/steps chull/checks chull/listing chull/off filesystem matrix/solve
+          matrix/fit)
+    vela_compile_options(${place} -Os)
+  endforeach()
+  vela_compile_options(text -ftree-vectorize)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+    # Where kernels fill the vector registers, it spares copies to keep to the source's order.
+    vela_compile_options(resample -fno-schedule-insns)
+    vela_compile_options(matrix/svd -fno-schedule-insns)
+    # Bytes count there: unrolled, the elimination saves a sixth of its instructions and takes a third more code.
+    vela_compile_options(matrix/inverse -O2)
+  endif()
+endif()
+
+if(VELA_HARDENED)
+  # Its buffers are filled by constant indices: a guard of the stack would cost 5 % of a call for nothing.
+  vela_compile_options(uuid -fno-stack-protector)
+endif()
+
+# A choice of modules takes along what these call; the symbols of the others are missing then.
+set(vela_needed_by_cgi url)
+set(vela_needed_by_check cmdline)
+set(vela_needed_by_spheremap fixedpoint)
+if(VELA_MODULES)
+  set(vela_chosen "")
+  foreach(module IN LISTS VELA_MODULES)
+    foreach(place ${module} ${vela_needed_by_${module}})
+      vela_sources_of(${place} files)
+      list(APPEND vela_chosen ${files})
+    endforeach()
+  endforeach()
+  list(REMOVE_DUPLICATES vela_chosen)
+  set(vela_sources ${vela_chosen})
 endif()
 
 add_library(vela_objects OBJECT ${vela_sources})
@@ -38,7 +67,8 @@ target_compile_options(vela_objects PRIVATE
   -Wmissing-declarations -fno-exceptions -fno-rtti -fno-threadsafe-statics
   $<$<CXX_COMPILER_ID:GNU>:-Wno-mismatched-dealloc> # behind VELA_RELEASED_BY() records come from malloc()
   -fno-asynchronous-unwind-tables -fno-semantic-interposition -ffunction-sections -fdata-sections)
-target_compile_definitions(vela_objects PRIVATE _FILE_OFFSET_BITS=64)
+target_compile_options(vela_objects PRIVATE $<$<BOOL:${VELA_SMALL}>:-Os> $<$<BOOL:${VELA_DEBUG_INFO}>:-g>)
+target_compile_definitions(vela_objects PRIVATE _FILE_OFFSET_BITS=64 $<$<BOOL:${VELA_SMALL}>:VELA_SCALAR>)
 set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden)
 
 # 64-bit times, for the library and for those who use it.
@@ -117,6 +147,11 @@ if(VELA_SANITIZE)
   target_link_options(vela PRIVATE -fsanitize=${VELA_SANITIZE})
 else()
   target_link_options(vela PRIVATE -Wl,-z,defs)
+endif()
+if(VELA_HARDENED)
+  target_compile_options(vela_objects PRIVATE -fstack-protector)
+  target_compile_definitions(vela_objects PRIVATE _FORTIFY_SOURCE=2)
+  target_link_options(vela PRIVATE -Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
 set_target_properties(vela PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
   LINK_DEPENDS ${vela_version_script})

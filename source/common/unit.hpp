@@ -9,11 +9,13 @@
 //
 // Both versions come from one text, so they give the same bits. A kernel that needs an instruction of the unit itself
 // is marked VELA_UNIT and takes the route `if (has_unit()) kernel_avx2(...)` behind `#ifdef VELA_AVX2` or `#ifdef
-// VELA_NEON`.
+// VELA_NEON`. VELA_SCALAR leaves the units out altogether.
 #pragma once
 
 #include <cstdint>
-#if defined __x86_64__ && defined __GNUC__
+#if defined VELA_SCALAR
+// no unit
+#elif defined __x86_64__ && defined __GNUC__
 #define VELA_AVX2 1
 #define VELA_UNIT [[gnu::target("avx2")]]
 #elif defined __arm__ && defined __ARM_FP && defined __ARMEL__

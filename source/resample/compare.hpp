@@ -52,7 +52,7 @@ VELA_UNIT inline bool are_equal_neon(const int16_t *a, const int16_t *b, uint32_
 }
 #endif
 
-#ifdef __ARM_FEATURE_SIMD32
+#if defined __ARM_FEATURE_SIMD32 && !defined VELA_SCALAR
 constexpr uint32_t kWordsStep = 64; // coefficients
 
 // Of tables of at least one step, by distances of bytes: 49 instructions a step, where a comparison word by word takes
@@ -84,7 +84,7 @@ inline bool are_equal_words(const int16_t *a, const int16_t *b, uint32_t count) 
 
 // Of tables aligned to words.
 inline bool are_equal(const int16_t *a, const int16_t *b, uint32_t count, [[maybe_unused]] bool by_unit) {
-#ifdef __ARM_FEATURE_SIMD32
+#if defined __ARM_FEATURE_SIMD32 && !defined VELA_SCALAR
     if (count && a[count - 1] != b[count - 1])
         return false;
 #ifdef VELA_NEON
