@@ -1,25 +1,37 @@
 // How models and the library are compared, in tests and fuzz targets alike.
 #pragma once
 
-#include <cctype>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
-// Bytes as a text that can be read, in quotes.
-inline std::string shown(std::string_view bytes) {
-    std::string text = "\"";
-    for (const char byte : bytes) {
-        char code[5];
-        std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(byte));
-        text += byte >= ' ' && byte <= '~' ? std::string(1, byte) : code;
+// A number, some numbers, or bytes as a text that can be read, in quotes.
+template <class Value>
+std::string shown(const Value &value) {
+    char text[32];
+    std::string all;
+    if constexpr (std::is_arithmetic_v<Value>) {
+        std::snprintf(text, sizeof text, std::is_floating_point_v<Value> ? "%.9g" : "%.0f", static_cast<double>(value));
+        return text;
+    } else if constexpr (std::is_convertible_v<Value, std::string_view>) {
+        for (const char byte : std::string_view(value)) {
+            std::snprintf(text, sizeof text, "\\x%02x", static_cast<unsigned char>(byte));
+            all += byte >= ' ' && byte <= '~' ? std::string(1, byte) : text;
+        }
+        return '"' + all + '"';
+    } else {
+        for (const auto number : value)
+            all += (all.empty() ? "" : " ") + shown(number);
+        return '(' + all + ')';
     }
-    return text + '"';
 }
 
 // Ends the program where the library gave something else than the model, and says what of which input.
-inline void agree(std::string_view what, std::string_view input, std::string_view got, std::string_view expected) {
+template <class Input, class Value>
+void agree_on(std::string_view what, const Input &input, const Value &got, const Value &expected) {
     if (got == expected)
         return;
     std::fprintf(stderr, "%s of %s: got %s, expected %s\n", std::string(what).c_str(), shown(input).c_str(),
@@ -27,7 +39,26 @@ inline void agree(std::string_view what, std::string_view input, std::string_vie
     std::abort();
 }
 
-inline void agree(std::string_view what, std::string_view input, long long got, long long expected) {
-    if (got != expected)
-        agree(what, input, std::to_string(got), std::to_string(expected));
+template <class Input>
+void agree(std::string_view what, const Input &input, std::string_view got, std::string_view expected) {
+    agree_on(what, input, got, expected);
+}
+
+template <class Input>
+void agree(std::string_view what, const Input &input, long long got, long long expected) {
+    agree_on(what, input, got, expected);
+}
+
+// The same of some numbers, of which one NaN is like another.
+template <class Input, class Got, class Expected = Got>
+void agree_all(std::string_view what, const Input &input, const Got &got, const Expected &expected,
+               double tolerance = 0) {
+    const auto is_same = [=](auto a, auto b) {
+        return a == b || (a != a && b != b) || std::fabs(double(a) - double(b)) <= tolerance;
+    };
+    if (got.size() != expected.size())
+        agree_on("the number of numbers, " + std::string(what) + ",", input, got.size(), expected.size());
+    for (size_t i = 0; i < got.size(); ++i)
+        if (!is_same(got[i], expected[i]))
+            agree_on(std::string(what) + ", number " + std::to_string(i) + ",", input, got[i], expected[i]);
 }

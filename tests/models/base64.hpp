@@ -3,7 +3,7 @@
 
 #include "block.hpp"
 #include <algorithm>
-#include <vela/base64.h>
+#include <vela/cpp/base64.hpp>
 
 namespace model {
 
@@ -22,105 +22,123 @@ inline std::string base64_of(std::string_view bytes) {
 }
 
 struct decoded_base64 {
-    size_t stop;   // how much of the text is consumed
-    size_t length; // of the result
+    std::string bytes;
+    size_t stop; // how much of the text is consumed
 };
 
-// Decodes a text within a memory to another place of it: a group is read before its bytes are written.
-inline decoded_base64 decode_within(std::string &memory, size_t text, size_t length, size_t to) {
-    const auto value = [&](size_t at) {
-        return memory[at] == '=' ? 0 : std::min<size_t>(kAlphabet.find(memory[at]), 255);
-    };
-    const size_t end = text + length, bytes = to;
-    for (size_t at = text;; at += 4) {
-        while (at < end && value(at) == 255)
+inline decoded_base64 decoded(std::string_view text) {
+    const auto value = [&](size_t at) { return text[at] == '=' ? 0 : std::min<size_t>(kAlphabet.find(text[at]), 255); };
+    std::string bytes;
+    for (size_t at = 0;; at += 4) {
+        while (at < text.size() && value(at) == 255)
             ++at;
-        if (end - at < 4)
-            return {at - text, to - bytes};
-        const size_t bits = value(at) << 18 | value(at + 1) << 12, third = value(at + 2), fourth = value(at + 3);
-        const bool one = memory[at + 2] == '=', two = memory[at + 3] == '=';
-        memory[to++] = static_cast<char>(bits >> 16);
-        if (!one)
-            memory[to++] = static_cast<char>(bits >> 8 | third >> 2);
-        if (!one && !two)
-            memory[to++] = static_cast<char>(third << 6 | fourth);
+        if (text.size() - at < 4)
+            return {bytes, at};
+        const size_t bits = value(at) << 18 | value(at + 1) << 12 | value(at + 2) << 6 | value(at + 3);
+        const size_t count = text[at + 2] == '=' ? 1 : text[at + 3] == '=' ? 2 : 3;
+        for (size_t i = 0; i < count; ++i)
+            bytes += static_cast<char>(bits >> (16 - 8 * i));
     }
 }
 
-// A text apart from its result.
-inline std::string base64_bytes(std::string_view text) {
-    std::string memory = std::string(text) + std::string(text.size(), '\0');
-    const decoded_base64 result = decode_within(memory, 0, text.size(), text.size());
-    return memory.substr(text.size(), result.length);
+// The same of a strict decoder: white space left out, the rest must be groups of the alphabet, the last one padded.
+inline std::string strictly_decoded(std::string text) {
+    std::erase_if(text, [](char ch) { return std::string_view(" \t\n\v\f\r").find(ch) != std::string_view::npos; });
+    const std::string padding = text.substr(std::min(text.find_first_not_of(kAlphabet), text.size()));
+    const bool good = text.size() % 4 == 0 && (padding.empty() || padding == "=" || padding == "==");
+    return good ? "bytes " + decoded(text).bytes : "refused";
+}
+
+// The pieces of a text, of the sizes that next_piece() gives.
+template <class NextPiece, class Action>
+void cut(std::string_view text, NextPiece next_piece, Action action) {
+    for (size_t at = 0, size; at < text.size(); at += size)
+        action(text.substr(at, size = next_piece()));
 }
 
 inline void check_encoding(std::string_view bytes) {
     const std::string expected = base64_of(bytes);
     block from(bytes), to = room_for(expected.size());
-    agree("base64_encode_len", bytes, base64_encode_len(nullptr, from.size()), to.size());
-    if (!bytes.empty())
-        agree("base64_encode into too little", bytes,
-              base64_encode(from.bytes(), from.size(), to.text(), to.size() - 1), 0);
-    to.expect_content("base64_encode into too little", bytes, std::string(to.size(), '#'));
-    agree("base64_encode", bytes, base64_encode(from.bytes(), from.size(), to.text(), to.size()), to.size());
+    const uint32_t room = to.size();
+    agree("base64_encode_len", bytes, base64_encode_len(nullptr, from.size()), room);
+    agree("base64_encode into too little", bytes,
+          base64_encode(from.bytes(), from.size(), to.text(), room - !bytes.empty()), 0);
+    to.expect_content("base64_encode into too little", bytes, std::string(room, '#'));
+    agree("base64_encode", bytes, base64_encode(from.bytes(), from.size(), to.text(), room), room);
     to.expect_content("base64_encode", bytes, expected);
 
     // From the end of the room, and from a little behind.
     for (const size_t behind : {0U, 1U, 7U}) {
-        block same(std::string(expected.size() - bytes.size() + behind, '#') + std::string(bytes));
-        agree("base64_encode from the end of its room", bytes,
-              static_cast<size_t>(
-                  base64_encode(same.text() + same.size() - bytes.size(), from.size(), same.text(), to.size())),
-              expected.size());
-        same.expect_content("base64_encode from the end of its room", bytes, expected);
+        const std::string what = "base64_encode from " + std::to_string(behind) + " behind the end of its room";
+        block same(std::string(room - bytes.size() + behind, '#') + std::string(bytes));
+        const char *const source = same.text() + same.size() - bytes.size();
+        agree(what, bytes, base64_encode(source, from.size(), same.text(), room), room);
+        same.expect_content(what, bytes, expected);
     }
 }
 
-// Where a result may lie, from far in front of its text to far behind.
-constexpr int kDistances[] = {-40, -3, -1, 0, 1, 2, 3, 5, 31, 64};
-
 // In memory that the text and its result share, with the result so many bytes behind the text's start.
 inline void check_decoding_at(std::string_view text, int distance) {
-    const size_t room = base64_decode_len(nullptr, static_cast<uint32_t>(text.size()));
+    const std::string what = "base64_decode_stream at a distance of " + std::to_string(distance);
+    const uint32_t length = static_cast<uint32_t>(text.size()), room = base64_decode_len(nullptr, length);
     const size_t text_at = static_cast<size_t>(std::max(0, -distance)),
                  bytes_at = text_at + static_cast<size_t>(distance);
-    std::string expected(std::max(text_at + text.size(), bytes_at + room), '#');
-    expected.replace(text_at, text.size(), text);
-    block memory(expected, 1);
-    const decoded_base64 result = decode_within(expected, text_at, text.size(), bytes_at);
+    std::string before(std::max(text_at + length, bytes_at + room), '#');
+    before.replace(text_at, length, text);
+    block memory(before, 1);
+    const auto [bytes, stop] = decoded(text);
     const char *cursor = memory.text() + text_at;
-    const uint32_t length = base64_decode_stream(&cursor, static_cast<uint32_t>(text.size()), memory.bytes() + bytes_at,
-                                                 static_cast<uint32_t>(room));
-    const std::string what = "base64_decode_stream at a distance of " + std::to_string(distance);
-    agree(what, text, std::string_view(memory.text() + bytes_at, length), expected.substr(bytes_at, result.length));
+    agree(what, text, base64_decode_stream(&cursor, length, memory.bytes() + bytes_at, room),
+          static_cast<long long>(bytes.size()));
     agree(what + ", where it stopped,", text, cursor - memory.text() - static_cast<long>(text_at),
-          static_cast<long>(text.size() < 2 ? 0 : result.stop));
-    agree("what lies in front of the result of " + what, text, std::string_view(memory.text(), bytes_at),
-          expected.substr(0, bytes_at));
-    const size_t end = bytes_at + room;
-    agree("what lies behind the result of " + what, text,
-          std::string_view(memory.text(), memory.size() + 1).substr(end), expected.substr(end) + "#");
+          static_cast<long>(length < 2 ? 0 : stop));
+    memory.expect_content(what, text, before.substr(0, bytes_at) + bytes);
 }
 
-// At once, in shared memory, and as a stream: pieces of the sizes that next_piece() gives, the tail of each put before
-// the next, whatever stands at a cut.
+// Apart, in shared memory wherever that may be, and as a stream: the tail of each piece is put before the next.
 template <class NextPiece>
 void check_decoding(std::string_view text, NextPiece next_piece) {
-    const std::string expected = base64_bytes(text);
-    check_decoding_at(text, static_cast<int>(text.size()));
-    for (const int distance : kDistances)
+    for (const int distance : {static_cast<int>(text.size()), -40, -3, -1, 0, 1})
         check_decoding_at(text, distance);
 
     std::string waiting, bytes;
-    for (size_t at = 0, size; at < text.size(); at += size) {
-        waiting += text.substr(at, size = next_piece());
+    cut(text, next_piece, [&](std::string_view piece) {
+        waiting += piece;
         block from(waiting), to = room_for(base64_decode_len(nullptr, from.size()));
         const char *cursor = from.text();
         bytes.append(to.text(), base64_decode_stream(&cursor, from.size(), to.bytes(), to.size()));
         waiting.erase(0, static_cast<size_t>(cursor - from.text()));
         agree("whether a stream's tail is short enough", text, waiting.size() < 4, true);
+    });
+    agree("base64_decode_stream by pieces", text, bytes, decoded(text).bytes);
+}
+
+// The coders for C++, whole and by pieces; a text leaves nothing behind for the next.
+template <class NextPiece>
+void check_coders(const std::string &text, NextPiece next_piece) {
+    const auto told = [](bool good, const std::vector<uint8_t> &bytes) {
+        return good ? "bytes " + std::string(bytes.begin(), bytes.end()) : "refused";
+    };
+    const std::optional<std::vector<uint8_t>> whole = vela::base64::decode(text);
+    agree("base64::decode", text, told(whole.has_value(), whole.value_or(std::vector<uint8_t>())),
+          strictly_decoded(text));
+    agree("base64::encode", text, vela::base64::encode(text), base64_of(text));
+
+    vela::base64::decoder decoder;
+    vela::base64::encoder encoder;
+    for (const char *which : {"first", "second"}) {
+        std::vector<uint8_t> bytes;
+        std::string encoded;
+        bool good = true;
+        cut(text, next_piece, [&](std::string_view piece) {
+            good = decoder.push(piece, bytes) && good;
+            encoder.push({reinterpret_cast<const uint8_t *>(piece.data()), piece.size()}, encoded);
+        });
+        encoder.finish(encoded);
+        good = decoder.finish() && good;
+        agree(std::string("the decoder's text, the ") + which, text, told(good, bytes), strictly_decoded(text));
+        agree(std::string("the encoder's bytes, the ") + which, text, encoded, base64_of(text));
     }
-    agree("base64_decode_stream by pieces", text, bytes, expected);
 }
 
 } // namespace model

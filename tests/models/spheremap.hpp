@@ -2,14 +2,19 @@
 // rounded correctly.
 #pragma once
 
+#include "agree.hpp"
 #include "fixedpoint.hpp"
 #include "wide.hpp"
 #include <optional>
+#include <vector>
 #include <vela/spheremap.h>
 
 namespace model {
 
-using pair = std::array<int32_t, 2>; // pan and tilt, or x and y
+using pair = std::array<int32_t, 2>; // pan and tilt, or x and y, in the same memory
+
+inline smap_sphere_pt *directions(pair *points) { return reinterpret_cast<smap_sphere_pt *>(points); }
+inline smap_screen_pt *positions(pair *points) { return reinterpret_cast<smap_screen_pt *>(points); }
 
 // What receives no position is left as it was.
 struct placed {
@@ -70,6 +75,59 @@ inline pair onto_sphere(pair position, const smap_view &view) {
     const double above = arcsine(std::clamp(up * axis_cosine + depth * axis_sine, -1.0, 1.0));
     return clipped(static_cast<int64_t>((around + view.pan * to_radians) * from_radians),
                    static_cast<int64_t>(above * from_radians));
+}
+
+// A point and the view, as a failure tells them.
+inline std::array<int32_t, 7> on_view(pair point, const smap_view &view) {
+    return {point[0], point[1], view.width, view.height, view.pan, view.tilt, view.fov};
+}
+
+// In place; what becomes of the direction.
+inline placed check_onto_screen(pair direction, const smap_view &view) {
+    const auto input = on_view(direction, view);
+    const placed expected = onto_screen(direction, view);
+    pair point = direction;
+    agree("whether smap_sphere_pt_to_screen_pt has it in front,", input,
+          smap_sphere_pt_to_screen_pt(directions(&point), &view, positions(&point)), expected.in_front);
+    agree_all("smap_sphere_pt_to_screen_pt", input, point, expected.position.value_or(direction));
+    return {expected.in_front, point};
+}
+
+inline pair check_onto_sphere(pair position, const smap_view &view) {
+    pair point = position;
+    smap_screen_pt_to_sphere_pt(positions(&point), &view, directions(&point));
+    agree_all("smap_screen_pt_to_sphere_pt", on_view(position, view), point, onto_sphere(position, view));
+    return point;
+}
+
+// The points of a polygon one by one, together into more room than they need, and in place.
+inline void check_polygon(const std::vector<pair> &from, const smap_view &view) {
+    const auto count = static_cast<uint32_t>(from.size());
+    constexpr pair kUntouched = {7, 8};
+    std::vector<pair> screen, sphere, apart(from.size() + 1, kUntouched), in_place = from;
+    if (view.fov == 0)
+        std::copy(from.begin(), from.end(), apart.begin());
+    int8_t all_in_front = 1;
+    for (const pair &direction : from) {
+        const placed at = check_onto_screen(direction, view);
+        all_in_front &= at.in_front;
+        screen.push_back(*at.position);
+        sphere.push_back(check_onto_sphere(screen.back(), view));
+    }
+    const smap_sphere_poly source = {count, directions(in_place.data())};
+    smap_sphere_poly back = source;
+    for (pair *room : {apart.data(), in_place.data()}) {
+        smap_screen_poly target = {count + (room == apart.data()), positions(room)};
+        agree("smap_sphere_to_screen", on_view({}, view), smap_sphere_to_screen(&source, &view, &target), all_in_front);
+        agree("the count that smap_sphere_to_screen leaves", on_view({}, view), target.count, count);
+        for (uint32_t i = 0; i < count; ++i)
+            agree_all("a point of smap_sphere_to_screen", on_view(from[i], view), room[i], screen[i]);
+    }
+    agree_all("behind the points of smap_sphere_to_screen", on_view({}, view), apart.back(), kUntouched);
+    const smap_screen_poly seen = {count, positions(in_place.data())};
+    agree("smap_screen_to_sphere", on_view({}, view), smap_screen_to_sphere(&seen, &view, &back), 1);
+    for (uint32_t i = 0; i < count; ++i)
+        agree_all("a point of smap_screen_to_sphere", on_view(screen[i], view), in_place[i], sphere[i]);
 }
 
 } // namespace model
