@@ -2,6 +2,7 @@ include(CheckCXXSourceCompiles)
 
 # The library: one object per source file, linked once as libvela.so and archived once as libvela.a.
 file(GLOB_RECURSE vela_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/source/*.cpp)
+list(FILTER vela_sources EXCLUDE REGEX "/source/wasm/") # for that alone
 
 # vela_sources_of(PLACE FILES): source/PLACE.cpp, or all files of the room source/PLACE.
 function(vela_sources_of place files)
@@ -59,17 +60,27 @@ if(VELA_MODULES)
   set(vela_sources ${vela_chosen})
 endif()
 
-add_library(vela_objects OBJECT ${vela_sources})
-target_include_directories(vela_objects PUBLIC
-  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR}/source)
-target_link_libraries(vela_objects PRIVATE $<BUILD_INTERFACE:vela_options>)
-target_compile_options(vela_objects PRIVATE
-  -Wmissing-declarations -fno-exceptions -fno-rtti -fno-threadsafe-statics
-  $<$<CXX_COMPILER_ID:GNU>:-Wno-mismatched-dealloc> # behind VELA_RELEASED_BY() records come from malloc()
-  -fno-asynchronous-unwind-tables -fno-semantic-interposition -ffunction-sections -fdata-sections)
-target_compile_options(vela_objects PRIVATE $<$<BOOL:${VELA_SMALL}>:-Os> $<$<BOOL:${VELA_DEBUG_INFO}>:-g>)
-target_compile_definitions(vela_objects PRIVATE _FILE_OFFSET_BITS=64 $<$<BOOL:${VELA_SMALL}>:VELA_SCALAR>)
-set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden)
+# vela_add_objects(TARGET OPTION...): the library's objects, compiled with further options.
+function(vela_add_objects target)
+  add_library(${target} OBJECT ${vela_sources})
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR}/source)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:vela_options>)
+  target_compile_options(${target} PRIVATE
+    -Wmissing-declarations -fno-exceptions -fno-rtti -fno-threadsafe-statics
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-mismatched-dealloc> # behind VELA_RELEASED_BY() records come from malloc()
+    -fno-asynchronous-unwind-tables -ffunction-sections -fdata-sections ${ARGN}
+    $<$<BOOL:${VELA_SMALL}>:-Os> $<$<BOOL:${VELA_DEBUG_INFO}>:-g>)
+  target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64 $<$<BOOL:${VELA_SMALL}>:VELA_SCALAR>)
+  set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden)
+endfunction()
+
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "wasm32")
+  include(cmake/wasm.cmake)
+  return()
+endif()
+vela_add_objects(vela_objects -fno-semantic-interposition)
+set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
 
 # 64-bit times, for the library and for those who use it.
 set(vela_time64 "")

@@ -11,6 +11,7 @@ const puppeteer = createRequire(new URL('../../build/browser/', import.meta.url)
 const base = (process.env.CAMERA ?? 'http://127.0.0.1:8080').replace(/\/$/, '');
 // What the browser keeps, it keeps here. Led by a pipe, it ends with this program, however that ends.
 const rubbish = mkdtempSync(join(tmpdir(), 'camera-browser-'));
+process.on('exit', () => rmSync(rubbish, { recursive: true, force: true }));
 const browser = await puppeteer.launch({
   executablePath: process.env.BROWSER ?? '/usr/bin/chromium',
   args: process.getuid() === 0 ? ['--no-sandbox'] : [], // it refuses to run as root otherwise
@@ -367,5 +368,4 @@ try {
   assert.deepEqual(faults, []);
 } finally {
   await browser.close();
-  rmSync(rubbish, { recursive: true, force: true });
 }

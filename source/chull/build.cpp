@@ -10,6 +10,8 @@ using namespace vela::detail;
 
 namespace {
 
+using vela::detail::index; // and not the C library's function
+
 // Points as get_chull() is given them, each with its index as its place.
 struct point_cloud {
     const uint8_t *xs, *ys, *zs;

@@ -184,8 +184,8 @@ void MakeCcw(chull_face *f, chull_edge *e, chull_vertex *p) {
     const auto *start = std::find(replaced->vert, replaced->vert + 2, e->endpts[0]);
     const bool reversed = replaced->vert[(start - replaced->vert + 1) % 3] != e->endpts[1];
     const auto made = cone_face_on(f->edges[0], e->endpts, {f->edges[1], f->edges[2]}, p, reversed);
-    std::ranges::copy(made.corners, f->vert);
-    std::ranges::copy(made.edges, f->edges);
+    std::copy_n(made.corners, 3, f->vert);
+    std::copy_n(made.edges, 3, f->edges);
 }
 
 chull_face *MakeConeFace(chull_ctx *hull, chull_edge *e, chull_vertex *p) {

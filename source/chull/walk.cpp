@@ -53,7 +53,7 @@ index surface::new_edge(index end0, index end1) {
 index surface::new_face(const index (&corners)[3]) {
     newest_ = faces.take();
     face_slot &face = faces[newest_];
-    std::ranges::copy(corners, face.corners);
+    std::copy_n(corners, 3, face.corners);
     face.is_visible = false;
     return newest_;
 }

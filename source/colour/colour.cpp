@@ -121,14 +121,18 @@ void unpack(const uint8_t *src, uint8_t *dst, uint32_t count) {
     unpack_pixels(src + 2 * done, dst + 3 * done, count - done);
 }
 
+void copy_weights(const weight_matrix &weights, int32_t *matrix) {
+    std::copy_n(weights.data(), weights.size(), matrix);
+}
+
 } // namespace
 
-void get_rgb_to_ycc(int32_t *matrix) { std::ranges::copy(kFull.encoding, matrix); }
-void get_ycc_to_rgb(int32_t *matrix) { std::ranges::copy(kFull.decoding, matrix); }
-void get_rgb_to_ycc601(int32_t *matrix) { std::ranges::copy(kBt601.encoding, matrix); }
-void get_ycc_to_rgb601(int32_t *matrix) { std::ranges::copy(kBt601.decoding, matrix); }
-void get_rgb_to_ycc709(int32_t *matrix) { std::ranges::copy(kBt709.encoding, matrix); }
-void get_ycc_to_rgb709(int32_t *matrix) { std::ranges::copy(kBt709.decoding, matrix); }
+void get_rgb_to_ycc(int32_t *matrix) { copy_weights(kFull.encoding, matrix); }
+void get_ycc_to_rgb(int32_t *matrix) { copy_weights(kFull.decoding, matrix); }
+void get_rgb_to_ycc601(int32_t *matrix) { copy_weights(kBt601.encoding, matrix); }
+void get_ycc_to_rgb601(int32_t *matrix) { copy_weights(kBt601.decoding, matrix); }
+void get_rgb_to_ycc709(int32_t *matrix) { copy_weights(kBt709.encoding, matrix); }
+void get_ycc_to_rgb709(int32_t *matrix) { copy_weights(kBt709.decoding, matrix); }
 
 void srgb_to_yccfull(const uint8_t *src, uint8_t *dst, uint32_t count) { convert<encoding(kFull)>(src, dst, count); }
 

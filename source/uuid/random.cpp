@@ -1,12 +1,33 @@
-// Random bytes and integers: the kernel's device, and the standard generator where that can't be read.
+// Random bytes and integers: the kernel's device, and the standard generator where that can't be read. WebAssembly has
+// neither; there they come from the program around the module and from nowhere else.
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <vela/uuid.h>
+
+#ifdef __wasm__
+extern "C" [[clang::import_module("env"), clang::import_name("random")]] void vela_random(void *buf, size_t len);
+
+namespace {
+
+void seed_once() {}
+
+// Where the program around has no random bytes it throws an exception: a generator of the module's own would give each
+// instance the same UUIDs.
+void fill(void *buf, size_t len) { vela_random(buf, len); }
+
+uint16_t next_number() {
+    uint16_t bits;
+    fill(&bits, sizeof bits);
+    return bits;
+}
+
+} // namespace
+#else
 #include <fcntl.h>
 #include <unistd.h>
-#include <vela/uuid.h>
 
 namespace {
 
@@ -59,12 +80,22 @@ void fill_from_generator(uint8_t *to, size_t len) {
     fill_bytes(to, len);
 }
 
+void fill(void *buf, size_t len) {
+    if (!read_device(buf, len))
+        fill_from_generator(static_cast<uint8_t *>(buf), len);
+}
+
+int64_t next_number() {
+    uint16_t bits;
+    return read_device(&bits, sizeof bits) ? bits : random();
+}
+
 } // namespace
+#endif
 
 void randbytes(void *buf, uint32_t len) {
     seed_once();
-    if (!read_device(buf, len))
-        fill_from_generator(static_cast<uint8_t *>(buf), len);
+    fill(buf, len);
 }
 
 int32_t randint(int32_t a, int32_t b) {
@@ -73,7 +104,5 @@ int32_t randint(int32_t a, int32_t b) {
         return a;
     const auto [low, high] = std::minmax(a, b);
     const int64_t span = int64_t{high} + 1 - low;
-    uint16_t bits;
-    const int64_t value = read_device(&bits, sizeof bits) ? bits : random();
-    return static_cast<int32_t>(low + value % span);
+    return static_cast<int32_t>(low + next_number() % span);
 }

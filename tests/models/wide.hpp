@@ -2,80 +2,64 @@
 // 192 bits behind the point. Slow and plain.
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
 
 namespace model {
 
+// Digits of 24 bits, the highest first, two of them before the point. All but the first lie from -2^23 to 2^23, so that
+// the first one that isn't 0 has the number's sign, and sums of products have room for their carries.
 struct wide {
-    static constexpr int kLimbs = 8, kFraction = 6; // of 32 bits, the lowest first, in two's complement
-    std::array<uint32_t, kLimbs> limbs = {};
+    std::array<int64_t, 10> digits = {};
 
     wide() = default;
     explicit wide(double x) {
-        int exponent = 0;
-        const auto mantissa = static_cast<int64_t>(std::ldexp(std::frexp(std::fabs(x), &exponent), 53));
-        for (int bit = 0, at = exponent - 53 + 32 * kFraction; bit < 53; ++bit, ++at)
-            if (mantissa >> bit & 1)
-                limbs.at(static_cast<size_t>(at / 32)) |= 1U << at % 32;
-        if (x < 0)
-            *this = -*this;
-    }
-    bool is_negative() const { return limbs.back() >> 31; }
-    wide operator-() const {
-        wide result;
-        uint64_t carry = 1;
-        for (size_t i = 0; i < kLimbs; ++i, carry >>= 32)
-            result.limbs[i] = static_cast<uint32_t>(carry += static_cast<uint32_t>(~limbs[i]));
-        return result;
-    }
-    wide operator+(const wide &b) const {
-        wide result;
-        uint64_t carry = 0;
-        for (size_t i = 0; i < kLimbs; ++i, carry >>= 32)
-            result.limbs[i] = static_cast<uint32_t>(carry += uint64_t{limbs[i]} + b.limbs[i]);
-        return result;
-    }
-    wide operator-(const wide &b) const { return *this + -b; }
-    wide operator*(const wide &b) const {
-        if (is_negative())
-            return -(-*this * b);
-        if (b.is_negative())
-            return -(*this * -b);
-        std::array<uint32_t, 2 *kLimbs> product = {};
-        for (size_t i = 0; i < kLimbs; ++i) {
-            uint64_t carry = 0;
-            for (size_t j = 0; j < kLimbs; ++j, carry >>= 32)
-                product[i + j] = static_cast<uint32_t>(carry += uint64_t{limbs[i]} * b.limbs[j] + product[i + j]);
-            product[i + kLimbs] = static_cast<uint32_t>(carry);
+        for (int64_t &digit : digits) {
+            x = std::ldexp(x, &digit == digits.data() ? -24 : 24);
+            digit = static_cast<int64_t>(x);
+            x -= static_cast<double>(digit);
         }
-        wide result;
-        std::copy_n(product.begin() + kFraction, kLimbs, result.limbs.begin());
-        return result;
+        carry();
     }
-    wide operator/(uint32_t divisor) const {
-        if (is_negative())
-            return -(-*this / divisor);
-        wide result;
-        uint64_t rest = 0;
-        for (size_t i = kLimbs; i-- > 0; rest %= divisor)
-            result.limbs[i] = static_cast<uint32_t>((rest = rest << 32 | limbs[i]) / divisor);
-        return result;
+    wide &carry() {
+        for (size_t i = digits.size() - 1; i > 0; --i) {
+            const int64_t carried = (digits[i] + (1 << 23)) >> 24;
+            digits[i] -= carried * (1 << 24);
+            digits[i - 1] += carried;
+        }
+        return *this;
     }
-    bool bit(int at) const { return at >= 0 && (limbs[static_cast<size_t>(at / 32)] >> at % 32 & 1); }
+    // Within a few units of a double's last place, and of the right sign.
+    double about() const {
+        double sum = 0;
+        for (size_t i = digits.size(); i-- > 0;)
+            sum = std::ldexp(sum, -24) + static_cast<double>(digits[i]);
+        return std::ldexp(sum, 24);
+    }
     // The nearest double; a tie does not occur.
-    double rounded() const {
-        if (is_negative())
-            return -(-*this).rounded();
-        int top = 32 * kLimbs - 1;
-        while (top >= 0 && !bit(top))
-            --top;
-        double mantissa = 0;
-        for (int i = 0; i < 53; ++i)
-            mantissa = 2 * mantissa + bit(top - i);
-        return std::ldexp(mantissa + bit(top - 53), top - 52 - 32 * kFraction);
+    double rounded() const { return about() + (*this + wide(-about())).about(); }
+
+    friend wide operator+(wide a, const wide &b) {
+        for (size_t i = 0; i < a.digits.size(); ++i)
+            a.digits[i] += b.digits[i];
+        return a.carry();
+    }
+    friend wide operator*(const wide &a, const wide &b) {
+        wide product;
+        for (size_t i = 0; i < a.digits.size(); ++i)
+            for (size_t j = i == 0; j < b.digits.size() && i + j <= product.digits.size(); ++j)
+                product.digits[i + j - 1] += a.digits[i] * b.digits[j];
+        return product.carry();
+    }
+    friend wide operator/(wide a, int64_t divisor) {
+        int64_t rest = 0;
+        for (int64_t &digit : a.digits) {
+            rest = rest * (1 << 24) + digit;
+            digit = rest / divisor;
+            rest %= divisor;
+        }
+        return a.carry();
     }
 };
 
@@ -84,29 +68,19 @@ struct wide_vector {
 };
 
 inline wide_vector sine_cosine(wide x) {
-    static const wide quarter_turn = [] {
-        wide pi;
-        pi.limbs = {0x299F31D0, 0xA4093822, 0x03707344, 0x13198A2E, 0x85A308D3, 0x243F6A88, 3, 0};
-        return pi / 2;
-    }();
-    const double quarters = std::nearbyint(x.rounded() / 1.5707963267948966);
-    x = x - wide(quarters) * quarter_turn;
+    wide quarter_turn;
+    quarter_turn.digits = {0, 1, 0x921FB5, 0x4442D1, 0x846989, 0x8CC517, 0x01B839, 0xA25204, 0x9C1114, 0xCF98E8};
+    const double quarters = std::nearbyint(x.about() / 1.5707963267948966);
+    x = x + wide(-quarters) * quarter_turn.carry();
     wide_vector series;
-    wide term(1.0);
-    for (uint32_t k = 0; k < 46; term = term * x / ++k) {
+    wide term(1);
+    for (int k = 0; k < 46; ++k, term = term * x / (k % 2 ? k : -k)) {
         wide &sum = k % 2 ? series.sine : series.cosine;
-        sum = k % 4 < 2 ? sum + term : sum - term;
+        sum = sum + term;
     }
-    switch (static_cast<int64_t>(quarters) & 3) {
-    case 0:
-        return series;
-    case 1:
-        return {series.cosine, -series.sine};
-    case 2:
-        return {-series.sine, -series.cosine};
-    default:
-        return {-series.cosine, series.sine};
-    }
+    for (auto turns = static_cast<int64_t>(quarters) & 3; turns > 0; --turns)
+        series = {series.cosine, wide(-1) * series.sine};
+    return series;
 }
 
 inline double sine(double x) { return x == 0 ? x : sine_cosine(wide(x)).sine.rounded(); }
@@ -127,7 +101,7 @@ inline double arcsine(double x) {
     if (x == 0 || std::fabs(x) == 1)
         return std::asin(x);
     return nearest_angle(std::asin(x),
-                         [&](const wide &angle) { return (sine_cosine(angle).sine - wide(x)).is_negative(); });
+                         [&](const wide &angle) { return (sine_cosine(angle).sine + wide(-x)).about() < 0; });
 }
 
 inline double arctangent(double y, double x) {
@@ -135,7 +109,7 @@ inline double arctangent(double y, double x) {
         return std::atan2(y, x);
     return nearest_angle(std::atan2(y, x), [&](const wide &angle) {
         const wide_vector at = sine_cosine(angle);
-        return (wide(x) * at.sine - wide(y) * at.cosine).is_negative();
+        return (wide(x) * at.sine + wide(-y) * at.cosine).about() < 0;
     });
 }
 
