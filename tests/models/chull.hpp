@@ -1,10 +1,11 @@
-// What tests and fuzz targets of the hull share: the whole content of its lists as a text, and second ways to its
-// predicates, in which every quantity is taken in full and then cut to its width.
+// What tests and fuzz targets of the hull share: clouds of points, the whole content of a hull's lists as a text, and
+// second ways to its predicates, in which every quantity is taken in full and then cut to its width.
 #pragma once
 
-#undef NDEBUG
+#include "agree.hpp"
+#include <algorithm>
 #include <array>
-#include <cassert>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <initializer_list>
@@ -16,6 +17,40 @@
 namespace model {
 
 using point = std::array<int32_t, 3>;
+using cloud = std::vector<point>;
+
+inline std::string text_of(const cloud &points) {
+    std::string text;
+    for (const auto &[x, y, z] : points)
+        text += "(" + std::to_string(x) + ", " + std::to_string(y) + ", " + std::to_string(z) + ") ";
+    return text;
+}
+
+// A cloud of one of the kinds that each meet other special cases. below(n) gives the next number from 0 to n - 1.
+template <class Below>
+cloud any_cloud(Below below, int count) {
+    const int kind = below(7), columns = 1 + below(16), step = 1 + below(15);
+    cloud points(static_cast<size_t>(count));
+    for (int t = 0; point & p : points) {
+        const int a = below(256), b = below(256), c = below(256);
+        const double x = a - 127.5, y = b - 127.5, z = c - 127.5, radius = std::hypot(x, y, kind == 1 ? z : 0);
+        const auto stretched = [=](double value) { return static_cast<int32_t>(128 + 127 * value / radius); };
+        // clang-format off
+        switch (kind) {
+        case 0: p = {a, b, c}; break;
+        case 1: p = {stretched(x), stretched(y), stretched(z)}; break; // a ball
+        case 2: p = {stretched(x), stretched(y), c / 128 * 255}; break; // long fans in two planes
+        case 3: p = {a % columns * step, b % columns * step, c % 3 * step}; break; // many in a plane, in line and equal
+        case 4: p = {t % 200, t % 200 / 2 + a / 251, 40 + b / 253}; break; // a line, now and then a step aside
+        case 5: p = {a, b, std::clamp(a + b - 128, 0, 255)}; break; // a plane across the range, bent at its rim
+        // It grows with every few points, so that vertices come and go.
+        default: p = {128 + (a % 2 * 2 - 1) * (t / 4 % 128), 128 + (b % 2 * 2 - 1) * (t / 5 % 128), c};
+        }
+        // clang-format on
+        ++t;
+    }
+    return points;
+}
 
 template <class Record>
 std::vector<Record *> listed(Record *head) {
@@ -55,33 +90,42 @@ inline std::string content(const chull_ctx *hull) {
     return text;
 }
 
-// What get_chull() does, in the exported steps.
-inline int32_t get_in_steps(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n, chull_ctx *hull) {
-    const bool was_empty = !hull->vertices;
-    if (ReadVertices(hull, xs, ys, zs, n) != 0 || (was_empty && DoubleTriangle(hull) != 0))
-        return 1;
-    return ConstructHull(hull);
-}
-
-using cloud = std::vector<point>;
-
 // A hull that is released at its end.
 struct hull {
     chull_ctx *ctx = nullptr;
 
-    hull() { assert(alloc_chull(&ctx) == 0); }
-    explicit hull(const cloud &points) : hull() { assert(get(points) == 0); }
+    hull() { agree("result", "alloc_chull", alloc_chull(&ctx), 0); }
+    explicit hull(const cloud &points) : hull() { agree("result", text_of(points), get(points), 0); }
     hull(const hull &) = delete;
     ~hull() { free_chull(ctx), std::free(ctx); }
+    // By get_chull(), or by the exported steps that it is made of.
     int32_t get(const cloud &points, bool in_steps = false) const {
         std::vector<uint8_t> axes[3];
         for (const point &p : points)
             for (size_t k = 0; k < 3; ++k)
                 axes[k].push_back(static_cast<uint8_t>(p[k]));
-        return (in_steps ? get_in_steps : get_chull)(axes[0].data(), axes[1].data(), axes[2].data(),
-                                                     static_cast<int32_t>(points.size()), ctx);
+        const uint8_t *xs = axes[0].data(), *ys = axes[1].data(), *zs = axes[2].data();
+        const auto n = static_cast<int32_t>(points.size());
+        if (!in_steps)
+            return get_chull(xs, ys, zs, n, ctx);
+        const bool was_empty = !ctx->vertices;
+        return ReadVertices(ctx, xs, ys, zs, n) || (was_empty && DoubleTriangle(ctx)) || ConstructHull(ctx);
     }
-    std::string content() const { return model::content(ctx); }
+};
+
+// Two hulls of the same points: one as get_chull() builds and grows it, one by its steps.
+struct twins {
+    hull fast, stepped;
+    std::string given; // so far
+
+    // Says whether there is a hull then.
+    bool grow(const cloud &points) {
+        given += text_of(points) + "; ";
+        const int32_t expected = stepped.get(points, true);
+        agree("result", given, fast.get(points), expected);
+        agree("lists", given, content(fast.ctx), content(stepped.ctx));
+        return expected == 0;
+    }
 };
 
 // Products and sums of these keep the low 64 bits of the true ones.
@@ -97,77 +141,91 @@ constexpr int32_t dot(const point &u, const point &v) {
     return low(wide(u[0]) * wide(v[0]) + wide(u[1]) * wide(v[1]) + wide(u[2]) * wide(v[2]));
 }
 
-// Six times the volume of p and a triangle, by Sarrus' rule.
-constexpr int32_t volume(const std::array<point, 3> &triangle, const point &p) {
+// Six times the volume of p and a triangle.
+inline int32_t volume(const cloud &triangle, const point &p) {
+    const point a = difference(triangle[0], p), b = difference(triangle[1], p), c = difference(triangle[2], p);
     uint64_t sum = 0;
-    for (size_t i = 0; i < 3; ++i) {
-        const auto term = [&](size_t j, size_t k) {
-            return wide(difference(triangle[0], p)[i]) * wide(difference(triangle[1], p)[j]) *
-                   wide(difference(triangle[2], p)[k]);
-        };
-        sum += term((i + 1) % 3, (i + 2) % 3) - term((i + 2) % 3, (i + 1) % 3);
-    }
+    for (size_t i = 0, j = 1, k = 2; i < 3; ++i, j = k, k = 3 - i - j)
+        sum += wide(a[i]) * (wide(b[j]) * wide(c[k]) - wide(b[k]) * wide(c[j]));
     return low(sum);
 }
 
-// Which part of a triangle has the point that is nearest to p, and the point as rounded. s and t are fractions of the
-// sides from corner 0 to corners 1 and 2.
-enum class part { s_is_0, t_is_0, sum_is_1, corner2, inside };
-struct nearest {
-    part where;
-    point q;
-};
-
-constexpr nearest nearest_point(const std::array<point, 3> &triangle, const point &p) {
+// The point of a triangle that is nearest to p, as rounded. S and T are the fractions, in 512ths, of the sides from
+// corner 0 to corners 1 and 2 that lead there.
+inline point nearest_point(const cloud &triangle, const point &p) {
     // Truncated toward zero; by 0 it is 0.
     const auto quotient = [](uint64_t a, int64_t b) {
         return b == 0 ? 0 : low(b == -1 ? 0 - a : static_cast<uint64_t>(as_signed(a) / b));
     };
+    const auto fraction = [&](uint64_t a, int32_t b) { return quotient(wide(low(512 * a)), b); };
     const point side1 = difference(triangle[1], triangle[0]), side2 = difference(triangle[2], triangle[0]);
     const point offset = difference(triangle[0], p);
     const int32_t a = dot(side1, side1), b = dot(side1, side2), c = dot(side2, side2);
     const int32_t d = dot(side1, offset), e = dot(side2, offset);
     const uint64_t s = wide(b) * wide(e) - wide(c) * wide(d), t = wide(b) * wide(d) - wide(a) * wide(e);
     const int64_t det = as_signed(wide(a) * wide(c) - wide(b) * wide(b));
-    const bool is_short = as_signed(s + t) <= det;
+    const bool is_short = as_signed(s + t) <= det, beyond1 = as_signed(s) < 0, beyond2 = !beyond1 && as_signed(t) < 0;
 
-    // The slope at corner 0 toward a side, and that at the side's end along the opposite side.
-    const int32_t towards1 = low(wide(b) + wide(e)), from1 = low(wide(a) + wide(d));
-    const int32_t towards2 = low(wide(b) + wide(d)), from2 = low(wide(c) + wide(e));
+    // Beyond a side the slopes at its end tell whether the nearest point is on it or on the one between the ends.
     const int32_t along = low(wide(c) + wide(e) - wide(b) - wide(d)), length = low(wide(a) + wide(c) - 2 * wide(b));
-    part where;
-    if (as_signed(s) < 0)
-        where = is_short || towards2 >= from2 ? part::s_is_0 : part::sum_is_1;
-    else if (as_signed(t) < 0)
-        where = is_short || towards1 >= from1 ? part::t_is_0 : part::sum_is_1;
-    else
-        where = is_short ? part::inside : along <= 0 ? part::corner2 : part::sum_is_1;
-
-    const auto scaled = [](int32_t value) { return wide(low(512 * wide(value))); };
     int32_t S = 0, T = 0;
-    switch (where) {
-    case part::s_is_0:
-        T = quotient(scaled(low(0 - wide(e))), c);
-        break;
-    case part::t_is_0:
-        S = quotient(scaled(low(0 - wide(d))), a);
-        break;
-    case part::corner2:
-        T = 512;
-        break;
-    case part::inside:
+    if (beyond1 && (is_short || low(wide(b) + wide(d)) >= low(wide(c) + wide(e))))
+        T = fraction(0 - wide(e), c);
+    else if (beyond2 && (is_short || low(wide(b) + wide(e)) >= low(wide(a) + wide(d))))
+        S = fraction(0 - wide(d), a);
+    else if (is_short)
         S = quotient(512 * s, det), T = quotient(512 * t, det);
-        break;
-    case part::sum_is_1:
-        S = along >= length ? 512 : quotient(scaled(along), length);
-        T = low(512 - wide(S));
+    else {
+        S = along <= 0 && !beyond1 && !beyond2 ? 0 : along >= length ? 512 : fraction(wide(along), length);
+        T = 512 - std::clamp(S, 0, 512);
     }
-    const auto clamped = [](int32_t value) { return wide(value < 0 ? 0 : value > 512 ? 512 : value); };
-    nearest result = {where, {}};
+    S = std::clamp(S, 0, 512), T = std::clamp(T, 0, 512);
+    point nearest;
     for (size_t k = 0; k < 3; ++k)
-        result.q[k] =
-            low(clamped(S) * wide(side1[k]) + clamped(T) * wide(side2[k]) + 512 * wide(triangle[0][k]) + 256) >> 9;
-    return result;
+        nearest[k] = low(wide(S) * wide(side1[k]) + wide(T) * wide(side2[k]) + 512 * wide(triangle[0][k]) + 256) >> 9;
+    return nearest;
+}
+
+// That what is asked of a hull, or of faces in no hull, is answered as by the models.
+inline void expect_answers(const chull_ctx *hull, const std::string &name, const point &p) {
+    uint32_t least = UINT32_MAX, most = 0, least_given = 0, most_given = 0;
+    bool is_inside = true;
+    for (const chull_face *face : listed(hull->faces)) {
+        cloud corners(3);
+        for (size_t i = 0; i < 3; ++i)
+            std::copy_n(face->vert[i]->coord, 3, corners[i].begin());
+        const std::string input = text_of(corners) + "from " + text_of({p});
+        const point apart = difference(nearest_point(corners, p), p);
+        const auto distance = static_cast<uint32_t>(dot(apart, apart));
+        agree("dot()", input, ::dot(corners[0].data(), p.data()), dot(corners[0], p));
+        agree("Volume()", input, Volume(face, p.data()), volume(corners, p));
+        agree("pt_to_tri_dist_sq()", input, pt_to_tri_dist_sq(face, p.data()), distance);
+        least = std::min(least, distance), most = std::max(most, distance);
+        is_inside = is_inside && volume(corners, p) >= 0;
+    }
+    const std::string input = name + " from " + text_of({p});
+    agree("dist_to_chull()", input, dist_to_chull(hull, p[0], p[1], p[2], &least_given, &most_given), 0);
+    agree("the least distance", input, least_given, least);
+    agree("the greatest distance", input, most_given, most);
+    agree("is_in_chull()", input, is_in_chull(hull, p[0], p[1], p[2]), is_inside);
+}
+
+// A hull of clouds of any kind, of up to so many points, with all that is asked of it.
+template <class Below>
+void expect_hull(Below below, int most) {
+    twins hulls;
+    const chull_ctx *hull = hulls.fast.ctx;
+    for (int calls = 1 + below(4); calls > 0; --calls) {
+        const cloud points = any_cloud(below, 1 + below(1 + below(most)));
+        if (!hulls.grow(points))
+            return;
+        agree("Checks()", hulls.given, Checks(hull), 0);
+        for (const auto &[x, y, z] : points)
+            agree("is_in_chull()", hulls.given + "for " + text_of({{x, y, z}}), is_in_chull(hull, x, y, z), 1);
+        for (const auto &[x, y, z] : {points.front(), points.back()})
+            expect_answers(hull, hulls.given, {y + 9, x << below(24), -z});
+        EdgeOrderOnFaces(hulls.fast.ctx), EdgeOrderOnFaces(hulls.stepped.ctx);
+    }
 }
 
 } // namespace model
