@@ -1,11 +1,9 @@
-// The standard headers come first: Check's macros get in the way of some.
-#include <algorithm>
+// The hull: its steps and texts as documented, and get_chull() against its steps.
+#include "models/chull.hpp"
+#include "generated.hpp"
+#include "support.hpp"
 #include <cinttypes>
 #include <functional>
-
-#include "generated.hpp"
-#include "models/chull.hpp"
-#include "support.hpp"
 
 namespace {
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <bit>
-#include <check.h>
 #include <cstdint>
 #include <vector>
 
@@ -18,7 +17,7 @@ struct generator {
 
 // So many numbers, the same for the same seed.
 template <class Integer>
-std::vector<Integer> noise(size_t count, uint32_t seed) {
+std::vector<Integer> noise(std::size_t count, uint32_t seed) {
     std::vector<Integer> made(count);
     for (generator random{seed}; Integer & number : made)
         number = static_cast<Integer>(random.word());

@@ -2,15 +2,21 @@
 // from its newest one backwards. And the laws of ITU-T G.711, as the intervals into which they cut the magnitudes.
 #pragma once
 
+#include "block.hpp"
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <vector>
-#include <vela/resample.h>
+#include <vela/cpp/resampler.hpp>
 
 namespace model {
 
 using samples = std::vector<int16_t>;
 using bytes = std::vector<uint8_t>;
+
+constexpr uint32_t kKernels[] = {RESAMPLE_LANC, RESAMPLE_LAN2, RESAMPLE_BILI};
+constexpr uint32_t kFormats[] = {RESAMPLE_LEND, RESAMPLE_BEND, RESAMPLE_ALAW, RESAMPLE_ULAW};
 
 // All outputs that a stream's samples have, on a record that stands at its beginning.
 inline samples resampled(const resample_state &state, const samples &in) {
@@ -73,6 +79,65 @@ inline bytes encoded(const samples &from, uint32_t format) {
             to.insert(to.end(), {format == RESAMPLE_LEND ? low : high, format == RESAMPLE_LEND ? high : low});
     }
     return to;
+}
+
+using converter = std::unique_ptr<resample_state, decltype(&resample_free)>;
+
+// For a kernel's tag, or for a number of lobes, with the history that these need.
+inline converter make_converter(uint32_t out_rate, uint32_t in_rate, uint32_t kernel) {
+    if (kernel > UINT16_MAX)
+        return {resample_alloc(out_rate, in_rate, kernel), resample_free};
+    return {vela::resampler::with_lobes(out_rate, in_rate, kernel)->release(), resample_free};
+}
+
+// So many samples of some size.
+inline std::string_view part(const bytes &all, size_t at, size_t count, size_t size = 1) {
+    return std::string_view(reinterpret_cast<const char *>(all.data()), all.size()).substr(at * size, count * size);
+}
+
+// Converts a stream from its beginning, in calls of as many samples and as much room as cut() says, and expects the
+// outputs of the definition. The buffers lie anywhere and end where the samples do.
+template <class Cut>
+void expect_stream(resample_state &state, const bytes &in, uint32_t from, uint32_t to, const std::string &name,
+                   Cut cut) {
+    const bytes expected = encoded(resampled(state, decoded(in, from)), to);
+    size_t done = 0;
+    for (auto left = static_cast<uint32_t>(in.size() / size_of(from)); left > 0;) {
+        const uint32_t count = std::min<uint32_t>(left, cut()), room = cut();
+        block input(part(in, in.size() / size_of(from) - left, count, size_of(from)));
+        block output = room_for(room * size_of(to));
+        uint32_t used = count, made = room;
+        resample_mono(&state, input.bytes(), &used, output.bytes(), &made, from, to);
+        agree("too many used or made", name, used > count || made > room, false);
+        std::string content(part(expected, done, made, size_of(to)));
+        content.resize(room * size_of(to) + 1, '#'); // as it was
+        output.expect_content("sample " + std::to_string(done) + " and on", name, content);
+        left -= used, done += made;
+    }
+    agree("bytes", name, static_cast<long long>(done * size_of(to)), static_cast<long long>(expected.size()));
+}
+
+// The same in C++: two streams in pushes, each with a flush that makes what was late and begins anew.
+template <class Cut>
+void expect_pushes(vela::resampler made, const bytes &in, uint32_t from, uint32_t to, const std::string &name,
+                   Cut cut) {
+    const auto in_format = static_cast<vela::sample_format>(from), out_format = static_cast<vela::sample_format>(to);
+    samples input = decoded(in, from);
+    const size_t count = input.size(), factor = made.get()->interp_factor;
+    input.resize(count + (made.get()->num_coeffs / 2U + factor - 1) / factor); // up to the middle of the kernel
+    const bytes expected = encoded(resampled(*made.get(), input), to);
+    for (int stream = 0; stream < 2; ++stream) {
+        bytes out;
+        for (size_t at = 0, some; at < count; at += some) {
+            some = std::min<size_t>(count - at, cut());
+            block piece(part(in, at, some, size_of(from)));
+            const auto due = static_cast<size_t>(made.outputs_of(some)) * size_of(to) + out.size();
+            agree("push", name, made.push(std::span(piece.bytes(), piece.size()), in_format, out, out_format), true);
+            agree("bytes of a push", name, static_cast<long long>(out.size()), static_cast<long long>(due));
+        }
+        made.flush(out, out_format);
+        agree("pushes and flush", name, part(out, 0, out.size()), part(expected, 0, expected.size()));
+    }
 }
 
 } // namespace model
