@@ -11,7 +11,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     const uint32_t lobes = below(6);
     fuzz::cuts cuts(data);
     const auto in = data.ConsumeRemainingBytes<uint8_t>();
-    const auto cut = [&] { return cuts.numbers.remaining_bytes() ? cuts.next(0, 90) : 10000; };
+    const auto cut = [&] { return cuts.numbers.remaining_bytes() ? cuts.next(0, 90) : 400; };
     const auto state = model::make_converter(out_rate, in_rate, kernel);
     init_lanczos(state.get(), static_cast<int32_t>(lobes)); // 0: the kernel stays
     model::expect_stream(*state, in, from, to, "the stream", cut);
