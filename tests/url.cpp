@@ -79,7 +79,7 @@ TEST(mac_addresses) {
     ck_assert_str_eq(same, "00:1A:2B:3C:4D:5E");
     for (size_t place = 0; place < 18; ++place)
         for (int ch = 0; ch < 256; ++ch) {
-            std::strcpy(text, "00:1a:2B:3c:4D:5e");
+            strcpy(text, "00:1a:2B:3c:4D:5e");
             text[place] = static_cast<char>(ch);
             const bool is_colon = place % 3 == 2, good = place == 17 || (is_colon ? ch == ':' : std::isxdigit(ch));
             uint8_t mac[] = {90, 90, 90, 90, 90, 90};

@@ -1,25 +1,20 @@
 // The percent coders and the components of a URL, told in other words than the library's.
 #pragma once
 
-#undef NDEBUG
 #include "../fenced.hpp"
 #include "agree.hpp"
 #include <algorithm>
-#include <cassert>
-#include <cctype>
-#include <cstdio>
-#include <cstring>
 #include <regex.h>
-#include <string>
-#include <string_view>
 #include <vela/url.h>
 
-inline std::string encoded(std::string_view bytes) {
+// Letters, digits and some other characters stand for themselves.
+inline std::string encoded(std::string_view bytes, std::string_view others = "", const char *space = "+") {
     std::string text;
     for (const char byte : bytes) {
-        char code[4];
-        std::snprintf(code, sizeof code, "%%%02X", static_cast<unsigned char>(byte));
-        text += std::isalnum(static_cast<unsigned char>(byte)) ? std::string(1, byte) : byte == ' ' ? "+" : code;
+        char code[4] = {byte};
+        if (!std::isalnum(static_cast<unsigned char>(byte)) && others.find(byte) == others.npos)
+            std::snprintf(code, sizeof code, "%%%02X", static_cast<unsigned char>(byte));
+        text += byte == ' ' ? space : code;
     }
     return text;
 }
@@ -50,53 +45,54 @@ inline void check_coders(std::string_view text, uint32_t least_room, uint32_t gr
     static char *const text_end = reinterpret_cast<char *>(fence(8192));
     static char *const output_end = reinterpret_cast<char *>(fence(16384));
     const auto length = static_cast<uint32_t>(text.size());
-    const std::string bytes = decoded(text), code = encoded(text);
-    const size_t room_to_decode = bytes.size() + 1, room_to_encode = encoded(text.substr(0, length - 1)).size() + 5;
-    const auto decoded_size = static_cast<int32_t>(room_to_decode), code_size = static_cast<int32_t>(code.size());
+    const std::string bytes = decoded(text) + '\0', code = encoded(text);
+    const size_t room_to_encode = encoded(text.substr(0, length - 1)).size() + 5;
+    const auto result = [](size_t room, size_t needed, size_t size) {
+        return room == 0 ? 0 : room < needed ? -1 : static_cast<long long>(size);
+    };
     char *const source = text_end - length;
     text.copy(source, length);
     for (uint32_t room = least_room; room <= greatest_room; ++room) {
         char *const output = output_end - room;
         // What there is room for is written in any case.
-        agree("url_decode()", text, url_decode(source, length, output, room),
-              !room                   ? 0
-              : room < room_to_decode ? -1
-                                      : decoded_size);
-        const size_t decoded_room = std::min<size_t>(room, room_to_decode);
-        agree("decoded bytes", text, {output, decoded_room}, {bytes.c_str(), decoded_room});
-        const int32_t result = url_encode(source, length, output, room);
-        agree("url_encode()", text, result, !room ? 0 : room < room_to_encode ? -1 : code_size);
-        const size_t encoded_room = room < 5 ? 0 : std::min<size_t>(room - 4, code.size());
-        agree("encoded bytes", text, {output, encoded_room}, {code.c_str(), encoded_room});
-        if (result > 0)
+        agree("url_decode()", text, url_decode(source, length, output, room), result(room, bytes.size(), bytes.size()));
+        agree("decoded bytes", text, {output, std::min<size_t>(room, bytes.size())}, bytes.substr(0, room));
+        const int32_t size = url_encode(source, length, output, room);
+        agree("url_encode()", text, size, result(room, room_to_encode, code.size()));
+        const std::string whole = code.substr(0, room < 5 ? 0 : room - 4);
+        agree("encoded bytes", text, {output, whole.size()}, whole);
+        if (size > 0)
             agree("encoded text", text, output, code);
     }
     std::string same(text);
-    agree("url_decode() in place", text, url_decode(same.data(), length, same.data(), length + 1), decoded_size);
-    agree("bytes decoded in place", text, {same.data(), room_to_decode}, {bytes.c_str(), room_to_decode});
+    agree("url_decode() in place", text, url_decode(same.data(), length, same.data(), length + 1),
+          static_cast<long long>(bytes.size()));
+    agree("bytes decoded in place", text, {same.data(), bytes.size()}, bytes);
 }
 
 // The components in the order of the record, "-" for null; "null" for none at all.
 inline std::string components(const char *text) {
     url_record *url = url_alloc(text);
-    std::string list = url ? "" : " null";
-    if (url)
-        for (const char *part : {url->scheme, url->user, url->password, url->host, url->port, url->path, url->query})
-            list += part ? " <" + std::string(part) + ">" : " -";
+    if (!url)
+        return "null";
+    std::string list;
+    for (const char *part : {url->scheme, url->user, url->password, url->host, url->port, url->path, url->query})
+        list += part ? " <" + std::string(part) + ">" : " -";
     url_free(url);
     return list.substr(1);
 }
 
+// An extended regular expression, for letters in either case.
+inline regex_t compiled(const std::string &pattern) {
+    regex_t made;
+    agree("regcomp()", pattern, regcomp(&made, pattern.c_str(), REG_EXTENDED | REG_ICASE), 0);
+    return made;
+}
+
 // The same by a grammar. The longest host ends in front of a ":" or behind a bracket.
 inline std::string expected_components(const char *text) {
-    static const regex_t grammar = [] {
-        regex_t compiled;
-        assert(regcomp(&compiled,
-                       "^[[:space:]]*([[:alnum:]]+):/{0,2}(([^/?:@]*)(:([^/?@]*))?@)?"
-                       "(\\[[^]/?]*]?|[^[/?:][^/?:]*)?([^/?]([^/?]*))?(/[^?]*)?([?](.*))?$",
-                       REG_EXTENDED) == 0);
-        return compiled;
-    }();
+    static const regex_t grammar = compiled("^[[:space:]]*([[:alnum:]]+):/{0,2}(([^/?:@]*)(:([^/?@]*))?@)?"
+                                            "(\\[[^]/?]*]?|[^[/?:][^/?:]*)?([^/?]([^/?]*))?(/[^?]*)?([?](.*))?$");
     regmatch_t groups[12];
     if (regexec(&grammar, text, 12, groups, 0) != 0)
         return "null";
