@@ -5,72 +5,49 @@
 #include <check.h>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace oom {
 
 inline int live_blocks = 0;  // the library's, not yet released
 inline size_t requested = 0; // bytes, altogether
-inline int allocations_left = -1;
-inline bool has_failed = false;
+inline int countdown = -1;   // allocations until one fails; negative behind it, and where none is to fail
 
-// Arms the allocator: the countdown-th allocation from now on fails, the others succeed.
-inline void fail_after(int countdown) {
-    allocations_left = countdown;
-    has_failed = false;
-}
+inline bool has_failed() { return countdown < 0; }
+inline bool fails_now() { return countdown >= 0 && countdown-- == 0; }
 
-// Disarms it and says whether an allocation was made to fail.
-inline bool disarm() {
-    allocations_left = -1;
-    return has_failed;
-}
-
-inline bool fails_now() {
-    if (allocations_left < 0 || allocations_left-- > 0)
-        return false;
-    has_failed = true;
-    return true;
-}
-
-template <class Allocate>
-auto count(size_t size, Allocate allocate) -> decltype(allocate()) {
+template <class Block>
+Block *counted(size_t size, Block *block) {
     requested += size;
-    if (fails_now())
-        return nullptr;
-    auto *block = allocate();
     live_blocks += block != nullptr;
     return block;
 }
 
-// Calls scenario over and over, failing its first allocation, then its second, and so on, until one run goes
-// through without a failure. The scenario releases what it got. Every run must end with as many live blocks
-// as it began with, and at least one allocation must have been met.
+// Calls scenario over and over, failing its first allocation, then its second, and so on, until one run goes through
+// without a failure. The scenario releases what it got, and may ask whether its allocation has failed. Every run must
+// end with as many live blocks as it began with, and at least one allocation must have been met.
 template <class Scenario>
 void each_allocation_fails(Scenario scenario) {
-    constexpr int kMany = 100000;
     int run = 0;
     for (bool failed = true; failed; ++run) {
-        ck_assert_int_lt(run, kMany);
         const int before = live_blocks;
-        fail_after(run);
+        ck_assert_int_lt(run, 100000);
+        countdown = run;
         scenario();
-        failed = disarm();
+        failed = std::exchange(countdown, -1) < 0;
         ck_assert_msg(live_blocks == before, "%d blocks are left where allocation %d fails", live_blocks - before, run);
     }
     ck_assert_int_gt(run, 1);
 }
-
 } // namespace oom
 
 // A case that releases memory of the library's itself, as callers do with free(), calls oom_free().
 extern "C" {
 
-void *oom_malloc(size_t size) {
-    return oom::count(size, [=] { return std::malloc(size); });
-}
+void *oom_malloc(size_t size) { return oom::fails_now() ? nullptr : oom::counted(size, std::malloc(size)); }
 
 void *oom_calloc(size_t number, size_t size) {
-    return oom::count(number * size, [=] { return std::calloc(number, size); });
+    return oom::fails_now() ? nullptr : oom::counted(number * size, std::calloc(number, size));
 }
 
 void *oom_realloc(void *block, size_t size) {
@@ -80,7 +57,7 @@ void *oom_realloc(void *block, size_t size) {
 }
 
 char *oom_strdup(const char *text) {
-    return oom::count(std::strlen(text) + 1, [=] { return strdup(text); });
+    return oom::fails_now() ? nullptr : oom::counted(std::strlen(text) + 1, strdup(text));
 }
 
 void oom_free(void *block) {
