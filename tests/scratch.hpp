@@ -9,7 +9,7 @@
 
 // The working directory while it lives, with an ordinary user's rights, so that permissions bite.
 struct scratch {
-    char root[32] = "/tmp/vela-files-XXXXXX";
+    char root[32] = "/tmp/walked-XXXXXX";
 
     // With these entries and their folders: "folder/", "link>target" and "file".
     explicit scratch(std::initializer_list<const char *> entries = {}) {
