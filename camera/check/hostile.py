@@ -95,8 +95,7 @@ requests = [
 
 
 def look():
-    files = sorted(os.path.join(place, name) for place, _, names in os.walk(folder) for name in names)
-    return [name for name in files if not name.endswith("server.log")]
+    return sorted(os.path.join(place, name) for place, _, names in os.walk(folder) for name in names)
 
 
 before, state = look(), (fetch("ptz")["presets"], fetch("mask"), fetch("video/settings"), fetch("recordings"))

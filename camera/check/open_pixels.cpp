@@ -5,6 +5,7 @@
 // usage: open_pixels FOLDER [ROUNDS]   (a folder for the scene and the camera's state)
 #include "../firmware/eye.hpp"
 #include "../firmware/masks.hpp"
+#include "../firmware/store.hpp"
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -210,7 +211,7 @@ int main(int argc, char **argv) {
         state::settings plain;
         plain.curve = {{0, 0}, {255, 255}};
         state::keep(plain);
-        paint(folder + "/other.ycc", mask);
+        paint(store::folder() + "panorama.ycc", mask);
         check(mask, looks_at(mask, random), total);
     }
     std::printf(

@@ -28,9 +28,9 @@ scene::scene(bool night, const timeval &at) {
     const char *folder = std::getenv("CAMERA_SCENE");
     if (!folder)
         throw store::trouble{"CAMERA_SCENE names no folder"};
-    std::string path = std::string(folder) + "/other.ycc";
-    own_ = !exists(path.c_str());
-    if (own_)
+    std::string path = store::folder() + "panorama.ycc";
+    const bool painted = !exists(path.c_str());
+    if (painted)
         path = std::string(folder) + (night ? "/night.ycc" : "/day.ycc");
 
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -47,7 +47,7 @@ scene::scene(bool night, const timeval &at) {
         close(file);
     if (!pixels_ || static_cast<size_t>(width_) * static_cast<size_t>(width_) != size_ || width_ % 4)
         throw store::trouble{path + ": " + (pixels_ ? "not a panorama" : std::strerror(reason))};
-    if (own_) {
+    if (painted) {
         put_cars(at, night);
         put_clock_hands(at, night);
     }

@@ -10,8 +10,8 @@
 
 class scene {
 public:
-    // Maps the file of the time of day from the folder CAMERA_SCENE: day.ycc, night.ycc, or a picture of the user's
-    // own, other.ycc, in which nothing moves.
+    // Maps the file of the time of day from the folder CAMERA_SCENE, day.ycc or night.ycc; or a picture of the user's
+    // own, the store's panorama.ycc, in which nothing moves.
     scene(bool night, const timeval &at);
     ~scene();
     scene(const scene &) = delete;
@@ -20,7 +20,6 @@ public:
     const uint8_t *pixels() const { return pixels_; }
     int32_t width() const { return width_; }
     int32_t height() const { return width_ / 2; }
-    bool is_own() const { return own_; }
 
 private:
     // A convex four-sided shape on the sphere, as corners in degrees, painted in one colour (Y, Cb, Cr).
@@ -35,5 +34,4 @@ private:
     uint8_t *pixels_ = nullptr; // a private mapping: what moves is painted into it
     size_t size_ = 0;
     int32_t width_ = 0;
-    bool own_ = false;
 };
