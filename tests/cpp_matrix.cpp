@@ -1,7 +1,7 @@
 // Matrices that own their elements, and fits over whole pictures.
 #include "generated.hpp"
+#include "models/agree.hpp"
 #include "support.hpp"
-#include <cmath>
 #include <type_traits>
 #include <vela/cpp/matrix.hpp>
 
@@ -11,17 +11,11 @@ using floats = std::vector<float>;
 
 static_assert(sizeof(vela::matrix) == sizeof(fmatrix *) && !std::is_copy_constructible_v<vela::matrix>);
 
-void expect(const char *what, std::span<const float> actual, const floats &expected, double tolerance = 1e-5) {
-    ck_assert_uint_eq(actual.size(), expected.size());
-    for (size_t i = 0; i < expected.size(); ++i)
-        if (!(std::fabs(double{actual[i]} - double{expected[i]}) <= tolerance))
-            ck_abort_msg("%s: number %zu is %.9g, not %.9g", what, i, double{actual[i]}, double{expected[i]});
+void expect(const std::string &what, std::span<const float> actual, const floats &expected) {
+    agree_all("the elements", what, actual, expected, 1e-5);
 }
 
 vela::matrix of(int32_t rows, int32_t cols, const floats &elements) { return *vela::matrix::of(rows, cols, elements); }
-
-// From -1 to 1.
-float uniform(generator &random) { return static_cast<float>(random.word()) * 0x1p-31F; }
 
 } // namespace
 
@@ -82,43 +76,43 @@ TEST(polynomials_of_any_degree_are_found_again) {
             ck_assert_double_eq_tol((*fit)(double{x}), double{cubic(x)}, 10.0); // of up to 4 million
     }
     ck_assert_double_eq_tol((*vela::fit_polynomial(floats{5, 5, 5}, floats{1, 2, 6}, 0))(5), 3, 1e-6);
-    ck_assert_double_eq_tol((*vela::fit_polynomial(floats{0, 1, 2}, floats{0, 0, 0}, 1))(2), 0, 1e-6);
-    ck_assert(!vela::fit_polynomial(floats{5, 5, 5}, floats{1, 2, 6}, 1));
-    ck_assert(!vela::fit_polynomial(floats{1, 2}, floats{1, 2}, 2));
-    ck_assert(!vela::fit_polynomial(floats{1, 2}, floats{1}, 0));
-    ck_assert(!vela::fit_polynomial(floats{1, NAN}, floats{1, 2}, 0));
-    ck_assert(!vela::fit_polynomial(xs, ys, -1));
+    const struct {
+        floats xs, ys;
+        int32_t degree;
+    } refused[] = {
+        {{5, 5, 5}, {1, 2, 6}, 1}, {{1, 2}, {1, 2}, 2}, {{1, 2}, {1}, 0}, {{1, NAN}, {1, 2}, 0}, {xs, ys, -1}};
+    for (const auto &row : refused)
+        ck_assert_msg(!vela::fit_polynomial(row.xs, row.ys, row.degree), "degree %d", row.degree);
 }
 
 // 100 random places of a picture of 1920 x 1080, with noise of up to 0.2: polyfit2D() fails in a fifth of such fits.
 TEST(surfaces_over_a_whole_picture_are_found_every_time) {
     generator random{5};
+    const auto uniform = [&] { return static_cast<float>(random.word()) * 0x1p-31F; };
     for (int run = 0; run < 2000; ++run) {
-        floats xs, ys, zs, truth, c;
+        floats xs, ys, zs, truth, found, c;
         for (int i = 0; i < 6; ++i)
-            c.push_back(uniform(random));
+            c.push_back(uniform());
         for (int i = 0; i < 100; ++i) {
             xs.push_back(static_cast<float>(random.below(1920)));
             ys.push_back(static_cast<float>(random.below(1080)));
             truth.push_back(poly2D_value(xs.back() / 960 - 1, ys.back() / 540 - 1, c.data()));
-            zs.push_back(truth.back() + uniform(random) * 0.2F);
+            zs.push_back(truth.back() + uniform() * 0.2F);
         }
         const auto fit = vela::fit_surface(xs, ys, zs);
         ck_assert_msg(fit.has_value(), "fit %d failed", run);
         for (size_t i = 0; i < 100; ++i)
-            ck_assert_float_eq_tol((*fit)(double{xs[i]}, double{ys[i]}), truth[i], 0.2F);
+            found.push_back((*fit)(double{xs[i]}, double{ys[i]}));
+        agree_all("fit_surface", c, found, truth, 0.2);
     }
 }
 
 TEST(samples_that_do_not_determine_a_surface_give_none) {
-    floats xs = {0, 1, 2, 0, 1, 5}, ys = {0, 0, 1, 2, 1, 3}, line = {0, 1, 2, 3, 4, 5}, zs = {1, 2, 3, 4, 5, 6};
+    const floats xs = {0, 1, 2, 0, 1, 5}, ys = {0, 0, 1, 2, 1, 3}, line = {0, 1, 2, 3, 4, 5}, zs = {1, 2, 3, 4, 5, 6};
+    const floats few(5, 1), one(6, 1), far = {0, 1, INFINITY, 0, 1, 5};
     ck_assert(vela::fit_surface(xs, ys, zs).has_value());
-    ck_assert(!vela::fit_surface(line, line, zs));
-    ck_assert(!vela::fit_surface(xs, floats(6, 1), zs));
-    const std::span<const float> x(xs), y(ys), z(zs);
-    ck_assert(!vela::fit_surface(x.first(5), y.first(5), z.first(5)));
-    ck_assert(!vela::fit_surface(x.first(5), y, z));
-    ck_assert(!vela::fit_surface({}, {}, {}));
-    xs[2] = INFINITY;
-    ck_assert(!vela::fit_surface(xs, ys, zs));
+    const floats *const refused[][3] = {{&line, &line, &zs}, {&xs, &one, &zs}, {&few, &few, &few},
+                                        {&few, &ys, &zs},    {&xs, &few, &zs}, {&far, &ys, &zs}};
+    for (const auto &[x, y, z] : refused)
+        ck_assert_msg(!vela::fit_surface(*x, *y, *z), "%s", shown(*x).c_str());
 }

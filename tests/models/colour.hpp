@@ -2,11 +2,11 @@
 // other, pixel by pixel.
 #pragma once
 
+#include "../fenced.hpp"
+#include "agree.hpp"
 #include <algorithm>
 #include <array>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
+#include <span>
 #include <vector>
 #include <vela/colour.h>
 
@@ -71,21 +71,42 @@ inline size_t packed_size(uint32_t width, uint32_t height, uint32_t stride) {
     return width && height ? size_t{stride} * (height - 1) + 2 * size_t{width} + width % 2 : 0;
 }
 
-// That the pixels made of these are the ones expected; otherwise tells the first that differs and aborts.
-inline void expect_pixels(const char *what, const pixels &from, const uint8_t *actual, const pixels &expected) {
-    if (std::equal(expected.begin(), expected.end(), actual))
-        return;
-    size_t i = 0;
-    while (actual[i] == expected[i])
-        ++i;
-    const auto tell = [at = i / 3 * 3](const char *title, const uint8_t *bytes) {
-        std::fprintf(stderr, "  %s (%d, %d, %d)\n", title, bytes[at], bytes[at + 1], bytes[at + 2]);
-    };
-    std::fprintf(stderr, "%s, pixel %zu of %zu:\n", what, i / 3, from.size() / 3);
-    tell("of      ", from.data());
-    tell("expected", expected.data());
-    tell("came    ", actual);
-    std::abort();
+// That the pixels made of these are the ones expected.
+inline void expect_pixels(std::string_view what, const pixels &from, const uint8_t *actual, const pixels &expected) {
+    const auto pixel = [](const uint8_t *bytes) { return std::span(bytes, 3); };
+    for (size_t i = 0; i < from.size() && !std::equal(expected.begin(), expected.end(), actual); i += 3)
+        agree_all(what, pixel(&from[i]), pixel(actual + i), pixel(&expected[i]));
+}
+
+// Room for input and for results; behind them nothing may be touched.
+constexpr size_t kRoom = 1 << 19;
+inline uint8_t *const source_end = fence(kRoom), *const result_end = fence(kRoom);
+
+// In place, and apart, up to the end of the room and up to a place in front of it.
+inline void check_conversion(const conversion &c, const pixels &from) {
+    const pixels expected = converted(c, from);
+    const auto size = static_cast<ptrdiff_t>(from.size());
+    for (uint8_t *const end : {source_end, result_end, result_end - 1 - size % 31}) {
+        uint8_t *const source = source_end - size, *const result = end - size;
+        std::copy(from.begin(), from.end(), source);
+        result[-1] = 0xEE;
+        c.convert(source, result, static_cast<uint32_t>(size / 3));
+        expect_pixels(c.name, from, result, expected);
+        agree("the byte in front of the pixels", std::string(c.name), result[-1], 0xEE);
+    }
+}
+
+// No byte of the picture is there behind the last pixel's own.
+inline void check_unpacking(const uint8_t *packed, uint32_t width, uint32_t height, uint32_t stride) {
+    const auto size = static_cast<ptrdiff_t>(packed_size(width, height, stride));
+    const pixels full = unpacked(packed, width, height, stride);
+    uint8_t *const result = result_end - full.size();
+    std::copy_n(packed, size, source_end - size);
+    result[-1] = 0xEE;
+    cyc422_to_srgb(source_end - size, width, height, stride, result);
+    const std::array<uint32_t, 3> shape = {width, height, stride};
+    expect_pixels("cyc422_to_srgb of " + shown(shape) + ", a pixel", full, result, converted(kConversions[1], full));
+    agree("the byte in front of cyc422_to_srgb's pixels", shape, result[-1], 0xEE);
 }
 
 } // namespace model

@@ -1,11 +1,8 @@
-// What tests and the fuzz target of curves share: every entry of every table by its definition. A disagreement is
-// printed, with the knots, and aborts.
+// What tests and the fuzz target of curves share: every entry of every table by its definition.
 #pragma once
 
+#include "agree.hpp"
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <type_traits>
 #include <vector>
 #include <vela/interp.h>
 
@@ -101,25 +98,15 @@ void check(const char *name, Result (*call)(const interp_curve *, Number *), uin
     constexpr Number untouched = 0x5A5A;
     const interp_curve curve = {type, static_cast<int32_t>(points.size()), points.data()};
     std::vector<Number> table(expected.size() + 1, untouched);
-    int32_t result = 0;
+    std::vector<int16_t> input;
+    for (const interp_knot &point : points)
+        input.insert(input.end(), {point.x, point.y});
     if constexpr (std::is_void_v<Result>)
         call(&curve, table.data());
     else
-        result = static_cast<int32_t>(call(&curve, table.data()));
+        agree("the result of " + std::string(name), input, call(&curve, table.data()), expected_result);
     expected.push_back(untouched);
-    const auto same = [](Number a, Number b) { return a == b || (a != a && b != b); };
-    const auto place = std::mismatch(table.begin(), table.end(), expected.begin(), same);
-    if (result == expected_result && place.first == table.end())
-        return;
-    std::fprintf(stderr, "%s of", name);
-    for (const interp_knot &point : points)
-        std::fprintf(stderr, " (%d, %d)", point.x, point.y);
-    std::fprintf(stderr, ": result %d, expected %d", result, expected_result);
-    if (place.first != table.end())
-        std::fprintf(stderr, "; entry %td is %.9g, expected %.9g", place.first - table.begin(),
-                     static_cast<double>(*place.first), static_cast<double>(*place.second));
-    std::fputc('\n', stderr);
-    std::abort();
+    agree_all(name, input, table, expected);
 }
 
 // Everything that is made of some knots.
@@ -129,9 +116,12 @@ inline void check_all(const knots &points) {
     const std::vector<float> single = spline<float, float>(points);
     check("spline_c", spline_c, 0, points, bends(points, int32_t()));
     check("spline_float", spline_float, 0, points, bends(points, float()));
-    check("spline_interpolate", spline_interpolate, INTERP_SPLI, points, fixed, fixed.empty() ? -1 : 0);
+    for (const auto call : {spline_interpolate, interpolate_c})
+        check("the fixed-point spline", call, INTERP_SPLI, points, fixed, fixed.empty() ? -1 : 0);
+    for (const auto call : {linear_interpolate, interpolate_c})
+        check("lines", call, INTERP_LINE, points, lines, drawn);
     check("interpolate_float", interpolate_float, INTERP_SPLI, points, single);
-    check("linear_interpolate", linear_interpolate, INTERP_LINE, points, lines, drawn);
+    check("spline_interpolate_float", spline_interpolate_float, INTERP_LINE, points, single); // of any type
 }
 
 } // namespace curves

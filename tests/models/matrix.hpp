@@ -1,11 +1,9 @@
 // What tests and the fuzz target of matrices share: products and inverses by their definition, one number after the
-// other. What the library makes of it otherwise is printed and aborts.
+// other.
 #pragma once
 
+#include "agree.hpp"
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <utility>
 #include <vector>
 #include <vela/matrix.h>
@@ -99,27 +97,13 @@ inline bool invert_3x3(const matrix &a, matrix &inverse) {
     return !negligible(determinant);
 }
 
-// One NaN is like another.
-inline void compare(const char *name, const floats &input, const floats &actual, const floats &expected) {
-    const auto same = [](float a, float b) { return a == b || (std::isnan(a) && std::isnan(b)); };
-    for (size_t i = 0; i < expected.size(); ++i) {
-        if (same(actual[i], expected[i]))
-            continue;
-        std::fprintf(stderr, "%s of", name);
-        for (const float number : input)
-            std::fprintf(stderr, " %a", double{number});
-        std::fprintf(stderr, ": number %zu is %.9g, expected %.9g\n", i, double{actual[i]}, double{expected[i]});
-        std::abort();
-    }
-}
-
 inline void check_product(const matrix &a, const matrix &b) {
     const matrix c(a.rows, b.cols);
     fmatrix out = c, *t = nullptr;
-    compare("the result of matrix_mult", {}, {float(matrix_mult(&a, &b, &out))}, {0});
-    compare("matrix_mult", a.elements, c.elements, product(a, b).elements);
-    compare("the result of transpose", {}, {float(transpose(&a, &t))}, {0});
-    compare("transpose", a.elements, matrix(*t).elements, transposed(a).elements);
+    agree("the result of matrix_mult", a.elements, matrix_mult(&a, &b, &out), 0);
+    agree_all("matrix_mult", a.elements, c.elements, product(a, b).elements);
+    agree("the result of transpose", a.elements, transpose(&a, &t), 0);
+    agree_all("transpose", a.elements, matrix(*t).elements, transposed(a).elements);
     free_matrix(t);
 }
 
@@ -129,14 +113,29 @@ void check_inverse(const char *name, const matrix &a, Model model, Call call) {
     for (const bool in_place : {false, true}) {
         matrix expected = in_place ? a : matrix(a.rows, a.cols), actual = expected;
         const bool good = model(a, expected);
-        compare(name, a.elements, {float(call(in_place ? &actual : &a, &actual))}, {float(!good)});
-        compare(name, a.elements, actual.elements, expected.elements);
+        agree("the result of " + std::string(name), a.elements, call(in_place ? &actual : &a, &actual), !good);
+        agree_all(name, a.elements, actual.elements, expected.elements);
     }
 }
 
 inline void check_inverse(const matrix &a) { check_inverse("matrix_inverse", a, invert, matrix_inverse); }
 inline void check_inverse_3x3(const matrix &a) {
     check_inverse("inverse_3x3", a, invert_3x3, [](auto *from, auto *to) { return inverse_3x3(from->data, to->data); });
+}
+
+inline matrix unit(int32_t n) {
+    matrix m(n, n);
+    for (int32_t i = 0; i < n * n; ++i)
+        m.data[i] = i % (n + 1) == 0;
+    return m;
+}
+
+// That singular values are 0 or more, and v is orthogonal.
+inline void check_decomposition(const matrix &a, const matrix &w, const matrix &v, double tolerance) {
+    for (int32_t i = 0; i < a.cols * a.cols; ++i)
+        agree("whether w is diagonal and not negative,", a.elements,
+              i % (a.cols + 1) == 0 ? w.data[i] >= 0 : w.data[i] == 0, true);
+    agree_all("v by its transpose", a.elements, product(v, transposed(v)).elements, unit(a.cols).elements, tolerance);
 }
 
 } // namespace matrices
