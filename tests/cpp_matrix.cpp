@@ -109,9 +109,9 @@ TEST(surfaces_over_a_whole_picture_are_found_every_time) {
 
 TEST(samples_that_do_not_determine_a_surface_give_none) {
     const floats xs = {0, 1, 2, 0, 1, 5}, ys = {0, 0, 1, 2, 1, 3}, line = {0, 1, 2, 3, 4, 5}, zs = {1, 2, 3, 4, 5, 6};
-    const floats few(5, 1), one(6, 1), far = {0, 1, INFINITY, 0, 1, 5};
+    const floats few = {0, 1, 2, 0, 1}, few_ys = {0, 0, 1, 2, 1}, one(6, 1), far = {0, 1, INFINITY, 0, 1, 5};
     ck_assert(vela::fit_surface(xs, ys, zs).has_value());
-    const floats *const refused[][3] = {{&line, &line, &zs}, {&xs, &one, &zs}, {&few, &few, &few},
+    const floats *const refused[][3] = {{&line, &line, &zs}, {&xs, &one, &zs}, {&few, &few_ys, &few},
                                         {&few, &ys, &zs},    {&xs, &few, &zs}, {&far, &ys, &zs}};
     for (const auto &[x, y, z] : refused)
         ck_assert_msg(!vela::fit_surface(*x, *y, *z), "%s", shown(*x).c_str());

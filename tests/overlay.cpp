@@ -2,7 +2,7 @@
 #include "models/overlay.hpp"
 #include "generated.hpp"
 #include "support.hpp"
-#include <limits>
+#include <complex>
 #include <vela/spheremap.h>
 
 namespace {
@@ -24,30 +24,22 @@ TEST(masks_cover_what_the_model_has_inside) {
 }
 
 TEST(inside_is_the_smaller_side_and_what_is_wound_around) {
-    const direction far = {180, 0}, here = {0, 0}, zenith = {77, 90};
     const struct {
         corners polygon;
         direction inside, outside;
     } rows[] = {
-        {{{0, 80}, {120, 80}, {240, 80}}, zenith, here},
-        {{{0, -20}, {90, -20}, {180, -20}, {270, -20}}, {5, -40}, here},
-        {{{0, 20}, {90, 20}, {180, 20}, {270, 20}}, zenith, here},
-        {{{-80, 5}, {0, 85}, {80, 5}, {0, -85}}, here, far},
+        {{{0, -20}, {90, -20}, {180, -20}, {270, -20}}, {5, -40}, {0, 0}},
+        {{{-80, 5}, {0, 85}, {80, 5}, {0, -85}}, {0, 0}, {180, 0}},
         // A bow, a side there and back, and a ring wound around twice.
         {{{-10, -5}, {10, 5}, {10, -5}, {-10, 5}}, {8, 0}, {0, 4}},
-        {{{-10, -5}, {10, -5}, {10, 5}, {10, 30}, {10, 5}, {-10, 5}}, here, {10.01, 20}},
-        {{{-10, -5}, {10, -5}, {0, 9}, {-10, -5}, {10, -5}, {0, 9}}, here, far},
+        {{{-10, -5}, {10, -5}, {10, 5}, {10, 30}, {10, 5}, {-10, 5}}, {0, 0}, {10.01, 20}},
+        {{{-10, -5}, {10, -5}, {0, 9}, {-10, -5}, {10, -5}, {0, 9}}, {0, 0}, {180, 0}},
     };
-    for (const auto &row : rows)
-        for (const bool is_turned : {false, true}) {
-            corners polygon = row.polygon;
-            if (is_turned)
-                std::reverse(polygon.begin(), polygon.end());
-            auto made = mask::make(polygon);
-            ck_assert(made.has_value());
-            ck_assert_msg(made->contains(row.inside), "row %d", static_cast<int>(&row - rows));
-            ck_assert_msg(!made->contains(row.outside), "row %d", static_cast<int>(&row - rows));
-        }
+    for (const auto &[polygon, inside, outside] : rows) {
+        const auto made = mask::make(polygon);
+        agree("contains", std::array{inside.pan, inside.tilt}, made->contains(inside), true);
+        agree("contains", std::array{outside.pan, outside.tilt}, made->contains(outside), false);
+    }
 }
 
 // Without area: nothing by centres, the line itself to be on the safe side.
@@ -67,25 +59,24 @@ TEST(a_line_is_covered_conservatively_only) {
 }
 
 TEST(what_is_no_mask_or_view_is_refused) {
-    const double nan = std::numeric_limits<double>::quiet_NaN(), infinite = std::numeric_limits<double>::infinity();
     const corners refused[] = {{},
                                {{0, 0}, {1, 0}},
                                {{3, 3}, {3, 3}, {363, 3}},
                                {{0, 90}, {90, 90}, {180, 90}},
                                {{0, 0}, {180, 0}, {90, 80}},
-                               {{0, 0}, {1, 0}, {1, nan}},
-                               {{0, 0}, {infinite, 0}, {1, 1}}};
+                               {{0, 0}, {1, 0}, {1, NAN}},
+                               {{0, 0}, {INFINITY, 0}, {1, 1}}};
     for (const corners &polygon : refused)
         ck_assert(!mask::make(polygon));
     ck_assert(mask::make(corners{{0, 0}, {0, 0}, {5, 0}, {5, 5}, {360, 0}}).has_value());
     ck_assert(!mask::make(smap_sphere_poly{0, nullptr}));
-    for (const double fov : {0.0, -1.0, 181.0, nan})
+    for (const double fov : {0.0, -1.0, 181.0, std::nan("")})
         ck_assert(!view::make(640, 480, {0, 0}, fov));
     ck_assert(!view::make(0, 480, {0, 0}, 60));
     ck_assert(!view::make(640, 65536, {0, 0}, 60));
-    ck_assert(!view::make(640, 480, {nan, 0}, 60));
-    ck_assert(!kView.place({nan, 0}));
-    ck_assert(!kView.at({nan, 0}));
+    ck_assert(!view::make(640, 480, {NAN, 0}, 60));
+    ck_assert(!kView.place({NAN, 0}));
+    ck_assert(!kView.at({NAN, 0}));
     ck_assert(!trace(kView, corners{{0, 0}, {180, 0}}, [](position, position) {}));
     ck_assert(!outline(kView, std::vector<position>{{0, 0}, {9000, 0}, {0, 9}}, [](direction) {}));
 }
@@ -96,58 +87,56 @@ TEST(places_and_directions_are_those_of_the_lens) {
     for (int i = 0; i < 3000; ++i) {
         const smap_view record = {1 + random.below(4000), 1 + random.below(3000), random.below(368640),
                                   random.below(184321) - 92160, 1024 + random.below(122880)};
-        const auto seen = view::make(record);
         const smap_screen_pt pixel = {random.below(static_cast<uint32_t>(record.width)),
                                       random.below(static_cast<uint32_t>(record.height))};
         const model::lens lens = {
             record.width, record.height, {record.pan / 1024.0, record.tilt / 1024.0}, record.fov / 1024.0};
-        const position at = {static_cast<double>(pixel.x), static_cast<double>(pixel.y)};
-        const auto shown = seen->at(at);
-        ck_assert_int_eq(shown.has_value(), lens.to_rim(pixel.x, pixel.y) >= 0);
+        const std::array input = {record.width, record.height, record.pan, record.tilt, record.fov, pixel.x, pixel.y};
+        const std::array<double, 2> at = {static_cast<double>(pixel.x), static_cast<double>(pixel.y)};
+        const auto seen = view::make(record);
+        const auto shown = seen->at({at[0], at[1]});
+        agree("whether at() shows something", input, shown.has_value(), lens.to_rim(pixel.x, pixel.y) >= 0);
         if (!shown)
             continue;
         const model::vec3 p = model::towards(shown->pan, shown->tilt);
-        ck_assert_ldouble_lt(std::hypot(lens.x(p) - pixel.x, lens.y(p) - pixel.y), 0.05L);
-        const auto again = seen->place(*shown);
-        ck_assert(again.has_value() || lens.to_rim(pixel.x, pixel.y) < 1e-3);
-        if (again)
-            ck_assert_double_lt(std::hypot(again->x - at.x, again->y - at.y), 0.05);
+        agree_all("at", input, std::array{double(lens.x(p)), double(lens.y(p))}, at, 0.05);
+        const position again = seen->place(*shown).value_or(position{NAN, NAN});
+        if (lens.to_rim(pixel.x, pixel.y) > 1e-3)
+            agree_all("place", input, std::array{again.x, again.y}, at, 0.05);
         smap_sphere_pt direction;
         smap_screen_pt_to_sphere_pt(&pixel, &record, &direction);
-        const model::vec3 q = model::towards(direction.pan / 1024.0, direction.tilt / 1024.0);
-        const model::vec3 apart = model::mixed(1, p, -1, q);
-        ck_assert_ldouble_lt(model::dot(apart, apart), 9e-10L);
+        agree_all("at beside the sphere map", input, p,
+                  model::towards(direction.pan / 1024.0L, direction.tilt / 1024.0L), 3e-5);
     }
     ck_assert(!kView.place({210, -10}));
 }
 
 // Half a pixel, looked at in a hundred points of each arc; and what lies between two lines is off the screen.
 TEST(paths_follow_their_arcs) {
+    using place = std::complex<double>;
     generator random{4};
     for (int i = 0; i < 300; ++i) {
-        const double fov = 1 + random.below(120);
+        const double fov = 1 + random.below(120), off = i % 3 ? fov : 170;
         const direction centre = {random.below(360) * 1.0, random.below(181) - 90.0};
-        const auto near = [&](double range) { return range * (random.below(2001) - 1000) / 1000; };
-        const double off = i % 3 ? fov : 170;
-        const corners path = {{centre.pan + near(off), centre.tilt + near(off)},
-                              {centre.pan + near(off), centre.tilt + near(off)}};
-        const auto seen = view::make(1920, 1080, centre, fov);
+        const auto near = [&](double middle) { return middle + off * (random.below(2001) - 1000) / 1000; };
+        const corners path = {{near(centre.pan), near(centre.tilt)}, {near(centre.pan), near(centre.tilt)}};
         const model::lens lens = {1920, 1080, centre, fov};
-        std::vector<std::array<position, 2>> lines;
-        if (!trace(*seen, path, [&](position from, position to) { lines.push_back({from, to}); }))
+        std::vector<std::array<place, 2>> lines;
+        const auto keep = [&](position from, position to) { lines.push_back({place(from.x, from.y), {to.x, to.y}}); };
+        if (!trace(*view::make(1920, 1080, centre, fov), path, keep))
             continue;
         const model::vec3 a = model::towards(path[0].pan, path[0].tilt), b = model::towards(path[1].pan, path[1].tilt);
         for (int part = 0; part <= 100; ++part) {
             const model::vec3 p = model::unit(model::mixed(100 - part, a, part, b));
-            const double x = static_cast<double>(lens.x(p)), y = static_cast<double>(lens.y(p));
-            if (model::dot(p, lens.forward) < 0 || std::fabs(x - 959.5) > 959.9 || std::fabs(y - 539.5) > 539.9)
+            const place at(double(lens.x(p)), double(lens.y(p)));
+            if (model::dot(p, lens.forward) < 0 || std::fabs(at.real() - 959.5) > 959.9 ||
+                std::fabs(at.imag() - 539.5) > 539.9)
                 continue;
             double nearest = 1e9;
             for (const auto &[from, to] : lines) {
-                const double dx = to.x - from.x, dy = to.y - from.y, square = dx * dx + dy * dy;
-                const double t =
-                    square > 0 ? std::clamp(((x - from.x) * dx + (y - from.y) * dy) / square, 0.0, 1.0) : 0;
-                nearest = std::min(nearest, std::hypot(from.x + t * dx - x, from.y + t * dy - y));
+                const place ahead = to - from;
+                const double along = (std::conj(ahead) * (at - from)).real() / std::max(std::norm(ahead), 1e-9);
+                nearest = std::min(nearest, std::abs(from + std::clamp(along, 0.0, 1.0) * ahead - at));
             }
             ck_assert_msg(nearest <= 0.5, "path %d: %g pixels off at %d %%", i, nearest, part);
         }
@@ -158,26 +147,23 @@ TEST(paths_follow_their_arcs) {
 TEST(polygons_of_the_screen_come_back_as_masks) {
     generator random{5};
     for (int i = 0; i < 40; ++i) {
-        const auto seen =
-            view::make(1000, 600, {random.below(360) * 1.0, random.below(181) - 90.0}, 1 + random.below(100));
-        const int left = random.below(400), top = random.below(200), right = 500 + random.below(400),
-                  bottom = 300 + random.below(200);
-        const std::vector<position> drawn = {
-            {left * 1.0, top * 1.0}, {right * 1.0, top * 1.0}, {right * 1.0, bottom * 1.0}, {left * 1.0, bottom * 1.0}};
+        const direction centre = {random.below(360) * 1.0, random.below(181) - 90.0};
+        const auto seen = view::make(1000, 600, centre, 1 + random.below(100));
+        const double left = random.below(400), top = random.below(200), right = 500 + random.below(400),
+                     bottom = 300 + random.below(200);
         corners polygon;
-        ck_assert(outline(*seen, drawn, [&](direction d) { polygon.push_back(d); }));
+        ck_assert(outline(*seen, std::vector<position>{{left, top}, {right, top}, {right, bottom}, {left, bottom}},
+                          [&](direction d) { polygon.push_back(d); }));
         ck_assert_uint_le(polygon.size(), 200);
-        int rows = 0;
-        mask::make(polygon)->draw(
-            *seen,
-            [&](int y, int first, int behind) {
-                if (y <= top || y >= bottom)
-                    return;
+        double rows = top;
+        const auto check = [&](int y, int first, int behind) {
+            if (y > top && y < bottom) {
+                agree_all("the ends of a row", std::array{i, y}, std::array{double(first), behind - 1.0}, {left, right},
+                          1);
                 ++rows;
-                ck_assert_int_le(std::abs(first - left), 1);
-                ck_assert_int_le(std::abs(behind - 1 - right), 1);
-            },
-            coverage::centres);
-        ck_assert_int_eq(rows, bottom - top - 1);
+            }
+        };
+        mask::make(polygon)->draw(*seen, check, coverage::centres);
+        ck_assert_double_eq(rows, bottom - 1);
     }
 }

@@ -26,10 +26,15 @@ inline vec3 cross(const vec3 &a, const vec3 &b) {
 inline vec3 mixed(real s, const vec3 &a, real t, const vec3 &b) {
     return {s * a[0] + t * b[0], s * a[1] + t * b[1], s * a[2] + t * b[2]};
 }
-inline vec3 unit(const vec3 &a) { return mixed(1 / std::sqrt(dot(a, a)), a, 0, a); }
+inline real length(const vec3 &a) { return std::sqrt(dot(a, a)); }
+inline vec3 unit(const vec3 &a) { return mixed(1 / length(a), a, 0, a); }
 inline vec3 towards(real pan, real tilt) {
     return {std::cos(tilt * kDegree) * std::cos(pan * kDegree), std::cos(tilt * kDegree) * std::sin(pan * kDegree),
             std::sin(tilt * kDegree)};
+}
+
+inline direction degrees(const vec3 &p) {
+    return {double(std::atan2(p[1], p[0]) / kDegree), double(std::asin(std::clamp<real>(p[2], -1, 1)) / kDegree)};
 }
 
 // x = width / 2 + scale asin(across), y = height / 2 - scale asin(up), for what is in front.
@@ -58,6 +63,12 @@ public:
     explicit mask(const std::vector<direction> &corners) {
         for (const direction &corner : corners)
             points.push_back(towards(corner.pan, corner.tilt));
+        real apart = 0, opposite = 1;
+        for (size_t i = 0; i < points.size(); ++i) {
+            apart = std::max(apart, length(mixed(1, points[i], -1, points[0])));
+            opposite = std::min(opposite, length(mixed(1, points[i], 1, behind(i))));
+        }
+        is_determined = apart > 1e-12L && opposite > 1e-6L;
         // Outside is the most frequent level of points spread evenly over the sphere.
         constexpr int count = 120;
         std::map<int, int> seen;
@@ -73,45 +84,31 @@ public:
     }
 
     std::vector<vec3> points;
-    bool is_clear; // which side is outside
+    bool is_determined, is_clear; // whether there is such a mask, and which side is outside
 
     bool contains(const vec3 &p) const { return level(p) != outside; }
     const vec3 &behind(size_t corner) const { return points[(corner + 1) % points.size()]; }
 
-    // Two different corners, and no neighbours opposite to each other.
-    bool is_determined() const {
-        bool differ = false;
-        for (size_t i = 0; i < points.size(); ++i) {
-            const vec3 sum = mixed(1, points[i], 1, behind(i)), apart = mixed(1, points[i], -1, points[0]);
-            differ = differ || dot(apart, apart) > 1e-24L;
-            if (dot(sum, sum) < 1e-12L)
-                return false;
-        }
-        return differ;
-    }
-
     // Whether the outline comes as near as that to a position.
     bool passes(const lens &view, real x, real y, real pixels) const {
+        // By halves, since no place moves faster than sqrt(2) times its direction.
+        const auto comes_near = [&](const auto &self, const vec3 &a, const vec3 &b) {
+            const vec3 middle = unit(mixed(1, a, 1, b));
+            const real angle = std::atan2(length(cross(a, b)), dot(a, b)) / 2, reach = 1.4143L * view.scale * angle,
+                       away = std::hypot(view.x(middle) - x, view.y(middle) - y), depth = dot(middle, view.forward);
+            if (away - reach > pixels || depth + angle < 0)
+                return false;
+            if ((away <= pixels && depth >= -1e-9L) || reach < pixels * 1e-3L)
+                return away <= pixels;
+            return self(self, a, middle) || self(self, middle, b);
+        };
         for (size_t i = 0; i < points.size(); ++i)
-            if (passes(view, points[i], behind(i), x, y, pixels))
+            if (comes_near(comes_near, points[i], behind(i)))
                 return true;
         return false;
     }
 
 private:
-    // By halves, since no place moves faster than sqrt(2) times its direction.
-    static bool passes(const lens &view, const vec3 &a, const vec3 &b, real x, real y, real pixels) {
-        const vec3 middle = unit(mixed(1, a, 1, b)), normal = cross(a, b);
-        const real angle = std::atan2(std::sqrt(dot(normal, normal)), dot(a, b)) / 2,
-                   reach = 1.4143L * view.scale * angle, away = std::hypot(view.x(middle) - x, view.y(middle) - y),
-                   depth = dot(middle, view.forward);
-        if (away - reach > pixels || depth + angle < 0)
-            return false;
-        if ((away <= pixels && depth >= -1e-9L) || reach < pixels * 1e-3L)
-            return away <= pixels;
-        return passes(view, a, middle, x, y, pixels) || passes(view, middle, b, x, y, pixels);
-    }
-
     int crossings(const vec3 &p, const vec3 &q) const {
         const vec3 way = cross(p, q);
         int change = 0;
@@ -145,118 +142,95 @@ private:
 template <class Below>
 std::pair<std::vector<direction>, lens> any_mask(Below &&below) {
     const auto within = [&](double range) { return range * (below(20001) - 10000) / 10000; };
-    const bool is_whole = below(3) == 0;
-    const auto add = [&, is_whole](std::vector<direction> &to, double pan, double tilt) {
-        to.push_back(is_whole ? direction{std::round(pan), std::round(tilt)} : direction{pan, tilt});
-    };
-    const int kind = below(8), count = 3 + below(10), first = below(360);
-    const double fov = 1 + below(below(3) ? 120 : 8), radius = kind == 0 ? fov * (1 + below(10)) / 100 : 1 + below(80);
-    const direction middle = {std::round(within(400)), below(4) ? within(90) : 90.0 * (below(3) - 1)};
-    const vec3 axes[] = {towards(middle.pan, middle.tilt), towards(middle.pan + 90, 0),
-                         towards(middle.pan, middle.tilt + 90)};
+    const int kind = below(5), count = 3 + below(10), is_whole = below(3) == 0;
+    const double fov = 1 + below(below(3) ? 120 : 8), radius = below(2) ? fov * (1 + below(10)) / 100 : 1 + below(60);
+    const lens around = {360, 0, {std::round(within(400)), below(4) ? within(90) : 90.0 * (below(3) - 1)}, 360};
+    const auto [pan, tilt] = around.centre;
     std::vector<direction> corners;
     for (int i = 0; i < count; ++i) {
-        const double turn = first + 360.0 * i / count;
-        const vec3 about = towards(turn, 90 - radius),
-                   on_ring = mixed(1, mixed(about[0], axes[1], about[1], axes[2]), about[2], axes[0]);
-        if (kind < 2) // around a direction, tiny or large
-            add(corners, static_cast<double>(std::atan2(on_ring[1], on_ring[0]) / kDegree),
-                static_cast<double>(std::asin(std::clamp<real>(on_ring[2], -1, 1)) / kDegree));
-        else if (kind < 4) // anyhow, with crossings
-            add(corners, middle.pan + within(kind == 2 ? 180 : 30), middle.tilt + within(kind == 2 ? 90 : 30));
-        else if (kind < 6) // around the horizon or a pole, level or as a saw
-            add(corners, turn, middle.tilt + (kind == 5 ? within(25) : 0));
-        else if (kind == 6) // a knot
-            add(corners, middle.pan + 20 * std::cos(turn / 28), middle.tilt + 20 * std::sin(turn / 19));
-        else // rectangles, once or again
-            add(corners, middle.pan + i / 2 % 2 * 10, middle.tilt + (i + 1) / 2 % 2 * 5);
+        const double turn = 360.0 * i / count, radians = turn * double(kDegree);
+        const direction kinds[] = {
+            degrees(around.at(180 + radius * std::cos(radians), radius * std::sin(radians))), // a ring, tiny or large
+            {pan + within(180), tilt + within(90)},                                           // anyhow, with crossings
+            {pan + within(30), tilt + within(30)},
+            {turn, tilt + (radius < 30 ? within(25) : 0)},       // around the horizon or a pole, level or as a saw
+            {pan + i / 2 % 2 * 10, tilt + (i + 1) / 2 % 2 * 5}}; // a rectangle, once or again
+        const direction &corner = kinds[kind];
+        corners.push_back(is_whole ? direction{std::round(corner.pan), std::round(corner.tilt)} : corner);
     }
     if (below(4) == 0) // touches itself
         corners.push_back(corners[static_cast<size_t>(below(count))]);
     if (below(2))
         std::reverse(corners.begin(), corners.end());
     static constexpr int sizes[][2] = {{1920, 1080}, {640, 480}, {641, 97}, {40, 300}};
-    const auto &size = sizes[below(4)];
-    std::vector<direction> looks;
+    const auto [width, height] = sizes[below(4)];
     const double off = below(4) ? fov / 2 : 180;
-    const direction &near = corners[static_cast<size_t>(below(count))];
-    add(looks, near.pan + within(off), near.tilt + within(off / 2));
-    return {corners, {size[0], size[1], looks[0], fov}};
+    const auto [near_pan, near_tilt] = corners[static_cast<size_t>(below(count))];
+    const direction centre = {near_pan + within(off), near_tilt + within(off / 2)};
+    return {corners,
+            {width, height, is_whole ? direction{std::round(centre.pan), std::round(centre.tilt)} : centre, fov}};
 }
 
 // What a mask covers, asked at random pixels, beside the ends of its runs, and along its outline.
 template <class Below>
 void check_mask(const std::vector<direction> &corners, const lens &view, Below &&below, int samples) {
-    std::string input;
-    for (const direction &d : corners)
-        input += "{" + std::to_string(d.pan) + ", " + std::to_string(d.tilt) + "} ";
-    input += std::to_string(view.width) + "x" + std::to_string(view.height) + " {" + std::to_string(view.centre.pan) +
-             ", " + std::to_string(view.centre.tilt) + "} " + std::to_string(view.fov);
     const mask truth(corners);
+    std::vector<double> input = {double(view.width), double(view.height), view.centre.pan, view.centre.tilt, view.fov};
+    for (const direction &corner : corners)
+        input.insert(input.end(), {corner.pan, corner.tilt});
     auto drawn = vela::overlay::mask::make(corners);
     const auto seen = vela::overlay::view::make(view.width, view.height, view.centre, view.fov);
-    agree("whether it is a mask", input, drawn.has_value(), truth.is_determined());
-    agree("whether it is a view", input, seen.has_value(), true);
+    agree("whether there is a mask", input, drawn.has_value(), truth.is_determined);
+    agree("whether there is a view", input, seen.has_value(), true);
     if (!drawn || !truth.is_clear)
         return;
 
     for (const coverage how : {coverage::conservative, coverage::centres}) {
-        std::vector<vela::overlay::run> runs(drawn->list(*seen, {}, how));
-        agree("runs", input, static_cast<long long>(drawn->list(*seen, runs, how)),
-              static_cast<long long>(runs.size()));
-        for (size_t i = 0; i < runs.size(); ++i) {
-            const auto [y, first, behind] = runs[i];
-            const bool follows = i == 0 || runs[i - 1].y < y || (runs[i - 1].y == y && runs[i - 1].behind < first);
-            agree("order of runs", input, follows && first < behind, true);
-            agree("runs on the screen", input, 0 <= y && y < view.height && 0 <= first && behind <= view.width, true);
-        }
-        const auto is_covered = [&](int x, int y) {
-            return std::any_of(
-                std::lower_bound(runs.begin(), runs.end(), y, [](const auto &run, int row) { return run.y < row; }),
-                std::upper_bound(runs.begin(), runs.end(), y, [](int row, const auto &run) { return row < run.y; }),
-                [x](const auto &run) { return run.first <= x && x < run.behind; });
+        const auto index = [&](int x, int y) {
+            return static_cast<size_t>(y) * static_cast<size_t>(view.width + 1) + static_cast<size_t>(x);
         };
-        const auto is_inside = [&](real x, real y) { return view.to_rim(x, y) >= 0 && truth.contains(view.at(x, y)); };
+        std::vector<bool> covered(index(0, view.height));
+        std::vector<std::array<int, 2>> ends;
+        size_t end = 0;
+        drawn->draw(
+            *seen,
+            [&](int y, int first, int behind) {
+                agree("whether a run is in the picture", input, std::clamp(y, 0, view.height - 1) == y, true);
+                agree("whether a run is in the row", input, std::clamp(first, 0, behind - 1) == first, true);
+                agree("whether a run ends in the row", input, behind <= view.width, true);
+                agree("whether runs have a gap in between", input, ends.empty() || end < index(first, y), true);
+                end = index(behind, y);
+                std::fill(covered.begin() + static_cast<ptrdiff_t>(index(first, y)),
+                          covered.begin() + static_cast<ptrdiff_t>(end), true);
+                for (const int x : {first - 1, first, behind - 1, behind})
+                    ends.push_back({x, y});
+            },
+            how);
         const auto check_pixel = [&](int x, int y) {
-            if (x < 0 || x >= view.width || y < 0 || y >= view.height)
+            // The rim is an edge of its own.
+            if (x != std::clamp(x, 0, view.width - 1) || y != std::clamp(y, 0, view.height - 1) ||
+                std::fabs(view.to_rim(x, y)) < 2.2L)
                 return;
-            const bool covered = is_covered(x, y);
-            bool expected = is_inside(x, y);
-            if (how == coverage::centres) {
-                // Within rounding of an edge, or of the rim, either will do.
-                if (covered != expected && (truth.passes(view, x, y, 1e-4L) || std::fabs(view.to_rim(x, y)) < 1e-4L))
-                    return;
-            } else {
-                expected = expected || (covered && truth.passes(view, x, y, 1.5L));
-                // Points of its square; or, at the rim, some of the inside around.
-                const int reach = covered ? 1500 : 490, tries = covered ? 900 : 12;
-                for (int i = 0; i < tries && !expected; ++i) {
-                    const real right = (below(2 * reach + 1) - reach) / 1000.0L,
-                               down = (below(2 * reach + 1) - reach) / 1000.0L;
-                    expected = std::hypot(right, down) <= 1.5L && is_inside(x + right, y + down);
-                }
-            }
-            agree("coverage of " + std::to_string(x) + ", " + std::to_string(y), input, covered, expected);
+            const bool is_covered = covered[index(x, y)], is_safe = how == coverage::conservative,
+                       is_inside = view.to_rim(x, y) > 0 && truth.contains(view.at(x, y)),
+                       is_near = truth.passes(view, x, y, is_safe ? is_covered ? 1.5L : 0.49L : 1e-4L);
+            // Within rounding of an edge either will do for a centre.
+            agree("coverage of " + std::to_string(x) + ", " + std::to_string(y), input, is_covered,
+                  is_near ? is_safe || is_covered : is_inside);
+            if (!is_near && view.to_rim(x, y) > 0)
+                agree("contains", input, drawn->contains(degrees(view.at(x, y))), is_inside);
         };
         for (int i = 0; i < samples; ++i) {
             check_pixel(below(view.width), below(view.height));
-            if (!runs.empty()) {
-                const auto &run = runs[static_cast<size_t>(below(static_cast<int>(runs.size())))];
-                for (const int x : {run.first - 1, run.first, run.behind - 1, run.behind})
-                    check_pixel(x, run.y + below(3) - 1);
+            for (int j = 0; j < 4 && !ends.empty(); ++j) {
+                const auto [x, y] = ends[static_cast<size_t>(below(static_cast<int>(ends.size())))];
+                check_pixel(x, y + below(3) - 1);
             }
             const auto side = static_cast<size_t>(below(static_cast<int>(corners.size())));
             const real part = below(1001) / 1000.0L;
             const vec3 p = unit(mixed(1 - part, truth.points[side], part, truth.behind(side)));
-            const real x = view.x(p), y = view.y(p);
-            // What lies on the rim itself is in front or behind by rounding.
-            if (dot(p, view.forward) < 1e-9L || !(x > 0 && x < view.width - 1 && y > 0 && y < view.height - 1))
-                continue;
-            const int column = static_cast<int>(std::lround(x)), row = static_cast<int>(std::lround(y));
-            check_pixel(column, row);
-            if (how == coverage::conservative && std::fabs(x - column) < 0.49L && std::fabs(y - row) < 0.49L)
-                agree("outline at " + std::to_string(column) + ", " + std::to_string(row), input,
-                      is_covered(column, row), true);
+            if (dot(p, view.forward) > 0)
+                check_pixel(static_cast<int>(std::lround(view.x(p))), static_cast<int>(std::lround(view.y(p))));
         }
     }
 }
