@@ -1,6 +1,7 @@
 // Randomness from the device and from the fallback, and UUIDs as texts.
 #include "models/uuid.hpp"
 #include "support.hpp"
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <set>
@@ -16,7 +17,7 @@ constexpr uint8_t kUuid[] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
 const std::string kDashed = "00112233-4455-6677-8899-aabbccddeeff", kPlain = "00112233445566778899aabbccddeeff";
 
 // What the library's reads of the device meet: so many interruptions first, and so many bytes missing from each.
-int interruptions = 0, reads = 0;
+std::atomic<int> interruptions = 0, reads = 0;
 size_t missing = 0;
 
 // Whether it holds in a process of its own, where no descriptor can be opened if so wanted.

@@ -10,9 +10,7 @@
  * can't be read, calls take numbers out of the program's sequence. A program that needs its sequence calls
  * randint(0, 0), which seeds and draws nothing, before srandom().
  *
- * Threads: let the first of these three calls have returned before others are made from other threads. From then on,
- * and always for the other functions, any thread may call any function at any time, as long as no two write the same
- * buffer.
+ * Any thread may call any function at any time, as long as no two write the same buffer.
  *
  * A UUID is 16 bytes in the caller's memory, handled in the order in which they are stored: text begins with byte 0,
  * and no version or variant bits are set or looked at. Its three text forms are

@@ -1,6 +1,7 @@
 // Random bytes and integers: the kernel's device, and the standard generator where that can't be read. WebAssembly has
 // neither; there they come from the program around the module and from nowhere else.
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
@@ -33,8 +34,8 @@ namespace {
 
 constexpr uint32_t kFallbackSeed = 0x52A7C3D1;
 
-// 0 until random() has been seeded.
-uint32_t seeded = 0;
+// Whether random() has been seeded. Threads that call first at the same time may each do it, which hurts nobody.
+constinit std::atomic<bool> is_seeded = false;
 
 // Fills the buffer by one read of the device, or says that it did not deliver as much.
 bool read_device(void *buf, size_t len) {
@@ -50,12 +51,12 @@ bool read_device(void *buf, size_t len) {
 }
 
 void seed_once() {
-    if (seeded)
+    if (is_seeded.load(std::memory_order_acquire))
         return;
     uint32_t seed = kFallbackSeed;
     read_device(&seed, sizeof seed);
     srandom(seed);
-    ++seeded;
+    is_seeded.store(true, std::memory_order_release);
 }
 
 uint32_t next_random() { return static_cast<uint32_t>(random()); }
