@@ -14,10 +14,10 @@ function(vela_sources_of place files)
   set(${files} ${found} PARENT_SCOPE)
 endfunction()
 
-# vela_compile_options(PLACE OPTION...): more options for these.
+# vela_compile_options(PLACE OPTION...): more options for these; none in a build for the debugger.
 function(vela_compile_options place)
   vela_sources_of(${place} files)
-  set_property(SOURCE ${files} APPEND PROPERTY COMPILE_OPTIONS ${ARGN})
+  set_property(SOURCE ${files} APPEND PROPERTY COMPILE_OPTIONS "$<$<NOT:$<CONFIG:Debug>>:${ARGN}>")
 endfunction()
 
 if(NOT VELA_SMALL)
