@@ -116,6 +116,7 @@ async function recordings() {
   await page.click('#recordings-remove');
   await page.click('#recordings-remove');
   await until((n) => document.querySelectorAll('#recordings-list li').length === n, before);
+  await page.click('#recordings-more');
   await page.type('#recordings-pattern', '((');
   await page.keyboard.press('Enter');
   await until(() => /expression/.test(document.getElementById('recordings-refusal').textContent));
@@ -142,6 +143,8 @@ async function recordings() {
   await page.click('#recordings-drop');
   await page.click('#recordings-drop');
   await until(() => /days/.test(document.getElementById('recordings-old').textContent));
+  await page.click('#recordings-more');
+  await until((n) => document.querySelectorAll('#recordings-list li').length === n, before);
 }
 
 // Presets, patrol and limits; holding goes on, letting go and a lost connection stop; two fingers zoom.

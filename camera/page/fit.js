@@ -5,7 +5,7 @@ import { digits, element, get, part, say, shape, tell } from './server.js';
 const size = { width: 1280, height: 720 };
 const kinds = {
   exposure: { least: 6, unit: '', decimals: 1, what: 'brightness' },
-  lens: { least: 3, unit: '°', decimals: 3, what: 'angles beside the middle' },
+  lens: { least: 3, unit: '°', decimals: 4, what: 'angles beside the middle' },
 };
 const take = part('fit-take'), error = part('fit-error'), sketch = part('fit-sketch'), panel = part('fit-panel');
 
@@ -41,9 +41,9 @@ function draw() {
       const one = answer?.samples[i], dot = shape('circle', { class: 'corner', cx: x, cy: y, r: 7 });
       if (!one) return [dot];
       // A stem as long as the residual, the largest 60 pixels.
-      const end = y - 60 * one.residual / most, above = one.residual > 0;
+      const end = y - 60 * one.residual / most, above = one.residual > 0, text = digits(one.residual, decimals);
       return [shape('path', { class: 'stem', d: `M${x} ${y}V${end}` }), dot,
-        words_at(x, above ? Math.max(end - 8, 22) : Math.min(end + 28, 712), `${above ? '+' : ''}${digits(one.residual, decimals)}`)];
+        words_at(x, above ? Math.max(end - 8, 22) : Math.min(end + 28, 712), above && Number(text) ? `+${text}` : text)];
     }),
     ...(cross ? [shape('path', { class: 'cross', d: `M${cross[0]} ${cross[1] - 24}v48M${cross[0] - 24} ${cross[1]}h48` })] : []));
 }

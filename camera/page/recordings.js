@@ -3,8 +3,9 @@ import { ask_twice, element, get, part, post, say, tell } from './server.js';
 
 const strip = part('recordings-list'), error = part('recordings-error'), show = part('recordings-show');
 const address = (call, { id }) => `/api/recordings/${call}?${new URLSearchParams({ id })}`;
-const name = ({ kind, time }) =>
-  `${kind === 'clip' ? 'Clip' : 'Snapshot'}, ${new Date(time * 1000).toLocaleString('en-GB', { dateStyle: 'medium', timeStyle: 'medium' })}`;
+const kind_of = ({ kind }) => (kind === 'clip' ? 'Clip' : 'Snapshot');
+const time_of = ({ time }) => new Date(time * 1000).toLocaleString('en-GB', { dateStyle: 'medium', timeStyle: 'medium' });
+const name = (one) => `${kind_of(one)}, ${time_of(one)}`;
 
 export async function list_recordings() {
   const field = part('recordings-pattern'), pattern = field.value;
@@ -12,10 +13,10 @@ export async function list_recordings() {
   if (!answer) return;
   const all = answer.recordings, bytes = all.reduce((sum, one) => sum + one.bytes, 0);
   say(part('recordings-none'), !all.length ? pattern ? 'Nothing matches.' : 'Nothing is kept yet.' :
-    `${all.length} ${pattern ? 'found' : `of at most ${answer.most}`}, ${(bytes / 1e6).toFixed(1)} MB. The oldest go first.`);
+    `${all.length} ${pattern ? 'found' : `of at most ${answer.most}`}, ${(bytes / 1e6).toFixed(1)} MB`);
   strip.replaceChildren(...all.map((one) => element('li', {}, element('button', { type: 'button', onclick: () => open(one) },
     element('img', { src: address('thumb', one), alt: '', loading: 'lazy', width: 160, height: 90 }),
-    element('span', { textContent: name(one) })))));
+    element('strong', { textContent: kind_of(one) }), element('span', { textContent: time_of(one) })))));
 }
 
 let opened = null;
@@ -49,6 +50,17 @@ for (const [button, fields, meanwhile] of [
     say(part('recordings-busy'), '');
     if (done) await list_recordings();
   });
+const more = part('recordings-more'), tools = part('recordings-tools');
+more.addEventListener('click', () => {
+  tools.hidden = !tools.hidden;
+  more.setAttribute('aria-expanded', !tools.hidden);
+  if (!tools.hidden) return part('recordings-pattern').focus();
+  // What is no longer seen doesn't choose what is listed.
+  if (part('recordings-pattern').value) {
+    part('recordings-pattern').value = '';
+    list_recordings();
+  }
+});
 part('recordings-find').addEventListener('submit', (event) => {
   event.preventDefault();
   list_recordings();
