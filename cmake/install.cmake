@@ -1,8 +1,21 @@
-# Install and package rules: headers, both libraries, a CMake package and a pkg-config file.
+# Install rules: the shared library; what programs are built with: headers, the static library, a CMake package, a
+# pkg-config file, manual pages. By their component alone, for packages: the reference, the examples' source, the camera.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS vela vela_static EXPORT vela-targets)
+install(TARGETS vela vela_static EXPORT vela-targets
+        LIBRARY COMPONENT library NAMELINK_COMPONENT development
+        ARCHIVE COMPONENT development)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
+if(VELA_DEBUG_INFO)
+  install(CODE "execute_process(COMMAND ${CMAKE_STRIP} --strip-debug --enable-deterministic-archives
+    \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libvela.a COMMAND_ERROR_IS_FATAL ANY)")
+endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vela DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR} OPTIONAL)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/html DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/vela-doc
+        COMPONENT documentation EXCLUDE_FROM_ALL OPTIONAL)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/vela-examples
+        COMPONENT examples EXCLUDE_FROM_ALL PATTERN CMakeLists.txt EXCLUDE)
 
 set(vela_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vela)
 install(EXPORT vela-targets FILE vela-config.cmake NAMESPACE vela:: DESTINATION ${vela_package_dir})
@@ -18,3 +31,5 @@ foreach(definition IN LISTS vela_time64)
 endforeach()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/vela.pc.in vela.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vela.pc DESTINATION ${vela_pc_dir})
+
+include(${PROJECT_SOURCE_DIR}/cmake/packages.cmake)
