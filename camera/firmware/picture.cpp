@@ -25,21 +25,24 @@ bool is_seen(const smap_view &view, int32_t x, int32_t y) {
     return (std::abs(x - view.width / 2) + std::abs(y - view.height / 2)) * degrees < 90;
 }
 
-// The panorama with positions in 1 / 2^16 of its pixels.
+// The panorama, less than 2^14 pixels wide, with positions in 1 / 2^16 of its pixels.
 struct sampler {
     const uint8_t *pixels;
     int32_t width, height;
 
-    int64_t across(int32_t pan) const { return (int64_t{pan} * width << kFraction) / (360 << 10); }
-    int64_t down(int32_t tilt) const {
-        return (int64_t{(90 << 10) - tilt} * height << kFraction) / (180 << 10) - (1 << (kFraction - 1));
+    int32_t across(int32_t pan) const {
+        return static_cast<int32_t>((int64_t{pan} * width << kFraction) / (360 << 10));
+    }
+    int32_t down(int32_t tilt) const {
+        return static_cast<int32_t>((int64_t{(90 << 10) - tilt} * height << kFraction) / (180 << 10)) -
+               (1 << (kFraction - 1));
     }
 
     // Luma between four neighbours.
-    int32_t luma(int64_t u, int64_t v) const {
+    int32_t luma(int32_t u, int32_t v) const {
         u -= 1 << (kFraction - 1);
-        const auto fu = static_cast<int32_t>(u >> 8 & 255), fv = static_cast<int32_t>(v >> 8 & 255);
-        int32_t x = static_cast<int32_t>(u >> kFraction), y = static_cast<int32_t>(v >> kFraction);
+        const int32_t fu = u >> 8 & 255, fv = v >> 8 & 255;
+        int32_t x = u >> kFraction, y = v >> kFraction;
         x = x < 0 ? x + width : x >= width ? x - width : x;
         const int32_t next = x + 1 == width ? 0 : x + 1;
         const int32_t below = std::clamp(y + 1, 0, height - 1);
@@ -51,13 +54,13 @@ struct sampler {
         return (top * (256 - fv) + bottom * fv + (1 << 15)) >> 16;
     }
     // Both chroma bytes of the pair of pixels here.
-    const uint8_t *chroma(int64_t u, int64_t v) const {
-        int32_t x = static_cast<int32_t>(u >> kFraction);
+    const uint8_t *chroma(int32_t u, int32_t v) const {
+        int32_t x = u >> kFraction;
         x = x < 0 ? x + width : x >= width ? x - width : x;
-        const int32_t y = std::clamp(static_cast<int32_t>((v + (1 << (kFraction - 1))) >> kFraction), 0, height - 1);
+        const int32_t y = std::clamp((v + (1 << (kFraction - 1))) >> kFraction, 0, height - 1);
         return pixels + ptrdiff_t{2} * (ptrdiff_t{y} * width + x / 2 * 2);
     }
-    void put(int64_t u, int64_t v, int32_t column, uint8_t *row, const tones &levels) const {
+    void put(int32_t u, int32_t v, int32_t column, uint8_t *row, const tones &levels) const {
         uint8_t *const pair = row + column / 2 * 4;
         pair[1 + column % 2 * 2] = levels[static_cast<size_t>(luma(u, v))];
         if (column % 2 == 0) {
@@ -142,7 +145,7 @@ void renderer::render(const scene &from, const smap_view &view, const tones &lev
     smap_screen_to_sphere(&screen, &view, &sphere);
 
     const sampler panorama = {from.pixels(), from.width(), from.height()};
-    const int64_t turn = int64_t{from.width()} << kFraction;
+    const int32_t turn = from.width() << kFraction;
     const int32_t stride = (view.width + 1) / 2 * 4;
     packed_.resize(static_cast<size_t>(stride) * static_cast<size_t>(view.height));
 
@@ -154,7 +157,7 @@ void renderer::render(const scene &from, const smap_view &view, const tones &lev
                                                      &directions_[static_cast<size_t>((j + 1) * columns + i + 1)]};
             const int32_t x0 = i * kMesh, y0 = j * kMesh;
             const int32_t x1 = std::min(x0 + kMesh, view.width), y1 = std::min(y0 + kMesh, view.height);
-            int64_t u[4], v[4];
+            int32_t u[4], v[4];
             bool even = is_seen(view, x0, y0) && is_seen(view, x0 + kMesh, y0) && is_seen(view, x0, y0 + kMesh) &&
                         is_seen(view, x0 + kMesh, y0 + kMesh);
             for (int k = 0; k < 4; ++k) {
@@ -165,7 +168,7 @@ void renderer::render(const scene &from, const smap_view &view, const tones &lev
                     u[k] -= turn;
                 while (u[0] - u[k] > turn / 2)
                     u[k] += turn;
-                even = even && std::llabs(u[k] - u[0]) < turn / 40 && std::abs(corner[k]->tilt) < 86 << 10;
+                even = even && std::abs(u[k] - u[0]) < turn / 40 && std::abs(corner[k]->tilt) < 86 << 10;
             }
             if (!even) {
                 for (int32_t y = y0; y < y1; ++y)
@@ -184,9 +187,9 @@ void renderer::render(const scene &from, const smap_view &view, const tones &lev
             }
             for (int32_t y = y0; y < y1; ++y) {
                 const int32_t t = y - y0;
-                int64_t left_u = u[0] + (u[2] - u[0]) * t / kMesh, left_v = v[0] + (v[2] - v[0]) * t / kMesh;
-                const int64_t right_u = u[1] + (u[3] - u[1]) * t / kMesh, right_v = v[1] + (v[3] - v[1]) * t / kMesh;
-                const int64_t step_u = (right_u - left_u) / kMesh, step_v = (right_v - left_v) / kMesh;
+                int32_t left_u = u[0] + (u[2] - u[0]) * t / kMesh, left_v = v[0] + (v[2] - v[0]) * t / kMesh;
+                const int32_t right_u = u[1] + (u[3] - u[1]) * t / kMesh, right_v = v[1] + (v[3] - v[1]) * t / kMesh;
+                const int32_t step_u = (right_u - left_u) / kMesh, step_v = (right_v - left_v) / kMesh;
                 uint8_t *const row = &packed_[static_cast<size_t>(y) * static_cast<size_t>(stride)];
                 while (left_u >= turn)
                     left_u -= turn;
