@@ -83,7 +83,7 @@ requests = [
         "curve=0,0", "curve=0,0;255,256", "curve=0,0;0,9;255,255", "curve=0,0;1.5,9;255,255", "curve=0,0;200,9",
         "curve=" + "0,0;" * 17 + "255,255", "light=dusk", "grid=2", "exposure=3", "exposure=")],
     *[post("/api/mask", body) for body in (
-        mask + "1,1;2,2", mask + "1,1;1,1;1,1", mask + "0,0;10,91;20,0", mask + "0,0;180,0;90,0", mask + "x", mask,
+        mask + "1,1;2,2", mask + "1,1;1,1;1,1", mask + "1,1;2,2;1,1", mask + "10,0;20,0;50,0;80,0", mask + "5,1;5,20;5,60", mask + "0,0;10,91;20,0", mask + "0,0;180,0;90,0", mask + "x", mask,
         mask + "1,1;" * 64 + "2,2", "action=add&corners=1,1;2,2;3,1", "action=change&id=none", "action=remove",
         "action=remove&id=%2E%2E%2Ftoken")],
     *[post("/api/recordings", body) for body in (

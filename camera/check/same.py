@@ -22,7 +22,7 @@ def run(command, part, query="", body=b""):
            "CONTENT_LENGTH": str(len(body))}
     done = subprocess.run(command, env=environment | own, input=body, stdout=subprocess.PIPE)
     head, _, answer = done.stdout.partition(b"\r\n\r\n")
-    if done.returncode or b"Status:" in head:
+    if done.returncode or not head.startswith(b"Status: 200"):
         sys.exit(f"same: {command} {part}?{query}: {done.stdout[:200]}")
     return answer
 

@@ -6,12 +6,10 @@
 #include "sound.hpp"
 #include "state.hpp"
 #include "store.hpp"
-#include "web.hpp"
+#include "stream.hpp"
 #include <algorithm>
 #include <cmath>
-#include <unistd.h>
 #include <vela/cpp/resampler.hpp>
-#include <vela/time.h>
 
 namespace {
 
@@ -104,7 +102,7 @@ void convert(vela::resampler &by, const std::vector<int16_t> &samples, const wan
 
 const char *type_of(const wanted &what) { return what.basic ? "audio/basic" : "audio/wav"; }
 
-void send_speech(const exchange &one) {
+void send_speech(exchange &one) {
     const wanted what = read_wanted(one);
     const sound heard;
     auto by = resampler_for(what, heard.rate());
@@ -112,46 +110,37 @@ void send_speech(const exchange &one) {
     convert(by, heard.speech(), what, coded);
     by.flush(coded, what.format);
     std::string body = what.basic ? "" : wav_head(what, static_cast<uint32_t>(coded.size()));
-    body.append(coded.begin(), coded.end());
+    body += text_of(coded);
     one.answer(type_of(what), body);
 }
 
 // In steps of the clock, the first half second at once, so that a player has something in hand.
-void send_live(const exchange &one) {
+void send_live(exchange &one) {
     const wanted what = read_wanted(one);
     const int32_t seconds = one.whole("seconds", 1, 86400, 0);
     const uint64_t size = vela::size_of(what.format),
                    most = uint64_t{what.rate} * static_cast<uint64_t>(seconds) * size;
     const sound heard;
     auto by = resampler_for(what, heard.rate());
-    one.begin(type_of(what));
-    if (!one.wants_body())
+    if (!one.begin(type_of(what)) || !one.response().wants_body())
         return;
     if (!what.basic)
-        one.write(wav_head(what, seconds ? static_cast<uint32_t>(std::min<uint64_t>(most, UINT32_MAX)) : UINT32_MAX));
+        one.write({wav_head(what, seconds ? static_cast<uint32_t>(std::min<uint64_t>(most, UINT32_MAX)) : UINT32_MAX)});
     const timeval now = state::now();
     const uint64_t step = heard.rate() / kStepsPerSecond;
     uint64_t place = heard.place_of(now), sent = 0;
-    timeval due;
-    gettime(&due);
-    time_sub_usec(&due, 500000);
+    beat pace(std::chrono::microseconds(1000000 / kStepsPerSecond), beat::late::made_up,
+              std::chrono::milliseconds(500));
     std::vector<uint8_t> coded;
     while (seconds == 0 || sent < most) {
         coded.clear();
         convert(by, heard.live(place, step), what, coded);
         place += step;
         const uint64_t count = seconds == 0 ? coded.size() : std::min<uint64_t>(coded.size(), most - sent);
-        one.write({reinterpret_cast<const char *>(coded.data()), static_cast<size_t>(count)});
-        sent += count;
-        if (!one.flush())
+        if (!one.write({text_of(coded).substr(0, static_cast<size_t>(count))}))
             return;
-        time_add_usec(&due, 1000000 / kStepsPerSecond);
-        timeval at;
-        gettime(&at);
-        if (time_compare(&at, &due) < 0) {
-            const timeval left = time_sub(&due, &at);
-            usleep(static_cast<useconds_t>(left.tv_sec * 1000000 + left.tv_usec));
-        }
+        sent += count;
+        pace.wait();
     }
 }
 
@@ -159,7 +148,7 @@ double decibels(double amplitude) {
     return amplitude < 0.52 ? -96 : std::max(-96.0, 20 * std::log10(amplitude / 32768));
 }
 
-void send_levels(const exchange &one) {
+void send_levels(exchange &one) {
     const auto count = static_cast<size_t>(one.whole("count", 1, 64, 20));
     const sound heard;
     const timeval now = state::now();
@@ -185,16 +174,8 @@ void send_levels(const exchange &one) {
                  .text());
 }
 
-void handle(exchange &one) {
-    one.refuse_post();
-    if (one.path() == "/live")
-        send_live(one);
-    else if (one.path() == "/levels")
-        send_levels(one);
-    else
-        one.refuse_path(), send_speech(one);
-}
-
 } // namespace
 
-int main() { return web::run(handle); }
+int main() {
+    return web::run({{"GET", "", send_speech}, {"GET", "/live", send_live}, {"GET", "/levels", send_levels}});
+}

@@ -70,7 +70,7 @@ web::json::array numbers(std::initializer_list<double> values) {
     return list;
 }
 
-void fit_exposure(const exchange &one) {
+void fit_exposure(exchange &one) {
     const sight what = read_sight(one);
     samples read = read_samples(one, what, 6);
     eye sensor;
@@ -98,7 +98,7 @@ void fit_exposure(const exchange &one) {
             .text());
 }
 
-void fit_lens(const exchange &one) {
+void fit_lens(exchange &one) {
     const sight what = read_sight(one);
     samples read = read_samples(one, what, 3);
     const smap_view view = view_of(what, state::now());
@@ -124,16 +124,6 @@ void fit_lens(const exchange &one) {
                  .text());
 }
 
-void handle(exchange &one) {
-    one.refuse_post();
-    if (one.path() == "/exposure")
-        fit_exposure(one);
-    else if (one.path() == "/lens")
-        fit_lens(one);
-    else
-        throw refusal{404, "there is no such call"};
-}
-
 } // namespace
 
-int main() { return web::run(handle); }
+int main() { return web::run({{"GET", "/exposure", fit_exposure}, {"GET", "/lens", fit_lens}}); }

@@ -27,7 +27,24 @@ std::vector<uint8_t> sample(const picture::frame &seen, size_t points) {
     return pixels;
 }
 
-void send_json(const exchange &one, const vela::hull &colours, size_t samples) {
+struct cloud {
+    size_t samples;
+    vela::hull hull;
+};
+
+cloud look(const exchange &one) {
+    const sight what = read_sight(one);
+    const auto points = static_cast<size_t>(one.whole("points", 16, 4096, 1024));
+    eye sensor;
+    const std::vector<uint8_t> pixels = sample(sensor.look(what, state::now(), eye::marks::none), points);
+    auto colours = vela::hull::of_pixels(pixels);
+    if (!colours)
+        throw refusal{409, "the colours of this view have no volume"};
+    return {pixels.size() / 3, std::move(*colours)};
+}
+
+void send_json(exchange &one) {
+    const auto [samples, colours] = look(one);
     std::map<const chull_vertex *, size_t> numbers;
     web::json::array vertices, faces;
     for (const chull_vertex &each : colours.vertices()) {
@@ -47,10 +64,11 @@ void send_json(const exchange &one, const vela::hull &colours, size_t samples) {
 }
 
 // The file is one of memory.
-void send_off(const exchange &one, vela::hull &colours) {
+void send_off(exchange &one) {
+    cloud seen = look(one);
     const int file = memfd_create("hull", MFD_CLOEXEC);
     std::string body;
-    if (file >= 0 && colours.write_off(("/proc/self/fd/" + std::to_string(file)).c_str())) {
+    if (file >= 0 && seen.hull.write_off(("/proc/self/fd/" + std::to_string(file)).c_str())) {
         char buffer[4096];
         for (ssize_t got; (got = pread(file, buffer, sizeof buffer, static_cast<off_t>(body.size()))) > 0;)
             body.append(buffer, static_cast<size_t>(got));
@@ -59,24 +77,10 @@ void send_off(const exchange &one, vela::hull &colours) {
         close(file);
     if (body.empty())
         throw store::trouble{"the hull can't be written"};
-    one.answer("text/plain; charset=utf-8", body, "Content-Disposition: attachment; filename=\"colours.off\"\r\n");
-}
-
-void handle(exchange &one) {
-    one.refuse_post();
-    const bool off = one.path() == "/off";
-    if (!off)
-        one.refuse_path();
-    const sight what = read_sight(one);
-    const auto points = static_cast<size_t>(one.whole("points", 16, 4096, 1024));
-    eye sensor;
-    const std::vector<uint8_t> pixels = sample(sensor.look(what, state::now(), eye::marks::none), points);
-    auto colours = vela::hull::of_pixels(pixels);
-    if (!colours)
-        throw refusal{409, "the colours of this view have no volume"};
-    off ? send_off(one, *colours) : send_json(one, *colours, pixels.size() / 3);
+    one.response().header("Content-Disposition", "attachment; filename=\"colours.off\"");
+    one.answer("text/plain; charset=utf-8", body);
 }
 
 } // namespace
 
-int main() { return web::run(handle); }
+int main() { return web::run({{"GET", "", send_json}, {"GET", "/off", send_off}}); }

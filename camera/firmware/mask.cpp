@@ -22,7 +22,7 @@ std::string pair_of(double a, double b) {
     return web::json::array().raw(web::json::number(a)).raw(web::json::number(b)).text();
 }
 
-void report(const exchange &one, const std::string &added = {}) {
+void report(exchange &one, const std::string &added) {
     web::json::array list;
     for (const masks::entry &each : masks::all()) {
         web::json::array corners;
@@ -42,12 +42,14 @@ void report(const exchange &one, const std::string &added = {}) {
     one.json(answer.text());
 }
 
+void report(exchange &one) { report(one, {}); }
+
 std::vector<vela::overlay::direction> read_corners(const exchange &one) {
     std::vector<vela::overlay::direction> corners;
     for (const auto &[pan, tilt] : one.pairs("corners", {3, kMostCorners}, kPan, kTilt))
         corners.push_back({pan, tilt});
     if (!masks::encloses(corners))
-        throw refusal{400, "the corners enclose nothing"};
+        throw refusal{400, "the corners enclose nothing: three at least must not lie on one line"};
     return corners;
 }
 
@@ -58,7 +60,7 @@ std::string add(const exchange &one, std::vector<masks::entry> &all) {
     return all.back().id;
 }
 
-void change(const exchange &one, masks::entry &mask) {
+void change(exchange &one, masks::entry &mask) {
     if (one.find("name"))
         mask.name = one.text("name", kLongestName);
     if (one.find("corners"))
@@ -66,7 +68,7 @@ void change(const exchange &one, masks::entry &mask) {
     mask.on = one.flag("on", mask.on);
 }
 
-void change(const exchange &one) {
+void change(exchange &one) {
     const std::string action = one.one_of("action", {"add", "change", "remove"});
     const store::lock held;
     auto all = masks::all();
@@ -89,32 +91,31 @@ void change(const exchange &one) {
 }
 
 // Both ways between pixels and directions; null for what has none.
-void translate(const exchange &one) {
+void send_directions(exchange &one) {
     const auto seen = vela::overlay::view::make(view_of(read_sight(one), state::now()));
-    const bool to_sphere = one.path() == "/directions";
-    web::json::array list;
-    if (to_sphere)
-        for (const auto &[x, y] : one.pairs("points", {1, kMostCorners}, kPixel, kPixel)) {
-            const auto found = seen->at({x, y});
-            list.raw(found ? pair_of(found->pan, found->tilt) : "null");
-        }
-    else
-        for (const auto &[pan, tilt] : one.pairs("corners", {1, kMostCorners}, kPan, kTilt)) {
-            const auto found = seen->place({pan, tilt});
-            list.raw(found ? pair_of(found->x, found->y) : "null");
-        }
-    one.json(web::json::object().raw(to_sphere ? "corners" : "points", list.text()).text());
+    web::json::array corners;
+    for (const auto &[x, y] : one.pairs("points", {1, kMostCorners}, kPixel, kPixel)) {
+        const auto found = seen->at({x, y});
+        corners.raw(found ? pair_of(found->pan, found->tilt) : "null");
+    }
+    one.json(web::json::object().raw("corners", corners.text()).text());
 }
 
-void handle(exchange &one) {
-    if (one.is_post())
-        one.refuse_path(), change(one);
-    else if (one.path() == "/directions" || one.path() == "/outline")
-        translate(one);
-    else
-        one.refuse_path(), report(one);
+void send_outline(exchange &one) {
+    const auto seen = vela::overlay::view::make(view_of(read_sight(one), state::now()));
+    web::json::array points;
+    for (const auto &[pan, tilt] : one.pairs("corners", {1, kMostCorners}, kPan, kTilt)) {
+        const auto found = seen->place({pan, tilt});
+        points.raw(found ? pair_of(found->x, found->y) : "null");
+    }
+    one.json(web::json::object().raw("points", points.text()).text());
 }
 
 } // namespace
 
-int main() { return web::run(handle); }
+int main() {
+    return web::run({{"GET", "", report},
+                     {"GET", "/directions", send_directions},
+                     {"GET", "/outline", send_outline},
+                     {"POST", "", change}});
+}

@@ -2,8 +2,11 @@
 #include "masks.hpp"
 #include "store.hpp"
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <numbers>
 
 namespace masks {
 
@@ -13,6 +16,16 @@ constexpr char kFile[] = "masks";
 
 // A picture is drawn on a mesh: what it shows may stand that many pixels beside its exact place.
 constexpr int32_t kStray = 2;
+
+// In radians: a tenth of the finest pixel.
+constexpr double kThinnest = 3e-6;
+
+using ray = std::array<double, 3>;
+double dot(const ray &a, const ray &b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+ray ray_to(const vela::overlay::direction &to) {
+    const double pan = to.pan * std::numbers::pi / 180, tilt = to.tilt * std::numbers::pi / 180;
+    return {std::cos(tilt) * std::sin(pan), std::cos(tilt) * std::cos(pan), std::sin(tilt)};
+}
 
 std::string text(double degrees) {
     char digits[32];
@@ -59,8 +72,25 @@ void keep(const std::vector<entry> &all) {
     store::write_records(kFile, records);
 }
 
+// Some corner is beside the line through the two that determine it best, which goes round the whole sphere.
 bool encloses(const std::vector<vela::overlay::direction> &corners) {
-    return vela::overlay::mask::make(corners).has_value();
+    std::vector<ray> rays;
+    for (const auto &corner : corners)
+        rays.push_back(ray_to(corner));
+    ray across = {};
+    double longest = 0;
+    for (const ray &a : rays)
+        for (const ray &b : rays) {
+            const ray made = {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+            const double length = std::sqrt(dot(made, made));
+            if (length > longest) {
+                longest = length;
+                across = made;
+            }
+        }
+    const bool is_wide = std::any_of(rays.begin(), rays.end(),
+                                     [&](const ray &one) { return std::fabs(dot(one, across)) > kThinnest * longest; });
+    return is_wide && vela::overlay::mask::make(corners).has_value();
 }
 
 void burn(const smap_view &view, picture::frame &onto) {

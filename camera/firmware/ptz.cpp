@@ -28,7 +28,7 @@ web::json::object described(const motion::position &at) {
     return web::json::object().add("pan", canonical_pan(at.pan())).add("tilt", at.tilt()).add("fov", at.fov());
 }
 
-void report(const exchange &one) {
+void report(exchange &one) {
     const timeval now = state::now();
     const motion::plan plan = state::current_plan(now);
     const auto tour = state::patrolling();
@@ -85,7 +85,7 @@ void set_limits(const exchange &one) {
     state::keep(motion::limits{left / 1024.0, right / 1024.0, low / 1024.0, high / 1024.0});
 }
 
-void change(const exchange &one) {
+void change(exchange &one) {
     const store::lock held;
     const timeval now = state::now();
     const motion::plan plan = state::current_plan(now);
@@ -128,19 +128,11 @@ void change(const exchange &one) {
         state::keep(state::patrol{now, one.number("dwell", 1, 600, 4)});
     } else
         set_limits(one);
-}
-
-void handle(exchange &one) {
-    if (one.path() == "/token" && !one.is_post()) {
-        one.json(web::json::object().add("token", web::token()).text());
-        return;
-    }
-    one.refuse_path();
-    if (one.is_post())
-        change(one);
     report(one);
 }
 
+void send_token(exchange &one) { one.json(web::json::object().add("token", web::token()).text()); }
+
 } // namespace
 
-int main() { return web::run(handle); }
+int main() { return web::run({{"GET", "", report}, {"GET", "/token", send_token}, {"POST", "", change}}); }

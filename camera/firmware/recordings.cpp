@@ -7,6 +7,7 @@
 //   POST /api/recordings        action=snapshot | clip [seconds] | remove id | expire days
 #include "eye.hpp"
 #include "store.hpp"
+#include "stream.hpp"
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -15,7 +16,6 @@
 #include <unistd.h>
 #include <vela/cpp/uuid.hpp>
 #include <vela/filesystem.h>
-#include <vela/time.h>
 
 namespace {
 
@@ -25,7 +25,8 @@ using web::refusal;
 constexpr size_t kMost = 200;
 constexpr uint64_t kMostBytes = uint64_t{256} << 20;
 constexpr int32_t kClipRate = 10; // pictures a second
-constexpr char kBoundary[] = "vela-picture", kFolder[] = "recordings/";
+constexpr std::chrono::microseconds kClipBeat(1000000 / kClipRate);
+constexpr char kFolder[] = "recordings/";
 
 struct recording {
     std::string id;
@@ -82,7 +83,7 @@ std::string read_pattern(const exchange &one) {
     return pattern;
 }
 
-void report(const exchange &one, const std::string &pattern = ".", const std::string &added = {}) {
+void report(exchange &one, const std::string &pattern = ".", const std::string &added = {}) {
     web::json::array list;
     for (const recording &each : find(pattern))
         list.raw(web::json::object()
@@ -136,16 +137,11 @@ std::string record(const exchange &one, bool is_clip) {
     const timeval begun = state::now();
     eye sensor;
     std::string content;
-    timeval due;
-    gettime(&due);
+    beat pace(kClipBeat, beat::late::made_up);
     for (int32_t i = 0; i < pictures; ++i) {
-        const std::vector<uint8_t> jpeg = sensor.jpeg(what, 85);
-        content.append(jpeg.begin(), jpeg.end());
-        time_add_usec(&due, 1000000 / kClipRate);
-        timeval now;
-        gettime(&now);
-        if (i + 1 < pictures && time_compare(&now, &due) < 0)
-            usleep(static_cast<useconds_t>(motion::seconds_between(now, due) * 1e6));
+        if (i > 0)
+            pace.wait();
+        content += text_of(sensor.jpeg(what, 85));
     }
     return keep(begun, is_clip, content);
 }
@@ -164,7 +160,7 @@ std::string read(const std::string &id) {
     return *content;
 }
 
-void change(const exchange &one) {
+void change(exchange &one) {
     const std::string action = one.one_of("action", {"snapshot", "clip", "remove", "expire"});
     std::string added;
     if (action == "remove") {
@@ -190,42 +186,42 @@ size_t end_of_picture(std::string_view clip, size_t from) {
     return end == clip.npos ? clip.size() : end + 2;
 }
 
-void play(const exchange &one, std::string_view clip) {
-    one.begin(std::string("multipart/x-mixed-replace; boundary=") + kBoundary);
-    for (size_t at = 0; at < clip.size() && one.wants_body();) {
-        const size_t end = end_of_picture(clip, at);
-        one.write(std::string("--") + kBoundary +
-                  "\r\nContent-Type: image/jpeg\r\nContent-Length: " + std::to_string(end - at) + "\r\n\r\n");
-        one.write(clip.substr(at, end - at));
-        one.write("\r\n");
-        if (!one.flush())
+bool is_clip(std::string_view id) { return id.ends_with(".mjpeg"); }
+
+void play(exchange &one) {
+    const std::string clip = read(asked_id(one));
+    picture_stream stream(one);
+    if (!stream.begin() || !one.response().wants_body())
+        return;
+    beat pace(kClipBeat, beat::late::made_up);
+    for (size_t at = 0, end; at < clip.size(); at = end) {
+        end = end_of_picture(clip, at);
+        if (!stream.send(std::string_view(clip).substr(at, end - at)))
             return;
-        at = end;
-        usleep(1000000 / kClipRate);
+        pace.wait();
     }
-    if (one.wants_body())
-        one.write(std::string("--") + kBoundary + "--\r\n");
+    stream.end();
 }
 
-void handle(exchange &one) {
-    if (one.path().empty()) {
-        one.is_post() ? change(one) : report(one, read_pattern(one));
-        return;
-    }
-    one.refuse_post();
-    if (one.path() != "/file" && one.path() != "/play" && one.path() != "/thumb")
-        one.refuse_path();
-    const std::string id = asked_id(one), content = read(id);
-    const bool is_clip = id.ends_with(".mjpeg");
-    if (one.path() == "/thumb")
-        one.answer("image/jpeg", std::string_view(content).substr(0, end_of_picture(content, 0)));
-    else if (one.path() == "/play")
-        play(one, content);
-    else
-        one.answer(is_clip ? "video/x-motion-jpeg" : "image/jpeg", content,
-                   "Content-Disposition: inline; filename=\"" + id.substr(0, 10) + "-" + id.substr(11) + "\"\r\n");
+void send_thumb(exchange &one) {
+    const std::string content = read(asked_id(one));
+    one.answer("image/jpeg", std::string_view(content).substr(0, end_of_picture(content, 0)));
 }
+
+void send_file(exchange &one) {
+    const std::string id = asked_id(one), content = read(id);
+    one.response().header("Content-Disposition", "inline; filename=\"" + id.substr(0, 10) + "-" + id.substr(11) + "\"");
+    one.answer(is_clip(id) ? "video/x-motion-jpeg" : "image/jpeg", content);
+}
+
+void send_list(exchange &one) { report(one, read_pattern(one)); }
 
 } // namespace
 
-int main() { return web::run(handle); }
+int main() {
+    return web::run({{"GET", "", send_list},
+                     {"GET", "/file", send_file},
+                     {"GET", "/play", play},
+                     {"GET", "/thumb", send_thumb},
+                     {"POST", "", change}});
+}

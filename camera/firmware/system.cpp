@@ -54,7 +54,7 @@ double seconds_of(const timeval &time) {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
 }
 
-void report(const exchange &one) {
+void report(exchange &one) {
     const identity self = known();
     utsname host = {};
     uname(&host);
@@ -78,7 +78,7 @@ void report(const exchange &one) {
                  .text());
 }
 
-void change(const exchange &one) {
+void change(exchange &one) {
     const std::string action = one.one_of("action", {"set-time", "reset-time", "rename"});
     const store::lock held;
     if (action == "set-time") {
@@ -97,7 +97,7 @@ std::string text_or_null(const std::optional<std::string_view> &part) {
     return part && web::is_printable(*part) ? web::json::quoted(*part) : "null";
 }
 
-void send_url(const exchange &one) {
+void send_url(exchange &one) {
     const std::string text = one.text("text", kLongest);
     const auto parts = vela::url::parse(text);
     if (!parts)
@@ -118,7 +118,7 @@ void send_url(const exchange &one) {
                  .text());
 }
 
-void send_code(const exchange &one) {
+void send_code(exchange &one) {
     const std::string text = one.text("text", kLongest);
     one.json(web::json::object()
                  .add("form", vela::url::encode_form(text))
@@ -128,7 +128,7 @@ void send_code(const exchange &one) {
                  .text());
 }
 
-void send_snapshot(const exchange &one) {
+void send_snapshot(exchange &one) {
     const sight what = read_sight(one);
     const std::vector<uint8_t> jpeg = eye().jpeg(what, one.whole("quality", 1, 100, 85));
     one.json(web::json::object()
@@ -138,7 +138,7 @@ void send_snapshot(const exchange &one) {
                  .text());
 }
 
-void send_digests(const exchange &one) {
+void send_digests(exchange &one) {
     utsname host = {};
     uname(&host);
     web::json::array modules;
@@ -148,24 +148,13 @@ void send_digests(const exchange &one) {
     one.json(web::json::object().add("architecture", host.machine).raw("modules", modules.text()).text());
 }
 
-void handle(exchange &one) {
-    if (one.path().empty()) {
-        one.is_post() ? change(one) : report(one);
-        return;
-    }
-    one.refuse_post();
-    if (one.path() == "/url")
-        send_url(one);
-    else if (one.path() == "/code")
-        send_code(one);
-    else if (one.path() == "/snapshot")
-        send_snapshot(one);
-    else if (one.path() == "/digests")
-        send_digests(one);
-    else
-        one.refuse_path();
-}
-
 } // namespace
 
-int main() { return web::run(handle); }
+int main() {
+    return web::run({{"GET", "", report},
+                     {"GET", "/url", send_url},
+                     {"GET", "/code", send_code},
+                     {"GET", "/snapshot", send_snapshot},
+                     {"GET", "/digests", send_digests},
+                     {"POST", "", change}});
+}

@@ -7,70 +7,52 @@
 //   GET  /api/video/settings
 #include "eye.hpp"
 #include "store.hpp"
+#include "stream.hpp"
 #include "web.hpp"
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <memory>
-#include <unistd.h>
-#include <vela/time.h>
 
 namespace {
 
 using web::exchange;
 using web::refusal;
 
-constexpr char kBoundary[] = "vela-picture";
-
 int32_t read_quality(const exchange &one) { return one.whole("quality", 1, 100, 85); }
 
-void send_one(const exchange &one) {
+void send_one(exchange &one) {
     const sight what = read_sight(one);
-    const std::vector<uint8_t> jpeg = eye().jpeg(what, read_quality(one));
-    one.answer("image/jpeg", {reinterpret_cast<const char *>(jpeg.data()), jpeg.size()});
+    one.answer("image/jpeg", text_of(eye().jpeg(what, read_quality(one))));
 }
 
 // What is encoded otherwise: pictures of two cameras can be compared byte by byte.
-void send_raw(const exchange &one) {
+void send_raw(exchange &one) {
     const sight what = read_sight(one);
     const double seconds = one.number("time", 0, 4102444800, -1);
     timeval at = state::now();
     if (seconds >= 0)
         at = {static_cast<time_t>(seconds), static_cast<suseconds_t>((seconds - std::floor(seconds)) * 1e6)};
     eye sensor;
-    const picture::frame &seen = sensor.look(what, at);
-    one.answer("application/octet-stream", {reinterpret_cast<const char *>(seen.pixels.data()), seen.pixels.size()});
+    one.answer("application/octet-stream", text_of(sensor.look(what, at).pixels));
 }
 
 // Until the client goes, or so many pictures are sent; late pictures are left out, not made up for.
-void send_stream(const exchange &one) {
+void send_stream(exchange &one) {
     const sight what = read_sight(one);
     const int32_t quality = read_quality(one);
-    const auto period = static_cast<suseconds_t>(std::lround(1e6 / one.number("fps", 0.1, 25, 25)));
+    const std::chrono::microseconds period(std::lround(1e6 / one.number("fps", 0.1, 25, 25)));
     const int32_t frames = one.whole("frames", 1, 1000000, INT32_MAX - 1);
-    one.begin(std::string("multipart/x-mixed-replace; boundary=") + kBoundary);
-    if (!one.wants_body())
+    picture_stream stream(one);
+    if (!stream.begin() || !one.response().wants_body())
         return;
     eye sensor;
-    timeval due;
-    gettime(&due);
+    beat pace(period, beat::late::left_out);
     for (int32_t i = 0; i < frames; ++i) {
-        const std::vector<uint8_t> jpeg = sensor.jpeg(what, quality);
-        std::fprintf(one.output(), "--%s\r\nContent-Type: image/jpeg\r\nContent-Length: %zu\r\n\r\n", kBoundary,
-                     jpeg.size());
-        one.write({reinterpret_cast<const char *>(jpeg.data()), jpeg.size()});
-        one.write("\r\n");
-        if (!one.flush())
+        if (!stream.send(text_of(sensor.jpeg(what, quality))))
             return;
-        time_add_usec(&due, period);
-        timeval now;
-        gettime(&now);
-        if (time_compare(&now, &due) > 0)
-            due = now;
-        const timeval left = time_sub(&due, &now);
-        usleep(static_cast<useconds_t>(left.tv_sec * 1000000 + left.tv_usec));
+        pace.wait();
     }
-    std::fprintf(one.output(), "--%s--\r\n", kBoundary);
+    stream.end();
 }
 
 // Whole knots, x rising from 0 to 255.
@@ -86,7 +68,7 @@ std::vector<std::pair<int, int>> read_curve(const exchange &one) {
     return knots;
 }
 
-void report_settings(const exchange &one) {
+void report_settings(exchange &one) {
     const state::settings all = state::read_settings();
     state::settings unexposed = all;
     unexposed.exposure = 0;
@@ -109,7 +91,7 @@ void report_settings(const exchange &one) {
                  .text());
 }
 
-void change_settings(const exchange &one) {
+void change_settings(exchange &one) {
     const store::lock held;
     state::settings all = state::read_settings();
     all.by = state::light_of(one.one_of("light", {"auto", "day", "night"}, state::name_of(all.by)));
@@ -122,22 +104,12 @@ void change_settings(const exchange &one) {
     report_settings(one);
 }
 
-void handle(exchange &one) {
-    if (one.path().empty()) {
-        one.is_post() ? change_settings(one) : send_one(one);
-        return;
-    }
-    one.refuse_post();
-    if (one.path() == "/live")
-        send_stream(one);
-    else if (one.path() == "/raw")
-        send_raw(one);
-    else if (one.path() == "/settings")
-        report_settings(one);
-    else
-        one.refuse_path();
-}
-
 } // namespace
 
-int main() { return web::run(handle); }
+int main() {
+    return web::run({{"GET", "", send_one},
+                     {"GET", "/live", send_stream},
+                     {"GET", "/raw", send_raw},
+                     {"GET", "/settings", report_settings},
+                     {"POST", "", change_settings}});
+}

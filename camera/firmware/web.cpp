@@ -5,8 +5,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
-#include <strings.h>
 #include <vela/cpp/base64.hpp>
 #include <vela/uuid.h>
 
@@ -14,59 +12,57 @@ namespace web {
 
 namespace {
 
-std::string of_environment(const char *name) {
-    const char *value = std::getenv(name);
-    return value ? value : "";
-}
+constexpr size_t kLongestForm = 131072;
 
 // A request of another site's page carries that site's origin, or none and no token.
-void check_origin(const cgi_request *request) {
-    const std::string host = of_environment("HTTP_HOST");
-    const char *origin = cgi_header(request, "Origin"), *site = cgi_header(request, "Sec-Fetch-Site");
+void check_origin(const vela::cgi::request &request) {
+    const std::string host(request.header("Host").value_or(""));
+    const auto origin = request.header("Origin"), site = request.header("Sec-Fetch-Site");
     const bool foreign_origin = origin && origin != "http://" + host && origin != "https://" + host;
-    const bool foreign_site = site && std::strcmp(site, "same-origin") != 0 && std::strcmp(site, "none") != 0;
+    const bool foreign_site = site && site != "same-origin" && site != "none";
     if (foreign_origin || foreign_site)
         throw refusal{403, "changes are taken from this camera's own page alone"};
-    const char *given = cgi_header(request, "X-Camera-Token");
-    if (!given || token() != given)
+    if (request.header("X-Camera-Token") != token())
         throw refusal{403, "the token is missing or old: load the page again"};
 }
 
-void check_body(const cgi_request *request) {
-    const std::string type = of_environment("CONTENT_TYPE"), announced = of_environment("CONTENT_LENGTH");
-    if (type.rfind("application/x-www-form-urlencoded", 0) != 0)
+void check_body(const vela::cgi::request &request) {
+    if (!request.header("Content-Type").value_or("").starts_with("application/x-www-form-urlencoded"))
         throw refusal{415, "a change is a form: application/x-www-form-urlencoded"};
-    uint64_t length = 0;
-    const auto [end, error] = std::from_chars(announced.data(), announced.data() + announced.size(), length);
-    if (error != std::errc() || end != announced.data() + announced.size())
+    if (request.header("Content-Length").value_or("").empty())
         throw refusal{411, "the length of the form is missing"};
-    if (length > 131072)
-        throw refusal{413, "a form has at most 131072 bytes"};
-    if (static_cast<uint64_t>(request->body_len) != length)
+    if (request.is_cut() && request.body().size() < kLongestForm)
         throw refusal{400, "the form was cut"};
+    if (request.is_cut())
+        throw refusal{413, "a form has at most 131072 bytes"};
 }
 
-void serve(cgi_request *request, exchange &one, void (*handle)(exchange &)) {
-    const std::string method = request->method;
-    if (method != "GET" && method != "HEAD" && method != "POST")
+void serve(exchange &one, std::initializer_list<call> calls) {
+    const vela::cgi::request &request = one.request();
+    const bool changes = request.is("POST");
+    if (!changes && !request.is("GET") && !request.is("HEAD"))
         throw refusal{405, "GET, HEAD and POST are understood"};
-    if (one.is_post()) {
+    const call *found = nullptr;
+    bool is_known = false;
+    for (const call &each : calls) {
+        if (each.path != request.path())
+            continue;
+        is_known = true;
+        if ((each.method == "POST") == changes)
+            found = &each;
+    }
+    if (!is_known)
+        throw refusal{404, "there is no such call"};
+    if (!found)
+        throw refusal{405, "nothing is changed here"};
+    if (changes) {
         check_body(request);
         check_origin(request);
     }
-    handle(one);
+    found->answer(one);
 }
 
 } // namespace
-
-exchange::exchange(cgi_request *request)
-    : request_(request), post_(std::strcmp(request->method, "POST") == 0),
-      head_(std::strcmp(request->method, "HEAD") == 0), path_(of_environment("PATH_INFO")) {}
-
-std::optional<std::string> exchange::find(const char *name) const {
-    const char *value = post_ ? cgi_form_param(request_, name) : cgi_query_param(request_, name);
-    return value ? std::optional<std::string>(value) : std::nullopt;
-}
 
 std::string exchange::text(const char *name, size_t longest) const {
     const auto value = find(name);
@@ -76,7 +72,7 @@ std::string exchange::text(const char *name, size_t longest) const {
         throw refusal{400, std::string(name) + " has more than " + std::to_string(longest) + " bytes"};
     if (!is_printable(*value))
         throw refusal{400, std::string(name) + " is not printable text"};
-    return *value;
+    return std::string(*value);
 }
 
 double exchange::number(const char *name, double low, double high) const {
@@ -136,16 +132,6 @@ std::vector<std::array<double, 2>> exchange::pairs(const char *name, std::pair<s
     return result;
 }
 
-void exchange::refuse_path() const {
-    if (!path_.empty())
-        throw refusal{404, "there is no such call"};
-}
-
-void exchange::refuse_post() const {
-    if (post_)
-        throw refusal{405, "nothing is changed here"};
-}
-
 bool exchange::flag(const char *name, bool otherwise) const { return whole(name, 0, 1, otherwise) != 0; }
 
 std::string exchange::one_of(const char *name, std::initializer_list<std::string_view> words) const {
@@ -163,41 +149,34 @@ std::string exchange::one_of(const char *name, std::initializer_list<std::string
     return find(name) ? one_of(name, words) : std::string(otherwise);
 }
 
-void exchange::begin(std::string_view type, std::optional<size_t> length, std::string_view more) const {
-    std::fprintf(output(), "Content-Type: %.*s\r\nCache-Control: no-store\r\n%.*s", static_cast<int>(type.size()),
-                 type.data(), static_cast<int>(more.size()), more.data());
-    if (length)
-        std::fprintf(output(), "Content-Length: %zu\r\n", *length);
-    std::fputs("\r\n", output());
-    begun_ = true;
+bool exchange::write(std::initializer_list<std::string_view> pieces) {
+    for (const std::string_view each : pieces)
+        std::fwrite(each.data(), 1, each.size(), response_.output());
+    return std::fflush(response_.output()) == 0;
 }
 
-void exchange::answer(std::string_view type, std::string_view body, std::string_view more) const {
-    begin(type, body.size(), more);
-    if (wants_body())
-        write(body);
-}
-
-int run(void (*handle)(exchange &)) {
-    cgi_request *request = nullptr;
-    if (cgi_setup(&request) != 0) {
+int run(std::initializer_list<call> calls) {
+    auto request = vela::cgi::request::read(kLongestForm);
+    if (!request) {
         std::fputs("this is a program of the camera's web server; there is no request in its environment\n", stderr);
         return EXIT_FAILURE;
     }
-    exchange one(request);
+    exchange one(std::move(*request));
+    std::optional<refusal> refused;
     try {
-        serve(request, one, handle);
-    } catch (const refusal &refused) {
-        if (!one.has_begun())
-            cgi_error(request, refused.status, "%s\n", refused.reason.c_str());
+        serve(one, calls);
+    } catch (const refusal &reason) {
+        refused = reason;
     } catch (const store::trouble &failed) {
         std::fprintf(stderr, "%s\n", failed.what.c_str());
-        if (!one.has_begun())
-            cgi_error(request, 500, "something that the camera keeps can't be read or written\n");
+        refused = {500, "something that the camera keeps can't be read or written"};
     }
-    const bool written = std::fflush(cgi_output(request)) == 0;
-    cgi_cleanup(request);
-    return written ? EXIT_SUCCESS : EXIT_FAILURE;
+    if (refused && !one.response().is_sent()) {
+        one.response().reset();
+        one.response().status(refused->status);
+        one.answer("text/plain; charset=utf-8", http_strerr(refused->status) + ("\n" + refused->reason) + "\n");
+    }
+    return std::ferror(one.response().output()) ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 
 std::string token() {

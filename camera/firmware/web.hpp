@@ -1,8 +1,8 @@
 // What the camera's programs share of the web: a request whose every parameter is checked, and answers in JSON.
 //
-// A program answers one request: web::run(handler). GET and HEAD read; POST changes, and is taken only from the page
-// itself: of the same origin and with the camera's token. A handler that throws a refusal answers with its status and
-// reason, and nothing is changed.
+// A program answers one request by one of its calls: web::run(calls). GET and HEAD read; POST changes, and is taken
+// only from the page itself: of the same origin and with the camera's token. A call that throws a refusal answers with
+// its status and reason, and nothing is changed.
 #pragma once
 
 #include <array>
@@ -28,16 +28,15 @@ struct range {
 
 class exchange {
 public:
-    explicit exchange(cgi_request *request);
+    explicit exchange(vela::cgi::request request) : request_(std::move(request)), response_(request_) {}
 
-    bool is_post() const { return post_; }
-    // What follows the program's name in the address: "" or "/live".
-    const std::string &path() const { return path_; }
-    // Refuses (404) what has a path although the call has none, or another method where only one is meant (405).
-    void refuse_path() const;
-    void refuse_post() const;
+    const vela::cgi::request &request() const { return request_; }
+    vela::cgi::response &response() { return response_; }
+
     // A parameter of the query (GET) or of the form (POST).
-    std::optional<std::string> find(const char *name) const;
+    std::optional<std::string_view> find(const char *name) const {
+        return request_.is("POST") ? request_.form(name) : request_.query(name);
+    }
     // The same, refused (400) when it is missing, longer than the limit, or not printable UTF-8.
     std::string text(const char *name, size_t longest) const;
     double number(const char *name, double low, double high) const;
@@ -53,26 +52,29 @@ public:
     std::string one_of(const char *name, std::initializer_list<std::string_view> words,
                        std::string_view otherwise) const;
 
-    // The head of an answer of any type; the body follows on output(). More lines each end with "\r\n".
-    void begin(std::string_view type, std::optional<size_t> length = std::nullopt, std::string_view more = {}) const;
-    void answer(std::string_view type, std::string_view body, std::string_view more = {}) const;
-    void json(std::string_view body) const { answer("application/json", body); }
-    FILE *output() const { return cgi_output(request_); }
-    // Sends on what was written; false when the client has gone.
-    bool flush() const { return std::fflush(output()) == 0; }
-    void write(std::string_view bytes) const { std::fwrite(bytes.data(), 1, bytes.size(), output()); }
-    bool has_begun() const { return begun_; }
-    bool wants_body() const { return !head_; }
+    // Whole answers, and the head of one that goes on until it ends; false when the client has gone.
+    bool answer(std::string_view type, std::string_view body) { return fresh().send(body, type); }
+    bool json(std::string_view body) { return fresh().send_json(body); }
+    bool begin(std::string_view type) { return fresh().begin(type); }
+    // Sends on what follows such a head.
+    bool write(std::initializer_list<std::string_view> pieces);
 
 private:
-    cgi_request *request_;
-    bool post_, head_;
-    mutable bool begun_ = false; // the head of an answer is written
-    std::string path_;
+    vela::cgi::response &fresh() { return response_.header("Cache-Control", "no-store"); }
+
+    vela::cgi::request request_;
+    vela::cgi::response response_;
+};
+
+// "/live" behind the program's name, or "", and what answers there.
+struct call {
+    std::string_view method; // GET, and HEAD with it, or POST
+    std::string_view path;
+    void (*answer)(exchange &);
 };
 
 // Answers the one request of this process; the result is main()'s.
-int run(void (*handle)(exchange &));
+int run(std::initializer_list<call> calls);
 
 // The camera's token, which the page sends with every change. Made on first use.
 std::string token();
