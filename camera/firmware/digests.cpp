@@ -1,5 +1,6 @@
 // One function for each module; none knows the others.
 #include "digests.hpp"
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -136,7 +137,7 @@ void of_the_sphere(source &from, sum &to) {
 
 void of_text(source &from, sum &to) {
     const std::vector<uint8_t> bytes = from.bytes(20000);
-    std::string digits(2 * bytes.size() + 1, 0);
+    std::string digits(2 * bytes.size(), 0);
     bin2hex(bytes.data(), static_cast<uint32_t>(bytes.size()), digits.data());
     to.add(digits);
     std::string lines(2 * digits.size(), 0);
@@ -159,10 +160,14 @@ void of_times(source &from, sum &to) {
 void of_urls(source &from, sum &to) {
     for (int i = 0; i < 500; ++i) {
         const std::vector<uint8_t> bytes = from.bytes(60);
-        const std::string code = vela::url::encode_form({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
-        const auto url = vela::url::parse("http://camera:8080/a/" + code + "?b=" + code);
+        std::array<char, 3 * 60 + 5> room = {};
+        const std::string_view code(room.data(),
+                                    static_cast<size_t>(url_encode(bytes.data(), 60, room.data(), room.size())));
+        const auto url = vela::url::parse("http://camera:8080/a/" + std::string(code) + "?b=" + std::string(code));
         to.add(url->path().value_or(""));
-        to.add(vela::url::decode(code));
+        std::array<char, 60 + 1> back = {};
+        const int32_t size = url_decode(code.data(), static_cast<uint32_t>(code.size()), back.data(), back.size());
+        to.add({back.data(), static_cast<size_t>(size - 1)});
     }
 }
 

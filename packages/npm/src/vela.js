@@ -1,0 +1,34 @@
+// All that one instance offers.
+import { Core } from './core.js';
+import { base64 } from './base64.js';
+import { colour } from './colour.js';
+import { curve } from './curve.js';
+import { fixedpoint } from './fixedpoint.js';
+import { hull } from './hull.js';
+import { matrix } from './matrix.js';
+import { resampler } from './resampler.js';
+import { spheremap } from './spheremap.js';
+import { text } from './text.js';
+import { time } from './time.js';
+import { url } from './url.js';
+import { uuid } from './uuid.js';
+
+export function vela(module, options) {
+  const core = new Core(module, options);
+  return {
+    base64: base64(core),
+    colour: colour(core),
+    curve: curve(core),
+    fixedpoint: fixedpoint(core),
+    matrix: matrix(core),
+    spheremap: spheremap(core),
+    text: text(core),
+    time: time(core),
+    url: url(core),
+    uuid: uuid(core),
+    Hull: hull(core),
+    Resampler: resampler(core),
+    memory: core.exports.memory,
+    call: (name, ...args) => core.call(name, ...args),
+  };
+}
