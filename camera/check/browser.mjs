@@ -97,6 +97,26 @@ async function masks() {
   await until((id) => document.querySelector(`[data-id="${id}"] input`).checked, kept.id);
   await wait(500);
   assert.ok(await luma(0.5, 0.5) < 8, 'the mask is black in the middle of the picture');
+
+  // Edited, a corner is dragged elsewhere and the camera doesn't turn; the others stay.
+  await page.click(`${row} button[aria-label^=Edit]`);
+  await corners('4');
+  const there = await still();
+  await until(() => document.querySelectorAll('#sketch .corner').length > 0);
+  await wait(500);
+  const grip = await page.$eval('#sketch .corner', (one) => { const box = one.getBoundingClientRect(); return [box.x + box.width / 2, box.y + box.height / 2]; });
+  await page.mouse.move(...grip);
+  await page.mouse.down();
+  await page.mouse.move(grip[0] + 40, grip[1] + 10, { steps: 3 });
+  await page.mouse.up();
+  await wait(500);
+  await page.click('#masks-keep');
+  await until(() => document.getElementById('masks-form').hidden);
+  const moved = (await get('/api/mask')).masks.at(-1);
+  assert.equal(moved.id, kept.id);
+  assert.equal(moved.corners.filter((one, i) => one.join() !== kept.corners[i].join()).length, 1, 'one corner has moved');
+  assert.equal((await still()).pan, there.pan);
+
   await page.click(`${row} input`);
   await until(async (id) => !(await (await fetch('/api/mask')).json()).masks.find((one) => one.id === id).on, kept.id);
   await wait(500);

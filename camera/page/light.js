@@ -14,7 +14,7 @@ function show(answer) {
   part('stamp').checked = answer.stamp;
   if (!wish) part('exposure').value = answer.exposure;
   part('exposure-words').textContent = `${answer.exposure > 0 ? '+' : ''}${digits(answer.exposure, 1)} stops`;
-  if (!grip) knots = answer.curve;
+  if (!grip && !wish) knots = answer.curve; // until then an answer is older than what is wanted
   draw();
   return true;
 }

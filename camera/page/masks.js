@@ -8,7 +8,7 @@ const pairs = (all) => all.map((pair) => pair.join(',')).join(';');
 
 // ---- The list
 
-let masks = [], look_at = null;
+let masks = [], look_at = null, begin = null;
 
 function show(answer) {
   masks = answer.masks;
@@ -28,7 +28,9 @@ function row(mask) {
   ask_twice(remove, async () => { if (await change({ action: 'remove', id: mask.id })) draw.focus(); }, mask.name);
   const find = element('button', { type: 'button', textContent: 'Look', onclick: () => look_at(middle(mask.corners)) });
   find.setAttribute('aria-label', `Look at ${mask.name}`);
-  const item = element('li', {}, element('label', {}, box, mask.name), find, remove);
+  const edit = element('button', { type: 'button', textContent: 'Edit', onclick: () => begin(mask) });
+  edit.setAttribute('aria-label', `Edit ${mask.name}`);
+  const item = element('li', {}, element('label', {}, box, mask.name), find, edit, remove);
   item.dataset.id = mask.id;
   return item;
 }
@@ -46,9 +48,10 @@ function middle(corners) {
 
 export const list_masks = () => tell(error, get('/api/mask').then(show));
 
-// ---- Drawing
+// ---- Drawing a new one, or a kept one anew
 
-let corners = null;
+let corners = null, edited = null;
+let placed = []; // the corners' pixels in the last sketch, null behind the picture
 
 let sketching = false, again = false;
 async function sketch() {
@@ -66,6 +69,7 @@ async function outline() {
   const points = corners.length === 0 ? [] :
     (await get('/api/mask/outline', { ...size, corners: pairs(corners) }).catch(() => null))?.points;
   if (!points || !corners) return;
+  placed = points;
   const seen = points.filter((point) => point);
   part('sketch').replaceChildren(
     shape('path', { class: 'cross', d: 'M640 336v48M616 360h48' }),
@@ -97,12 +101,30 @@ function add(x, y) {
     count();
   });
 }
+// A corner that is dragged follows the pointer; what goes on while a request is under way is asked for after it.
+let dragged = null;
+async function drag(x, y) {
+  const busy = dragged.to;
+  dragged.to = [x, y];
+  if (busy) return;
+  const { i } = dragged, mine = dragged, drawn = corners;
+  while (mine.to) {
+    const [to_x, to_y] = mine.to;
+    const points = `${(to_x * size.width).toFixed(1)},${(to_y * size.height).toFixed(1)}`;
+    const answer = await tell(error, get('/api/mask/directions', { ...size, points }));
+    if (mine.to[0] === to_x && mine.to[1] === to_y) mine.to = null;
+    if (corners !== drawn) return;
+    if (answer?.corners[0]) corners[i] = answer.corners[0];
+    sketch();
+  }
+}
 function back() {
   corners.pop();
   count();
 }
 function end() {
-  corners = null;
+  corners = edited = dragged = null;
+  placed = [];
   form.reset();
   form.hidden = true;
   draw.hidden = false;
@@ -112,16 +134,40 @@ function end() {
 
 export function begin_masks({ view, go, watch, enter }) {
   look_at = go;
-  draw.addEventListener('click', () => {
+  begin = (mask) => {
     enter(end);
-    corners = [];
+    edited = mask;
+    corners = mask ? [...mask.corners] : [];
+    part('masks-name').value = mask?.name ?? '';
+    if (mask) go(middle(mask.corners));
     form.hidden = false;
     draw.hidden = true;
     say(error, '');
     view.classList.add('drawing');
     view.focus();
     count();
-  });
+  };
+  draw.addEventListener('click', () => begin(null));
+  // A press on a corner takes it; elsewhere the camera has it.
+  const at = (event) => {
+    const box = view.getBoundingClientRect();
+    return [(event.clientX - box.left) / box.width, (event.clientY - box.top) / box.height, box.width];
+  };
+  view.addEventListener('pointerdown', (event) => {
+    if (!corners || event.button !== 0) return;
+    const [x, y, width] = at(event), reach = event.pointerType === 'touch' ? 24 : 12;
+    const far = placed.map((one) => (one ? Math.hypot(one[0] / size.width - x, (one[1] - y * size.height) / size.width) * width : Infinity));
+    const i = far.indexOf(Math.min(...far));
+    if (i < 0 || far[i] > reach) return;
+    event.preventDefault();
+    event.stopImmediatePropagation();
+    view.setPointerCapture(event.pointerId);
+    view.focus();
+    dragged = { i, id: event.pointerId, to: null };
+  }, { capture: true });
+  view.addEventListener('pointermove', (event) => { if (dragged?.id === event.pointerId) drag(...at(event)); });
+  for (const over of ['pointerup', 'pointercancel'])
+    view.addEventListener(over, (event) => { if (dragged?.id === event.pointerId) dragged.id = null; });
   view.addEventListener('point', (event) => { if (corners) add(event.detail.x, event.detail.y); });
   view.addEventListener('keydown', (event) => {
     if (!corners || event.repeat) return;
@@ -136,8 +182,8 @@ export function begin_masks({ view, go, watch, enter }) {
   form.addEventListener('submit', async (event) => {
     event.preventDefault();
     await line;
-    const name = part('masks-name');
-    if (await change({ action: 'add', name: name.value, corners: pairs(corners) }, name)) {
+    const name = part('masks-name'), kept = { name: name.value, corners: pairs(corners) };
+    if (await change(edited ? { action: 'change', id: edited.id, ...kept } : { action: 'add', ...kept }, name)) {
       end();
       draw.focus();
     }
