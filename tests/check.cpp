@@ -1,22 +1,14 @@
+#include "arguments.hpp"
 #include "support.hpp"
-#include <check.h>
 #include <cstring>
-#include <string>
 #include <vela/check.h>
 #include <vela/cmdline.h>
 
 namespace {
 
-// Parses the arguments behind the program's name. The strings stay where they are; only their order may
-// change.
-int32_t parse(std::initializer_list<const char *> given, vela_check_config *config) {
-    char *argv[16] = {};
-    int32_t argc = 0;
-    argv[argc++] = const_cast<char *>("tests");
-    for (const char *argument : given)
-        argv[argc++] = const_cast<char *>(argument);
-    cmdline_reset();
-    return __vela_check_parse_cmdline(argc, argv, config);
+std::string described(const vela_check_config &config) {
+    return std::to_string(config.verbosity) + (config.no_fork ? " F " : " ") +
+           (config.suite_name ? config.suite_name : "-") + " " + (config.xml_log ? config.xml_log : "-");
 }
 
 // A framework that only writes down what it is asked for.
@@ -30,42 +22,45 @@ void add_suite(SRunner *runner, Suite *suite) { calls += runner == kRunner && su
 
 } // namespace
 
+// Each row: arguments, the result, and verbosity, "F" for no forks, suite and log.
 TEST(configurations) {
-    struct row {
+    const struct {
         std::initializer_list<const char *> given;
-        int32_t result, verbosity, no_fork;
-        const char *suite, *xml;
+        int32_t result;
+        const char *made;
+    } rows[] = {
+        {{"tests"}, 1, "2 - -"},
+        {{"tests", "-v", "-q"}, 1, "0 - -"},
+        {{"tests", "-q", "operand", "-v"}, 1, "3 - -"},
+        {{"tests", "--nofork", "--suite", "url", "--xml", "log"}, 1, "2 F url log"},
+        {{"tests", "-vFs", "first", "-s", "second", "-x", "a", "-x", "b"}, 1, "3 F second b"},
+        {{"tests", "-s"}, 1, "2 - -"},
+        {{"tests", "-s", "kept", "-?", "-F"}, 0, "2 kept -"},
+        {{"tests", "-F", "--help", "-q"}, 0, "2 F - -"},
     };
-    const row rows[] = {
-        {{}, 1, 2, 0, nullptr, nullptr},
-        {{"-v", "-q"}, 1, 0, 0, nullptr, nullptr},
-        {{"-q", "operand", "-v"}, 1, 3, 0, nullptr, nullptr},
-        {{"--nofork", "--suite", "url", "--xml", "log"}, 1, 2, 1, "url", "log"},
-        {{"-vFs", "first", "-s", "second", "-x", "a", "-x", "b"}, 1, 3, 1, "second", "b"},
-        {{"-s"}, 1, 2, 0, nullptr, nullptr},
-        {{"-s", "kept", "-?", "-F"}, 0, 2, 0, "kept", nullptr},
-        {{"-F", "--help", "-q"}, 0, 2, 1, nullptr, nullptr},
-    };
-    for (const row &row : rows) {
+    for (const auto &[given, result, made] : rows) {
+        arguments list(given);
         vela_check_config config;
         std::memset(&config, 0x55, sizeof config);
-        captured(stdout, [&] { ck_assert_int_eq(parse(row.given, &config), row.result); });
-        ck_assert_int_eq(config.verbosity, row.verbosity);
-        ck_assert_int_eq(config.no_fork, row.no_fork);
-        ck_assert_pstr_eq(config.suite_name, row.suite);
-        ck_assert_pstr_eq(config.xml_log, row.xml);
+        cmdline_reset();
+        captured(stdout, [&, expected = result] {
+            ck_assert_int_eq(__vela_check_parse_cmdline(list.count(), list.vector.data(), &config), expected);
+        });
+        assert_text_eq(described(config), made);
         for (int i = 0; i < 2; ++i) {
             __vela_check_destroy_cfg(&config);
             ck_assert_ptr_null(config.suite_name);
             ck_assert_ptr_null(config.xml_log);
-            ck_assert_int_eq(config.verbosity, row.verbosity);
         }
     }
 }
 
 TEST(usage_for_unknown_options) {
+    arguments given = {"tests", "--help"};
     vela_check_config config;
-    const std::string output = captured(stdout, [&] { parse({"--help"}, &config); });
+    cmdline_reset();
+    const std::string output =
+        captured(stdout, [&] { (void)__vela_check_parse_cmdline(given.count(), given.vector.data(), &config); });
     assert_text_eq(output, "unknown option: help\n"
                            "usage: check [options]\n"
                            "  -F,--nofork                 do not fork tests\n"
@@ -74,7 +69,6 @@ TEST(usage_for_unknown_options) {
                            "  -s,--suite=VAL              run only a particular suite\n"
                            "  -x,--xml=VAL                log xml to the specified file\n"
                            "  -?,--help                   display command help\n");
-    __vela_check_destroy_cfg(&config);
 }
 
 TEST(suites_reach_the_runner) {

@@ -1,9 +1,7 @@
+#include "arguments.hpp"
 #include "fenced.hpp"
 #include "support.hpp"
 #include <algorithm>
-#include <check.h>
-#include <string>
-#include <vector>
 #include <vela/cmdline.h>
 
 namespace {
@@ -25,34 +23,21 @@ constexpr cmdline_option kOptions[] = {
 const int32_t first_index = cmdline_optidx;
 const char *const first_value = cmdline_optarg;
 
-// A vector of arguments that ends where the parser may not read: argv[argc] is a trap.
-struct arguments {
-    std::vector<std::string> texts;
-    std::vector<char *> vector;
+int16_t next(arguments &given) { return cmdline_getopt(given.count(), given.vector.data(), kOptions); }
 
-    arguments(std::initializer_list<const char *> list) : texts(list.begin(), list.end()) {
-        for (std::string &text : texts)
-            vector.push_back(text.data());
-    }
-    int32_t count() const { return static_cast<int32_t>(vector.size()); }
-    std::string joined() const {
-        std::string line;
-        for (const char *text : vector)
-            line += std::string(line.empty() ? "" : " ") + text;
-        return line;
-    }
-};
-
-// Parses to the end and writes down each result: the option's character (decimal above 127), with =VALUE if
-// it has one, or the number.
+// Parses to the end, which stays with the last value, and writes down each result: the option's character (decimal
+// above 127), with =VALUE if it has one, or the number.
 std::string parse(arguments &given) {
     std::string trace;
-    for (int result; (result = cmdline_getopt(given.count(), given.vector.data(), kOptions)) != -1;) {
+    for (int result; (result = next(given)) != -1;) {
         trace += trace.empty() ? "" : " ";
         trace += result > ' ' && result < 128 ? std::string(1, static_cast<char>(result)) : std::to_string(result);
         if (cmdline_optarg)
             trace += std::string("=") + cmdline_optarg;
     }
+    const char *const value = cmdline_optarg;
+    ck_assert_int_eq(next(given), -1);
+    ck_assert_ptr_eq(cmdline_optarg, value);
     return trace;
 }
 
@@ -108,57 +93,35 @@ TEST(each_argument_gives_its_result_and_message) {
     }
 }
 
-TEST(a_cluster_is_one_argument_until_its_last_option) {
-    arguments given = {"prog", "-vq", "-o", "x"};
-    char **argv = given.vector.data();
-    cmdline_reset();
-    ck_assert_int_eq(cmdline_getopt(4, argv, kOptions), 'v');
-    ck_assert_int_eq(cmdline_optidx, 1);
-    ck_assert_int_eq(cmdline_getopt(4, argv, kOptions), 'q');
-    ck_assert_int_eq(cmdline_optidx, 2);
-}
-
-TEST(the_end_stays_and_keeps_the_last_value) {
-    arguments given = {"prog", "-o", "x"};
-    cmdline_reset();
-    for (const int result : {+'o', -1, -1}) {
-        ck_assert_int_eq(cmdline_getopt(3, given.vector.data(), kOptions), result);
-        ck_assert_ptr_eq(cmdline_optarg, given.vector[2]);
-    }
-}
-
 TEST(a_reset_forgets_clusters_and_operands) {
     ck_assert_int_eq(first_index, 1);
     ck_assert_ptr_null(first_value);
-    arguments valued = {"prog", "-r", "8000"}, given = {"prog", "operand", "-vq"};
+    arguments given = {"prog", "operand", "-o", "8000", "-vq"};
+    for (const char last : {'o', 'v'}) {
+        cmdline_reset();
+        ck_assert_int_eq(cmdline_optidx, 1);
+        ck_assert_ptr_null(cmdline_optarg);
+        while (next(given) != last)
+            ;
+    }
     cmdline_reset();
-    ck_assert_int_eq(cmdline_getopt(3, valued.vector.data(), kOptions), 'r');
-    cmdline_reset();
-    ck_assert_ptr_null(cmdline_optarg);
-    ck_assert_int_eq(cmdline_getopt(3, given.vector.data(), kOptions), 0);
-    ck_assert_int_eq(cmdline_getopt(3, given.vector.data(), kOptions), 'v');
-    cmdline_reset();
-    ck_assert_int_eq(cmdline_optidx, 1);
-    ck_assert_ptr_null(cmdline_optarg);
-    assert_text_eq(parse(given), "v q 0");
+    assert_text_eq(parse(given), "o=8000 v q 0");
 }
 
 // However far into a cluster the caller moves the index on, the next argument is taken from its first option.
 TEST(a_moved_index_ends_the_cluster) {
-    for (int taken = 1; taken <= 6; ++taken) {
-        arguments given = {"prog", "-qqqqqqv", "-v"};
-        cmdline_reset();
-        for (int i = 0; i < taken; ++i)
-            ck_assert_int_eq(cmdline_getopt(3, given.vector.data(), kOptions), 'q');
-        cmdline_optidx = 2;
-        const std::string output = captured(stdout, [&] { assert_text_eq(parse(given), "v"); });
-        assert_text_eq(output, "");
-    }
-    arguments given = {"prog", "-qv", "--rate", "8000", "-v"};
-    cmdline_reset();
-    ck_assert_int_eq(cmdline_getopt(5, given.vector.data(), kOptions), 'q');
-    cmdline_optidx = 2;
-    assert_text_eq(parse(given), "r=8000 v");
+    for (int taken = 1; taken <= 6; ++taken)
+        for (const char *behind : {"-v", "--verbose"}) {
+            arguments given = {"prog", "-qqqqqqv", behind};
+            cmdline_reset();
+            for (int i = 0; i < taken; ++i)
+                ck_assert_int_eq(next(given), 'q');
+            ck_assert_int_eq(cmdline_optidx, 1);
+            cmdline_optidx = 2;
+            std::string trace;
+            assert_text_eq(captured(stdout, [&] { trace = parse(given); }), "");
+            assert_text_eq(trace, "v");
+        }
 }
 
 // Operands of a first vector leave no room in a second one, which ends before anything behind it is looked at.
@@ -175,11 +138,6 @@ TEST(a_second_vector_without_a_reset_ends_at_once) {
 }
 
 TEST(the_usage_screen_aligns_its_help) {
-    const std::string help = "  -?,--help                   display command help\n";
-    const std::string bare = captured(stdout, [] { cmdline_usage(nullptr, "prog", nullptr); });
-    assert_text_eq(bare, "usage: prog [options]\n" + help);
-
-    const std::string full = captured(stdout, [] { cmdline_usage(kOptions, "resample", "[options] IN OUT"); });
     const std::string expected = "usage: resample [options] IN OUT\n"
                                  "  -v,--verbose                verbose output mode\n"
                                  "  -q                          \n"
@@ -192,17 +150,19 @@ TEST(the_usage_screen_aligns_its_help) {
                                  "                              30 begin a new line\n"
                                  "  -\xe9,--a-long-name-of-thirty-letters=VAL\n"
                                  "                              help on its own line\n";
-    assert_text_eq(full, expected + help);
+    const std::string help = "  -?,--help                   display command help\n";
+    const auto usage = [](const cmdline_option *options, const char *program, const char *synopsis) {
+        return captured(stdout, [=] { cmdline_usage(options, program, synopsis); });
+    };
+    assert_text_eq(usage(kOptions, "resample", "[options] IN OUT"), expected + help);
+    assert_text_eq(usage(nullptr, "prog", nullptr), "usage: prog [options]\n" + help);
 }
 
 TEST(arguments_are_listed_from_an_index_on) {
-    char before[] = "BEFORE", program[] = "prog", text[] = "a b", empty[] = "";
-    char *argv[] = {before, program, text, empty};
-    const struct {
-        int32_t first;
-        const char *lines;
-    } rows[] = {{0, "  <prog>\n  <a b>\n  <>\n"}, {1, "  <a b>\n  <>\n"}, {3, ""}, {4, ""}, {-1, ""}, {INT32_MIN, ""}};
+    arguments given = {"BEFORE", "prog", "a b", ""};
+    const std::pair<int32_t, const char *> rows[] = {
+        {0, "  <prog>\n  <a b>\n  <>\n"}, {1, "  <a b>\n  <>\n"}, {3, ""}, {4, ""}, {-1, ""}, {INT32_MIN, ""}};
     for (const auto &[first, lines] : rows)
-        assert_text_eq(captured(stdout, [&, from = first] { cmdline_print(3, argv + 1, from); }),
+        assert_text_eq(captured(stdout, [&, from = first] { cmdline_print(3, &given.vector[1], from); }),
                        std::string("cmdline: \n") + lines);
 }

@@ -3,7 +3,6 @@
 #include <limits>
 #include <vela/cpp/timestamp.hpp>
 
-using namespace std::chrono_literals;
 using std::chrono::microseconds;
 using vela::timestamp;
 
@@ -14,28 +13,21 @@ TEST(times_are_balanced_moved_and_compared_like_their_microseconds) {
         0, 1, -1, 999999, 1000000, -1000000, -1000001, 86400000000, -2147483648000000, 2147483647999999};
     for (const int64_t a : rows) {
         const timestamp one{microseconds(a)};
-        ck_assert_int_ge(one.get().tv_usec, 0);
-        ck_assert_int_lt(one.get().tv_usec, 1000000);
+        ck_assert_int_eq(one.get().tv_usec, (a % 1000000 + 1000000) % 1000000);
         ck_assert_int_eq(one.since_1970().count(), a);
         ck_assert_int_eq(one.to_sys_time().time_since_epoch().count(), a);
         ck_assert(one == timestamp(timeval{one.get().tv_sec - 1, one.get().tv_usec + 1000000}));
         for (const int64_t b : rows) {
             const timestamp other{microseconds(b)};
-            ck_assert_msg((one <=> other) == (a <=> b), "%lld and %lld", static_cast<long long>(a),
-                          static_cast<long long>(b));
+            ck_assert_msg((one <=> other) == (a <=> b), "%lld and %lld", a + 0LL, b + 0LL);
             ck_assert_int_eq(one == other, a == b);
             if (std::abs(a - b) > 2147483647999999)
                 continue; // no difference for 32 bits of seconds
             ck_assert_int_eq((one - other).count(), a - b);
-            ck_assert(other + microseconds(a - b) == one);
-            ck_assert(one - microseconds(a - b) == other);
+            ck_assert_int_eq((other + microseconds(a - b)).since_1970().count(), a);
+            ck_assert_int_eq((one - microseconds(a - b)).since_1970().count(), b);
         }
     }
-}
-
-TEST(now_is_what_the_system_clock_says) {
-    const auto now = timestamp::now();
-    ck_assert(now.has_value());
-    const auto apart = std::chrono::system_clock::now() - now->to_sys_time();
-    ck_assert(-1s < apart && apart < 60s);
+    const auto apart = std::chrono::system_clock::now() - timestamp::now()->to_sys_time();
+    ck_assert_int_le(std::abs(std::chrono::floor<std::chrono::seconds>(apart).count()), 60);
 }

@@ -12,27 +12,15 @@ using namespace model;
 
 namespace {
 
-constexpr uint8_t kUuid[] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
-                             0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF};
-const std::string kDashed = "00112233-4455-6677-8899-aabbccddeeff", kPlain = "00112233445566778899aabbccddeeff";
-
 // What the library's reads of the device meet: so many interruptions first, and so many bytes missing from each.
 std::atomic<int> interruptions = 0, reads = 0;
 size_t missing = 0;
 
-// Whether it holds in a process of its own, where no descriptor can be opened if so wanted.
-template <class Action>
-void assert_in_child(bool device, Action action) {
-    const rlimit none = {};
-    ck_assert_int_eq(status_of_child([&] { return (!device && setrlimit(RLIMIT_NOFILE, &none) != 0) || !action(); }),
-                     0);
-}
-
 uint32_t next() { return static_cast<uint32_t>(random()); }
 
-// Whether randbytes() of every length and alignment now gives what the generator would, and nothing beyond: the upper
-// bytes of one number up to an aligned address, whole numbers, and the upper bytes of one more.
-bool fills_from_generator() {
+// randbytes() of every length and alignment must give what the generator would, and nothing beyond: the upper bytes of
+// one number up to an aligned address, whole numbers, and the upper bytes of one more.
+void check_generator() {
     for (size_t offset = 0; offset < 4; ++offset)
         for (size_t length = 0; length <= 21; ++length) {
             alignas(4) uint8_t buffer[32] = {}, expected[32] = {};
@@ -49,10 +37,21 @@ bool fills_from_generator() {
             fill(static_cast<size_t>(end - to));
             srandom(77);
             randbytes(buffer + offset, static_cast<uint32_t>(length));
-            if (std::memcmp(buffer, expected, sizeof buffer) != 0)
-                return false;
+            agree("randbytes", "of " + std::to_string(length) + " bytes behind " + std::to_string(offset),
+                  {reinterpret_cast<char *>(buffer), 32}, {reinterpret_cast<char *>(expected), 32});
         }
-    return true;
+}
+
+// Nothing can be opened in a process of its own.
+template <class Action>
+void assert_without_device(Action action) {
+    const rlimit none = {};
+    ck_assert_int_eq(status_of_child([&] {
+                         setrlimit(RLIMIT_NOFILE, &none);
+                         action();
+                         return 0;
+                     }),
+                     0);
 }
 
 } // namespace
@@ -70,31 +69,25 @@ extern "C" ssize_t read(int descriptor, void *buf, size_t len) {
 
 // A test has a process of its own, in which nothing has been seeded yet.
 TEST(without_a_device_the_generator_serves_from_a_fixed_seed) {
-    assert_in_child(false, [] {
+    assert_without_device([] {
         alignas(4) uint32_t words[4];
         uuid_create(reinterpret_cast<uint8_t *>(words));
         const int32_t drawn = randint(999, 0);
         srandom(0x52A7C3D1);
         next(); // for no bytes in front of the words, and another one behind them
-        const bool equal = std::all_of(words, words + 4, [](uint32_t word) { return word == next(); });
+        for (const uint32_t word : words)
+            agree("uuid_create", "no device", word, next());
         next();
-        return equal && drawn == static_cast<int32_t>(next() % 1000);
+        agree("randint", "999 to 0", drawn, next() % 1000);
     });
 }
 
-TEST(equal_bounds_seed_and_draw_nothing) {
-    assert_in_child(false, [] {
-        randint(3, 3);
-        return fills_from_generator();
-    });
-}
-
-TEST(a_device_that_delivers_too_little_is_not_used) {
-    assert_in_child(true, [] {
-        randint(1, 1);
-        missing = 1;
-        return fills_from_generator();
-    });
+// Equal bounds seed the generator, and draw nothing.
+TEST(without_a_device_or_with_one_that_delivers_too_little_the_generator_serves) {
+    randint(3, 3);
+    assert_without_device(check_generator);
+    missing = 1;
+    check_generator();
 }
 
 TEST(an_interrupted_read_is_tried_again) {
@@ -127,28 +120,27 @@ TEST(integers_lie_between_their_bounds) {
 
 TEST(printing_to_any_format) {
     char text[40];
-    ck_assert_int_eq(uuid_sprintf(text, (kPlainFormat + "%%").c_str(), kUuid), 33);
-    assert_text_eq(text, kPlain + "%");
+    ck_assert_int_eq(uuid_sprintf(text, (kPlainFormat + "%%").c_str(), kUuid.data()), 33);
+    assert_text_eq(text, kUuidTexts[2] + "%");
     const std::string printed = captured(stdout, [] {
-        ck_assert_int_eq(uuid_fprint(stdout, kUuid), 38);
-        ck_assert_int_eq(uuid_fprintf(stdout, kPlainFormat.c_str(), kUuid), 32);
+        ck_assert_int_eq(uuid_fprint(stdout, kUuid.data()), 38);
+        ck_assert_int_eq(uuid_fprintf(stdout, kPlainFormat.c_str(), kUuid.data()), 32);
     });
-    assert_text_eq(printed, "{" + kDashed + "}" + kPlain);
+    assert_text_eq(printed, kUuidTexts[0] + kUuidTexts[2]);
     FILE *const full = std::fopen("/dev/full", "w");
     std::setvbuf(full, nullptr, _IONBF, 0);
-    ck_assert_int_lt(uuid_fprint(full, kUuid), 0);
+    ck_assert_int_lt(uuid_fprint(full, kUuid.data()), 0);
     std::fclose(full);
 }
 
 TEST(each_byte_counts_in_text_and_comparison) {
+    ck_assert_int_eq(uuid_compare(kUuid.data(), kUuid.data()), 0);
     for (size_t i = 0; i < 16; ++i) {
-        uint8_t other[16];
-        std::copy_n(kUuid, 16, other);
-        ck_assert_int_eq(uuid_compare(kUuid, other), 0);
+        auto other = kUuid;
         other[i] ^= 0x80;
-        check_uuid_bytes(other);
-        ck_assert_int_eq(uuid_compare(other, kUuid) > 0, other[i] > kUuid[i]);
-        ck_assert_int_eq(uuid_compare(kUuid, other) > 0, other[i] < kUuid[i]);
+        check_uuid_bytes(other.data());
+        ck_assert_int_eq(uuid_compare(other.data(), kUuid.data()) > 0, other[i] > kUuid[i]);
+        ck_assert_int_eq(uuid_compare(kUuid.data(), other.data()) > 0, other[i] < kUuid[i]);
     }
 }
 
@@ -163,7 +155,7 @@ TEST(texts_are_read_as_the_formats_say) {
         check_uuid_text(text);
     // clang-format on
     // Every text of a form with one character replaced or cut off.
-    for (const std::string &form : {"{" + kDashed + "}", kDashed, kPlain})
+    for (const std::string &form : kUuidTexts)
         for (size_t place = 0; place < form.size(); ++place)
             for (const char ch : std::string_view("\0 -+0gGxX{}:@`/\x80\xff", 17)) {
                 std::string text = form;

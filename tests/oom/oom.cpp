@@ -1,5 +1,6 @@
 // Every allocation of every module made to fail in turn: what was made so far stays right, and nothing leaks.
 #include "allocator.hpp"
+#include "arguments.hpp"
 #include "generated.hpp"
 #include "models/cgi.hpp"
 #include "scratch.hpp"
@@ -60,12 +61,10 @@ TEST(urls_are_whole_or_null) {
 // A string that can't be copied leaves its field null; the parse goes on.
 TEST(options_that_cannot_be_copied_are_null) {
     oom::each_allocation_fails([] {
-        std::string words[] = {"tests", "-s", "a", "-s", "url", "-x", "log.xml", "-v"};
-        char *argv[8];
-        std::transform(words, words + 8, argv, [](std::string &word) { return word.data(); });
+        arguments given = {"tests", "-s", "a", "-s", "url", "-x", "log.xml", "-v"};
         vela_check_config config;
         cmdline_reset();
-        ck_assert_int_eq(__vela_check_parse_cmdline(8, argv, &config), 1);
+        ck_assert_int_eq(__vela_check_parse_cmdline(8, given.vector.data(), &config), 1);
         ck_assert_int_eq(config.verbosity, 3);
         __vela_check_destroy_cfg(&config);
     });
