@@ -11,13 +11,9 @@ ln -s "$1" "$dir/root/camera.cgi"
 # The first free port of some.
 for try in 0 1 2 3 4 5 6 7 8 9; do
     port=$((20000 + ($$ * 10 + try) % 40000)) url=http://127.0.0.1:$port/camera.cgi
-    cat >"$dir/conf" <<CONF
-server.document-root = "$dir/root"
-server.bind = "127.0.0.1"
-server.port = $port
-server.modules = ("mod_cgi")
-cgi.assign = (".cgi" => "")
-CONF
+    printf 'server.%s\n' "document-root = \"$dir/root\"" 'bind = "127.0.0.1"' "port = $port" \
+        'modules = ("mod_cgi")' >"$dir/conf"
+    echo 'cgi.assign = (".cgi" => "")' >>"$dir/conf"
     lighttpd -D -f "$dir/conf" 2>>"$dir/log" &
     server=$!
     until curl -s -o /dev/null "$url" || ! kill -0 $server 2>/dev/null; do sleep 0.1; done

@@ -2,7 +2,6 @@
 #include "models/text.hpp"
 #include "support.hpp"
 #include <csignal>
-#include <tuple>
 
 using namespace model;
 
@@ -27,12 +26,6 @@ TEST(digits_of_any_bytes_and_bytes_of_any_digits) {
 }
 
 TEST(line_ends_and_white_space) {
-    const std::tuple<std::string, const char *, int32_t> rows[] = {
-        {"", "", -1}, {"\r", "", 0}, {"abc\r\n", "abc", 3}, {"abc", "abc", 2}, {"a\n\n", "a\n", 1}};
-    for (auto [text, left, result] : rows) {
-        ck_assert_int_eq(chomp(text.data()), result);
-        ck_assert_str_eq(text.c_str(), left);
-    }
     // Every text of up to five of these characters.
     std::vector<std::string> texts = {""};
     for (size_t i = 0; i < texts.size(); ++i) {

@@ -63,8 +63,12 @@ void check_names(const char *what, LookUp look_up, cgi_request *cgi, const std::
         const char *value = look_up(cgi, name.c_str());
         return value ? name + "=" + value : name;
     };
-    for (const auto &[name, value] : values)
-        agree(what, given, found(name), name + "=" + value);
+    for (const auto &[name, value] : values) {
+        std::string other_case = name;
+        for (char &ch : other_case)
+            ch = static_cast<char>(std::isalpha(static_cast<unsigned char>(ch)) ? ch ^ 0x20 : ch);
+        agree(what, given, found(other_case), other_case + "=" + value);
+    }
     for (const std::string &name : {absent, std::string(), std::string("a")})
         if (!values.count(name))
             agree(what, given, found(name), name);

@@ -58,14 +58,13 @@ inline void check_trimming(const std::string &text) {
     constexpr char spaces[] = " \t\n\v\f\r";
     const size_t first = std::min(text.find_first_not_of(spaces), text.size());
     const size_t end = std::max(text.find_last_not_of(spaces) + 1, first);
+    std::string bare = text, line = text.substr(0, text.size() - text.ends_with('\n'));
+    bare.replace(0, first, first, '\0').replace(end, bare.npos, bare.size() - end, '\0');
     block stripped(text + '\0'), chomped(text + '\0');
     agree("strip", text, strip(stripped.text()) - stripped.text(), static_cast<long>(first));
-    stripped.expect_content("strip", text,
-                            std::string(first, '\0') + text.substr(first, end - first) +
-                                std::string(text.size() + 1 - end, '\0'));
-    const size_t length = text.size() - text.ends_with('\n'), left = length - text.substr(0, length).ends_with('\r');
-    agree("chomp", text, chomp(chomped.text()), static_cast<int32_t>(length) - 1);
-    agree("chomp, what is left", text, chomped.text(), text.substr(0, left));
+    stripped.expect_content("strip", text, bare);
+    agree("chomp", text, chomp(chomped.text()), static_cast<int32_t>(line.size()) - 1);
+    agree("chomp, what is left", text, chomped.text(), line.substr(0, line.size() - line.ends_with('\r')));
 }
 
 } // namespace model

@@ -5,6 +5,7 @@
 #include "agree.hpp"
 #include <algorithm>
 #include <regex.h>
+#include <strings.h>
 #include <vela/url.h>
 
 // Letters, digits and some other characters stand for themselves.
@@ -102,4 +103,22 @@ inline std::string expected_components(const char *text) {
     for (const auto &[begin, end] : {groups[1], groups[3], groups[5], groups[6], groups[8], groups[9], groups[11]})
         list += begin < 0 ? " -" : " <" + std::string(text + begin, text + end) + ">";
     return list.substr(1);
+}
+
+// What is read of a MAC address, the bytes in front of a bad digit among it, and how it is written.
+inline void check_mac(const std::string &text) {
+    static const regex_t layout = compiled("^..(:..){4}:."), pairs = compiled("^([0-9a-f]{2}:){0,5}([0-9a-f]{2})?");
+    regmatch_t found;
+    regexec(&pairs, text.c_str(), 1, &found, 0);
+    const bool is_laid_out = regexec(&layout, text.c_str(), 0, nullptr, 0) == 0;
+    const size_t good = is_laid_out ? static_cast<size_t>(found.rm_eo + 1) / 3 : 0;
+    std::string expected(6, '#'), mac = expected, own(18, '#');
+    for (size_t i = 0; i < good; ++i)
+        expected[i] = static_cast<char>(std::stoi(text.substr(3 * i, 2), nullptr, 16));
+    agree("inet_parse_mac()", text, inet_parse_mac(text.c_str(), reinterpret_cast<uint8_t *>(mac.data())),
+          good == 6 ? 0 : -1);
+    agree("bytes of a MAC address", text, mac, expected);
+    agree("inet_strfmac()", mac, inet_strfmac(reinterpret_cast<const uint8_t *>(mac.data()), own.data()), 17);
+    if (good == 6)
+        agree("text of a MAC address", text, strncasecmp(own.c_str(), text.c_str(), 17), 0);
 }
