@@ -1,10 +1,11 @@
 // Finds, compiles and starts the module. What it offers is put together in src/vela.js.
+import { compileFrom, isNode } from './src/compile.js';
 import { VelaError } from './src/core.js';
 import { vela } from './src/vela.js';
 
 export { VelaError };
 
-// A function that gives the sum of no vector, as eight bytes of code: valid where the host has 16-byte vectors.
+// A module with a function that counts bits in a vector: valid where the host has 16-byte vectors.
 const withVectors = new Uint8Array([
   0, 0x61, 0x73, 0x6d, 1, 0, 0, 0, // magic and version
   1, 5, 1, 0x60, 0, 1, 0x7b, // one type: () -> v128
@@ -14,34 +15,10 @@ const withVectors = new Uint8Array([
 
 export const hasVectors = () => WebAssembly.validate(withVectors);
 
-const isNode = () => typeof process !== 'undefined' && Boolean(process.versions?.node);
-
 // Written out one by one, so that tools that follow `new URL(..., import.meta.url)` find both.
 const ownModule = () => hasVectors() ? new URL('./vela-simd.wasm', import.meta.url) : new URL('./vela.wasm', import.meta.url);
 
-const isBytes = (source) => ArrayBuffer.isView(source) || Object.prototype.toString.call(source) === '[object ArrayBuffer]';
-
-async function compileAt(place) {
-  const url = new URL(place, globalThis.location?.href);
-  if (url.protocol === 'file:' && isNode()) {
-    const { readFile } = await import(/* webpackIgnore: true */ /* @vite-ignore */ 'node:fs/promises');
-    return WebAssembly.compile(await readFile(url));
-  }
-  const response = await fetch(url);
-  if (!response.ok) throw new VelaError(`${url}: ${response.status} ${response.statusText}`);
-  // Servers that don't know the type are common enough.
-  return response.headers.get('Content-Type')?.startsWith('application/wasm')
-    ? WebAssembly.compileStreaming(response) : WebAssembly.compile(await response.arrayBuffer());
-}
-
-export async function compile(source) {
-  if (source instanceof WebAssembly.Module) return source;
-  if (isBytes(source)) return WebAssembly.compile(source);
-  if (typeof fetch === 'undefined' || typeof URL === 'undefined') throw new VelaError('nothing is fetched here: instantiate() takes a compiled module');
-  if (source === undefined) return compileAt(ownModule());
-  if (typeof source === 'string' || source instanceof URL) return compileAt(source);
-  throw new TypeError('source: a URL, bytes or a WebAssembly.Module is wanted');
-}
+export const compile = (source) => compileFrom(source, ownModule);
 
 export function instantiate(module, options) {
   if (!(module instanceof WebAssembly.Module)) throw new TypeError('module: a WebAssembly.Module is wanted');

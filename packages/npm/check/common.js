@@ -26,6 +26,13 @@ const thrown = (run) => {
   return null;
 };
 
+// A call throws that, or gives null where it is null.
+function refuses(run, expected) {
+  let result;
+  const error = thrown(() => { result = run(); });
+  check(expected ? error?.constructor === expected : !error && result === null, `${run} gives ${error ?? result}`);
+}
+
 // Each call, and the class of what it throws, or null for a result of null.
 function refusals(vela) {
   const none = new Uint8Array(0), view = { width: 1280, height: 720, pan: 0, tilt: 0, fov: 61440 };
@@ -102,11 +109,7 @@ function refusals(vela) {
     [() => vela.uuid.toString(none), RangeError],
     [() => vela.uuid.randInt(0, 2 ** 31), RangeError],
     [() => vela.call('no_such_function'), TypeError],
-  ]) {
-    let result;
-    const error = thrown(() => { result = run(); });
-    check(expected ? error?.constructor === expected : !error && result === null, `${run} gives ${error ?? result}`);
-  }
+  ]) refuses(run, expected);
   check(resampler.push(new Int16Array(600)).length === 100, 'what is refused leaves the stream alone');
   hull.free();
   resampler.free();
@@ -191,6 +194,34 @@ function assertions({ instantiate, VelaError }, module) {
     check(stack.value === top, `the stack is at ${stack.value}, not ${top}, after ${i} assertions`);
   }
   check(vela.memory.buffer.byteLength === size, 'memory has grown');
+}
+
+// A mask tells the same by its runs and by what it contains.
+export async function checkMasks({ load }, source) {
+  const { Mask, at, place, outline, trace } = await load(source), view = { width: 320, height: 180, pan: 350, tilt: 40, fov: 90 };
+  const mask = Mask.make(Float64Array.of(340, 30, 375, 35, 10, 55, 345, 20)), covered = new Uint8Array(320 * 180);
+  const runs = mask.list(view, 'centres');
+  for (let i = 0; i < runs.length; i += 3) covered.fill(1, 320 * runs[i] + runs[i + 1], 320 * runs[i] + runs[i + 2]);
+  covered.forEach((one, i) => {
+    const { pan, tilt } = at(view, i % 320, Math.floor(i / 320)), { x, y } = place(view, pan, tilt);
+    check(mask.contains(pan, tilt) === (one === 1), `pixel ${i}`);
+    check(Math.hypot(x - i % 320, y - Math.floor(i / 320)) < 0.05, `pixel ${i} is found at ${x}, ${y}`);
+  });
+  check(mask.list(view).length >= runs.length && covered.includes(1), 'a mask covers something');
+  const corners = outline(view, Float64Array.of(10, 10, 300, 10, 300, 170)), path = trace(view, corners);
+  check(corners.length > 6 && path.every((one, i) => i < 4 || i % 4 > 1 || Math.abs(one - path[i - 2]) < 1e-9), 'a triangle has bent sides');
+  check(trace({ ...view, width: 4000, height: 4000 }, Float64Array.from({ length: 8000 }, (_, i) => i % 2 ? 40 + i % 3 : 350)).length > 4096, 'long lists');
+  for (const [run, expected] of [
+    [() => Mask.make(Float64Array.of(0, 0, 1, 1)), RangeError],
+    [() => Mask.make(Float64Array.of(0, 0, 1, 1, NaN, 1)), null],
+    [() => Mask.make([0, 0, 1, 1, 2, 1]), TypeError],
+    [() => mask.list({ ...view, fov: 181 }), RangeError],
+    [() => mask.list(view, 'all'), RangeError],
+    [() => at(view, 1e6, 0), null],
+    [() => place(view, 170, -40), null],
+    [() => trace(view, Float64Array.of(0, 0, 180, 0)), null],
+    [() => { mask.free(); return mask.list(view); }, TypeError],
+  ]) refuses(run, expected);
 }
 
 // Everything, of one module. Gives its digests.

@@ -19,15 +19,18 @@ for (const name of ['common.js', 'node.mjs', 'page.js', 'worker.js', 'worklet.js
 cpSync(join(root, 'camera/page/digests.js'), join(folder, 'digests.js'));
 symlinkSync('node_modules/vela', join(folder, 'vela'));
 
-const [first, page, worklet] = [...readFileSync(join(folder, 'vela/README.md'), 'utf8').matchAll(/```js\n([^]*?)```/g)].map((one) => one[1]);
+const [first, masks, page, worklet] = [...readFileSync(join(folder, 'vela/README.md'), 'utf8').matchAll(/```js\n([^]*?)```/g)].map((one) => one[1]);
 writeFileSync(join(folder, 'first.js'), first);
+writeFileSync(join(folder, 'masks.js'), masks);
 writeFileSync(join(folder, 'readme-page.js'), `${page.replace("'vela'", "'./vela/index.js'")}\nexport { node };`);
 writeFileSync(join(folder, 'telephone.js'), worklet);
 const [position, colours, samples] = run('node', 'first.js').trim().split('\n');
 assert.match(position, /^\{ x: \d+, y: \d+ \}$/);
 assert.match(colours, /^\d+ (true|false)$/);
 assert.equal(samples, '8017'); // a second, and the kernel's half
-console.log("package: its README's program runs");
+assert.equal(run('node', 'masks.js').trim(), '215'); // rows 253 to 467: 5 degrees up and down, at 1280 pixels for 60
+run('tsc', '--noEmit', '--allowJs', '--checkJs', '--strict', '--target', 'es2022', '--lib', 'es2022,dom', '--module', 'node16', 'first.js', 'masks.js');
+console.log("package: its README's programs run, and fit its declarations");
 
 const node = JSON.parse(run('node', 'node.mjs'));
 console.log(`package: in Node; a million calls of a worklet left ${node.used} bytes`);

@@ -5,13 +5,16 @@ import { readFileSync, writeFileSync } from 'node:fs';
 import { PerformanceObserver } from 'node:perf_hooks';
 import * as lib from 'vela';
 import { decodeByHand, encodeByHand } from './vela/src/utf8.js';
-import { checkAll } from './common.js';
+import * as overlay from 'vela/overlay';
+import { checkAll, checkMasks } from './common.js';
 
 const place = (name) => new URL(import.meta.resolve(`vela/${name}`));
 const digests = {
   'Node, plain': await checkAll(lib, place('vela.wasm')),
   'Node, vectors': await checkAll(lib, readFileSync(place('vela-simd.wasm'))),
 };
+
+await checkMasks(overlay);
 
 // Text by hand is what the host's coders make of it.
 const pieces = [0x00, 0x41, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC1, 0xC2, 0xDF, 0xE0, 0xED, 0xEF, 0xF0, 0xF4, 0xF5, 0xFF];

@@ -1,6 +1,7 @@
 // The checks in a page, a worker and audio worklets. driver.mjs reads `result`.
 import * as lib from './vela/index.js';
-import { checkAll } from './common.js';
+import * as overlay from './vela/overlay.js';
+import { checkAll, checkMasks } from './common.js';
 
 const modules = { plain: './vela/vela.wasm', vectors: './vela/vela-simd.wasm' };
 const kinds = Object.entries(modules);
@@ -49,6 +50,7 @@ async function telephone() {
 
 async function all() {
   const digests = {};
+  await checkMasks(overlay);
   for (const [kind, source] of kinds) {
     digests[`page, ${kind}`] = await checkAll(lib, source);
     digests[`worker, ${kind}`] = await inWorker(source);
