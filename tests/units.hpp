@@ -19,18 +19,13 @@ struct unit {
     void (*use)(); // from now on, and nothing wider
 };
 
-template <uint8_t number>
-void use() {
-    vela_widest_unit = number;
-}
-
-// By number; the units of this architecture alone.
+// The units of this architecture alone.
 inline const unit all[] = {
-    {"scalar", [] { return true; }, use<0>},
+    {"scalar", [] { return true; }, [] { vela_widest_unit = 0; }},
 #if defined __arm__
-    {"neon", [] { return (getauxval(AT_HWCAP) & HWCAP_NEON) != 0; }, use<1>},
+    {"neon", [] { return (getauxval(AT_HWCAP) & HWCAP_NEON) != 0; }, [] { vela_widest_unit = 1; }},
 #elif defined __x86_64__
-    {"avx2", [] { return __builtin_cpu_supports("avx2") != 0; }, use<2>},
+    {"avx2", [] { return __builtin_cpu_supports("avx2") != 0; }, [] { vela_widest_unit = 2; }},
 #endif
 };
 
