@@ -20,14 +20,13 @@ TEST(packets_of_any_size_lose_nothing) {
     uint32_t number = 0;
     for (const auto &[out_rate, in_rate] : kRates)
         for (const uint32_t lobes : {1U, 2U, 5U})
-            for (const uint32_t longest : {1U, 7U, 200U, 3000U}) {
+            for (const int32_t longest : {1, 7, 200, 3000}) {
                 const uint32_t from = model::kFormats[number % 4], to = model::kFormats[++number / 4 % 4];
                 char name[100];
-                std::snprintf(name, sizeof name, "%u to %u, %u lobes, packets of up to %u", in_rate, out_rate, lobes,
+                std::snprintf(name, sizeof name, "%u to %u, %u lobes, packets of up to %d", in_rate, out_rate, lobes,
                               longest);
-                generator random{5};
                 model::expect_pushes(*resampler::with_lobes(out_rate, in_rate, lobes), noise<uint8_t>(3000, 1), from,
-                                     to, name, [&] { return 1 + static_cast<uint32_t>(random.below(longest)); });
+                                     to, name, counts_to(longest));
             }
 }
 

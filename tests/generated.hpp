@@ -13,7 +13,13 @@ struct generator {
         return static_cast<int32_t>(upper | next() >> 16);
     }
     int32_t below(uint32_t limit) { return static_cast<int32_t>(static_cast<uint32_t>(word()) % limit); }
+    int32_t operator()(int32_t limit) { return below(static_cast<uint32_t>(limit)); }
 };
+
+// Makes counts from 1 to `most`.
+inline auto counts_to(int32_t most) {
+    return [most, random = generator{1}]() mutable { return static_cast<uint32_t>(1 + random(most)); };
+}
 
 // So many numbers, the same for the same seed.
 template <class Integer>

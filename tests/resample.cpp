@@ -30,20 +30,11 @@ samples call(resample_state &state, samples &in, uint32_t room) {
     return model::decoded(out, RESAMPLE_LEND);
 }
 
-// How streams are cut: into random pieces of up to so many samples.
-auto cuts_of(uint32_t longest) {
-    return
-        [longest, random = generator{longest}]() mutable { return 1 + static_cast<uint32_t>(random.below(longest)); };
-}
-
 } // namespace
 
 TEST(kernels_have_known_tables) {
-    const struct {
-        uint32_t out_rate, in_rate, kernel;
-        const char *factors, *table, *position;
-        // clang-format off
-    } rows[] = {
+    // clang-format off
+    const std::tuple<uint32_t, uint32_t, uint32_t, const char *, const char *, const char *> rows[] = {
         {16, 8, RESAMPLE_LANC, "2/1", "6640 16384 6640 ", "0 | 0 "}, {8, 8, RESAMPLE_LANC, "1/1", "16384 ", "0 | "},
         {8000, 16000, RESAMPLE_LANC, "1/2", "3320 8192 3320 ", "0 | 0 0 "},
         {8, 16, RESAMPLE_LAN2, "1/2", "-521 0 4695 8192 4695 0 -521 ", "0 | 0 0 0 0 0 0 "},
@@ -51,11 +42,11 @@ TEST(kernels_have_known_tables) {
         {3, 1, 0x494C4943, "3/1", "5461 10923 16384 10923 5461 ", "0 | 0 "}, // a tag that is none is RESAMPLE_BILI
     };
     // clang-format on
-    for (const auto &row : rows) {
-        const converter made = make_converter(row.out_rate, row.in_rate, row.kernel);
-        assert_text_eq(std::to_string(made->interp_factor) + "/" + std::to_string(made->decim_factor), row.factors);
-        assert_text_eq(table_of(made), row.table);
-        assert_text_eq(position_of(made), row.position);
+    for (const auto &[out_rate, in_rate, kernel, factors, table, position] : rows) {
+        const converter made = make_converter(out_rate, in_rate, kernel);
+        assert_text_eq(std::to_string(made->interp_factor) + "/" + std::to_string(made->decim_factor), factors);
+        assert_text_eq(table_of(made), table);
+        assert_text_eq(position_of(made), position);
     }
 
     // Every coefficient of all pairs of common rates, the same on every machine. The digest stands for 300 tables;
@@ -98,15 +89,9 @@ TEST(sinc_is_1_around_0_and_0_at_the_lobes) {
 
 // Calls one after the other on one record. Each: samples added to those left, room, outputs, samples left, position.
 TEST(calls_leave_what_the_next_one_needs) {
-    const struct {
-        uint32_t out_rate, in_rate, kernel;
-        struct {
-            samples in;
-            uint32_t room;
-            const char *out, *left, *position;
-        } calls[2];
-        // clang-format off
-    } rows[] = {
+    using step = std::tuple<samples, uint32_t, const char *, const char *, const char *>;
+    // clang-format off
+    const std::tuple<uint32_t, uint32_t, uint32_t, std::vector<step>> rows[] = {
         {16000, 8000, RESAMPLE_LANC, {
             {{1000, 2000, 3000, 4000}, 100, "405 1000 1215 2000 2026 3000 2836 4000 ", "", "0 | 4000 "},
             {{5000, 6000}, 100, "3647 5000 4458 6000 ", "", "0 | 6000 "}}},
@@ -120,11 +105,11 @@ TEST(calls_leave_what_the_next_one_needs) {
         {1, 3, RESAMPLE_LANC, {{{1, 2}, 9, "0 ", "2 ", "2 | 0 0 0 1 "}, {{}, 9, "", "", "1 | 0 0 1 2 "}}},
     };
     // clang-format on
-    for (const auto &row : rows) {
-        const converter made = make_converter(row.out_rate, row.in_rate, row.kernel);
+    for (const auto &[out_rate, in_rate, kernel, steps] : rows) {
+        const converter made = make_converter(out_rate, in_rate, kernel);
         const std::string start = position_of(made);
         samples waiting;
-        for (const auto &[in, room, out, left, position] : row.calls) {
+        for (const auto &[in, room, out, left, position] : steps) {
             waiting.insert(waiting.end(), in.begin(), in.end());
             assert_text_eq(text_of(call(*made, waiting, room)), out);
             assert_text_eq(text_of(waiting), left);
@@ -167,15 +152,15 @@ TEST(any_cut_gives_the_outputs_of_the_definition) {
         for (const uint32_t kernel :
              {uint32_t{RESAMPLE_LANC}, uint32_t{RESAMPLE_LAN2}, uint32_t{RESAMPLE_BILI}, 4U, 40U})
             for (const uint32_t from : model::kFormats)
-                for (const uint32_t longest : {1U, 10U, 100U, 1500U, 100000U}) {
+                for (const int32_t longest : {1, 10, 100, 1500, 100000}) {
                     const uint32_t to = model::kFormats[number++ % 4];
                     const converter made = make_converter(out_rate, in_rate, kernel);
                     if (made->num_coeffs > 1)
                         made->coeffs[1] ^= 1000;
                     char name[100];
-                    std::snprintf(name, sizeof name, "%u to %u, kernel %X, %X to %X, calls of up to %u", in_rate,
+                    std::snprintf(name, sizeof name, "%u to %u, kernel %X, %X to %X, calls of up to %d", in_rate,
                                   out_rate, kernel, from, to, longest);
-                    model::expect_stream(*made, noise<uint8_t>(5200, from), from, to, name, cuts_of(longest));
+                    model::expect_stream(*made, noise<uint8_t>(5200, from), from, to, name, counts_to(longest));
                 }
 }
 
@@ -184,7 +169,7 @@ TEST(tables_of_the_callers_own) {
     const bytes input = noise<uint8_t>(400, 1);
     const auto expect = [&input](resample_state &state, const std::string &name) {
         resample_reset(&state);
-        model::expect_stream(state, input, RESAMPLE_LEND, RESAMPLE_LEND, name, cuts_of(200));
+        model::expect_stream(state, input, RESAMPLE_LEND, RESAMPLE_LEND, name, counts_to(200));
     };
     const converter each = make_converter(7, 32, RESAMPLE_LAN2), made = make_converter(3, 2, RESAMPLE_LAN2);
     for (uint32_t k = 0; k < each->num_coeffs; ++k) {
@@ -208,7 +193,7 @@ TEST(tables_of_the_callers_own) {
 TEST(records_filled_in_by_hand) {
     int16_t table[] = {100, 5000, 9000, 12000, 9000, 5000, 100}, history[3] = {};
     resample_state state = {2, 3, table, 7, 14, 0, history, 3, nullptr};
-    model::expect_stream(state, noise<uint8_t>(3000, 8), RESAMPLE_ULAW, RESAMPLE_LEND, "no plan", cuts_of(3000));
+    model::expect_stream(state, noise<uint8_t>(3000, 8), RESAMPLE_ULAW, RESAMPLE_LEND, "no plan", counts_to(3000));
     // Outputs 0 steps apart: the same one until the room is full. Samples that are no steps apart: none is used up.
     resample_reset(&state);
     samples in = {1000, 2000};
@@ -234,23 +219,19 @@ double level_of(resample_state &state, double rate, double frequency) {
 
 // The last two: more lobes than the history reaches for lose what lies farther back.
 TEST(kernels_pass_and_stop_what_the_header_says) {
-    const struct {
-        uint32_t kernel;
-        int32_t lobes;
-        double frequency, level;
-        // clang-format off
-    } rows[] = {
+    // clang-format off
+    constexpr std::tuple<uint32_t, int32_t, double, double> rows[] = {
         {2, 2, 1000, 0.0}, {2, 2, 3000, -2.2}, {2, 2, 5000, -13.0}, {4, 4, 3000, -0.4}, {4, 4, 5000, -26.2},
         {8, 8, 3700, -1.7}, {8, 8, 5000, -46.3}, {16, 16, 3700, -0.1}, {16, 16, 5000, -65.7},
         {RESAMPLE_LAN2, 4, 50, -7.6}, {RESAMPLE_LAN2, 8, 50, -35.9},
     };
     // clang-format on
-    for (const auto &row : rows) {
-        const converter made = make_converter(8000, 48000, row.kernel);
-        init_lanczos(made.get(), row.lobes);
-        const double level = level_of(*made, 48000, row.frequency);
-        ck_assert_msg(std::fabs(level - row.level) < 0.1 - row.level / 100, "%d lobes at %.0f Hz: %.2f dB, not %.1f",
-                      row.lobes, row.frequency, level, row.level);
+    for (const auto &[kernel, lobes, frequency, expected] : rows) {
+        const converter made = make_converter(8000, 48000, kernel);
+        init_lanczos(made.get(), lobes);
+        const double level = level_of(*made, 48000, frequency);
+        ck_assert_msg(std::fabs(level - expected) < 0.1 - expected / 100, "%d lobes at %.0f Hz: %.2f dB, not %.1f",
+                      lobes, frequency, level, expected);
     }
 }
 
@@ -262,21 +243,17 @@ TEST(calls_that_do_nothing) {
     const bytes blank(16, 0xA5);
     bytes in(10), out = blank;
     // Buffers, counts and formats, and the counts afterwards.
-    const struct {
-        uint8_t *in, *out;
-        uint32_t used, made, from, to;
-        const char *left;
-        // clang-format off
-    } rows[] = {
+    // clang-format off
+    const std::tuple<uint8_t *, uint8_t *, uint32_t, uint32_t, uint32_t, uint32_t, const char *> rows[] = {
         {nullptr, &out[0], 5, 6, RESAMPLE_LEND, RESAMPLE_LEND, "0 0"}, {&in[0], &out[0], 5, 6, RESAMPLE_LEND, 0, "5 6"},
         {&in[0], nullptr, 5, 6, RESAMPLE_LEND, RESAMPLE_LEND, "0 0"}, {&in[0], &out[0], 5, 6, 1, RESAMPLE_LEND, "5 6"},
         {&in[0], &out[0], 0, 6, RESAMPLE_ALAW, RESAMPLE_LEND, "0 0"},
         {&in[0], &out[0], 5, 0, RESAMPLE_LEND, RESAMPLE_ULAW, "0 0"},
     };
     // clang-format on
-    for (auto row : rows) {
-        resample_mono(made.get(), row.in, &row.used, row.out, &row.made, row.from, row.to);
-        assert_text_eq(std::to_string(row.used) + " " + std::to_string(row.made), row.left);
+    for (auto [from, to, used, room, in_format, out_format, left] : rows) {
+        resample_mono(made.get(), from, &used, to, &room, in_format, out_format);
+        assert_text_eq(std::to_string(used) + " " + std::to_string(room), left);
         assert_text_eq(position_of(made), position);
         ck_assert(out == blank);
     }

@@ -28,7 +28,7 @@ inline std::string text_of(const cloud &points) {
 
 // A cloud of one of the kinds that each meet other special cases. below(n) gives the next number from 0 to n - 1.
 template <class Below>
-cloud any_cloud(Below below, int count) {
+cloud any_cloud(Below &below, int count) {
     const int kind = below(7), columns = 1 + below(16), step = 1 + below(15);
     cloud points(static_cast<size_t>(count));
     for (int t = 0; point & p : points) {
@@ -141,15 +141,6 @@ constexpr int32_t dot(const point &u, const point &v) {
     return low(wide(u[0]) * wide(v[0]) + wide(u[1]) * wide(v[1]) + wide(u[2]) * wide(v[2]));
 }
 
-// Six times the volume of p and a triangle.
-inline int32_t volume(const cloud &triangle, const point &p) {
-    const point a = difference(triangle[0], p), b = difference(triangle[1], p), c = difference(triangle[2], p);
-    uint64_t sum = 0;
-    for (size_t i = 0, j = 1, k = 2; i < 3; ++i, j = k, k = 3 - i - j)
-        sum += wide(a[i]) * (wide(b[j]) * wide(c[k]) - wide(b[k]) * wide(c[j]));
-    return low(sum);
-}
-
 // The point of a triangle that is nearest to p, as rounded. S and T are the fractions, in 512ths, of the sides from
 // corner 0 to corners 1 and 2 that lead there.
 inline point nearest_point(const cloud &triangle, const point &p) {
@@ -198,10 +189,9 @@ inline void expect_answers(const chull_ctx *hull, const std::string &name, const
         const point apart = difference(nearest_point(corners, p), p);
         const auto distance = static_cast<uint32_t>(dot(apart, apart));
         agree("dot()", input, ::dot(corners[0].data(), p.data()), dot(corners[0], p));
-        agree("Volume()", input, Volume(face, p.data()), volume(corners, p));
         agree("pt_to_tri_dist_sq()", input, pt_to_tri_dist_sq(face, p.data()), distance);
         least = std::min(least, distance), most = std::max(most, distance);
-        is_inside = is_inside && volume(corners, p) >= 0;
+        is_inside = is_inside && Volume(face, p.data()) >= 0;
     }
     const std::string input = name + " from " + text_of({p});
     agree("dist_to_chull()", input, dist_to_chull(hull, p[0], p[1], p[2], &least_given, &most_given), 0);
