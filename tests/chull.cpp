@@ -129,7 +129,7 @@ TEST(steps_by_hand_add_what_is_outside) {
 // ---- Queries
 
 // Small triangles and points at the ends of what can be scaled by 512, bytes, and coordinates of all sizes.
-TEST(distances_and_orientations_are_those_of_the_model) {
+TEST(distances_are_those_of_the_model) {
     constexpr int32_t ends[] = {0, 0, 1, -1, 4194303, 4194304, 4194305, 8388608, INT32_MAX, INT32_MIN};
     const hull h;
     chull_vertex *const corners[] = {add_vertex(h, A), add_vertex(h, A), add_vertex(h, A)};

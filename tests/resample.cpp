@@ -14,7 +14,6 @@ std::string text_of(std::span<const int16_t> numbers) {
         text += std::to_string(number) + " ";
     return text;
 }
-std::string table_of(const converter &made) { return text_of({made->coeffs, made->num_coeffs}); }
 std::string position_of(const converter &made) {
     return std::to_string(made->phase) + " | " + text_of({made->history, made->history_len});
 }
@@ -32,25 +31,9 @@ samples call(resample_state &state, samples &in, uint32_t room) {
 
 } // namespace
 
-TEST(kernels_have_known_tables) {
-    // clang-format off
-    const std::tuple<uint32_t, uint32_t, uint32_t, const char *, const char *, const char *> rows[] = {
-        {16, 8, RESAMPLE_LANC, "2/1", "6640 16384 6640 ", "0 | 0 "}, {8, 8, RESAMPLE_LANC, "1/1", "16384 ", "0 | "},
-        {8000, 16000, RESAMPLE_LANC, "1/2", "3320 8192 3320 ", "0 | 0 0 "},
-        {8, 16, RESAMPLE_LAN2, "1/2", "-521 0 4695 8192 4695 0 -521 ", "0 | 0 0 0 0 0 0 "},
-        {4, 6, RESAMPLE_LANC, "2/3", "1868 7470 10923 7470 1868 ", "0 | 0 0 "},
-        {3, 1, 0x494C4943, "3/1", "5461 10923 16384 10923 5461 ", "0 | 0 "}, // a tag that is none is RESAMPLE_BILI
-    };
-    // clang-format on
-    for (const auto &[out_rate, in_rate, kernel, factors, table, position] : rows) {
-        const converter made = make_converter(out_rate, in_rate, kernel);
-        assert_text_eq(std::to_string(made->interp_factor) + "/" + std::to_string(made->decim_factor), factors);
-        assert_text_eq(table_of(made), table);
-        assert_text_eq(position_of(made), position);
-    }
-
-    // Every coefficient of all pairs of common rates, the same on every machine. The digest stands for 300 tables;
-    // their kernels in double, written down from the header, give it anew.
+// Every coefficient of all pairs of common rates, the same on every machine. The digest stands for 300 tables; their
+// kernels in double, written down from the header, give it anew.
+TEST(tables_of_common_rates_are_the_same_on_every_machine) {
     const uint32_t rates[] = {8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000, 96000};
     digest all;
     for (const uint32_t kernel : model::kKernels)
@@ -77,7 +60,7 @@ TEST(tables_that_cannot_be_are_refused_and_those_that_were_stay) {
     init_bilinear(made.get());
     made->decim_factor = UINT32_MAX;
     init_lanczos(made.get(), INT32_MAX);
-    assert_text_eq(table_of(made), "5461 10923 16384 10923 5461 ");
+    assert_text_eq(text_of({made->coeffs, made->num_coeffs}), "5461 10923 16384 10923 5461 ");
 }
 
 TEST(sinc_is_1_around_0_and_0_at_the_lobes) {
@@ -87,26 +70,28 @@ TEST(sinc_is_1_around_0_and_0_at_the_lobes) {
     ck_assert_double_eq_tol(sinc(-3), 0, 1e-15);
 }
 
-// Calls one after the other on one record. Each: samples added to those left, room, outputs, samples left, position.
+// Tables, and calls one after the other: samples added to those left, room, outputs, samples left, phase and history.
 TEST(calls_leave_what_the_next_one_needs) {
     using step = std::tuple<samples, uint32_t, const char *, const char *, const char *>;
     // clang-format off
-    const std::tuple<uint32_t, uint32_t, uint32_t, std::vector<step>> rows[] = {
-        {16000, 8000, RESAMPLE_LANC, {
+    const std::tuple<uint32_t, uint32_t, uint32_t, const char *, std::vector<step>> rows[] = {
+        {16000, 8000, RESAMPLE_LANC, "6640 16384 6640 ", {
             {{1000, 2000, 3000, 4000}, 100, "405 1000 1215 2000 2026 3000 2836 4000 ", "", "0 | 4000 "},
-            {{5000, 6000}, 100, "3647 5000 4458 6000 ", "", "0 | 6000 "}}},
-        {16000, 8000, RESAMPLE_LANC, {
-            {{1000, 2000, 3000, 4000}, 3, "405 1000 1215 ", "2000 3000 4000 ", "1 | 1000 "},
-            {{}, 3, "2000 2026 3000 ", "4000 ", "0 | 3000 "}}},
-        {8000, 24000, RESAMPLE_BILI, {
+            {{5000, 6000}, 3, "3647 5000 4458 ", "6000 ", "1 | 5000 "}, {{}, 3, "6000 ", "", "0 | 6000 "}}},
+        {8000, 16000, RESAMPLE_LAN2, "-521 0 4695 8192 4695 0 -521 ", {{{9}, 0, "", "9 ", "0 | 0 0 0 0 0 0 "}}},
+        {8000, 24000, RESAMPLE_BILI, "16384 ", {
             {{10, 20, 30, 40, 50, 60, 70}, 9, "10 40 70 ", "", "2 | "}, {{80, 90, 100}, 9, "100 ", "", "2 | "}}},
-        {8000, 8000, RESAMPLE_LANC, {{{7, 8, -9}, 2, "7 8 ", "-9 ", "0 | "}, {{5}, 9, "-9 5 ", "", "0 | "}}},
+        // Any other tag is RESAMPLE_BILI.
+        {3, 1, 1, "5461 10923 16384 10923 5461 ", {{{300, 600}, 9, "99 200 300 399 500 600 ", "", "0 | 600 "}}},
+        {8000, 8000, RESAMPLE_LANC, "16384 ", {{{7, 8, -9}, 2, "7 8 ", "-9 ", "0 | "}, {{5}, 9, "-9 5 ", "", "0 | "}}},
         // The newest input stays out of the history until no output needs it as its newest.
-        {1, 3, RESAMPLE_LANC, {{{1, 2}, 9, "0 ", "2 ", "2 | 0 0 0 1 "}, {{}, 9, "", "", "1 | 0 0 1 2 "}}},
+        {1, 3, RESAMPLE_LANC, "934 3735 5461 3735 934 ", {
+            {{1, 2}, 9, "0 ", "2 ", "2 | 0 0 0 1 "}, {{}, 9, "", "", "1 | 0 0 1 2 "}}},
     };
     // clang-format on
-    for (const auto &[out_rate, in_rate, kernel, steps] : rows) {
-        const converter made = make_converter(out_rate, in_rate, kernel);
+    for (const auto &[out_rate, in_rate, kernel, table, steps] : rows) {
+        const converter made(resample_alloc(out_rate, in_rate, kernel), resample_free);
+        assert_text_eq(text_of({made->coeffs, made->num_coeffs}), table);
         const std::string start = position_of(made);
         samples waiting;
         for (const auto &[in, room, out, left, position] : steps) {

@@ -86,31 +86,21 @@ inline wide_vector sine_cosine(wide x) {
 inline double sine(double x) { return x == 0 ? x : sine_cosine(wide(x)).sine.rounded(); }
 inline double cosine(double x) { return sine_cosine(wide(x)).cosine.rounded(); }
 
-// The double nearest to the angle of which is_below(x) tells whether it is greater than x, from one nearby.
-template <class Below>
-double nearest_angle(double guess, Below is_below) {
-    const auto middle = [&](double to) { return (wide(guess) + wide(std::nextafter(guess, to))) / 2; };
-    while (is_below(middle(4)))
-        guess = std::nextafter(guess, 4);
-    while (!is_below(middle(-4)))
-        guess = std::nextafter(guess, -4);
-    return guess;
-}
-
+// One step of Newton's from a neighbour of the nearest double.
 inline double arcsine(double x) {
+    const double guess = std::asin(x);
     if (x == 0 || std::fabs(x) == 1)
-        return std::asin(x);
-    return nearest_angle(std::asin(x),
-                         [&](const wide &angle) { return (sine_cosine(angle).sine + wide(-x)).about() < 0; });
+        return guess;
+    const wide_vector at = sine_cosine(wide(guess));
+    return guess + (wide(x) + wide(-1) * at.sine).about() / at.cosine.about();
 }
 
 inline double arctangent(double y, double x) {
+    const double guess = std::atan2(y, x);
     if (y == 0)
-        return std::atan2(y, x);
-    return nearest_angle(std::atan2(y, x), [&](const wide &angle) {
-        const wide_vector at = sine_cosine(angle);
-        return (wide(x) * at.sine + wide(-y) * at.cosine).about() < 0;
-    });
+        return guess;
+    const wide_vector at = sine_cosine(wide(guess));
+    return guess + (wide(y) * at.cosine + wide(-x) * at.sine).about() / std::hypot(x, y);
 }
 
 } // namespace model
