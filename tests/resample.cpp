@@ -3,6 +3,7 @@
 #include "generated.hpp"
 #include "support.hpp"
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -142,6 +143,8 @@ TEST(any_cut_gives_the_outputs_of_the_definition) {
                     const converter made = make_converter(out_rate, in_rate, kernel);
                     if (made->num_coeffs > 1)
                         made->coeffs[1] ^= 1000;
+                    if (number % 3 == 0) // as in a record that a program fills in by itself
+                        std::free(std::exchange(made->plan, nullptr));
                     char name[100];
                     std::snprintf(name, sizeof name, "%u to %u, kernel %X, %X to %X, calls of up to %d", in_rate,
                                   out_rate, kernel, from, to, longest);
@@ -172,21 +175,11 @@ TEST(tables_of_the_callers_own) {
     const converter copy = make_converter(8000, 8000, RESAMPLE_BILI);
     copy->coeffs[0] = 8192;
     expect(*copy, "half as loud");
-}
-
-// A record that a program fills in by itself has no plan; its table and history are what the program says.
-TEST(records_filled_in_by_hand) {
-    int16_t table[] = {100, 5000, 9000, 12000, 9000, 5000, 100}, history[3] = {};
-    resample_state state = {2, 3, table, 7, 14, 0, history, 3, nullptr};
-    model::expect_stream(state, noise<uint8_t>(3000, 8), RESAMPLE_ULAW, RESAMPLE_LEND, "no plan", counts_to(3000));
-    // Outputs 0 steps apart: the same one until the room is full. Samples that are no steps apart: none is used up.
-    resample_reset(&state);
-    samples in = {1000, 2000};
-    state.decim_factor = 0;
-    assert_text_eq(text_of(call(state, in, 5)), "6 6 6 6 6 ");
-    state.interp_factor = 0;
-    assert_text_eq(text_of(call(state, in, 5)), "");
-    assert_text_eq(text_of(in), "1000 2000 ");
+    // Outputs no steps apart: the same one until the room is full.
+    samples in = {300, -3};
+    copy->decim_factor = 0;
+    assert_text_eq(text_of(call(*copy, in, 5)), "150 150 150 150 150 ");
+    assert_text_eq(text_of(in), "300 -3 ");
 }
 
 // The level in dB of what becomes of a tone.
@@ -242,5 +235,8 @@ TEST(calls_that_do_nothing) {
         assert_text_eq(position_of(made), position);
         ck_assert(out == blank);
     }
+    made->interp_factor = 0;
+    assert_text_eq(text_of(call(*made, before = {1, 2}, 5)), "");
+    assert_text_eq(text_of(before), "1 2 ");
     resample_free(nullptr);
 }

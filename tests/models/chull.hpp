@@ -151,19 +151,18 @@ inline point nearest_point(const cloud &triangle, const point &p) {
     const auto fraction = [&](uint64_t a, int32_t b) { return quotient(wide(low(512 * a)), b); };
     const point side1 = difference(triangle[1], triangle[0]), side2 = difference(triangle[2], triangle[0]);
     const point offset = difference(triangle[0], p);
-    const int32_t a = dot(side1, side1), b = dot(side1, side2), c = dot(side2, side2);
-    const int32_t d = dot(side1, offset), e = dot(side2, offset);
-    const uint64_t s = wide(b) * wide(e) - wide(c) * wide(d), t = wide(b) * wide(d) - wide(a) * wide(e);
-    const int64_t det = as_signed(wide(a) * wide(c) - wide(b) * wide(b));
+    const uint64_t a = wide(dot(side1, side1)), b = wide(dot(side1, side2)), c = wide(dot(side2, side2));
+    const uint64_t d = wide(dot(side1, offset)), e = wide(dot(side2, offset)), s = b * e - c * d, t = b * d - a * e;
+    const int64_t det = as_signed(a * c - b * b);
     const bool is_short = as_signed(s + t) <= det, beyond1 = as_signed(s) < 0, beyond2 = !beyond1 && as_signed(t) < 0;
 
     // Beyond a side the slopes at its end tell whether the nearest point is on it or on the one between the ends.
-    const int32_t along = low(wide(c) + wide(e) - wide(b) - wide(d)), length = low(wide(a) + wide(c) - 2 * wide(b));
+    const int32_t along = low(c + e - b - d), length = low(a + c - 2 * b);
     int32_t S = 0, T = 0;
-    if (beyond1 && (is_short || low(wide(b) + wide(d)) >= low(wide(c) + wide(e))))
-        T = fraction(0 - wide(e), c);
-    else if (beyond2 && (is_short || low(wide(b) + wide(e)) >= low(wide(a) + wide(d))))
-        S = fraction(0 - wide(d), a);
+    if (beyond1 && (is_short || low(b + d) >= low(c + e)))
+        T = fraction(0 - e, low(c));
+    else if (beyond2 && (is_short || low(b + e) >= low(a + d)))
+        S = fraction(0 - d, low(a));
     else if (is_short)
         S = quotient(512 * s, det), T = quotient(512 * t, det);
     else {
