@@ -26,18 +26,22 @@ foreach(line IN LISTS lines)
 endforeach()
 list(TRANSFORM exported PREPEND -Wl,--export=)
 
+# The compiler gets no level for the link: with one it would look for another program to optimise, and the bytes depend
+# on what is installed. The stack lies in front: it ends where memory does.
+set(vela_module_link_options -mexec-model=reactor -O0 -Wl,-O2,--gc-sections,--strip-all
+  -Wl,--stack-first,-z,stack-size=65536)
+
 add_custom_target(vela_wasm ALL)
 
 # vela_add_module(NAME OPTION...): NAME.wasm, and the objects NAME_objects that it is made of.
 function(vela_add_module name)
   vela_add_objects(${name}_objects ${ARGN})
+  set_target_properties(${name}_objects PROPERTIES UNIT_OPTIONS "${ARGN}")
   add_executable(${name} source/wasm/streams.cpp $<TARGET_OBJECTS:${name}_objects>)
   target_link_libraries(${name} PRIVATE vela_options)
   set_target_properties(${name} PROPERTIES SUFFIX .wasm RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
-  # The compiler gets no level for the link: with one it would look for another program to optimise, and the bytes
-  # depend on what is installed. The stack lies in front: it ends where memory does.
-  target_link_options(${name} PRIVATE -mexec-model=reactor -O0 -Wl,-O2,--gc-sections,--strip-all
-    -Wl,--stack-first,-z,stack-size=65536 -Wl,--export=__stack_pointer,--export=malloc,--export=free ${exported})
+  target_link_options(${name} PRIVATE ${vela_module_link_options}
+    -Wl,--export=__stack_pointer,--export=malloc,--export=free ${exported})
   set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS ${vela_symbol_list} ${vela_left_out_list})
   add_dependencies(vela_wasm ${name})
 endfunction()

@@ -26,6 +26,8 @@ inline const unit all[] = {
     {"neon", [] { return (getauxval(AT_HWCAP) & HWCAP_NEON) != 0; }, [] { vela_widest_unit = 1; }},
 #elif defined __x86_64__
     {"avx2", [] { return __builtin_cpu_supports("avx2") != 0; }, [] { vela_widest_unit = 2; }},
+#elif defined __wasm_simd128__
+    {"simd128", [] { return true; }, [] { vela_widest_unit = 3; }},
 #endif
 };
 

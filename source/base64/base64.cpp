@@ -11,6 +11,8 @@
 #include "avx2.hpp"
 #elif defined VELA_NEON
 #include "neon.hpp"
+#elif defined VELA_SIMD128
+#include "simd128.hpp"
 #endif
 
 using namespace vela::detail;
@@ -45,8 +47,10 @@ struct position {
 #ifdef VELA_UNIT
 #ifdef VELA_AVX2
 using wide = base64_avx2;
-#else
+#elif defined VELA_NEON
 using wide = base64_neon;
+#else
+using wide = base64_simd128;
 #endif
 
 // Encodes from the front what whole steps can take; returns the number of bytes taken.

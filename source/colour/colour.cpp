@@ -12,6 +12,8 @@
 #include "avx2.hpp"
 #elif defined VELA_NEON
 #include "neon.hpp"
+#elif defined VELA_SIMD128
+#include "simd128.hpp"
 #endif
 
 using namespace vela::detail;
@@ -79,8 +81,10 @@ void unpack_pixels(const uint8_t *src, uint8_t *dst, size_t count) {
 #ifdef VELA_UNIT
 #ifdef VELA_AVX2
 using wide = colour_avx2;
-#else
+#elif defined VELA_NEON
 using wide = colour_neon;
+#else
+using wide = colour_simd128;
 #endif
 
 template <conversion map>

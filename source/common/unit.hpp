@@ -1,4 +1,5 @@
 // The vector unit, chosen at run time: AVX2 on x86-64, NEON on 32-bit ARM. Processors that lack it run the plain code.
+// WebAssembly's 16-byte vectors are chosen by the module: one that holds any runs nowhere else.
 //
 // A kernel is an always-inline function written once, as plain loops or with GCC's vector extensions. run_on_unit()
 // compiles it a second time for the unit and calls that version where the processor has the unit:
@@ -8,8 +9,8 @@
 //     run_on_unit<scale>(data, count);
 //
 // Both versions come from one text, so they give the same bits. A kernel that needs an instruction of the unit itself
-// is marked VELA_UNIT and takes the route `if (has_unit()) kernel_avx2(...)` behind `#ifdef VELA_AVX2` or `#ifdef
-// VELA_NEON`. VELA_SCALAR leaves the units out altogether.
+// is marked VELA_UNIT and takes the route `if (has_unit()) kernel_avx2(...)` behind `#ifdef VELA_AVX2`, `#ifdef
+// VELA_NEON` or `#ifdef VELA_SIMD128`. VELA_SCALAR leaves the units out altogether.
 #pragma once
 
 #include <cstdint>
@@ -22,6 +23,9 @@
 #include <sys/auxv.h>
 #define VELA_NEON 1
 #define VELA_UNIT [[gnu::target("fpu=neon")]]
+#elif defined __wasm_simd128__
+#define VELA_SIMD128 1
+#define VELA_UNIT
 #endif
 
 // The widest unit that may be used, as a number of `unit`: the only switch. It is hidden in the shared library; the
@@ -33,7 +37,7 @@ extern "C" {
 namespace vela::detail {
 
 // In the order of their width on one architecture.
-enum class unit : uint8_t { scalar, neon, avx2 };
+enum class unit : uint8_t { scalar, neon, avx2, simd128 };
 
 inline bool may_use(unit one) { return vela_widest_unit >= static_cast<uint8_t>(one); }
 
@@ -44,6 +48,8 @@ inline bool may_use(unit one) { return vela_widest_unit >= static_cast<uint8_t>(
 #elif defined VELA_NEON
     constexpr unsigned long neon = 1UL << 12; // HWCAP_NEON
     return may_use(unit::neon) && (getauxval(AT_HWCAP) & neon);
+#elif defined VELA_SIMD128
+    return may_use(unit::simd128);
 #else
     return false;
 #endif

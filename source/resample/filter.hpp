@@ -84,6 +84,8 @@ void filter_each(const polyphase &filter, const int16_t *window, row_position &a
 #include "avx2.hpp"
 #elif defined VELA_NEON
 #include "neon.hpp"
+#elif defined VELA_SIMD128
+#include "simd128.hpp"
 #endif
 
 namespace vela::detail {

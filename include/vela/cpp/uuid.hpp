@@ -119,7 +119,7 @@ public:
     }
 
     /** Compares byte by byte, the first one first, as uuid_compare(). */
-    [[nodiscard]] friend constexpr auto operator<=>(const uuid &, const uuid &) = default; // NOLINT
+    [[nodiscard]] friend constexpr std::strong_ordering operator<=>(const uuid &, const uuid &) = default;
 
 private:
     struct text {
