@@ -1,14 +1,17 @@
 #!/bin/sh
-# Load: each program under 16 clients, no request of which may fail; processes and memory before and after.
+# Load: each program under 16 clients, no request of which may fail; processes and memory before and after. lighttpd
+# 1.4.69 itself loses 48 bytes with a program that runs beside others, so its memory is held to twice as much a request.
 # usage: load.sh SECONDS   (CAMERA is the camera's address, SERVER the web server's process)
 set -eu
 memory() { awk '/^VmRSS/ { print $2 }' "/proc/$SERVER/status"; }
 children() { ps -o pid= --ppid "$SERVER" | wc -l; }
 
-before=$(memory)
+ab -q -l -c 16 -n 32 "$CAMERA/api/video" >/dev/null 2>&1 # what the server takes once, it has taken
+before=$(memory) all=0
 for path in ptz mask 'video?width=640&height=360' 'audio?rate=8000&format=ulaw' 'gamut?points=256' \
     'fit/lens?samples=1,1;500,300;900,700' recordings system; do
     result=$(ab -q -l -c 16 -t "$1" "$CAMERA/api/$path" 2>&1) || { echo "$result" >&2; exit 1; }
+    all=$((all + $(echo "$result" | awk '/^Complete requests/ { print $3 }')))
     echo "$result" | awk -v path="$path" '
         /^Complete requests/ { complete = $3 }
         /^Failed requests/ { failed = $3 }
@@ -21,6 +24,6 @@ for path in ptz mask 'video?width=640&height=360' 'audio?rate=8000&format=ulaw' 
         }'
 done
 sleep 2
-left=$(children)
-echo "load: server's memory $before to $(memory) KiB, $left programs left"
-[ "$left" -eq 0 ]
+left=$(children) after=$(memory)
+echo "load: server's memory $before to $after KiB after $all requests, $left programs left"
+[ "$left" -eq 0 ] && [ $((after - before)) -lt $((1024 + all / 10)) ]

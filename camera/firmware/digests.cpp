@@ -26,6 +26,7 @@ public:
         for (const char byte : bytes)
             value_ = (value_ ^ static_cast<unsigned char>(byte)) * 0x100000001B3;
     }
+    void add(std::span<const uint8_t> bytes) { add({reinterpret_cast<const char *>(bytes.data()), bytes.size()}); }
     void add(int64_t number) {
         for (int i = 0; i < 8; ++i)
             value_ = (value_ ^ (static_cast<uint64_t>(number) >> 8 * i & 255)) * 0x100000001B3;
@@ -79,7 +80,7 @@ void of_colours(source &from, sum &to) {
     std::vector<uint8_t> pixels = from.bytes(3 * 20000);
     for (const auto convert : {srgb_to_yccfull, srgb_to_yccbt601, srgb_to_yccbt709, yccbt709_to_srgb})
         convert(pixels.data(), pixels.data(), 20000);
-    to.add({reinterpret_cast<const char *>(pixels.data()), pixels.size()});
+    to.add(std::span<const uint8_t>(pixels));
 }
 
 void of_fixed_point(source &from, sum &to) {
@@ -117,7 +118,7 @@ void of_resampling(source &from, sum &to) {
     auto resampler = vela::resampler::with_lobes(8000, 44100, 16);
     std::vector<uint8_t> coded;
     if (resampler->push(from.bytes(2 * 44100), vela::sample_format::little_endian, coded, vela::sample_format::ulaw))
-        to.add({reinterpret_cast<const char *>(coded.data()), coded.size()});
+        to.add(std::span<const uint8_t>(coded));
 }
 
 void of_the_sphere(source &from, sum &to) {

@@ -17,20 +17,29 @@ smap_view view_of(const sight &what, const timeval &at) {
 }
 
 const picture::frame &eye::look(const sight &what, const timeval &at, marks on_top) {
+    parts_.begin();
+    parts_.part("start");
     const state::settings all = state::read_settings();
-    const scene place(state::is_night(all, at), at);
     const smap_view view = view_of(what, at);
-    renderer_.render(place, view, picture::tones_of(all), frame_);
+    const scene place(state::is_night(all, at), at);
+    parts_.part("scene");
+    const picture::tones levels = picture::tones_of(all);
+    parts_.part("interp");
+    renderer_.render(place, view, levels, frame_, parts_);
     masks::burn(view, frame_);
+    parts_.part("overlay");
     if (on_top == marks::as_set) {
         if (all.grid)
             picture::draw_grid(view, frame_);
         if (all.stamp)
             picture::draw_stamp(view, at, frame_);
+        parts_.part("marks");
     }
     return frame_;
 }
 
 std::vector<uint8_t> eye::jpeg(const sight &what, int32_t quality) {
-    return picture::encode(look(what, state::now()), quality);
+    std::vector<uint8_t> encoded = picture::encode(look(what, state::now()), quality);
+    parts_.part("jpeg");
+    return encoded;
 }

@@ -22,8 +22,11 @@ public:
     // The picture lives until the next look.
     const picture::frame &look(const sight &what, const timeval &at, marks on_top = marks::as_set);
     std::vector<uint8_t> jpeg(const sight &what, int32_t quality);
+    // Of the last look.
+    const std::string &costs() const { return parts_.text(); }
 
 private:
+    picture::costs parts_;
     picture::renderer renderer_;
     picture::frame frame_;
 };

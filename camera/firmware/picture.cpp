@@ -114,6 +114,16 @@ int32_t frame::write(int32_t x, int32_t y, std::string_view text, colour ink, in
     return x;
 }
 
+void costs::part(const char *name) {
+    timespec used = {};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+    const double now = static_cast<double>(used.tv_sec) * 1e3 + static_cast<double>(used.tv_nsec) / 1e6;
+    char text[64];
+    std::snprintf(text, sizeof text, "%s%s;dur=%.2f", text_.empty() ? "" : ", ", name, now - last_);
+    text_ += text;
+    last_ = now;
+}
+
 tones tones_of(const state::settings &all) {
     std::vector<interp_knot> knots;
     for (const auto &[x, y] : all.curve)
@@ -132,7 +142,7 @@ tones tones_of(const state::settings &all) {
 
 // The way back from the screen is taken at the nodes of a mesh; between them positions in the panorama change evenly. A
 // cell where they don't (at the poles, at the rim of what is seen) is taken pixel by pixel.
-void renderer::render(const scene &from, const smap_view &view, const tones &levels, frame &into) {
+void renderer::render(const scene &from, const smap_view &view, const tones &levels, frame &into, costs &parts) {
     const int32_t columns = (view.width + kMesh - 1) / kMesh + 1, rows = (view.height + kMesh - 1) / kMesh + 1;
     const auto nodes = static_cast<size_t>(columns) * static_cast<size_t>(rows);
     mesh_.resize(nodes);
@@ -143,6 +153,7 @@ void renderer::render(const scene &from, const smap_view &view, const tones &lev
     const smap_screen_poly screen = {static_cast<uint32_t>(nodes), mesh_.data()};
     smap_sphere_poly sphere = {static_cast<uint32_t>(nodes), directions_.data()};
     smap_screen_to_sphere(&screen, &view, &sphere);
+    parts.part("spheremap");
 
     const sampler panorama = {from.pixels(), from.width(), from.height()};
     const int32_t turn = from.width() << kFraction;
@@ -197,11 +208,13 @@ void renderer::render(const scene &from, const smap_view &view, const tones &lev
                     panorama.put(left_u, left_v, x, row, levels);
             }
         }
+    parts.part("sampling");
     into.width = view.width;
     into.height = view.height;
     into.pixels.resize(size_t{3} * static_cast<size_t>(view.width) * static_cast<size_t>(view.height));
     cyc422_to_srgb(packed_.data(), static_cast<uint32_t>(view.width), static_cast<uint32_t>(view.height),
                    static_cast<uint32_t>(stride), into.pixels.data());
+    parts.part("colour");
 }
 
 void draw_grid(const smap_view &view, frame &onto) {

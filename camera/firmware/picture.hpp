@@ -37,10 +37,24 @@ struct frame {
 using tones = std::array<uint8_t, 256>;
 tones tones_of(const state::settings &all);
 
+// What a picture costs, part by part: processor time, for the header field Server-Timing.
+class costs {
+public:
+    // Forgets the parts of the picture before.
+    void begin() { text_.clear(); }
+    // What came since the last part, or since the program began.
+    void part(const char *name);
+    const std::string &text() const { return text_; }
+
+private:
+    double last_ = 0; // in milliseconds
+    std::string text_;
+};
+
 // Renders keep their buffers, so that a stream of pictures allocates once.
 class renderer {
 public:
-    void render(const scene &from, const smap_view &view, const tones &levels, frame &into);
+    void render(const scene &from, const smap_view &view, const tones &levels, frame &into, costs &parts);
 
 private:
     std::vector<smap_screen_pt> mesh_;

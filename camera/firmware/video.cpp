@@ -22,7 +22,10 @@ int32_t read_quality(const exchange &one) { return one.whole("quality", 1, 100, 
 
 void send_one(exchange &one) {
     const sight what = read_sight(one);
-    one.answer("image/jpeg", text_of(eye().jpeg(what, read_quality(one))));
+    eye sensor;
+    const std::vector<uint8_t> jpeg = sensor.jpeg(what, read_quality(one));
+    one.response().header("Server-Timing", sensor.costs());
+    one.answer("image/jpeg", text_of(jpeg));
 }
 
 // What is encoded otherwise: pictures of two cameras can be compared byte by byte.
