@@ -62,6 +62,9 @@ const go = ({ pan, tilt, fov = state.fov }) => move({
   action: 'move', pan: (pan % 360 + 360) % 360, tilt: between(-90, tilt, 90), fov: between(2, fov, 110),
 });
 
+// How much further the camera pans than the middle of the picture moves: near the zenith a turn is hardly seen.
+const reach = (tilt) => 1 / Math.max(0.2, Math.cos(tilt * Math.PI / 180));
+
 const start = new URLSearchParams(location.hash.slice(1));
 const shared = ['pan', 'tilt', 'fov'].every((name) => Number.isFinite(parseFloat(start.get(name))));
 
@@ -73,7 +76,7 @@ function drive({ pan = 0, tilt = 0, zoom = 0 }, share = 0.5) {
   const ask = async () => {
     if (asking) return;
     asking = true;
-    await move({ action: 'drive', hold: 0.8, pan: pan * share, tilt: tilt * share, zoom });
+    await move({ action: 'drive', hold: 0.8, pan: between(-1, pan * share * reach(state.tilt), 1), tilt: tilt * share, zoom });
     asking = false;
   };
   held = setInterval(ask, 400);
@@ -86,7 +89,7 @@ function release() {
   move({ action: 'stop' });
 }
 const nudge = ({ pan = 0, tilt = 0, zoom = 0 }) =>
-  move({ action: 'nudge', pan: pan * state.fov / 6, tilt: tilt * state.fov / 6, zoom: zoom / 2 });
+  move({ action: 'nudge', pan: pan * state.fov / 6 * reach(state.tilt), tilt: tilt * state.fov / 6, zoom: zoom / 2 });
 
 for (const button of document.querySelectorAll('[data-pan], [data-zoom]')) {
   const direction = { ...button.dataset };
@@ -166,7 +169,7 @@ view.addEventListener('pointermove', (event) => {
   view.classList.add('turning');
   const fov = grip.spread ? grip.fov * grip.spread / Math.max(spread(), 1) : grip.fov;
   const scale = fov / view.clientWidth;
-  follow({ pan: grip.pan - x * scale, tilt: grip.tilt + y * scale, fov });
+  follow({ pan: grip.pan - x * scale * reach(grip.tilt), tilt: grip.tilt + y * scale, fov });
 });
 for (const end of ['pointerup', 'pointercancel'])
   view.addEventListener(end, (event) => {
