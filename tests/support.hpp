@@ -4,7 +4,9 @@
 #include "units.hpp"
 #include <check.h>
 #undef fail // a macro that would break the standard headers below
+#include <csignal>
 #include <cstdio>
+#include <fnmatch.h>
 #include <numeric>
 #include <random>
 #include <string>
@@ -65,6 +67,16 @@ std::string captured(FILE *stream, Action action) {
         text += static_cast<char>(c);
     std::fclose(file);
     return text;
+}
+
+// The action must abort a process of its own, with a report on the standard error stream that fnmatch() finds so.
+template <class Action>
+void assert_aborts(const std::string &pattern, Action action) {
+    int status = 0;
+    const std::string report = captured(stderr, [&] { status = status_of_child(action); });
+    ck_assert_msg(WIFSIGNALED(status), "no abort for %s, but status %d", pattern.c_str(), status);
+    ck_assert_int_eq(WTERMSIG(status), SIGABRT);
+    ck_assert_msg(fnmatch(pattern.c_str(), report.c_str(), 0) == 0, "%s is no %s", report.c_str(), pattern.c_str());
 }
 
 // The tests of all suites, in the order of their files.
