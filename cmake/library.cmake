@@ -20,7 +20,7 @@ function(vela_compile_options place)
   set_property(SOURCE ${files} APPEND PROPERTY COMPILE_OPTIONS "$<$<NOT:$<CONFIG:Debug>>:${ARGN}>")
 endfunction()
 
-if(NOT VELA_SMALL)
+if(NOT VELA_SMALL AND NOT VELA_COVERAGE)
   # Modules whose inner loops are worth unrolling and vectorising, and files that are never the ones waited for.
   foreach(place interp matrix resample)
     vela_compile_options(${place} -O3)
@@ -81,6 +81,10 @@ if(CMAKE_SYSTEM_PROCESSOR STREQUAL "wasm32")
 endif()
 vela_add_objects(vela_objects -fno-semantic-interposition)
 set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
+
+if(VELA_COVERAGE)
+  target_compile_options(vela_objects PRIVATE --coverage -Og)
+endif()
 
 # 64-bit times, for the library and for those who use it.
 set(vela_time64 "")

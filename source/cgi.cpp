@@ -91,6 +91,7 @@ public:
     void add(const char *token, const char *token_end) {
         const auto length = static_cast<uint32_t>(token_end - token);
         const int32_t size = url_decode(token, length, end_of_strings, length + 1);
+        // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): a store without its block is never added to
         *next++ = end_of_strings;
         end_of_strings += size;
         value_is_due = !value_is_due;

@@ -79,7 +79,7 @@ int32_t uuid_scan(const char *text, uint8_t *uuid) {
     if (read_form(text, uuid))
         return 0;
     for (const char *format : {kBracedFormat, kDashedFormat, kPlainFormat})
-        if (uuid_scanf(text, format, uuid) == kBytes)
+        if (uuid_scanf(text, format, uuid) == int32_t{kBytes})
             return 0;
     return -1;
 }
