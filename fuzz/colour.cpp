@@ -11,7 +11,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     model::check_conversion(model::kConversions[which], {input.data(), input.data() + input.size() / 3 * 3});
 
     // As much of the picture as there are bytes for.
-    while (height && model::packed_size(width, height, stride) > input.size())
+    while (height && vela::colour::packed_size(width, height, stride) > input.size())
         --height;
     model::check_unpacking(input.data(), width, height, stride);
     return 0;

@@ -30,9 +30,6 @@ TEST(inside_is_the_smaller_side_and_what_is_wound_around) {
     } rows[] = {
         {{{0, -20}, {90, -20}, {180, -20}, {270, -20}}, {5, -40}, {0, 0}},
         {{{-80, 5}, {0, 85}, {80, 5}, {0, -85}}, {0, 0}, {180, 0}},
-        // A bow, a side there and back, and a ring wound around twice.
-        {{{-10, -5}, {10, 5}, {10, -5}, {-10, 5}}, {8, 0}, {0, 4}},
-        {{{-10, -5}, {10, -5}, {10, 5}, {10, 30}, {10, 5}, {-10, 5}}, {0, 0}, {10.01, 20}},
         {{{-10, -5}, {10, -5}, {0, 9}, {-10, -5}, {10, -5}, {0, 9}}, {0, 0}, {180, 0}},
     };
     for (const auto &[polygon, inside, outside] : rows) {
@@ -59,13 +56,11 @@ TEST(a_line_is_covered_conservatively_only) {
 }
 
 TEST(what_is_no_mask_or_view_is_refused) {
-    const corners refused[] = {{},
-                               {{0, 0}, {1, 0}},
-                               {{3, 3}, {3, 3}, {363, 3}},
-                               {{0, 90}, {90, 90}, {180, 90}},
-                               {{0, 0}, {180, 0}, {90, 80}},
-                               {{0, 0}, {1, 0}, {1, NAN}},
-                               {{0, 0}, {INFINITY, 0}, {1, 1}}};
+    // clang-format off
+    const corners refused[] = {
+        {}, {{0, 0}, {1, 0}}, {{3, 3}, {3, 3}, {363, 3}}, {{0, 90}, {90, 90}, {180, 90}},
+        {{0, 0}, {180, 0}, {90, 80}}, {{0, 0}, {1, 0}, {1, NAN}}, {{0, 0}, {INFINITY, 0}, {1, 1}}};
+    // clang-format on
     for (const corners &polygon : refused)
         ck_assert(!mask::make(polygon));
     ck_assert(mask::make(corners{{0, 0}, {0, 0}, {5, 0}, {5, 5}, {360, 0}}).has_value());

@@ -74,8 +74,8 @@ TEST(extreme_points_and_views_are_as_the_model_has_them) {
     }
 }
 
-// Ordinary views, and any 32-bit values.
-TEST(directions_onto_the_screen_are_where_the_model_has_them) {
+// Ordinary views and any 32-bit values, a point or some dozen at a time.
+TEST(points_and_polygons_on_the_screen_are_where_the_model_has_them) {
     generator random{1};
     const auto around = [&random](int32_t middle, int32_t range) {
         return middle + random.below(2 * static_cast<uint32_t>(range)) - range;
@@ -87,6 +87,26 @@ TEST(directions_onto_the_screen_are_where_the_model_has_them) {
                                 1 + random.below(184320)};
         model::check_onto_screen({random.word(), random.word()}, any);
         model::check_onto_screen({around(view.pan, 92300), around(view.tilt, 92300)}, view);
+        if (i >= 60)
+            continue;
+        std::vector<pair> polygon(static_cast<size_t>(i));
+        for (pair &direction : polygon)
+            direction = {around(view.pan, i % 2 ? 92300 : 20000), around(view.tilt, 20000)};
+        model::check_polygon(polygon, view);
+    }
+    // No room, no field of view, no points: the results, and the count that the target is left with.
+    const uint32_t rows[][6] = {{4, 3, 61440, 0, 0, 3}, {3, 4, 0, 0, 1, 3}, {0, 4, 0, 1, 1, 0}};
+    for (const auto [count, room, fov, placed, returned, left] : rows) {
+        pair here[4] = {}, there[4] = {};
+        const smap_view view = {640, 480, 1, 1, static_cast<int32_t>(fov)};
+        smap_sphere_poly sphere = {count, directions(here)}, target = {room, directions(here)};
+        smap_screen_poly screen = {room, positions(there)}, source = {count, positions(there)};
+        ck_assert_int_eq(smap_sphere_to_screen(&sphere, &view, &screen), static_cast<int>(placed));
+        ck_assert_uint_eq(screen.count, left);
+        ck_assert_int_eq(smap_screen_to_sphere(&source, &view, &target), static_cast<int>(returned));
+        ck_assert_uint_eq(target.count, left);
+        ck_assert(there[0] == pair{});
+        ck_assert(here[3] == pair{});
     }
 }
 
@@ -115,31 +135,6 @@ TEST(positions_show_the_directions_that_the_model_has) {
     };
     for (const auto [pan, tilt, fov, x, y] : rows)
         model::check_onto_sphere({x, y}, {1920, 1080, pan, tilt, fov * 1024});
-}
-
-// On views of few and of many pixels a degree.
-TEST(polygons_are_what_their_points_are_one_by_one) {
-    generator random{3};
-    for (uint32_t count = 0; count <= 200; count += count < 20 ? 1 : 45) {
-        std::vector<pair> from(count);
-        for (pair &direction : from)
-            direction = degrees(60 + random.below(count % 2 ? 80 : 300), random.below(60) - 20);
-        model::check_polygon(from, {640, 480, 102400, 10240, count % 3 ? 61440 : 512});
-    }
-    // No room, no field of view, no points: the results, and the count that the target is left with.
-    const uint32_t rows[][6] = {{4, 3, 61440, 0, 0, 3}, {3, 4, 0, 0, 1, 3}, {0, 4, 0, 1, 1, 0}};
-    for (const auto [count, room, fov, placed, returned, left] : rows) {
-        pair here[4] = {}, there[4] = {};
-        const smap_view view = {640, 480, 1, 1, static_cast<int32_t>(fov)};
-        smap_sphere_poly sphere = {count, directions(here)}, target = {room, directions(here)};
-        smap_screen_poly screen = {room, positions(there)}, source = {count, positions(there)};
-        ck_assert_int_eq(smap_sphere_to_screen(&sphere, &view, &screen), static_cast<int>(placed));
-        ck_assert_uint_eq(screen.count, left);
-        ck_assert_int_eq(smap_screen_to_sphere(&source, &view, &target), static_cast<int>(returned));
-        ck_assert_uint_eq(target.count, left);
-        ck_assert(there[0] == pair{});
-        ck_assert(here[3] == pair{});
-    }
 }
 
 // Each row: two corners of a polygon, and whether its bounding box overlaps the screen of 640 x 480.

@@ -8,7 +8,7 @@
 #include <array>
 #include <span>
 #include <vector>
-#include <vela/colour.h>
+#include <vela/cpp/colour.hpp>
 
 namespace model {
 
@@ -66,11 +66,6 @@ inline pixels unpacked(const uint8_t *quads, uint32_t width, uint32_t height, ui
     return full;
 }
 
-// The bytes of a 4:2:2 picture that may be read.
-inline size_t packed_size(uint32_t width, uint32_t height, uint32_t stride) {
-    return width && height ? size_t{stride} * (height - 1) + 2 * size_t{width} + width % 2 : 0;
-}
-
 // That the pixels made of these are the ones expected.
 inline void expect_pixels(std::string_view what, const pixels &from, const uint8_t *actual, const pixels &expected) {
     const auto pixel = [](const uint8_t *bytes) { return std::span(bytes, 3); };
@@ -98,7 +93,7 @@ inline void check_conversion(const conversion &c, const pixels &from) {
 
 // No byte of the picture is there behind the last pixel's own.
 inline void check_unpacking(const uint8_t *packed, uint32_t width, uint32_t height, uint32_t stride) {
-    const auto size = static_cast<ptrdiff_t>(packed_size(width, height, stride));
+    const auto size = static_cast<ptrdiff_t>(vela::colour::packed_size(width, height, stride));
     const pixels full = unpacked(packed, width, height, stride);
     uint8_t *const result = result_end - full.size();
     std::copy_n(packed, size, source_end - size);

@@ -109,7 +109,9 @@ public:
     }
 
 private:
-    int crossings(const vec3 &p, const vec3 &q) const {
+    // How often, from a direction that no outline passes, one comes to the left of a side more than to its right.
+    int level(const vec3 &p) const {
+        const vec3 q = unit({0.123L, -0.345L, 0.77L});
         const vec3 way = cross(p, q);
         int change = 0;
         for (size_t i = 0; i < points.size(); ++i) {
@@ -121,19 +123,6 @@ private:
         }
         return change;
     }
-
-    // Two of three ways agree where one passes a corner.
-    int level(const vec3 &p) const {
-        const vec3 end = unit({0.123L, -0.345L, 0.77L});
-        const auto by_way = [&](int i) {
-            const vec3 aside = cross(unit({0.31L * (i + 1), 0.57L - i, 0.29L}), mixed(1, p, 1.1L, end)),
-                       middle = unit(mixed(1, aside, 0.3L, p));
-            return crossings(p, middle) + crossings(middle, end);
-        };
-        const int found = by_way(0);
-        return found == by_way(1) ? found : by_way(2);
-    }
-
     int outside = 0;
 };
 
