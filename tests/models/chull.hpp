@@ -29,7 +29,7 @@ inline std::string text_of(const cloud &points) {
 // A cloud of one of the kinds that each meet other special cases. below(n) gives the next number from 0 to n - 1.
 template <class Below>
 cloud any_cloud(Below &below, int count) {
-    const int kind = below(7), columns = 1 + below(16), step = 1 + below(15);
+    const int kind = below(7), columns = 1 + below(16), step = 1 + below(15), height = below(2) ? 1 : step;
     cloud points(static_cast<size_t>(count));
     for (int t = 0; point & p : points) {
         const int a = below(256), b = below(256), c = below(256);
@@ -40,7 +40,8 @@ cloud any_cloud(Below &below, int count) {
         case 0: p = {a, b, c}; break;
         case 1: p = {stretched(x), stretched(y), stretched(z)}; break; // a ball
         case 2: p = {stretched(x), stretched(y), c / 128 * 255}; break; // long fans in two planes
-        case 3: p = {a % columns * step, b % columns * step, c % 3 * step}; break; // many in a plane, in line and equal
+        // Many in a plane, in line and equal, and few below.
+        case 3: p = {a % columns * step, b % columns * step, (c < 9 ? 0 : 1 + c % 2) * height}; break;
         case 4: p = {t % 200, t % 200 / 2 + a / 251, 40 + b / 253}; break; // a line, now and then a step aside
         case 5: p = {a, b, std::clamp(a + b - 128, 0, 255)}; break; // a plane across the range, bent at its rim
         // It grows with every few points, so that vertices come and go.
