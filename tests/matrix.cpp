@@ -50,7 +50,8 @@ TEST(sizes_below_0_or_beyond_4_gib_are_refused) {
     for (const auto &[rows, cols] : {std::pair{-1, 2}, {2, -1}, {-1, -1}, {INT32_MIN, 0}, {65536, 65536}}) {
         const fmatrix a = {rows, cols, nullptr}, b = {rows, 1, nullptr};
         fmatrix x = {cols, 1, nullptr}, *t = nullptr;
-        assert_text_eq(captured(stderr, [&] { ck_assert_ptr_null(malloc_matrix(rows, cols)); }), unmade);
+        assert_text_eq(captured(stderr, [rows = rows, cols = cols] { ck_assert_ptr_null(malloc_matrix(rows, cols)); }),
+                       unmade);
         assert_fails(unmade, transpose(&a, &t));
         assert_fails(unmade + "pseudo_inverse: svdcmp() failed\n", pseudo_inverse(&a, &b, &x));
         decomposition(a, 1, unmade);

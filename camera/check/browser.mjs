@@ -55,6 +55,24 @@ const luma = (x, y) => page.evaluate((x, y) => {
   return 0.3 * r + 0.6 * g + 0.1 * b;
 }, x, y);
 
+// Moves the pointer before each picture of a second; how many there were, how often the mask was sketched anew and the camera asked.
+const follow = (x, y) => page.evaluate(async (x, y) => {
+  const view = document.getElementById('view'), id = 1, begin = performance.now();
+  const requests = () => performance.getEntriesByType('resource').filter((one) => one.name.includes('/api/mask/')).length;
+  let frames = 0, sketches = 0;
+  const before = requests(), watch = new MutationObserver(() => { ++sketches; });
+  watch.observe(document.getElementById('sketch'), { childList: true });
+  while (performance.now() < begin + 1000) {
+    await new Promise(requestAnimationFrame);
+    ++frames;
+    view.dispatchEvent(new PointerEvent('pointermove', { pointerId: id, clientX: x + frames % 2, clientY: y, bubbles: true }));
+    await new Promise((done) => setTimeout(done));
+  }
+  view.dispatchEvent(new PointerEvent('pointermove', { pointerId: id, clientX: x, clientY: y, bubbles: true }));
+  await new Promise((done) => setTimeout(done));
+  return { frames: frames + 1, sketches, asked: requests() - before, seconds: (performance.now() - begin) / 1000 };
+}, x, y);
+
 async function masks() {
   await open();
   await page.click('#home');
@@ -108,6 +126,9 @@ async function masks() {
   await page.mouse.move(...grip);
   await page.mouse.down();
   await page.mouse.move(grip[0] + 40, grip[1] + 10, { steps: 3 });
+  const { frames, sketches, asked, seconds } = await follow(grip[0] + 40, grip[1] + 10);
+  console.log(`browser: the mask follows the pointer in ${sketches} of ${frames} pictures, ${(frames / seconds).toFixed(0)} a second`);
+  assert.ok(sketches >= frames - 1 && asked === 0, `the camera was asked ${asked} times`);
   await page.mouse.up();
   await wait(500);
   await page.click('#masks-keep');
@@ -342,7 +363,9 @@ async function system() {
   await until(() => document.querySelectorAll('#digests-rows tr').length > 8);
   assert.match(await text('#digests-words'), /same bits/);
   const { modules } = await get('/api/system/digests');
-  assert.deepEqual(await page.$$eval('#digests-rows td:nth-child(2)', (all) => all.map((one) => one.textContent)), modules.map((one) => one.digest));
+  // Of the camera's processor, of ARM, and of the page itself.
+  for (const column of [2, 3, 4])
+    assert.deepEqual(await page.$$eval(`#digests-rows td:nth-child(${column})`, (all) => all.map((one) => one.textContent)), modules.map((one) => one.digest));
 
   await panel('codes');
   await page.type('#codes-text', 'no URL');

@@ -1,6 +1,7 @@
 // Masks: polygons of directions that nobody shall see. Each corner becomes a direction at once, so the camera can be turned while
 // one is drawn.
 import { ask_twice, element, get, part, post, say, shape, tell } from './server.js';
+import { overlay } from './vela.js';
 
 const list = part('masks-list'), form = part('masks-form'), draw = part('masks-draw'), error = part('masks-error');
 const size = { width: 1280, height: 720 };
@@ -53,6 +54,24 @@ export const list_masks = () => tell(error, get('/api/mask').then(show));
 let corners = null, edited = null;
 let placed = []; // the corners' pixels in the last sketch, null behind the picture
 
+// The camera's view as last heard of. While it turns only the camera knows where it looks.
+let sight = null;
+const here = () => overlay && sight && !sight.moving;
+
+const number = (value) => Number(value.toFixed(6));
+async function places(directions) {
+  if (!here()) return (await get('/api/mask/outline', { ...size, corners: pairs(directions) })).points;
+  return directions.map(([pan, tilt]) => {
+    const found = overlay.place(sight, pan, tilt);
+    return found && [number(found.x), number(found.y)];
+  });
+}
+async function direction(x, y) {
+  if (!here()) return (await get('/api/mask/directions', { ...size, points: `${(x * size.width).toFixed(1)},${(y * size.height).toFixed(1)}` })).corners[0];
+  const found = overlay.at(sight, x * size.width, y * size.height);
+  return found && [number(found.pan), number(found.tilt)];
+}
+
 let sketching = false, again = false;
 async function sketch() {
   again = true;
@@ -66,8 +85,7 @@ async function sketch() {
 }
 async function outline() {
   if (!corners) return part('sketch').replaceChildren();
-  const points = corners.length === 0 ? [] :
-    (await get('/api/mask/outline', { ...size, corners: pairs(corners) }).catch(() => null))?.points;
+  const points = corners.length === 0 ? [] : await places(corners).catch(() => null);
   if (!points || !corners) return;
   placed = points;
   const seen = points.filter((point) => point);
@@ -90,14 +108,13 @@ function count() {
 // Corners in the order of their clicks, however long each takes to become a direction.
 let line = Promise.resolve();
 function add(x, y) {
-  const points = `${(x * size.width).toFixed(1)},${(y * size.height).toFixed(1)}`;
   const drawn = corners;
-  const asked = tell(error, get('/api/mask/directions', { ...size, points }));
+  const asked = tell(error, direction(x, y));
   line = line.then(async () => {
-    const answer = await asked;
-    if (!answer || corners !== drawn) return;
-    if (!answer.corners[0]) say(error, 'There is no direction at this point.');
-    else if (corners.length < 64) corners.push(answer.corners[0]);
+    const found = await asked;
+    if (found === undefined || corners !== drawn) return;
+    if (!found) say(error, 'There is no direction at this point.');
+    else if (corners.length < 64) corners.push(found);
     count();
   });
 }
@@ -110,11 +127,10 @@ async function drag(x, y) {
   const { i } = dragged, mine = dragged, drawn = corners;
   while (mine.to) {
     const [to_x, to_y] = mine.to;
-    const points = `${(to_x * size.width).toFixed(1)},${(to_y * size.height).toFixed(1)}`;
-    const answer = await tell(error, get('/api/mask/directions', { ...size, points }));
+    const found = await tell(error, direction(to_x, to_y));
     if (mine.to[0] === to_x && mine.to[1] === to_y) mine.to = null;
     if (corners !== drawn) return;
-    if (answer?.corners[0]) corners[i] = answer.corners[0];
+    if (found) corners[i] = found;
     sketch();
   }
 }
@@ -188,5 +204,8 @@ export function begin_masks({ view, go, watch, enter }) {
       draw.focus();
     }
   });
-  watch(() => { if (corners) sketch(); });
+  watch(({ pan, tilt, fov, moving }) => {
+    sight = { ...size, pan, tilt, fov, moving };
+    if (corners) sketch();
+  });
 }

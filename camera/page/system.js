@@ -1,5 +1,6 @@
 // What the camera is, its clock, and what each part of the library computes on its processor.
 import { element, get, part, post, tell } from './server.js';
+import { digests_here } from './vela.js';
 
 const error = part('system-error');
 
@@ -43,21 +44,23 @@ part('clock-form').addEventListener('submit', (event) => {
 part('clock-mine').addEventListener('click', () => change(wrong, { action: 'set-time', time: Date.now() / 1000 }));
 part('clock-reset').addEventListener('click', () => change(wrong, { action: 'reset-time' }));
 
-// ---- Digests side by side. A column is a heading and what gives the digests of its modules; more may follow.
+// ---- Digests side by side. A column is a heading and what gives the digests of its modules, or null.
 
 const columns = [
   { name: 'This camera', digests: () => get('/api/system/digests') },
   { name: 'ARM', digests: () => get('digests.json') },
+  { name: 'This page', digests: digests_here },
 ];
 
 async function compare() {
-  const all = await tell(part('digests-error'), Promise.all(columns.map((one) => one.digests())));
-  if (!all) return;
+  const answers = await tell(part('digests-error'), Promise.all(columns.map((one) => one.digests())));
+  if (!answers) return;
+  const names = columns.filter((_, i) => answers[i]).map(({ name }) => name), all = answers.filter((one) => one);
   const of = (column, name) => column.modules.find((one) => one.name === name)?.digest ?? '–';
   const rows = all[0].modules.map(({ name, work }) => ({ name, work, digests: all.map((column) => of(column, name)) }));
   const same = rows.filter(({ digests }) => digests.every((one) => one === digests[0])).length;
   part('digests-words').textContent = same === rows.length ? `All ${same} parts give the same bits.` : `${rows.length - same} of ${rows.length} parts differ.`;
-  part('digests-heads').replaceChildren(element('th', { scope: 'col', textContent: 'Part' }), ...columns.map(({ name }, i) =>
+  part('digests-heads').replaceChildren(element('th', { scope: 'col', textContent: 'Part' }), ...names.map((name, i) =>
     element('th', { scope: 'col' }, name, element('br'), element('small', { textContent: all[i].architecture }))));
   part('digests-rows').replaceChildren(...rows.map(({ name, work, digests }) => element('tr', {},
     element('th', { scope: 'row', textContent: name, title: work }),

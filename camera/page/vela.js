@@ -1,0 +1,14 @@
+// The library in the page itself, where scripts/camera could build it. What follows the pointer then asks nobody.
+export let overlay = null; // masks and marks
+
+import('./vela/overlay.js').then(({ load }) => load()).then((loaded) => { overlay = loaded; }).catch(() => {});
+
+// The digests of what the page computes, like the camera's; null where it can't.
+export const digests_here = () => new Promise((done) => {
+  const worker = new Worker('./digests-worker.js', { type: 'module' });
+  worker.onmessage = ({ data }) => {
+    worker.terminate();
+    done({ architecture: 'WebAssembly', modules: Object.entries(data).map(([name, digest]) => ({ name, digest })) });
+  };
+  worker.onerror = () => done(null);
+});
