@@ -55,6 +55,6 @@ target_include_directories(vela-overlay PRIVATE include)
 target_link_libraries(vela-overlay PRIVATE vela_options)
 target_compile_options(vela-overlay PRIVATE -fno-exceptions -fno-rtti)
 set_target_properties(vela-overlay PROPERTIES SUFFIX .wasm RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
-target_link_options(vela-overlay PRIVATE -mexec-model=reactor -O0 -Wl,-O2,--gc-sections,--strip-all
-  -Wl,--stack-first,-z,stack-size=65536 -Wl,--export=__stack_pointer,--export=malloc,--export=free)
+target_link_options(vela-overlay PRIVATE ${vela_module_link_options}
+  -Wl,--export=__stack_pointer,--export=malloc,--export=free)
 add_dependencies(vela_wasm vela-overlay)
