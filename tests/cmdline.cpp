@@ -96,7 +96,7 @@ TEST(each_argument_gives_its_result_and_message) {
 TEST(a_reset_forgets_clusters_and_operands) {
     ck_assert_int_eq(first_index, 1);
     ck_assert_ptr_null(first_value);
-    arguments given = {"prog", "operand", "-o", "8000", "-vq"};
+    arguments given = {"prog", "operand", "-vq", "-o", "8000"};
     for (const char last : {'o', 'v'}) {
         cmdline_reset();
         ck_assert_int_eq(cmdline_optidx, 1);
@@ -105,7 +105,7 @@ TEST(a_reset_forgets_clusters_and_operands) {
             ;
     }
     cmdline_reset();
-    assert_text_eq(parse(given), "o=8000 v q 0");
+    assert_text_eq(parse(given), "v q o=8000 0");
 }
 
 // However far into a cluster the caller moves the index on, the next argument is taken from its first option.
