@@ -17,7 +17,10 @@ constexpr int32_t kAll = WALK_RECURSE | WALK_LINKS | WALK_HIDDEN | WALK_DIRS;
 std::string walk(const std::string &dir, const std::string &pattern, int32_t flags) {
     char *nothing = nullptr, **list = &nothing;
     int32_t result = -1;
-    std::string text = captured(stderr, [&] { result = walk_dir(dir.c_str(), pattern.c_str(), flags, &list); });
+    std::string text = captured(stderr, [&] {
+        errno = ENOMEM; // of another call, long ago
+        result = walk_dir(dir.c_str(), pattern.c_str(), flags, &list);
+    });
     std::vector<std::string> names;
     for (char **name = list; name && *name; std::free(*name++))
         names.push_back(*name);
@@ -109,6 +112,13 @@ TEST(a_list_of_names_ends_where_its_slots_can_be_counted) {
     ck_assert_int_eq(add_to_names(&list, "name"), 1);
     ck_assert_uint_eq(list.capacity, 0x40000000);
     ck_assert_int_eq(list.count, 0x3fffffff);
+    char first[] = "first";
+    name_list full = {2, 1, static_cast<char **>(std::calloc(2, sizeof(char *)))};
+    full.names[0] = first;
+    ck_assert_int_eq(add_to_names(&full, "next"), 0);
+    ck_assert_ptr_eq(full.names[0], first);
+    std::free(full.names[1]);
+    std::free(full.names);
 }
 
 TEST(flags_say_what_is_listed) {
