@@ -17,10 +17,7 @@ constexpr int32_t kAll = WALK_RECURSE | WALK_LINKS | WALK_HIDDEN | WALK_DIRS;
 std::string walk(const std::string &dir, const std::string &pattern, int32_t flags) {
     char *nothing = nullptr, **list = &nothing;
     int32_t result = -1;
-    std::string text = captured(stderr, [&] {
-        errno = ENOMEM; // of another call, long ago
-        result = walk_dir(dir.c_str(), pattern.c_str(), flags, &list);
-    });
+    std::string text = captured(stderr, [&] { result = walk_dir(dir.c_str(), pattern.c_str(), flags, &list); });
     std::vector<std::string> names;
     for (char **name = list; name && *name; std::free(*name++))
         names.push_back(*name);
