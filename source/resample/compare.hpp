@@ -82,6 +82,24 @@ inline bool are_equal_words(const int16_t *a, const int16_t *b, uint32_t count) 
 }
 #endif
 
+#ifdef __wasm__
+// By words of 8 bytes, which the compiler puts into vectors where there are any; the C library's memcmp() goes byte by
+// byte there. Under Node on x86-64 calls of 4410 samples from 44.1 to 8 kHz take 45 % less time with vectors than with
+// memcmp(), and 10 % less without them; from 44.1 to 48 kHz 12 % and 3 %.
+inline bool are_equal_long_words(const int16_t *a, const int16_t *b, uint32_t count) {
+    uint64_t differ = 0;
+    for (; count >= 4; count -= 4, a += 4, b += 4) {
+        uint64_t from_a, from_b;
+        std::memcpy(&from_a, a, sizeof from_a);
+        std::memcpy(&from_b, b, sizeof from_b);
+        differ |= from_a ^ from_b;
+    }
+    for (; count; --count)
+        differ |= static_cast<uint64_t>(*a++ ^ *b++);
+    return differ == 0;
+}
+#endif
+
 // Of tables aligned to words.
 inline bool are_equal(const int16_t *a, const int16_t *b, uint32_t count, [[maybe_unused]] bool by_unit) {
 #if defined __ARM_FEATURE_SIMD32 && !defined VELA_SCALAR
@@ -101,6 +119,8 @@ inline bool are_equal(const int16_t *a, const int16_t *b, uint32_t count, [[mayb
         differ |= from_a ^ from_b;
     }
     return differ == 0;
+#elif defined __wasm__
+    return are_equal_long_words(a, b, count);
 #else
     return std::memcmp(a, b, count * sizeof *a) == 0;
 #endif
