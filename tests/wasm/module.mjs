@@ -1,6 +1,7 @@
 // The modules as a program meets them: what they import, where random bytes come from, and what a violated precondition
 // leaves behind.
 // usage: node module.mjs vela.wasm
+import { webcrypto as crypto } from 'node:crypto'; // no global one in Node 18
 import { strict as assert } from 'node:assert';
 import { readFileSync } from 'node:fs';
 

@@ -1,5 +1,6 @@
 // Runs the suites in Node: each test in an instance of its own.
 // usage: node run.mjs vela_tests.wasm [SUITE]
+import { webcrypto as crypto } from 'node:crypto'; // no global one in Node 18
 import { readFileSync, writeSync } from 'node:fs';
 
 const [path, suite = ''] = process.argv.slice(2);
