@@ -226,7 +226,7 @@ export async function checkMasks({ load }, source) {
 
 // Everything, of one module. Gives its digests.
 export async function checkAll(lib, source) {
-  const module = await lib.compile(source), vela = lib.instantiate(module), other = lib.instantiate(module);
+  const module = await lib.compile(source), vela = await lib.load(module), other = await lib.load(module);
   check(vela.uuid.toString(vela.uuid.random()) !== other.uuid.toString(other.uuid.random()), 'two instances make the same UUID');
   check(!same(vela.uuid.randBytes(1e5).subarray(-16), new Uint8Array(16)), 'random bytes up to the last one');
   for (const part of [refusals, models, streams, growth]) part(vela);
