@@ -24,7 +24,8 @@ for (let i = 0; i < pieces.length ** 4; ++i) {
 }
 for (const text of ['', 'a\0ü€😀', '\ud800a\udc00', '\udbff\udfff']) assert.deepEqual(encodeByHand(text), new TextEncoder().encode(text));
 
-// A million calls of an audio worklet: nothing for the collector, and no block of the module's memory.
+// A million calls of an audio worklet: nothing for the collector, and no block of the module's memory. What lay about
+// before may be collected meanwhile, so that one of three tries must be free of it.
 const vela = await lib.load(), resampler = vela.Resampler.withLobes(8000, 48000, 16);
 const heard = new Float32Array(128).fill(0.25), samples = new Int16Array(128);
 let collections = 0, made = 0;
@@ -38,13 +39,19 @@ const probe = () => {
   vela.call('free', block);
   return block;
 };
-const before = process.memoryUsage().heapUsed, block = probe();
-calls(1e6);
-const used = process.memoryUsage().heapUsed - before;
-await new Promise((done) => setTimeout(done, 10)); // the observer is told
-assert.ok(collections === 0 && used < 1e5, `a million calls: ${collections} collections, ${used} bytes`);
+const block = probe(), tries = [];
+let used;
+do {
+  collections = 0;
+  const before = process.memoryUsage().heapUsed;
+  calls(1e6);
+  used = process.memoryUsage().heapUsed - before;
+  await new Promise((done) => setTimeout(done, 10)); // the observer is told
+  tries.push(`${collections} collections, ${used} bytes`);
+  assert.ok(tries.length <= 3, `a million calls: ${tries.join('; ')}`);
+} while (collections !== 0 || used >= 1e5);
 assert.equal(probe(), block);
-assert.equal(made, Math.ceil(1.1e6 * 128 / 6));
+assert.equal(made, Math.ceil((0.1e6 + tries.length * 1e6) * 128 / 6));
 
 // Without crypto the module throws, and load() finds Node's own.
 writeFileSync('without.js', `import { compile, instantiate, load } from 'vela';
