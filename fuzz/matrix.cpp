@@ -17,11 +17,14 @@ matrix make(fuzz::source &data, int32_t rows, int32_t cols, int32_t range, int32
     return m;
 }
 
-// v is not sure to be orthogonal where a singular value is near what is negligible. u may be wrong even then.
+// v is not sure to be orthogonal where a singular value is near what is negligible beside the largest. u may be wrong
+// even then.
 void check_decomposition(const matrix &a) {
     fmatrix *u = nullptr, *w = nullptr, *v = nullptr;
     if (svdcmp(&a, &u, &w, &v) == 0) {
-        const bool is_sure = std::none_of(w->data, w->data + a.cols * a.cols, [](float x) { return x && x < 1e-12F; });
+        const float largest = std::max(1.F, *std::max_element(w->data, w->data + a.cols * a.cols));
+        const bool is_sure =
+            std::none_of(w->data, w->data + a.cols * a.cols, [=](float x) { return x && x < 1e-12F * largest; });
         check_decomposition(a, matrix(*w), matrix(*v), is_sure ? 0x1p-16 : INFINITY);
     }
     free_matrix(u), free_matrix(w), free_matrix(v);
