@@ -1,5 +1,5 @@
 # Install rules: the shared library; what programs are built with: headers, the static library, a CMake package, a
-# pkg-config file, manual pages. By their component alone, for packages: the reference, the examples' source, the camera.
+# pkg-config file, manual pages. By their component alone, for packages: the reference, the examples' source.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS vela vela_static EXPORT vela-targets

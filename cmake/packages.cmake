@@ -9,9 +9,6 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL library development documentation examples)
-if(VELA_BUILD_CAMERA)
-  list(APPEND CPACK_COMPONENTS_ALL camera)
-endif()
 if(CMAKE_LIBRARY_ARCHITECTURE MATCHES "^arm")
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
 endif()
@@ -51,9 +48,6 @@ vela_package(development libvela-dev any "${same_library}"
 library, manual pages, a CMake package and a pkg-config file.")
 vela_package(documentation vela-doc all "" "The reference of all functions, as pages for a browser.")
 vela_package(examples vela-examples all "" "The source of small programs, one or more for each module.")
-vela_package(camera vela-camera any "${same_library}, lighttpd, espeak-ng"
-  "A camera's web interface over a painted scene: live pictures, privacy
-masks, sound and recordings. Started by vela-camera.")
 
 # Debugging information goes into a package of its own, where debuggers look for it by the library's build ID.
 if(VELA_DEBUG_INFO)
@@ -73,7 +67,6 @@ endif()
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SECTION doc)
-set(CPACK_DEBIAN_CAMERA_PACKAGE_SECTION web)
 
 # The dynamic linker's cache is renewed, and packages whose programs are linked with the library learn what they need.
 file(WRITE ${PROJECT_BINARY_DIR}/packages/triggers "activate-noawait ldconfig\n")
