@@ -1,5 +1,5 @@
 // The live picture, and everything that moves the camera.
-import { digits, get, part, post, say, tell } from './server.js';
+import { digits, get, newest, part, post, say, tell } from './server.js';
 import { begin_masks, list_masks } from './masks.js';
 import { begin_fit } from './fit.js';
 import { begin_places } from './places.js';
@@ -132,7 +132,7 @@ document.addEventListener('visibilitychange', let_go);
 
 // Dragging turns the camera with the pointer, two fingers zoom. What goes on while a request is under way is sent after it.
 const pointers = new Map();
-let grip = null, wanted = null;
+let grip = null;
 
 const spread = () => {
   const [a, b] = pointers.values();
@@ -144,16 +144,7 @@ const middle = () => {
 };
 const take = () => { grip = pointers.size ? { ...middle(), spread: spread(), pan: state.pan, tilt: state.tilt, fov: state.fov } : null; };
 
-async function follow(target) {
-  const busy = wanted;
-  wanted = target;
-  if (busy) return;
-  while (wanted) {
-    const next = wanted;
-    await go(next);
-    if (wanted === next) wanted = null;
-  }
-}
+const follow = newest((target) => go(target));
 view.addEventListener('pointerdown', (event) => {
   if (event.button !== 0) return;
   view.setPointerCapture(event.pointerId);

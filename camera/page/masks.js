@@ -1,6 +1,6 @@
 // Masks: polygons of directions that nobody shall see. Each corner becomes a direction at once, so the camera can be turned while
 // one is drawn.
-import { ask_twice, element, get, part, post, say, shape, tell } from './server.js';
+import { ask_twice, element, get, newest, part, post, say, shape, tell } from './server.js';
 import { overlay } from './vela.js';
 
 const list = part('masks-list'), form = part('masks-form'), draw = part('masks-draw'), error = part('masks-error');
@@ -72,17 +72,7 @@ async function direction(x, y) {
   return found && [number(found.pan), number(found.tilt)];
 }
 
-let sketching = false, again = false;
-async function sketch() {
-  again = true;
-  if (sketching) return;
-  sketching = true;
-  while (again) {
-    again = false;
-    await outline();
-  }
-  sketching = false;
-}
+const sketch = newest(outline);
 async function outline() {
   if (!corners) return part('sketch').replaceChildren();
   const points = corners.length === 0 ? [] : await places(corners).catch(() => null);

@@ -73,6 +73,25 @@ export function ask_twice(button, act, about = '') {
   });
 }
 
+// Runs one call at a time: of those that come meanwhile the newest follows, the others are left out.
+export function newest(run) {
+  let waiting = null, running = false;
+  return async (...wanted) => {
+    waiting = wanted;
+    if (running) return;
+    running = true;
+    try {
+      while (waiting) {
+        const now = waiting;
+        waiting = null;
+        await run(...now);
+      }
+    } finally {
+      running = false;
+    }
+  };
+}
+
 // A number as people read it: a real minus, and no "-0".
 export function digits(value, decimals = 0) {
   const text = Math.abs(value).toFixed(decimals);

@@ -52,26 +52,28 @@ struct line {
     position from, to;
 };
 
-} // namespace
-
-// 1 and the position of a direction; 0 where it is not in front, or there is no view.
-VELA_EXPORT(overlay_place)
-int32_t overlay_place(const view_record *seen, double pan, double tilt, position *out) {
+// What is asked of a view, where there is one and it finds something.
+template <class Found, class Ask>
+bool find(const view_record *seen, Found *out, Ask ask) {
     const std::optional<view> made = seen->made();
-    const std::optional<position> found = made ? made->place({pan, tilt}) : std::nullopt;
+    const std::optional<Found> found = made ? ask(*made) : std::nullopt;
     if (found)
         *out = *found;
     return found.has_value();
 }
 
+} // namespace
+
+// 1 and the position of a direction; 0 where it is not in front, or there is no view.
+VELA_EXPORT(overlay_place)
+int32_t overlay_place(const view_record *seen, double pan, double tilt, position *out) {
+    return find(seen, out, [=](const view &made) { return made.place({pan, tilt}); });
+}
+
 // 1 and the direction that a position shows; 0 where it shows none, or there is no view.
 VELA_EXPORT(overlay_at)
 int32_t overlay_at(const view_record *seen, double x, double y, direction *out) {
-    const std::optional<view> made = seen->made();
-    const std::optional<direction> found = made ? made->at({x, y}) : std::nullopt;
-    if (found)
-        *out = *found;
-    return found.has_value();
+    return find(seen, out, [=](const view &made) { return made.at({x, y}); });
 }
 
 // A mask for overlay_mask_free(); null where there is none.
