@@ -7,8 +7,8 @@
  * Q15 (32768 stands for 1.0). All are pure functions: they keep nothing, allocate nothing and never fail. The same
  * argument gives the same bits on every machine, and no floating point is used. Any number of threads may call them.
  *
- * A cosine is sinQ10inQ12out(92160 - angle). An arcsine is read from asinDegQ10inQ10out_table at the Q10 argument plus
- * 1024. Both tables are constant data, present from load time.
+ * A cosine is sinQ10inQ12out(92160 - angle). The arcsine of a Q10 number is entry 1024 plus this number of
+ * asinDegQ10inQ10out_table. Both tables are constant data, present from load time.
  */
 #ifndef VELA_FIXEDPOINT_H
 #define VELA_FIXEDPOINT_H
