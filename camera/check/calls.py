@@ -31,6 +31,7 @@ def movement():
     change("ptz", action="move", pan=90, tilt=10, fov=40)
     passing = fetch("ptz")
     expect(passing["moving"], "a move takes its time")
+    expect(passing["reach"][1] == [-90, 90] and passing["plan"]["begun"] <= passing["now"], f"its plan: {passing}")
     time.sleep(2.5)
     there = fetch("ptz")
     expect([there[axis] for axis in ("pan", "tilt", "fov")] == [90, 10, 40] and not there["moving"], f"arrived: {there}")

@@ -1,6 +1,20 @@
 // A picture from the camera's state: scene, view, masks, and only then what is written on top.
 #include "eye.hpp"
 #include "masks.hpp"
+#include <vela/cpp/url.hpp>
+
+namespace {
+
+std::string caption_of(const smap_view &view, const timeval &at, bool is_stamped) {
+    const auto degrees = [](int32_t angle) { return web::json::number(angle / 1024.0, 10); };
+    std::string text = "pan=" + degrees(view.pan) + "&tilt=" + degrees(view.tilt) + "&fov=" + degrees(view.fov) +
+                       "&time=" + web::json::number(motion::seconds_between({}, at), 6);
+    if (is_stamped)
+        text += "&stamp=" + vela::url::encode_form(picture::stamp_of(at));
+    return text;
+}
+
+} // namespace
 
 sight read_sight(const web::exchange &one, int32_t width, int32_t height) {
     sight all = {one.whole("width", picture::kLeastWidth, picture::kMostWidth, width),
@@ -28,18 +42,17 @@ const picture::frame &eye::look(const sight &what, const timeval &at, marks on_t
     renderer_.render(place, view, levels, frame_, parts_);
     masks::burn(view, frame_);
     parts_.part("overlay");
-    if (on_top == marks::as_set) {
-        if (all.grid)
-            picture::draw_grid(view, frame_);
-        if (all.stamp)
-            picture::draw_stamp(view, at, frame_);
-        parts_.part("marks");
-    }
+    if (on_top != marks::none && all.grid)
+        picture::draw_grid(view, frame_);
+    if (on_top == marks::as_set && all.stamp)
+        picture::draw_stamp(view, at, frame_);
+    parts_.part("marks");
+    caption_ = caption_of(view, at, all.stamp);
     return frame_;
 }
 
-std::vector<uint8_t> eye::jpeg(const sight &what, int32_t quality) {
-    std::vector<uint8_t> encoded = picture::encode(look(what, state::now()), quality);
+std::vector<uint8_t> eye::jpeg(const sight &what, int32_t quality, marks on_top) {
+    std::vector<uint8_t> encoded = picture::encode(look(what, state::now(), on_top), quality);
     parts_.part("jpeg");
     return encoded;
 }

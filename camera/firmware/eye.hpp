@@ -17,16 +17,19 @@ smap_view view_of(const sight &what, const timeval &at);
 // Everything that a picture needs is read anew for each: what is changed meanwhile shows in the next one.
 class eye {
 public:
-    enum class marks { as_set, none };
+    enum class marks { as_set, unstamped, none };
 
     // The picture lives until the next look.
     const picture::frame &look(const sight &what, const timeval &at, marks on_top = marks::as_set);
-    std::vector<uint8_t> jpeg(const sight &what, int32_t quality);
+    std::vector<uint8_t> jpeg(const sight &what, int32_t quality, marks on_top = marks::as_set);
     // Of the last look.
     const std::string &costs() const { return parts_.text(); }
+    // Where and when it was, and its stamp, if pictures are stamped: "pan=12.5&tilt=..&fov=..&time=..[&stamp=..]".
+    const std::string &caption() const { return caption_; }
 
 private:
     picture::costs parts_;
     picture::renderer renderer_;
     picture::frame frame_;
+    std::string caption_;
 };

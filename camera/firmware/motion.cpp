@@ -174,24 +174,22 @@ plan drive(const plan &current, const timeval &now, const std::array<double, 3> 
     // The narrower the view, the slower the turning.
     const double slower = std::clamp(std::exp2(states[2].place) / 60, 0.04, 1.0);
     const double scale[3] = {slower, slower, 1};
-    const double span = std::fmod(allowed.right - allowed.left + 720, 360);
-    const double base = allowed.left + turns_before(allowed, states[0].place);
-    const double low[3] = {allowed.all_round() ? -1e9 : base, allowed.low, std::log2(kNarrowest)};
-    const double high[3] = {allowed.all_round() ? 1e9 : base + span, allowed.high, std::log2(kWidest)};
+    const reach free = reach_from(states[0].place, allowed);
     for (size_t i = 0; i < 3; ++i) {
         const double speed = shares[i] * kFastest[i] * scale[i];
         result.axes[i] = course::along(states[i], speed, seconds, kAccelerations[i]);
         const double end = result.axes[i].at(result.axes[i].duration()).place;
         // Who stands beside the limits, be it by rounding, goes back to them even when asked to stop.
-        if (end < low[i] || end > high[i])
-            result.axes[i] = course::to(states[i], std::clamp(end, low[i], high[i]),
+        if (end < free[i][0] || end > free[i][1])
+            result.axes[i] = course::to(states[i], std::clamp(end, free[i][0], free[i][1]),
                                         std::max({std::fabs(speed), std::fabs(states[i].speed), kFastest[i] / 20}),
                                         kAccelerations[i]);
     }
     return result;
 }
 
-position on_patrol(const std::vector<position> &stops, double dwell, double seconds, const limits &allowed) {
+plan on_patrol(const std::vector<position> &stops, double dwell, const timeval &begun, const timeval &now,
+               const limits &allowed) {
     std::vector<plan> legs;
     std::vector<double> lasting;
     double round = 0;
@@ -204,17 +202,28 @@ position on_patrol(const std::vector<position> &stops, double dwell, double seco
         lasting.push_back(longest);
         round += dwell + longest;
     }
-    seconds = std::fmod(std::max(0.0, seconds), std::max(round, 1e-3));
+    double since = std::fmod(std::max(0.0, seconds_between(begun, now)), std::max(round, 1e-3));
     for (size_t i = 0; i < legs.size(); ++i) {
-        if (seconds < dwell + lasting[i]) {
-            position result;
-            for (size_t k = 0; k < 3; ++k)
-                result.axis[k] = legs[i].axes[k].at(std::max(0.0, seconds - dwell)).place;
-            return result;
+        if (since < dwell + lasting[i]) {
+            const auto microseconds = std::llround(since * 1e6);
+            const timeval passed = {static_cast<time_t>(microseconds / 1000000),
+                                    static_cast<suseconds_t>(microseconds % 1000000)};
+            legs[i].begun = time_sub(&now, &passed);
+            for (course &one : legs[i].axes)
+                one.pieces.insert(one.pieces.begin(), {dwell, 0});
+            return legs[i];
         }
-        seconds -= dwell + lasting[i];
+        since -= dwell + lasting[i];
     }
-    return within(allowed, stops.front());
+    return plan::resting(now, within(allowed, stops.front()));
+}
+
+reach reach_from(double pan, const limits &allowed) {
+    const double span = std::fmod(allowed.right - allowed.left + 720, 360);
+    const double base = allowed.left + turns_before(allowed, pan);
+    return {{{allowed.all_round() ? -1e9 : base, allowed.all_round() ? 1e9 : base + span},
+             {allowed.low, allowed.high},
+             {std::log2(kNarrowest), std::log2(kWidest)}}};
 }
 
 smap_view view_of(const position &at, int32_t width, int32_t height) {

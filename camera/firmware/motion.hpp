@@ -67,8 +67,14 @@ plan move_to(const plan &current, const timeval &now, const position &target, co
 plan drive(const plan &current, const timeval &now, const std::array<double, 3> &shares, double seconds,
            const limits &within);
 
-// A tour of positions, each kept for some seconds, from the first on and round again.
-position on_patrol(const std::vector<position> &stops, double dwell, double seconds, const limits &within);
+// A tour of positions, each kept for some seconds, from the first on and round again: the stay that is due now and the
+// way to the next stop.
+plan on_patrol(const std::vector<position> &stops, double dwell, const timeval &begun, const timeval &now,
+               const limits &within);
+
+// From where to where each axis may go, as pan is counted at a place.
+using reach = std::array<std::array<double, 2>, 3>;
+reach reach_from(double pan, const limits &within);
 
 // A position that the limits allow, nearest to the one asked for.
 position within(const limits &allowed, position wanted);

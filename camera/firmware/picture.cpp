@@ -255,14 +255,19 @@ void draw_grid(const smap_view &view, frame &onto) {
     }
 }
 
-void draw_stamp(const smap_view &view, const timeval &at, frame &onto) {
-    const int32_t scale = std::max(1, view.height / 300), margin = 6 * scale;
+std::string stamp_of(const timeval &at) {
     tm local;
     const time_t seconds = at.tv_sec;
     localtime_r(&seconds, &local);
     char text[64];
     std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
-    onto.write(margin, margin, text, {255, 255, 255}, scale);
+    return text;
+}
+
+void draw_stamp(const smap_view &view, const timeval &at, frame &onto) {
+    const int32_t scale = std::max(1, view.height / 300), margin = 6 * scale;
+    onto.write(margin, margin, stamp_of(at), {255, 255, 255}, scale);
+    char text[64];
     std::snprintf(text, sizeof text, "%.1f %+.1f  %.1f", view.pan / 1024.0, view.tilt / 1024.0, view.fov / 1024.0);
     onto.write(onto.width - margin - static_cast<int32_t>(std::strlen(text)) * (font::kWidth + 1) * scale, margin, text,
                {255, 255, 255}, scale);

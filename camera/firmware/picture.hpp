@@ -64,7 +64,9 @@ private:
 
 // Directions all ten degrees and the points of the compass.
 void draw_grid(const smap_view &view, frame &onto);
-// Name, time and position in the corners.
+// The time in words, in the camera's zone.
+std::string stamp_of(const timeval &at);
+// Time and position in the corners.
 void draw_stamp(const smap_view &view, const timeval &at, frame &onto);
 
 // JPEG; quality 1 to 100.

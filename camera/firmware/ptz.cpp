@@ -28,6 +28,36 @@ web::json::object described(const motion::position &at) {
     return web::json::object().add("pan", canonical_pan(at.pan())).add("tilt", at.tilt()).add("fov", at.fov());
 }
 
+double seconds_of(const timeval &time) { return motion::seconds_between({}, time); }
+
+std::string text_of(const motion::course &axis) {
+    web::json::array pieces;
+    for (const motion::course::piece &each : axis.pieces)
+        pieces.raw(web::json::array()
+                       .raw(web::json::number(each.seconds, 9))
+                       .raw(web::json::number(each.acceleration, 9))
+                       .text());
+    return web::json::object()
+        .add("start", axis.start, 9)
+        .add("speed", axis.speed, 9)
+        .raw("pieces", pieces.text())
+        .text();
+}
+
+std::string text_of(const motion::plan &plan) {
+    web::json::array axes;
+    for (const motion::course &axis : plan.axes)
+        axes.raw(text_of(axis));
+    return web::json::object().add("begun", seconds_of(plan.begun), 6).raw("axes", axes.text()).text();
+}
+
+std::string text_of(const motion::reach &free) {
+    web::json::array axes;
+    for (const auto &[low, high] : free)
+        axes.raw(web::json::array().raw(web::json::number(low, 9)).raw(web::json::number(high, 9)).text());
+    return axes.text();
+}
+
 void report(exchange &one) {
     const timeval now = state::now();
     const motion::plan plan = state::current_plan(now);
@@ -39,6 +69,9 @@ void report(exchange &one) {
     one.json(described(plan.at(now))
                  .add("moving", tour || plan.is_moving(now))
                  .add("patrol", tour.has_value())
+                 .add("now", seconds_of(now), 6)
+                 .raw("plan", text_of(plan))
+                 .raw("reach", text_of(motion::reach_from(plan.at(now).pan(), allowed)))
                  .raw("limits", web::json::object()
                                     .add("left", allowed.left)
                                     .add("right", allowed.right)

@@ -121,8 +121,7 @@ motion::plan current_plan(const timeval &at) {
         std::vector<motion::position> positions;
         for (const preset &one : stops)
             positions.push_back(one.at);
-        const double seconds = motion::seconds_between(tour->begun, at);
-        return motion::plan::resting(at, motion::on_patrol(positions, tour->dwell, seconds, limits()));
+        return motion::on_patrol(positions, tour->dwell, tour->begun, at, limits());
     }
     if (const auto kept = store::read("motion"))
         return motion::plan::parse(*kept);

@@ -36,7 +36,7 @@ struct patrol {
 std::optional<patrol> patrolling();
 void keep(const std::optional<patrol> &tour);
 
-// Where the camera is and how it goes on from there; a patrol as a plan at rest.
+// Where the camera is and how it goes on from there; of a patrol, as far as its next stop.
 motion::plan current_plan(const timeval &at);
 void keep(const motion::plan &plan);
 motion::position position_at(const timeval &at);

@@ -40,10 +40,11 @@ public:
     explicit picture_stream(web::exchange &one) : one_(one) {}
 
     bool begin() { return one_.begin("multipart/x-mixed-replace; boundary=vela-picture"); }
-    bool send(std::string_view jpeg) {
+    // `fields`: further lines of the picture's head, each with its end.
+    bool send(std::string_view jpeg, std::string_view fields = {}) {
         const std::string size = std::to_string(jpeg.size());
-        return one_.write(
-            {"--vela-picture\r\nContent-Type: image/jpeg\r\nContent-Length: ", size, "\r\n\r\n", jpeg, "\r\n"});
+        return one_.write({"--vela-picture\r\nContent-Type: image/jpeg\r\n", fields, "Content-Length: ", size,
+                           "\r\n\r\n", jpeg, "\r\n"});
     }
     bool end() { return one_.write({"--vela-picture--\r\n"}); }
 

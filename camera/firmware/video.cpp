@@ -1,6 +1,7 @@
 // What the camera sees.
 //
-//   GET  /api/video         a JPEG: [width height quality], and [pan tilt fov] to look elsewhere than the camera does
+//   GET  /api/video         a JPEG: [width height quality], [stamp=0] to leave the stamp out, and [pan tilt fov] to
+//                           look elsewhere than the camera does
 //   GET  /api/video/live    the same as an endless multipart stream: [fps], [frames] to end after so many
 //   GET  /api/video/raw     the picture before it's encoded, in RGB, of now or of a [time]
 //   POST /api/video         settings: [light=auto|day|night] [grid=0|1] [stamp=0|1] [exposure] [curve=x,y;x,y...]
@@ -19,12 +20,15 @@ using web::exchange;
 using web::refusal;
 
 int32_t read_quality(const exchange &one) { return one.whole("quality", 1, 100, 85); }
+eye::marks read_marks(const exchange &one) {
+    return one.flag("stamp", true) ? eye::marks::as_set : eye::marks::unstamped;
+}
 
 void send_one(exchange &one) {
     const sight what = read_sight(one);
     eye sensor;
-    const std::vector<uint8_t> jpeg = sensor.jpeg(what, read_quality(one));
-    one.response().header("Server-Timing", sensor.costs());
+    const std::vector<uint8_t> jpeg = sensor.jpeg(what, read_quality(one), read_marks(one));
+    one.response().header("Server-Timing", sensor.costs()).header("X-Camera-Picture", sensor.caption());
     one.answer("image/jpeg", text_of(jpeg));
 }
 
@@ -43,6 +47,7 @@ void send_raw(exchange &one) {
 void send_stream(exchange &one) {
     const sight what = read_sight(one);
     const int32_t quality = read_quality(one);
+    const eye::marks on_top = read_marks(one);
     const std::chrono::microseconds period(std::lround(1e6 / one.number("fps", 0.1, 25, 25)));
     const int32_t frames = one.whole("frames", 1, 1000000, INT32_MAX - 1);
     picture_stream stream(one);
@@ -51,7 +56,8 @@ void send_stream(exchange &one) {
     eye sensor;
     beat pace(period, beat::late::left_out);
     for (int32_t i = 0; i < frames; ++i) {
-        if (!stream.send(text_of(sensor.jpeg(what, quality))))
+        const std::vector<uint8_t> jpeg = sensor.jpeg(what, quality, on_top);
+        if (!stream.send(text_of(jpeg), "X-Camera-Picture: " + sensor.caption() + "\r\n"))
             return;
         pace.wait();
     }

@@ -57,6 +57,13 @@ export interface Overlay {
   /** Which direction a position shows, pan from 0 to 360; null beyond the rim of what is in front. */
   at(view: OverlayView, x: number, y: number): { pan: number; tilt: number } | null;
   /**
+   * Where another view shows what one shows: the way of pixels from a picture taken then to the view of now.
+   * @param positions pairs of x and y
+   * @returns pairs of x and y, on the other view's screen or beside it; two NaN where the position shows no direction, or one behind
+   * the other view
+   */
+  remap(view: OverlayView, other: OverlayView, positions: Float64Array): Float64Array;
+  /**
    * The straight lines of a path, nowhere half a pixel from the arcs between its directions.
    * @param path pairs of pan and tilt
    * @returns x and y of both ends for each line; null where a number is not finite or two neighbours are opposite

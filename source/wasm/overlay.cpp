@@ -76,6 +76,16 @@ int32_t overlay_at(const view_record *seen, double x, double y, direction *out) 
     return find(seen, out, [=](const view &made) { return made.at({x, y}); });
 }
 
+// Where another view shows what one shows at some positions; NaN where there is nothing, or it is behind the other one.
+VELA_EXPORT(overlay_remap)
+void overlay_remap(const view_record *seen, const view_record *other, position *points, uint32_t count) {
+    const std::optional<view> made = seen->made(), there = other->made();
+    for (position &one : std::span(points, count)) {
+        const std::optional<direction> shown = made ? made->at(one) : std::nullopt;
+        one = (shown && there ? there->place(*shown) : std::nullopt).value_or(position{NAN, NAN});
+    }
+}
+
 // A mask for overlay_mask_free(); null where there is none.
 VELA_EXPORT(overlay_mask_make)
 mask *overlay_mask_make(const direction *corners, uint32_t count) {

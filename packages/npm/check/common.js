@@ -198,7 +198,8 @@ function assertions({ instantiate, VelaError }, module) {
 
 // A mask tells the same by its runs and by what it contains.
 export async function checkMasks({ load }, source) {
-  const { Mask, at, place, outline, trace } = await load(source), view = { width: 320, height: 180, pan: 350, tilt: 40, fov: 90 };
+  const { Mask, at, place, remap, outline, trace } = await load(source), view = { width: 320, height: 180, pan: 350, tilt: 40, fov: 90 };
+  const turned = { ...view, width: 640, pan: 60, tilt: -20, fov: 70 };
   const mask = Mask.make(Float64Array.of(340, 30, 375, 35, 10, 55, 345, 20)), covered = new Uint8Array(320 * 180);
   const runs = mask.list(view, 'centres');
   for (let i = 0; i < runs.length; i += 3) covered.fill(1, 320 * runs[i] + runs[i + 1], 320 * runs[i] + runs[i + 2]);
@@ -206,6 +207,8 @@ export async function checkMasks({ load }, source) {
     const { pan, tilt } = at(view, i % 320, Math.floor(i / 320)), { x, y } = place(view, pan, tilt);
     check(mask.contains(pan, tilt) === (one === 1), `pixel ${i}`);
     check(Math.hypot(x - i % 320, y - Math.floor(i / 320)) < 0.05, `pixel ${i} is found at ${x}, ${y}`);
+    const there = place(turned, pan, tilt) ?? { x: NaN, y: NaN }, [u, v] = remap(view, turned, Float64Array.of(i % 320, Math.floor(i / 320)));
+    check(Object.is(u, there.x) && Object.is(v, there.y), `pixel ${i} is carried to ${u}, ${v}`);
   });
   check(mask.list(view).length >= runs.length && covered.includes(1), 'a mask covers something');
   const corners = outline(view, Float64Array.of(10, 10, 300, 10, 300, 170)), path = trace(view, corners);

@@ -76,6 +76,11 @@ export function overlay(module) {
       const found = pair('overlay_at', view, real('x', x), real('y', y));
       return found && { pan: found[0], tilt: found[1] };
     },
+    remap: (view, other, positions) => core.use((room, put) => {
+      const count = pairs('positions', positions), at = put(positions);
+      exports.overlay_remap(put(fields(view)), put(fields(other)), at, count);
+      return core.copy(Float64Array, at, 2 * count);
+    }),
     trace: (view, path) => along('overlay_trace', 4, view, path, pairs('path', path)),
     outline: (view, corners) => along('overlay_outline', 2, view, corners, pairs('corners', corners)),
   };
