@@ -21,8 +21,11 @@ runs() { same "$*" "$("$@" one -v two | tail -n 1)" '  <two>'; }
 mkdir "$work/consumer"
 cd "$work/consumer"
 cp "$source/tests/abi/consumer.cmake" CMakeLists.txt
-sed -n '/^```c$/,/^```$/p' "$source/README.md" | sed '1d;$d' >first.c
-sed -n '/^```cpp$/,/^```$/p' "$source/README.md" | sed '1d;$d' >hello.cpp
+# program LANGUAGE PAGE, line BEGINNING PAGE: as the page shows it.
+program() { sed -n "/^ *\`\`\`$1\$/,/^ *\`\`\`\$/p" "$source/$2" | sed '1d;$d'; }
+line() { sed -n "s/^ *\($1 .*\)/\1/p" "$source/$2"; }
+program c README.md >first.c
+program cpp README.md >hello.cpp
 sed 's/NULL/nullptr/g' first.c >first.cpp
 
 quietly cmake --preset library -G "$generator" -S "$source" -B "$work/library"
@@ -43,13 +46,25 @@ same vela/version.h "$(echo VELA_VERSION_MAJOR VELA_VERSION_MINOR VELA_VERSION_P
 same Doxyfile "$(sed -n 's/^PROJECT_NUMBER *= //p' "$source/Doxyfile")" "$version"
 same CHANGELOG.md "$(sed -n 's/^## \([^ ]*\) .*/\1/p' "$source/CHANGELOG.md" | head -n 1)" "$version"
 
-for language in "cc -std=c11 first.c" "c++ -std=c++17 first.cpp"; do
-    quietly $language $flags -o "$work/first"
-    runs env LD_LIBRARY_PATH="$libraries" "$work/first"
+LD_LIBRARY_PATH=$libraries
+export LD_LIBRARY_PATH
+for command in "$(line 'cc first.c' README.md)" "cc -std=c11 first.c $flags -o first" "c++ -std=c++17 first.cpp $flags -o first"; do
+    quietly sh -c "$command"
+    runs ./first
 done
-quietly c++ -std=c++20 hello.cpp $flags -o "$work/hello"
-same hello.cpp "$(LD_LIBRARY_PATH=$libraries REQUEST_METHOD=GET QUERY_STRING='name=a%22b' "$work/hello" | tail -n 1)" \
-    '{"hello": "a\"b"}'
+quietly sh -c "$(line c++ README.md)"
+same hello.cpp "$(eval "$(line REQUEST_METHOD=GET README.md)" | tail -n 1)" '{"hello": "Front gate"}'
+
+# A dot() of the program's own beside the library's.
+cp "$libraries/libvela.a" .
+sh -c "$(line objcopy docs/conventions.md)"
+{
+    program c docs/conventions.md
+    echo 'int32_t dot(void) { return 1; }'
+    echo 'int main(void) { const int32_t a[3] = {2, 3, 4}; return vela_dot(a, a) + dot() == 30 ? 0 : 1; }'
+} >dot.c
+quietly cc -I"$prefix/include" dot.c libvela-renamed.a -o dot
+./dot
 
 # All of the archive, so that nothing of it is missing there.
 quietly musl-gcc -std=c11 -static first.c -I"$prefix/include" \
@@ -58,6 +73,16 @@ runs "$work/musl"
 
 quietly cmake -G "$generator" -S . -B "$work/installed" -DCMAKE_PREFIX_PATH="$prefix"
 quietly cmake -G "$generator" -S . -B "$work/subdirectory" -DVELA_SOURCE="$source"
+mkdir readme
+{
+    echo 'cmake_minimum_required(VERSION 3.25)'
+    echo 'project(program LANGUAGES C CXX)'
+    echo 'add_executable(program ../first.c)'
+    program cmake README.md
+} >readme/CMakeLists.txt
+quietly cmake -G "$generator" -S readme -B "$work/readme" -DCMAKE_PREFIX_PATH="$prefix"
+quietly cmake --build "$work/readme"
+runs "$work/readme/program"
 for kind in installed subdirectory; do
     quietly cmake --build "$work/$kind"
     runs "$work/$kind/shared"
