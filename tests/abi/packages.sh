@@ -30,7 +30,7 @@ sed 's/NULL/nullptr/g' first.c >first.cpp
 
 quietly cmake --preset library -G "$generator" -S "$source" -B "$work/library"
 quietly cmake --build "$work/library"
-quietly cmake --install "$work/library" --prefix "$work/elsewhere"
+quietly cmake --install "$work/library" --prefix "$work/elsewhere" --strip
 mv "$work/elsewhere" "$prefix"
 
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name vela.pc)")
