@@ -1,9 +1,10 @@
 // By which light the scene is seen, what is written on the picture, exposure and tone curve.
-import { digits, get, part, post, shape, tell } from './server.js';
+import { digits, get, newest, part, post, shape, tell } from './server.js';
+import { library } from './vela.js';
 
 const error = part('light-error'), refused = part('curve-error'), plot = part('curve');
 
-// ---- What was answered last, and what is still to be asked. While a knot is dragged only the newest wish is sent on.
+// ---- What was answered last, and what is wanted beyond that. While a knot is dragged only the newest wish is sent on.
 
 let settings = null, wish = null;
 
@@ -13,7 +14,6 @@ function show(answer) {
   part('grid').checked = answer.grid;
   part('stamp').checked = answer.stamp;
   if (!wish) part('exposure').value = answer.exposure;
-  part('exposure-words').textContent = `${answer.exposure > 0 ? '+' : ''}${digits(answer.exposure, 1)} stops`;
   if (!grip && !wish) knots = answer.curve; // until then an answer is older than what is wanted
   draw();
   return true;
@@ -21,36 +21,46 @@ function show(answer) {
 const set = (fields, place = error) => tell(place, post('/api/video', fields).then(show));
 export const load_light = () => tell(error, get('/api/video/settings').then(show));
 
+const send = newest(async () => {
+  const sent = wish;
+  await set(sent, refused);
+  if (wish === sent) wish = null;
+});
 async function ask(fields) {
-  const busy = wish;
-  wish = fields;
-  if (busy) return;
-  while (wish) {
-    const now = wish;
-    await set(now, refused);
-    if (wish === now) wish = null;
-  }
-  if (!grip && settings) show(settings);
+  wish = { ...wish, ...fields };
+  if (settings) draw();
+  await send();
+  if (!wish && !grip && settings) show(settings);
 }
 
 for (const radio of document.querySelectorAll('[name=light]'))
   radio.addEventListener('change', () => set({ light: radio.value }));
 for (const mark of ['grid', 'stamp'])
   part(mark).addEventListener('change', () => set({ [mark]: part(mark).checked ? 1 : 0 }));
-part('exposure').addEventListener('input', () => ask({ exposure: part('exposure').value }));
+part('exposure').addEventListener('input', () => ask({ exposure: Number(part('exposure').value) }));
 
-// ---- The curve. What is drawn is the spline that the camera computed; the knots are where they are wanted.
+// ---- The curve, drawn as soon as a knot or the exposure is wanted elsewhere: computed here as the camera will compute it, or as
+// the camera last did where the page has no library. The knots are where they are wanted.
 
 let knots = [], chosen = 0, grip = null;
 
+const exposure = () => wish?.exposure ?? settings.exposure;
 const path = (values) => `M${values.map((value, x) => `${x} ${255 - value}`).join('L')}`;
 
+// The curve's 256 values, and what they are after the exposure; null where the page has no library, and for knots that the camera
+// refuses since their x don't rise.
+export function tones(knots, exposure) {
+  if (!library || knots.some(([x], i) => i > 0 && x <= knots[i - 1][0])) return null;
+  const spline = Array.from(library.curve.table('fixedSpline', Int16Array.from(knots.flat())), (value) => between(0, value, 255));
+  return { spline, levels: spline.map((_, i) => spline[between(0, i * 2 ** (exposure / 2.2), 255)]) };
+}
+
 function draw() {
-  const focused = plot.contains(document.activeElement);
+  const focused = plot.contains(document.activeElement), { spline, levels } = tones(knots, exposure()) ?? settings;
   plot.replaceChildren(
     shape('path', { class: 'frame', d: 'M0 0H255V255H0ZM0 63.75H255M0 127.5H255M0 191.25H255M63.75 0V255M127.5 0V255M191.25 0V255' }),
-    ...(settings.exposure ? [shape('path', { class: 'levels', d: path(settings.levels) })] : []),
-    shape('path', { class: 'spline', d: path(settings.spline) }),
+    ...(exposure() ? [shape('path', { class: 'levels', d: path(levels) })] : []),
+    shape('path', { class: 'spline', d: path(spline) }),
     ...knots.map(([x, y], i) => shape('circle', {
       class: 'knot', cx: x, cy: 255 - y, r: 8, tabindex: i === chosen ? 0 : -1, 'data-knot': i, role: 'slider',
       'aria-label': `Knot ${i + 1} of ${knots.length}`, 'aria-valuemin': 0, 'aria-valuemax': 255, 'aria-valuenow': y, 'aria-valuetext': `${x} becomes ${y}`,
@@ -61,7 +71,8 @@ function draw() {
 function words() {
   const [x, y] = knots[chosen] ?? [];
   part('curve-words').textContent = x === undefined ? '' :
-    `Knot ${chosen + 1} of ${knots.length}: ${x} becomes ${y}.${settings.exposure ? ' The thin line is the curve after the exposure.' : ''}`;
+    `Knot ${chosen + 1} of ${knots.length}: ${x} becomes ${y}.${exposure() ? ' The thin line is the curve after the exposure.' : ''}`;
+  part('exposure-words').textContent = `${exposure() > 0 ? '+' : ''}${digits(exposure(), 1)} stops`;
   part('curve-remove').disabled = chosen === 0 || chosen === knots.length - 1;
   part('curve-add').disabled = knots.length >= 16;
 }
@@ -71,7 +82,6 @@ const between = (low, value, high) => Math.min(Math.max(Math.round(value), low),
 function place(i, x, y) {
   const ends = i === 0 ? 0 : i === knots.length - 1 ? 255 : between(0, x, 255);
   knots = knots.map((knot, k) => (k === i ? [ends, between(0, y, 255)] : knot));
-  draw();
   ask({ curve: knots.map((knot) => knot.join(',')).join(';') });
 }
 function add(x, y) {
