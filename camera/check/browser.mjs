@@ -349,16 +349,59 @@ async function fit() {
   await page.click('#fit-take');
 }
 
+// The hull that the page computes is the camera's: exactly that of the same colours, and nearly that of the picture, which is
+// compressed meanwhile.
 async function hull() {
+  const { stamp, grid, curve } = await get('/api/video/settings');
+  await post('/api/video', { stamp: 0, grid: 0 });
   await panel('hull');
   await until(() => / faces/.test(document.getElementById('hull-words').textContent));
+  const { here, there } = await page.evaluate(async () => {
+    const [{ hull_of }, { get }] = await Promise.all([import('/hull.js'), import('/server.js')]);
+    const view = { width: 64, height: 36 }, fields = new URLSearchParams(view);
+    const raw = async () => new Uint8Array(await (await fetch(`/api/video/raw?${fields}`)).arrayBuffer());
+    // What the camera looked at is known if nothing has moved meanwhile.
+    for (let again = 0; again < 50; ++again) {
+      const before = await raw(), { vertices, faces, volume } = await get('/api/gamut', { ...view, points: 2304 }), after = await raw();
+      if (!before.every((value, i) => value === after[i])) continue;
+      const here = hull_of(Uint8Array.from({ length: 4 * 2304 }, (_, i) => (i % 4 < 3 ? before[3 * (i >> 2) + i % 4] : 255)));
+      return { here: { ...here, volume: Number(here.volume.toFixed(6)) }, there: { vertices, faces, volume } };
+    }
+  });
+  assert.deepEqual(here, there);
+  const camera = await get('/api/gamut?points=2304');
+  await page.evaluate(() => performance.clearResourceTimings());
+  // Compression adds colours, and something may have moved.
+  await until((there) => Math.abs(Number.parseFloat(document.getElementById('hull-words').textContent) / there - 1.2) < 0.4, 100 * camera.volume);
+  console.log(`browser: the page's hull holds ${(await text('#hull-words')).split(',')[0]}, the camera's ${(100 * camera.volume).toFixed(1)} %`);
+  // It follows the picture: colours as bright as each other lie in one plane, but for compression.
+  await post('/api/video', { curve: '0,128;255,128' });
+  await until(() => Number.parseFloat(document.getElementById('hull-words').textContent) < 0.5);
+  await post('/api/video', { curve: curve.join(';'), stamp: Number(stamp), grid: Number(grid) });
+  await until(() => Number.parseFloat(document.getElementById('hull-words').textContent) > 2);
+  assert.ok(!await page.evaluate(() => performance.getEntriesByType('resource').some((one) => one.name.includes('/api/gamut'))), 'the camera is not asked for it');
+
+  // While it has the same colours again and again, only what turns the hull changes it.
+  await page.evaluate(() => {
+    const { getImageData } = OffscreenCanvasRenderingContext2D.prototype;
+    let first = null;
+    OffscreenCanvasRenderingContext2D.prototype.getImageData = function (...area) {
+      return area.slice(2).join() === '64,36' ? first ??= getImageData.apply(this, area) : getImageData.apply(this, area);
+    };
+  });
+  await wait(1000);
   const seen = new Set(), painted = () => page.$eval('#hull', (canvas) => canvas.toDataURL());
+  seen.add(await painted());
+  await wait(500);
+  seen.add(await painted());
+  assert.equal(seen.size, 1);
   await page.focus('#hull');
   for (const key of ['ArrowLeft', 'ArrowUp', 'ArrowUp', 'ArrowLeft']) {
     seen.add(await painted());
     await page.keyboard.press(key);
   }
   assert.equal(seen.size, 4, 'arrow keys turn the hull');
+  await open();
 }
 
 // All three codes are played, and a voice is in each.

@@ -1,7 +1,8 @@
 // The hull of the view's colours in the cube of all colours, turned by dragging or by arrow keys.
-import { get, part, tell } from './server.js';
+import { Refusal, get, part, tell } from './server.js';
+import { library } from './vela.js';
 
-const canvas = part('hull'), error = part('hull-error'), panel = canvas.closest('details');
+const view = part('view'), canvas = part('hull'), error = part('hull-error'), panel = canvas.closest('details');
 let hull = null, turn = 2.2, tip = -0.5;
 
 const minus = (a, b) => a.map((value, i) => value - b[i]);
@@ -44,14 +45,52 @@ function paint() {
   }
 }
 
-export async function load_hull() {
-  if (!panel.open) return;
-  const answer = await tell(error, get('/api/gamut'));
+// So many pixels, evenly over the picture.
+const samples = { width: 64, height: 36 };
+const pick = new OffscreenCanvas(samples.width, samples.height).getContext('2d', { willReadFrequently: true });
+pick.imageSmoothingEnabled = false; // pixels as they are: a mean is a colour that nobody sees
+pick.globalCompositeOperation = 'copy';
+
+const triples = (all) => Array.from({ length: all.length / 3 }, (_, i) => Array.from(all.subarray(3 * i, 3 * i + 3)));
+
+// The hull of pixels of four bytes, in the form that the camera answers with.
+export function hull_of(pixels) {
+  const made = library.Hull.ofPixels(pixels, 4);
+  if (!made) throw new Refusal('the colours of this view have no volume');
+  const all = { vertices: triples(made.vertices()), faces: triples(made.faces()), volume: made.volume / 255 ** 3 };
+  made.free();
+  return all;
+}
+
+// The picture as the browser or the page itself shows it. What the page draws can be read until the frame is over.
+async function hull_here() {
+  const glass = view.querySelector('canvas:not([hidden])');
+  await new Promise((done) => { if (glass) view.addEventListener('sight', done, { once: true }); else requestAnimationFrame(done); });
+  pick.drawImage(glass ?? part('picture'), 0, 0, samples.width, samples.height);
+  return hull_of(pick.getImageData(0, 0, samples.width, samples.height).data);
+}
+
+async function look() {
+  const answer = await tell(error, library ? hull_here() : get('/api/gamut', { points: samples.width * samples.height }));
   if (!answer) return;
   hull = answer;
   part('hull-words').textContent =
     `${(100 * hull.volume).toFixed(1)} % of all colours, within ${hull.vertices.length} corners and ${hull.faces.length} faces.`;
   paint();
+}
+
+// Once by the camera; or here, and then it follows the picture as long as it's seen.
+let following = false;
+export async function load_hull() {
+  if (following || !panel.open) return;
+  following = Boolean(library);
+  part('hull-again').hidden = following;
+  await look();
+  while (following && panel.open) {
+    await new Promise((done) => setTimeout(done, 200));
+    await look();
+  }
+  following = false;
 }
 
 const by = (across, along) => {
