@@ -46,15 +46,10 @@ inline std::string escaped(std::string_view text) {
 class picture {
 public:
     picture(double height, std::string_view title) {
-        body = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"640\" height=\"" + number(height) +
-               "\" viewBox=\"0 0 640 " + number(height) + "\" role=\"img\">\n<title>" + escaped(title) +
-               "</title>\n<style>\ntext{font:15px system-ui,\"DejaVu Sans\",Verdana,sans-serif}\n"
-               ".head{font-weight:600;font-size:19px}.sub{font-weight:600;font-size:16px}"
-               ".mid{text-anchor:middle}.end{text-anchor:end}\n"
-               ".line{fill:none;stroke-width:2;stroke-linejoin:round}.thin{stroke-width:1}.bold{stroke-width:7}.pale{"
-               "opacity:.35}\n" +
-               colours(0) + "@media(prefers-color-scheme:dark){\n" + colours(1) +
-               "}\n</style>\n<rect width=\"100%\" height=\"100%\" rx=\"6\" class=\"fground\"/>\n";
+        add("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"640\" height=\"" + number(height) +
+            "\" viewBox=\"0 0 640 " + number(height) + "\" role=\"img\">\n<title>" + escaped(title) +
+            "</title>\n<style>\n" + kStyles + colours(0) + "@media(prefers-color-scheme:dark){\n" + colours(1) +
+            "}\n</style>\n<rect width=\"100%\" height=\"100%\" rx=\"6\" class=\"fground\"/>\n");
         text({kWidth / 2, 26}, title, "head mid fink");
     }
 
@@ -86,6 +81,11 @@ public:
     }
 
 private:
+    static constexpr const char *kStyles = R"(text{font:15px system-ui,"DejaVu Sans",Verdana,sans-serif}
+.head{font-weight:600;font-size:19px}.sub{font-weight:600;font-size:16px}.mid{text-anchor:middle}.end{text-anchor:end}
+.line{fill:none;stroke-width:2;stroke-linejoin:round}.thin{stroke-width:1}.bold{stroke-width:7}
+.pale{opacity:.35}.dash{stroke-dasharray:5 4}.face{stroke-width:1;stroke-linejoin:round}
+)";
     std::string body;
 
     static std::string colours(int scheme) {

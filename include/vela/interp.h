@@ -88,8 +88,14 @@ int32_t linear_interpolate(const interp_curve *curve, int16_t *out);
  * Of each segment of length h, 6 h times each of its values and h³ times the larger second derivative in Q8 must stay
  * below 2^31: (0, 32767), (10923, 32767) gives -32766 everywhere. At each inner knot, 6 times the change of slope
  * divided by the distance of its two neighbours must stay below 2^15: (0, 0), (2, 21846), (4, 0) gives 6827 at x 1 in
- * place of 15019. The table keeps the low 16 bits of each value. Values are rounded by adding half and truncating
- * toward zero, so negative ones come out up to 1 high.
+ * place of 15019.
+ *
+ * Second derivatives are kept in steps of 1/256, which shows where knots are far apart: of 20000 random curves of 3 to
+ * 6 knots between 0 and 255 each, the worst entry was off by 2 with knots 32 apart, 5 with 64, 14 with 128, over 40
+ * with 255.
+ *
+ * The table keeps the low 16 bits of each value. Values are rounded by adding half and truncating toward zero, so
+ * negative ones come out up to 1 high.
  *
  * @param curve  the curve, of type INTERP_SPLI; a single knot gives a table of one 0
  * @param out    the table; segments whose x does not rise are skipped
