@@ -89,7 +89,7 @@ private:
     std::string body;
 
     static std::string colours(int scheme) {
-        static constexpr const char *shades[][3] = {{"ground", "#fff", "#141414"},  {"ink", "#1d232b", "#e4e7eb"},
+        static constexpr const char *shades[][3] = {{"ground", "#fff", "#000"},  {"ink", "#1d232b", "#e4e7eb"},
                                                     {"soft", "#57616d", "#a5aeb9"}, {"grid", "#dde1e6", "#363b42"},
                                                     {"a", "#1b6ab1", "#62aef0"},    {"b", "#c25608", "#f2994a"},
                                                     {"c", "#27804f", "#5fc389"},    {"d", "#7d4ca6", "#c095e8"},
