@@ -404,28 +404,103 @@ async function hull() {
   await open();
 }
 
-// All three codes are played, and a voice is in each.
+// What the worklet makes of the recorded voice, by pieces, is what the library makes of it at once; and it says that there is no more.
+const worklet_s = (format, rate, lobes, to) => page.evaluate(async (format, rate, lobes, to) => {
+  const { compiled, library } = await import('/vela.js'), name = format === 'wav' ? 'littleEndian' : format, size = format === 'wav' ? 2 : 1;
+  const reply = await fetch(`/api/audio?${new URLSearchParams({ format, rate, lobes })}`), half = size * Math.floor(0.45 * rate);
+  const bytes = new Uint8Array(await reply.arrayBuffer()).slice(46 + half, 46 + 3 * half), context = new OfflineAudioContext(1, to, to);
+  await context.audioWorklet.addModule('/sound-worklet.js');
+  const node = new AudioWorkletNode(context, 'sound', { numberOfInputs: 0, processorOptions: { module: compiled, rate, lobes, format: name } });
+  let gaps = 0;
+  node.port.onmessage = () => { ++gaps; };
+  node.connect(context.destination);
+  for (let at = 0, piece; at < bytes.length; at += piece.length) {
+    piece = bytes.slice(at, at + size * Math.ceil(Math.random() * 1000));
+    node.port.postMessage(piece);
+  }
+  await new Promise((done) => setTimeout(done, 300));
+  const heard = (await context.startRendering()).getChannelData(0), resampler = library.Resampler.withLobes(to, rate, lobes);
+  const made = new Int16Array(resampler.pushBytes(bytes, name, 'littleEndian').buffer);
+  resampler.free();
+  await new Promise((done) => setTimeout(done, 100));
+  return { count: made.length, loudest: Math.max(...made), same: heard.every((one, i) => one === (made[i] ?? 0) / 32768), gaps };
+}, format, rate, lobes, to);
+
+// All three codes are played, and a voice is in each, without a gap; what has played ends with its context.
 async function sound() {
+  for (const [format, rate, lobes, to] of [['wav', 16000, 16, 48000], ['alaw', 8000, 16, 44100], ['ulaw', 48000, 2, 44100], ['wav', 48000, 16, 48000]]) {
+    const { count, loudest, same, gaps } = await worklet_s(format, rate, lobes, to);
+    assert.ok(same && gaps === 1, `${format} at ${rate} Hz with ${lobes} lobes: ${same ? 'the same' : 'other'} samples, ${gaps} gaps`);
+    assert.ok(Math.abs(count - 0.9 * to) < 200 && loudest > 3000, `${count} samples up to ${loudest}`);
+  }
   await page.evaluate(() => {
-    const { start } = AudioBufferSourceNode.prototype;
-    window.heard = { seconds: 0, peak: 0 };
-    AudioBufferSourceNode.prototype.start = function (when) {
-      window.heard.seconds += this.buffer.duration;
-      for (const one of this.buffer.getChannelData(0)) window.heard.peak = Math.max(window.heard.peak, Math.abs(one));
-      return start.call(this, when);
+    const { connect } = AudioNode.prototype;
+    window.heard = [];
+    AudioNode.prototype.connect = function (to) {
+      const { context } = this, listener = new AnalyserNode(context), samples = new Float32Array(listener.fftSize), mine = { context, peak: 0 };
+      window.heard.push(mine);
+      connect.call(this, listener);
+      setInterval(() => {
+        listener.getFloatTimeDomainData(samples);
+        mine.peak = samples.reduce((most, one) => Math.max(most, Math.abs(one)), mine.peak);
+      }, 20);
+      return connect.call(this, to);
     };
   });
   await panel('sound');
+  const client = await page.createCDPSession();
+  await client.send('Performance.enable');
+  const processors = async () => (await client.send('Performance.getMetrics')).metrics.find(({ name }) => name === 'AudioWorkletProcessors').value;
+  const before = await processors();
   await page.click('#sound-listen');
-  for (const format of ['wav', 'alaw', 'ulaw']) {
-    await page.select('#sound-format', format);
-    await page.evaluate(() => { window.heard = { seconds: 0, peak: 0 }; });
-    await until(() => window.heard.seconds > 1.5 && window.heard.peak > 0.2);
-    assert.ok(await page.evaluate(() => window.heard.peak < 1));
+  await until(() => window.heard.length === 1);
+  for (const format of ['alaw', 'ulaw', 'wav']) {
+    // A busy machine may be too late once.
+    for (let again = 0, words = ' gap'; words.includes('gap'); ++again) {
+      assert.ok(again < 3, words);
+      const already = await page.evaluate(() => window.heard.length);
+      await page.select('#sound-format', format);
+      await until((n) => window.heard.length === n && window.heard.at(-1).context.currentTime > 2.5 && window.heard.at(-1).peak > 0.2, already + 1);
+      words = await text('#sound-words');
+      assert.match(words, / dB/);
+    }
+    assert.ok(await page.evaluate(() => window.heard.at(-1).peak < 1));
   }
-  await until(() => / dB/.test(document.getElementById('sound-words').textContent));
-  await page.click('#sound-listen');
+  for (let i = 0; i < 5; ++i) {
+    await page.click('#sound-listen');
+    await wait(100);
+  }
   await until(() => document.getElementById('sound-levels').hidden);
+  await until(() => window.heard.every(({ context }) => context.state === 'closed'));
+  assert.equal(await processors(), before, 'a worklet has been left behind');
+  await client.detach();
+}
+
+// Where the page has no library the camera computes the curve and the hull, and the browser plays the sound by pieces.
+async function asking() {
+  const other = await browser.newPage(), until = (what, ...rest) => other.waitForFunction(what, { timeout: 10000 }, ...rest);
+  await other.setRequestInterception(true);
+  other.on('request', (one) => (one.url().includes('/vela/') ? one.abort() : one.continue()));
+  await other.evaluateOnNewDocument(() => {
+    const { start } = AudioBufferSourceNode.prototype;
+    window.heard = 0;
+    AudioBufferSourceNode.prototype.start = function (when) {
+      window.heard += this.buffer.duration;
+      return start.call(this, when);
+    };
+  });
+  await other.goto(base + '/', { waitUntil: 'domcontentloaded' });
+  await other.$$eval('details', (all) => { for (const one of all) one.open = true; });
+  await until(() => / faces/.test(document.getElementById('hull-words').textContent) && !document.getElementById('hull-again').hidden);
+  const drawn = () => other.$eval('#curve .spline', (one) => one.getAttribute('d')), before = await drawn();
+  await other.$eval('#curve .knot', (one) => one.focus());
+  await other.keyboard.press('ArrowUp');
+  await until((before) => document.querySelector('#curve .spline').getAttribute('d') !== before, before);
+  await other.keyboard.press('ArrowDown');
+  await until((before) => document.querySelector('#curve .spline').getAttribute('d') === before, before);
+  await other.click('#sound-listen');
+  await until(() => window.heard > 1.5);
+  await other.close();
 }
 
 async function system() {
@@ -476,7 +551,7 @@ async function lost() {
 try {
   await page.setViewport({ width: 1280, height: 800 });
   const begun = performance.now();
-  for (const each of [masks, recordings, turning, curve, fit, hull, sound, system, names, widths, lost]) {
+  for (const each of [masks, recordings, turning, curve, fit, hull, sound, asking, system, names, widths, lost]) {
     await each();
     console.log(`browser: ${each.name}`);
   }
