@@ -65,7 +65,7 @@ function(vela_add_objects target)
   add_library(${target} OBJECT ${vela_sources})
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR}/source)
-  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:vela_options>)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:vela_options> $<BUILD_INTERFACE:vela_hardened>)
   target_compile_options(${target} PRIVATE
     -Wmissing-declarations -fno-exceptions -fno-rtti -fno-threadsafe-statics
     $<$<CXX_COMPILER_ID:GNU>:-Wno-mismatched-dealloc> # behind VELA_RELEASED_BY() records come from malloc()
@@ -155,18 +155,13 @@ foreach(target vela vela_static)
   add_library(vela::${target} ALIAS ${target})
 endforeach()
 target_link_libraries(vela_static INTERFACE m)
-target_link_libraries(vela PRIVATE m)
+target_link_libraries(vela PRIVATE m $<BUILD_INTERFACE:vela_hardened>)
 target_link_options(vela PRIVATE -static-libgcc -Wl,-Bsymbolic-functions,--gc-sections,--as-needed
   -Wl,--version-script=${vela_version_script})
 if(VELA_SANITIZE)
   target_link_options(vela PRIVATE -fsanitize=${VELA_SANITIZE})
 else()
   target_link_options(vela PRIVATE -Wl,-z,defs)
-endif()
-if(VELA_HARDENED)
-  target_compile_options(vela_objects PRIVATE -fstack-protector)
-  target_compile_definitions(vela_objects PRIVATE _FORTIFY_SOURCE=2)
-  target_link_options(vela PRIVATE -Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
 set_target_properties(vela PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
   LINK_DEPENDS ${vela_version_script})

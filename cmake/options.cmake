@@ -9,6 +9,14 @@ target_compile_options(vela_options INTERFACE
   # Assertions and diagnostics name files as the source tree does.
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 
+# vela_hardened: what the library and the camera's programs have besides, if they are hardened.
+add_library(vela_hardened INTERFACE)
+if(VELA_HARDENED)
+  target_compile_options(vela_hardened INTERFACE -fstack-protector)
+  target_compile_definitions(vela_hardened INTERFACE _FORTIFY_SOURCE=2)
+  target_link_options(vela_hardened INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+
 if(VELA_SANITIZE)
   target_compile_options(vela_options INTERFACE
     -g -fsanitize=${VELA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -8,7 +8,7 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL library development documentation examples)
+set(CPACK_COMPONENTS_ALL library development documentation examples camera)
 if(CMAKE_LIBRARY_ARCHITECTURE MATCHES "^arm")
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
 endif()
@@ -48,6 +48,16 @@ vela_package(development libvela-dev any "${same_library}"
 library, manual pages, a CMake package and a pkg-config file.")
 vela_package(documentation vela-doc all "" "The reference of all functions, as pages for a browser.")
 vela_package(examples vela-examples all "" "The source of small programs, one or more for each module.")
+vela_package(camera vela-camera any "${same_library}, lighttpd"
+  "A pan/tilt camera with a web interface, all of it done by the library: live
+pictures and sound of a painted scene, masks that stay on their place,
+presets and patrols, recordings, a tone curve, the hull of its colours.")
+set(CPACK_DEBIAN_CAMERA_PACKAGE_RECOMMENDS "espeak-ng, imagemagick")
+set(CPACK_DEBIAN_CAMERA_PACKAGE_SECTION web)
+execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/camera/server/vela-camera.1
+                OUTPUT_FILE ${PROJECT_BINARY_DIR}/packages/vela-camera.1.gz)
+install(FILES ${PROJECT_BINARY_DIR}/packages/vela-camera.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+        COMPONENT camera EXCLUDE_FROM_ALL)
 
 # Debugging information goes into a package of its own, where debuggers look for it by the library's build ID.
 if(VELA_DEBUG_INFO)
@@ -68,7 +78,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SECTION doc)
 
-# The dynamic linker's cache is renewed, and packages whose programs are linked with the library learn what they need.
+# The dynamic linker's cache is renewed (cpack's own scripts do it as well, of which lintian warns), and packages whose programs are linked with the library learn what they need.
 file(WRITE ${PROJECT_BINARY_DIR}/packages/triggers "activate-noawait ldconfig\n")
 file(WRITE ${PROJECT_BINARY_DIR}/packages/shlibs "libvela ${PROJECT_VERSION_MAJOR} libvela1 (>= ${PROJECT_VERSION})\n")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packages/triggers
