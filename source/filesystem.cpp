@@ -142,7 +142,7 @@ private:
             warn("Can't stat %.*s%s", static_cast<int>(start), path, name);
             return false;
         }
-        std::memcpy(path + start, name, length + 1 - start);
+        stpcpy(path + start, name);
         if (S_ISDIR(status.st_mode) && (flags & WALK_RECURSE))
             walk_level(parent, path + start, length);
         if (is_candidate(status.st_mode))

@@ -7,7 +7,7 @@
 namespace {
 
 std::string described(const vela_check_config &config) {
-    return std::to_string(config.verbosity) + (config.no_fork ? " F " : " ") +
+    return std::to_string(config.verbosity) + " " + std::to_string(config.no_fork) + " " +
            (config.suite_name ? config.suite_name : "-") + " " + (config.xml_log ? config.xml_log : "-");
 }
 
@@ -22,21 +22,21 @@ void add_suite(SRunner *runner, Suite *suite) { calls += runner == kRunner && su
 
 } // namespace
 
-// Each row: arguments, the result, and verbosity, "F" for no forks, suite and log.
+// Each row: arguments, the result, and verbosity, whether nothing forks, suite and log.
 TEST(configurations) {
     const struct {
         std::initializer_list<const char *> given;
         int32_t result;
         const char *made;
     } rows[] = {
-        {{"tests"}, 1, "2 - -"},
-        {{"tests", "-v", "-q"}, 1, "0 - -"},
-        {{"tests", "-q", "operand", "-v"}, 1, "3 - -"},
-        {{"tests", "--nofork", "--suite", "url", "--xml", "log"}, 1, "2 F url log"},
-        {{"tests", "-vFs", "first", "-s", "second", "-x", "a", "-x", "b"}, 1, "3 F second b"},
-        {{"tests", "-s"}, 1, "2 - -"},
-        {{"tests", "-s", "kept", "-?", "-F"}, 0, "2 kept -"},
-        {{"tests", "-F", "--help", "-q"}, 0, "2 F - -"},
+        {{"tests"}, 1, "2 0 - -"},
+        {{"tests", "-v", "-q"}, 1, "0 0 - -"},
+        {{"tests", "-q", "operand", "-v"}, 1, "3 0 - -"},
+        {{"tests", "--nofork", "--suite", "url", "--xml", "log"}, 1, "2 1 url log"},
+        {{"tests", "-vFs", "first", "-s", "second", "-x", "a", "-x", "b"}, 1, "3 1 second b"},
+        {{"tests", "-s"}, 1, "2 0 - -"},
+        {{"tests", "-s", "kept", "-?", "-F"}, 0, "2 0 kept -"},
+        {{"tests", "-F", "--help", "-q"}, 0, "2 1 - -"},
     };
     for (const auto &[given, result, made] : rows) {
         arguments list(given);

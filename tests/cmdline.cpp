@@ -19,11 +19,16 @@ constexpr cmdline_option kOptions[] = {
     {},
 };
 
-// As the library begins, before anything has been parsed.
-const int32_t first_index = cmdline_optidx;
-const char *const first_value = cmdline_optarg;
-
 int16_t next(arguments &given) { return cmdline_getopt(given.count(), given.vector.data(), kOptions); }
+
+// As the library begins, without a reset.
+const char *const first_value = cmdline_optarg;
+const int16_t first_result = [] {
+    arguments given = {"prog", "-vq"};
+    const int16_t result = next(given);
+    cmdline_reset();
+    return result;
+}();
 
 // Parses to the end, which stays with the last value, and writes down each result: the option's character (decimal
 // above 127), with =VALUE if it has one, or the number.
@@ -53,7 +58,7 @@ TEST(each_argument_gives_its_result_and_message) {
     };
     const row rows[] = {
         {{"prog"}, "", "", "prog", 1},
-        {{"prog", "a", "-v", "b"}, "0 v 0", "", "prog -v a b", 2},
+        {{"prog", "a", "-v", "b-c"}, "0 v 0", "", "prog -v a b-c", 2},
         {{"prog", "a", "b", "-r", "8000", "c", "-q", "d"}, "0 0 r=8000 0 q 0", "", "prog -r 8000 -q a b c d", 4},
         {{"prog", "-vq", "-qvv"}, "v q q v v", "", "prog -vq -qvv", 3},
         {{"prog", "--verbose", "--rate", "-9"}, "v r=-9", "", "prog --verbose --rate -9", 4},
@@ -94,7 +99,7 @@ TEST(each_argument_gives_its_result_and_message) {
 }
 
 TEST(a_reset_forgets_clusters_and_operands) {
-    ck_assert_int_eq(first_index, 1);
+    ck_assert_int_eq(first_result, 'v');
     ck_assert_ptr_null(first_value);
     arguments given = {"prog", "operand", "-vq", "-o", "8000"};
     for (const char last : {'o', 'v'}) {
@@ -111,8 +116,8 @@ TEST(a_reset_forgets_clusters_and_operands) {
 // However far into a cluster the caller moves the index on, the next argument is taken from its first option.
 TEST(a_moved_index_ends_the_cluster) {
     for (int taken = 1; taken <= 6; ++taken)
-        for (const char *behind : {"-v", "--verbose"}) {
-            arguments given = {"prog", "-qqqqqqv", behind};
+        for (const char *behind : {"-o", "--output"}) {
+            arguments given = {"prog", "-qqqqqqv", behind, "name"};
             cmdline_reset();
             for (int i = 0; i < taken; ++i)
                 ck_assert_int_eq(next(given), 'q');
@@ -120,7 +125,7 @@ TEST(a_moved_index_ends_the_cluster) {
             cmdline_optidx = 2;
             std::string trace;
             assert_text_eq(captured(stdout, [&] { trace = parse(given); }), "");
-            assert_text_eq(trace, "v");
+            assert_text_eq(trace, "o=name");
         }
 }
 
