@@ -210,7 +210,8 @@ void check_mask(const std::vector<direction> &corners, const lens &view, Below &
                 agree("contains", input, drawn->contains(degrees(view.at(x, y))), is_inside);
         };
         for (int i = 0; i < samples; ++i) {
-            check_pixel(below(view.width), below(view.height));
+            const int any_x = below(view.width); // drawn one after the other: the order of arguments is the compiler's
+            check_pixel(any_x, below(view.height));
             for (int j = 0; j < 4 && !ends.empty(); ++j) {
                 const auto [x, y] = ends[static_cast<size_t>(below(static_cast<int>(ends.size())))];
                 check_pixel(x, y + below(3) - 1);
