@@ -117,8 +117,17 @@ float pythag(float a, float b);
  *
  * Scale rows and columns to one order of magnitude first. Rows of 1e-13 beside rows of 1 make it fail in up to 43 % of
  * small random matrices; rows of 1e-15 to 1e-13, near what is negligible, give a wrong u in up to 8 %, or a v that is
- * off by a thousandth, with result 0 (without such rows, 1 of 100,000). Who must be sure multiplies u, w and vᵀ and
- * compares with a.
+ * off by a thousandth, with result 0 (without such rows, 1 of 100,000).
+ *
+ * Rows that depend on each other are as bad, in wide matrices most of all. Of random ones of -1, 0 and 1 with two rows
+ * equal or opposite 17 to 28 % fail of 5 x 12 elements, 2 to 39 % of 3 x 6, and 0.1 to 4 % of 8 x 8. Where m < n,
+ * decompose the transpose, whose u and v change places: of these, less than 0.3 % fail. With result 0, u may be wrong
+ * all the same: where most elements are 0, in up to 28 of 100,000 the product u w vᵀ was off by up to 3. And v may be,
+ * with a product that is right: it was off by up to 0.007 in 169 of 100,000 of 8 x 8 elements of -1 and 1 whose rows
+ * were all equal or opposite to one of three. In each of these a singular value was below 1e-12 of the largest, not 0.
+ *
+ * Who must be sure multiplies u, w and vᵀ and compares with a, and multiplies vᵀ and v and compares with the unit
+ * matrix.
  *
  * @param a      m x n matrix of any shape, only read
  * @param u_out  receives u: m x n. Its columns are orthonormal, but where a singular value is negligible they may be
@@ -129,7 +138,8 @@ float pythag(float a, float b);
  * @return 0, or 1 when memory runs out (malloc_matrix() prints a message for a result, nothing is printed for working
  *         storage), when a singular value has not converged after 29 sweeps (w is then not set), or when a result is
  *         not finite (a message says which). NaN or infinity in a ends in one of the latter two, and so does a finite
- *         matrix now and then: rarely a random one, more often one whose columns differ by orders of magnitude
+ *         matrix now and then: rarely a random one, more often one whose columns differ by orders of magnitude or
+ *         whose rows depend on each other
  */
 VELA_NODISCARD int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_out);
 
