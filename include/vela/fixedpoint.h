@@ -79,7 +79,8 @@ int32_t sinc_q15(int32_t x);
  *
  * @param a  lobes on each side; above 8 it counts as 8, and 0 or less gives 0
  * @param x  Q15, any value
- * @return Q15
+ * @return Q15; for abs(x) of at least 1024 within 841 of the exact value, of at least 8192 within 248. It is 32768 at
+ * 0, and too low beside it: Lanczos_q15(8, 1) is 21845
  */
 int32_t Lanczos_q15(int32_t a, int32_t x);
 
