@@ -104,6 +104,8 @@ const bool registered = [] {
     ratios::bar("encode 48 B", 1, {"openssl", "glib"});
     ratios::bar("decode 48 B", 1, {"glib"});
     ratios::bar("decode lines of 76, 64 KiB", 0.25);
+    ratios::floor("memcpy");
+    ratios::floor("unbroken");
     ratios::note("openssl's function takes no line breaks inside a text.");
     return true;
 }();

@@ -1,6 +1,13 @@
+// Pictures between RGB and YCbCr, and 4:2:2 pictures to RGB, against OpenCV and libyuv; what the times buy is the
+// distance from the published formulas in double, as a peak signal-to-noise ratio.
 #include "ratios.hpp"
-#include <cstdio>
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstring>
+#include <functional>
+#include <string>
+#include <utility>
 #include <vector>
 #include <vela/colour.h>
 #ifdef HAVE_OPENCV_IMGPROC
@@ -30,9 +37,10 @@ picture make_picture(size_t bytes) {
 
 const picture kSource = make_picture(size_t{3} * kPixels);
 
+using conversion = std::function<void(const uint8_t *from, uint8_t *to)>;
+
 // Registers what turns kSource into a picture of `bytes_per_pixel`.
-template <class Run>
-void add(const std::string &case_name, const std::string &implementation, unsigned bytes_per_pixel, Run run) {
+void add(const std::string &case_name, const std::string &implementation, unsigned bytes_per_pixel, conversion run) {
     ratios::add(case_name, implementation, [=](benchmark::State &state) {
         picture result(size_t{bytes_per_pixel} * kPixels);
         for (auto _ : state) {
@@ -43,10 +51,64 @@ void add(const std::string &case_name, const std::string &implementation, unsign
     });
 }
 
+// What a conversion gives for a pixel of RGB or of YCbCr, not yet rounded but limited to 0 to 255.
+using exact_pixel = std::array<double, 3>;
+
+exact_pixel limited(exact_pixel pixel) {
+    for (double &value : pixel)
+        value = std::clamp(value, 0.0, 255.0);
+    return pixel;
+}
+
+// Luma weights of red and blue, and the ranges of luma and chroma.
+struct standard {
+    double red, blue, offset, luma, chroma;
+
+    [[nodiscard]] exact_pixel encoded(const uint8_t *rgb) const {
+        const double y = red * rgb[0] + (1 - red - blue) * rgb[1] + blue * rgb[2];
+        return limited({offset + y * luma / 255, 128 + (rgb[2] - y) / (1 - blue) / 2 * chroma / 255,
+                        128 + (rgb[0] - y) / (1 - red) / 2 * chroma / 255});
+    }
+    [[nodiscard]] exact_pixel decoded(double y_code, double cb_code, double cr_code) const {
+        const double y = (y_code - offset) * 255 / luma, cb = (cb_code - 128) * 2 * (1 - blue) * 255 / chroma,
+                     cr = (cr_code - 128) * 2 * (1 - red) * 255 / chroma;
+        return limited({y + cr, y - (red * cr + blue * cb) / (1 - red - blue), y + cb});
+    }
+};
+
+constexpr standard kFull = {0.299, 0.114, 0, 255, 255}, kBt601 = {0.299, 0.114, 16, 219, 224},
+                   kBt709 = {0.2126, 0.0722, 16, 219, 224};
+
+// Where an implementation puts the three values of a pixel.
+struct layout {
+    unsigned bytes_per_pixel;
+    std::array<unsigned, 3> at;
+};
+
+// Measures against exact(i), of pixel i.
+template <class Exact>
+void measure(const char *case_name, const char *implementation, const char *group, layout layout, conversion run,
+             Exact exact) {
+    ratios::quality({group, "PSNR, dB", case_name, implementation, [=] {
+                         picture result(size_t{layout.bytes_per_pixel} * kPixels);
+                         run(kSource.data(), result.data());
+                         double squares = 0;
+                         for (size_t i = 0; i < kPixels; ++i) {
+                             const exact_pixel ideal = exact(i);
+                             for (size_t j = 0; j < 3; ++j)
+                                 squares += std::pow(result[layout.bytes_per_pixel * i + layout.at[j]] - ideal[j], 2);
+                         }
+                         return 10 * std::log10(255.0 * 255.0 * 3 * kPixels / squares);
+                     }});
+}
+
 void copy(const uint8_t *from, uint8_t *to) { std::memcpy(to, from, size_t{3} * kPixels); }
 
+constexpr layout kInOrder = {3, {0, 1, 2}};
+
 #ifdef HAVE_OPENCV_IMGPROC
-// OpenCV has the full range only; it stands beside each of the variants. By default it works on all processors.
+// OpenCV has the full range only, with Cr before Cb; it stands beside each of the variants. By default it works on all
+// processors.
 template <int code, int threads>
 void opencv(const uint8_t *from, uint8_t *to) {
     cv::setNumThreads(threads);
@@ -54,38 +116,93 @@ void opencv(const uint8_t *from, uint8_t *to) {
     cv::Mat result(kHeight, kWidth, CV_8UC3, to);
     cv::cvtColor(source, result, code);
 }
+
+// The same in single precision, which is its better way; there chroma is around 0.5, half of 256.
+template <int code>
+void opencv_float(const uint8_t *from, uint8_t *to) {
+    cv::setNumThreads(1);
+    static cv::Mat wide;
+    cv::Mat(kHeight, kWidth, CV_8UC3, const_cast<uint8_t *>(from)).convertTo(wide, CV_32F, 1.0 / 256);
+    cv::cvtColor(wide, wide, code);
+    cv::Mat result(kHeight, kWidth, CV_8UC3, to);
+    wide.convertTo(result, CV_8U, 256);
+}
+
+constexpr layout kChromaSwapped = {3, {0, 2, 1}};
+
+// Its pixels, of which those with Cr first have to be given to it in that order.
+void swap_chroma(const uint8_t *from, picture &to) {
+    to.assign(from, from + size_t{3} * kPixels);
+    for (size_t i = 0; i < to.size(); i += 3)
+        std::swap(to[i + 1], to[i + 2]);
+}
+
+conversion of_swapped(conversion run) {
+    return [=](const uint8_t *from, uint8_t *to) {
+        picture swapped;
+        swap_chroma(from, swapped);
+        run(swapped.data(), to);
+    };
+}
 #endif
 
-void add_conversion(const char *name, decltype(&srgb_to_yccfull) convert, bool encodes) {
-    add(name, "vela", 3, [=](const uint8_t *from, uint8_t *to) { convert(from, to, kPixels); });
+void add_conversion(const char *name, decltype(&srgb_to_yccfull) convert, bool encodes, standard formula) {
+    const auto exact = [=](size_t i) {
+        const uint8_t *pixel = kSource.data() + 3 * i;
+        return encodes ? formula.encoded(pixel) : formula.decoded(pixel[0], pixel[1], pixel[2]);
+    };
+    const conversion ours = [=](const uint8_t *from, uint8_t *to) { convert(from, to, kPixels); };
+    add(name, "vela", 3, ours);
     add(name, "memcpy", 3, copy);
+    measure(name, "vela", name, kInOrder, ours, exact);
 #ifdef HAVE_OPENCV_IMGPROC
-    add(name, "opencv", 3, encodes ? opencv<cv::COLOR_RGB2YCrCb, 1> : opencv<cv::COLOR_YCrCb2RGB, 1>);
+    const conversion opencv_way = encodes ? opencv<cv::COLOR_RGB2YCrCb, 1> : opencv<cv::COLOR_YCrCb2RGB, 1>;
+    const conversion better_way = encodes ? opencv_float<cv::COLOR_RGB2YCrCb> : opencv_float<cv::COLOR_YCrCb2RGB>;
+    add(name, "opencv", 3, opencv_way);
     add(name, "opencv_default", 3, encodes ? opencv<cv::COLOR_RGB2YCrCb, -1> : opencv<cv::COLOR_YCrCb2RGB, -1>);
+    add(name, "opencv_float", 3, better_way);
     ratios::bar(name, 2, {"opencv"});
+    if (convert == srgb_to_yccfull || convert == yccfull_to_srgb)
+        for (const auto &[implementation, run] : {std::pair{"opencv", opencv_way}, {"opencv_float", better_way}})
+            measure(name, implementation, name, encodes ? kChromaSwapped : kInOrder, encodes ? run : of_swapped(run),
+                    exact);
 #endif
 }
 
 const bool registered = [] {
-    add_conversion("srgb_to_yccfull", srgb_to_yccfull, true);
-    add_conversion("yccfull_to_srgb", yccfull_to_srgb, false);
-    add_conversion("srgb_to_yccbt601", srgb_to_yccbt601, true);
-    add_conversion("yccbt601_to_srgb", yccbt601_to_srgb, false);
-    add_conversion("srgb_to_yccbt709", srgb_to_yccbt709, true);
-    add_conversion("yccbt709_to_srgb", yccbt709_to_srgb, false);
+    add_conversion("srgb_to_yccfull", srgb_to_yccfull, true, kFull);
+    add_conversion("yccfull_to_srgb", yccfull_to_srgb, false, kFull);
+    add_conversion("srgb_to_yccbt601", srgb_to_yccbt601, true, kBt601);
+    add_conversion("yccbt601_to_srgb", yccbt601_to_srgb, false, kBt601);
+    add_conversion("srgb_to_yccbt709", srgb_to_yccbt709, true, kBt709);
+    add_conversion("yccbt709_to_srgb", yccbt709_to_srgb, false, kBt709);
 
     const char *const unpacking = "cyc422_to_srgb";
-    add(unpacking, "vela", 3,
-        [](const uint8_t *from, uint8_t *to) { cyc422_to_srgb(from, kWidth, kHeight, 2 * kWidth, to); });
+    // Both pixels of a pair have its chroma.
+    const auto unpacked_by = [](standard formula) {
+        return [=](size_t i) {
+            const uint8_t *pair = kSource.data() + i / 2 * 4;
+            return formula.decoded(pair[1 + i % 2 * 2], pair[0], pair[2]);
+        };
+    };
+    const conversion ours = [](const uint8_t *from, uint8_t *to) {
+        cyc422_to_srgb(from, kWidth, kHeight, 2 * kWidth, to);
+    };
+    add(unpacking, "vela", 3, ours);
     add(unpacking, "memcpy", 3, copy);
+    measure(unpacking, "vela", unpacking, kInOrder, ours, unpacked_by(kFull));
 #ifdef HAVE_YUV
-    add(unpacking, "libyuv", 4, [](const uint8_t *from, uint8_t *to) {
+    const conversion libyuv_way = [](const uint8_t *from, uint8_t *to) {
         libyuv::UYVYToARGB(from, 2 * kWidth, to, 4 * kWidth, kWidth, kHeight);
-    });
+    };
+    add(unpacking, "libyuv", 4, libyuv_way);
+    measure(unpacking, "libyuv", unpacking, {4, {2, 1, 0}}, libyuv_way, unpacked_by(kBt601));
     ratios::bar(unpacking, 1, {"libyuv"});
 #endif
-    ratios::note("memcpy, the floor, copies three bytes a pixel; opencv works on one thread, opencv_default on all; "
-                 "libyuv's UYVYToARGB writes four bytes a pixel");
+    ratios::floor("memcpy");
+    ratios::note("memcpy, the floor, copies three bytes a pixel; opencv works on one thread, opencv_default on all, "
+                 "opencv_float on one in single precision; libyuv's UYVYToARGB writes four bytes a pixel and takes "
+                 "BT.601, by which it is measured");
     return true;
 }();
 

@@ -1,9 +1,11 @@
-// Decompositions, inverses, products and fits of random matrices, against Eigen, LAPACK and GSL on one core.
+// Decompositions, inverses, products and fits of random matrices, against Eigen, LAPACK and GSL on one core; what the
+// times buy is the distance from the same in double.
 #include "ratios.hpp"
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
+#include <functional>
 #include <random>
+#include <string>
 #include <vector>
 #include <vela/cpp/matrix.hpp>
 #ifdef HAVE_EIGEN3
@@ -55,7 +57,58 @@ eigen_matrix<float> eigen_of(const std::vector<float> &elements, int rows, int c
 }
 #endif
 
+// Thin decompositions with both sets of vectors. Each is made anew by decompose() and then has its singular values.
+struct our_svd {
+    std::vector<float> elements;
+    int m, n;
+    std::vector<double> w = std::vector<double>(static_cast<size_t>(n));
+
+    void decompose() {
+        const fmatrix a = matrix_of(elements, m, n);
+        fmatrix *u = nullptr, *values = nullptr, *v = nullptr;
+        benchmark::DoNotOptimize(svdcmp(&a, &u, &values, &v));
+        for (size_t i = 0; i < w.size(); ++i)
+            w[i] = double{values->data[i * (w.size() + 1)]};
+        for (fmatrix *result : {u, values, v})
+            free_matrix(result);
+    }
+    [[nodiscard]] std::vector<double> values() const { return w; }
+};
+
+#ifdef HAVE_EIGEN3
+template <class Svd>
+struct eigen_svd {
+    typename Svd::MatrixType a;
+    Svd svd{a.rows(), a.cols(), Eigen::ComputeThinU | Eigen::ComputeThinV};
+
+    void decompose() { benchmark::DoNotOptimize(svd.compute(a)); }
+    [[nodiscard]] std::vector<double> values() const {
+        return {svd.singularValues().begin(), svd.singularValues().end()};
+    }
+};
+#endif
+
+#ifdef HAVE_LAPACKE
+struct lapack_svd {
+    std::vector<float> elements;
+    int m, n;
+    size_t rows = static_cast<size_t>(m), cols = static_cast<size_t>(n);
+    std::vector<float> work = std::vector<float>(64 * rows), copy = elements, u = std::vector<float>(rows * cols),
+                       v = std::vector<float>(cols * cols), w = std::vector<float>(cols);
+
+    void decompose() {
+        // Column by column, which is LAPACK's own order, so that nothing is transposed.
+        copy = elements;
+        benchmark::DoNotOptimize(LAPACKE_sgesvd_work(LAPACK_COL_MAJOR, 'S', 'S', m, n, copy.data(), m, w.data(),
+                                                     u.data(), m, v.data(), n, work.data(),
+                                                     static_cast<int>(work.size())));
+    }
+    [[nodiscard]] std::vector<double> values() const { return {w.begin(), w.end()}; }
+};
+#endif
+
 #ifdef HAVE_GSL
+// In double, as all that it has.
 struct gsl_svd {
     gsl_matrix *a, *u, *v;
     gsl_vector *w, *work;
@@ -65,51 +118,68 @@ struct gsl_svd {
           work(gsl_vector_alloc(n)) {
         std::copy(elements.begin(), elements.end(), a->data);
     }
-    void operator()() const {
+    void decompose() const {
         gsl_matrix_memcpy(u, a);
         gsl_linalg_SV_decomp(u, v, w, work);
     }
+    [[nodiscard]] std::vector<double> values() const { return {w->data, w->data + w->size}; }
 };
 #endif
 
-// Thin decompositions with both sets of vectors.
-void add_decompositions(int m, int n, double factor) {
-    const std::string name = "svd " + std::to_string(m) + "x" + std::to_string(n);
-    auto elements = random_elements(static_cast<size_t>(m) * static_cast<size_t>(n));
-    ratios::add(name, "vela", each([=]() mutable {
-                    const fmatrix a = matrix_of(elements, m, n);
-                    fmatrix *u = nullptr, *w = nullptr, *v = nullptr;
-                    benchmark::DoNotOptimize(svdcmp(&a, &u, &w, &v));
-                    for (fmatrix *result : {u, w, v})
-                        free_matrix(result);
-                }));
 #ifdef HAVE_EIGEN3
-    const auto a = eigen_of(elements, m, n);
-    ratios::add(name, "eigen-jacobi",
-                each([a, svd = Eigen::JacobiSVD<eigen_matrix<float>>(
-                             m, n, Eigen::ComputeThinU | Eigen::ComputeThinV)]() mutable {
-                    benchmark::DoNotOptimize(svd.compute(a));
-                }));
-    ratios::add(
-        name, "eigen-bdc",
-        each([a, svd = Eigen::BDCSVD<eigen_matrix<float>>(m, n, Eigen::ComputeThinU | Eigen::ComputeThinV)]() mutable {
-            benchmark::DoNotOptimize(svd.compute(a));
-        }));
+// The worst error of a singular value of 20 matrices, beside the largest one.
+template <class Make>
+double worst_error(Make make, int m, int n) {
+    const auto size = static_cast<size_t>(m) * static_cast<size_t>(n);
+    const std::vector<float> all = random_elements(20 * size);
+    double worst = 0;
+    for (auto at = all.begin(); at != all.end(); at += static_cast<std::ptrdiff_t>(size)) {
+        const std::vector<float> elements(at, at + static_cast<std::ptrdiff_t>(size));
+        const eigen_matrix<long double> a = eigen_of(elements, m, n).cast<long double>();
+        const eigen_matrix<double> exact =
+            Eigen::JacobiSVD<eigen_matrix<long double>>(a).singularValues().cast<double>();
+        auto svd = make(elements);
+        svd.decompose();
+        std::vector<double> values = svd.values();
+        std::sort(values.begin(), values.end(), std::greater<>());
+        for (size_t i = 0; i < values.size(); ++i)
+            worst = std::max(worst, std::fabs(values[i] - exact(static_cast<Eigen::Index>(i), 0)) / exact(0, 0));
+    }
+    return worst;
+}
+#endif
+
+void add_decompositions(int m, int n, double factor) {
+    using elements = std::vector<float>;
+    const std::string name = "svd " + std::to_string(m) + "x" + std::to_string(n);
+    const auto add_way = [&](const char *implementation, auto make) {
+        const elements some = random_elements(static_cast<size_t>(m) * static_cast<size_t>(n));
+        ratios::add(name, implementation, each([svd = make(some)]() mutable { svd.decompose(); }));
+#ifdef HAVE_EIGEN3
+        ratios::quality({name, "worst error of a singular value, of the largest", name, implementation,
+                         [=] { return worst_error(make, m, n); }});
+#endif
+    };
+    add_way("vela", [=](const elements &a) { return our_svd{a, m, n}; });
+#ifdef HAVE_EIGEN3
+    using single = eigen_matrix<float>;
+    using wide = eigen_matrix<double>;
+    add_way("eigen-jacobi", [=](const elements &a) { return eigen_svd<Eigen::JacobiSVD<single>>{eigen_of(a, m, n)}; });
+    add_way("eigen-bdc", [=](const elements &a) { return eigen_svd<Eigen::BDCSVD<single>>{eigen_of(a, m, n)}; });
+    add_way("eigen-bdc-double",
+            [=](const elements &a) { return eigen_svd<Eigen::BDCSVD<wide>>{eigen_of(a, m, n).cast<double>()}; });
 #endif
 #ifdef HAVE_LAPACKE
-    const auto rows = static_cast<size_t>(m), cols = static_cast<size_t>(n);
-    ratios::add(name, "lapack",
-                each([=, work = std::vector<float>(64 * rows), copy = elements, u = std::vector<float>(rows * cols),
-                      v = std::vector<float>(cols * cols), w = std::vector<float>(cols)]() mutable {
-                    // Column by column, which is LAPACK's own order, so that nothing is transposed.
-                    copy = elements;
-                    benchmark::DoNotOptimize(LAPACKE_sgesvd_work(LAPACK_COL_MAJOR, 'S', 'S', m, n, copy.data(), m,
-                                                                 w.data(), u.data(), m, v.data(), n, work.data(),
-                                                                 static_cast<int>(work.size())));
-                }));
+    add_way("lapack", [=](const elements &a) {
+        elements by_columns = a;
+        for (int i = 0; i < m; ++i)
+            for (int j = 0; j < n; ++j)
+                by_columns[static_cast<size_t>(j * m + i)] = a[static_cast<size_t>(i * n + j)];
+        return lapack_svd{by_columns, m, n};
+    });
 #endif
 #ifdef HAVE_GSL
-    ratios::add(name, "gsl", each(gsl_svd(elements, static_cast<size_t>(m), static_cast<size_t>(n))));
+    add_way("gsl", [=](const elements &a) { return gsl_svd(a, static_cast<size_t>(m), static_cast<size_t>(n)); });
 #endif
     ratios::bar(name, factor);
 }
@@ -158,6 +228,25 @@ void add_inverses() {
                 }));
     add_small_eigen_inverse<4>("inverse 4x4", small);
     add_small_eigen_inverse<3>("inverse 3x3", small);
+
+    // How far the product with the inverse is from the unit matrix.
+    const auto measure = [=](const char *implementation, auto invert) {
+        ratios::quality({"inverse 24x24", "worst element beside the unit matrix", "inverse 24x24", implementation, [=] {
+                             const eigen_matrix<float> a = eigen_of(elements, 24, 24);
+                             const eigen_matrix<double> product = a.cast<double>() * invert(a).template cast<double>();
+                             return (product - eigen_matrix<double>::Identity(24, 24)).cwiseAbs().maxCoeff();
+                         }});
+    };
+    measure("vela", [](eigen_matrix<float> a) {
+        eigen_matrix<float> inverse(24, 24);
+        const fmatrix from = {24, 24, a.data()};
+        fmatrix to = {24, 24, inverse.data()};
+        benchmark::DoNotOptimize(matrix_inverse(&from, &to));
+        return inverse;
+    });
+    measure("eigen", [](const eigen_matrix<float> &a) {
+        return eigen_matrix<float>(Eigen::PartialPivLU<eigen_matrix<float>>(a).inverse());
+    });
 #endif
     ratios::bar("inverse 24x24", 1, {"eigen"});
 }
@@ -171,15 +260,38 @@ void add_products() {
                     benchmark::ClobberMemory();
                 }));
 #ifdef HAVE_EIGEN3
-    ratios::add("product 64x64x64", "eigen-double",
-                each([a = eigen_matrix<double>(eigen_of(elements, 64, 64).cast<double>()),
-                      c = eigen_matrix<double>(64, 64)]() mutable {
-                    c.noalias() = a * a;
-                    benchmark::DoNotOptimize(c.data());
-                    benchmark::ClobberMemory();
-                }));
+    const auto add_eigen = [](const char *implementation, auto factor) {
+        ratios::add("product 64x64x64", implementation, each([a = factor, c = factor]() mutable {
+                        c.noalias() = a * a;
+                        benchmark::DoNotOptimize(c.data());
+                        benchmark::ClobberMemory();
+                    }));
+    };
+    const eigen_matrix<float> factor = eigen_of(elements, 64, 64);
+    add_eigen("eigen", factor);
+    add_eigen("eigen-double", eigen_matrix<double>(factor.cast<double>()));
 #endif
     ratios::bar("product 64x64x64", 1 / 2.5, {"eigen-double"});
+#ifdef HAVE_EIGEN3
+    // Against the product of the same elements in double.
+    const auto measure = [=](const char *implementation, auto product) {
+        ratios::quality({"product", "worst error of an element", "product 64x64x64", implementation, [=] {
+                             const eigen_matrix<float> a = eigen_of(elements, 64, 64);
+                             const eigen_matrix<double> exact = a.cast<double>() * a.cast<double>();
+                             return (product(a) - exact).cwiseAbs().maxCoeff();
+                         }});
+    };
+    measure("vela", [](eigen_matrix<float> a) {
+        eigen_matrix<float> c(64, 64);
+        const fmatrix from = {64, 64, a.data()};
+        fmatrix to = {64, 64, c.data()};
+        benchmark::DoNotOptimize(matrix_mult(&from, &from, &to));
+        return eigen_matrix<double>(c.cast<double>());
+    });
+    measure("eigen", [](const eigen_matrix<float> &a) {
+        return eigen_matrix<double>(eigen_matrix<float>(a * a).cast<double>());
+    });
+#endif
 }
 
 // The fit of a surface, per point, beside one plain pass over its three input arrays.
@@ -272,53 +384,69 @@ struct picture {
     }
 };
 
-// Notes how often fits of 2000 pictures fail, how often one is off by more than 0.2, and the mean of what each of the
-// others is off at most. A fit takes a picture and a function that it hands each height to; it says whether it
-// succeeds.
-template <class Fit>
-void note_fits(const char *name, Fit fit) {
+// Fits take a picture and give each height that the surface has there, or say that they fail. Timed over a few
+// pictures, and measured over 2000: how many surfaces are off by more than 0.2 somewhere or fail, and the mean of what
+// each of the others is off at most.
+using heights = std::vector<double>;
+using fit = std::function<bool(const picture &, heights &)>;
+
+struct judgement {
+    int bad = 0;
+    double error = 0;
+};
+
+judgement judge(const fit &way) {
     constexpr int kFits = 2000;
     std::mt19937 random(3);
-    int failed = 0, off = 0;
-    double sum = 0;
+    judgement result;
     for (int i = 0; i < kFits; ++i) {
         const picture samples(random);
-        std::vector<double> heights(picture::kSamples);
-        if (!fit(samples, heights)) {
-            ++failed;
-            continue;
-        }
-        double worst = 0;
-        for (size_t k = 0; k < heights.size(); ++k)
-            worst = std::max(worst, std::fabs(heights[k] - samples.truth[k]));
-        off += worst > 0.2;
-        sum += worst > 0.2 ? 0 : worst;
+        heights found(picture::kSamples);
+        double worst = way(samples, found) ? 0 : 1;
+        for (size_t k = 0; k < found.size(); ++k)
+            worst = std::max(worst, std::fabs(found[k] - samples.truth[k]));
+        result.bad += worst > 0.2;
+        result.error += worst > 0.2 ? 0 : worst;
     }
-    char line[160];
-    std::snprintf(line, sizeof line,
-                  "surfaces over 1920x1080, %-20s %4d of %d fail, %3d are off by more than 0.2, others by %.4f", name,
-                  failed, kFits, off, sum / std::max(kFits - failed - off, 1));
-    ratios::note(line);
+    result.error /= std::max(kFits - result.bad, 1);
+    return result;
+}
+
+void add_fit(const char *implementation, const fit &way) {
+    const std::string name = "surface over 1920x1080, 100 samples", group = "surfaces over 1920x1080";
+    ratios::add(name, implementation, [=](State &state) {
+        std::mt19937 random(3);
+        const std::vector<picture> pictures = {picture(random), picture(random), picture(random), picture(random)};
+        heights found(picture::kSamples);
+        for (size_t i = 0; auto _ : state) {
+            benchmark::DoNotOptimize(way(pictures[i++ % pictures.size()], found));
+            benchmark::DoNotOptimize(found.data());
+        }
+        state.SetItemsProcessed(state.iterations());
+    });
+    ratios::quality(
+        {group, "of 2000 fail or are off by more than 0.2", name, implementation, [=] { return judge(way).bad; }});
+    ratios::quality({group, "mean error of the others", name, implementation, [=] { return judge(way).error; }});
 }
 
 void add_fits() {
-    note_fits("polyfit2D():", [](const picture &p, std::vector<double> &heights) {
+    add_fit("vela-polyfit2D", [](const picture &p, heights &found) {
         float c[6];
         if (polyfit2D(p.xs.data(), p.ys.data(), p.zs.data(), picture::kSamples, c) != 0)
             return false;
-        for (size_t i = 0; i < heights.size(); ++i)
-            heights[i] = double{poly2D_value(p.xs[i], p.ys[i], c)};
+        for (size_t i = 0; i < found.size(); ++i)
+            found[i] = double{poly2D_value(p.xs[i], p.ys[i], c)};
         return true;
     });
-    note_fits("vela::fit_surface():", [](const picture &p, std::vector<double> &heights) {
+    add_fit("vela", [](const picture &p, heights &found) {
         const std::vector<float> xs(p.xs.begin(), p.xs.end()), ys(p.ys.begin(), p.ys.end());
         const auto surface = vela::fit_surface(xs, ys, p.zs);
-        for (size_t i = 0; surface && i < heights.size(); ++i)
-            heights[i] = double{(*surface)(p.xs[i], p.ys[i])};
+        for (size_t i = 0; surface && i < found.size(); ++i)
+            found[i] = double{(*surface)(p.xs[i], p.ys[i])};
         return surface.has_value();
     });
 #ifdef HAVE_EIGEN3
-    note_fits("eigen, float:", [](const picture &p, std::vector<double> &heights) {
+    add_fit("eigen-float", [](const picture &p, heights &found) {
         Eigen::MatrixXf design(picture::kSamples, 6);
         for (Eigen::Index i = 0; i < design.rows(); ++i) {
             const float x = p.xs[static_cast<size_t>(i)], y = p.ys[static_cast<size_t>(i)];
@@ -327,12 +455,12 @@ void add_fits() {
         const Eigen::VectorXf c = design.bdcSvd(Eigen::ComputeThinU | Eigen::ComputeThinV)
                                       .solve(Eigen::Map<const Eigen::VectorXf>(p.zs.data(), picture::kSamples));
         const Eigen::VectorXf all = design * c;
-        std::copy_n(all.data(), heights.size(), heights.begin());
+        std::copy_n(all.data(), found.size(), found.begin());
         return c.allFinite();
     });
 #endif
 #ifdef HAVE_GSL
-    note_fits("gsl, double:", [](const picture &p, std::vector<double> &heights) {
+    add_fit("gsl", [](const picture &p, heights &found) {
         gsl_matrix *design = gsl_matrix_alloc(picture::kSamples, 6), *covariance = gsl_matrix_alloc(6, 6);
         gsl_vector *zs = gsl_vector_alloc(picture::kSamples), *c = gsl_vector_alloc(6);
         gsl_multifit_linear_workspace *work = gsl_multifit_linear_alloc(picture::kSamples, 6);
@@ -343,10 +471,10 @@ void add_fits() {
         }
         double residual;
         const bool good = gsl_multifit_linear(design, zs, c, covariance, &residual, work) == 0;
-        for (size_t i = 0; i < heights.size(); ++i) {
-            heights[i] = 0;
+        for (size_t i = 0; i < found.size(); ++i) {
+            found[i] = 0;
             for (size_t j = 0; j < 6; ++j)
-                heights[i] += c->data[j] * design->data[i * design->tda + j];
+                found[i] += c->data[j] * design->data[i * design->tda + j];
         }
         gsl_multifit_linear_free(work);
         gsl_matrix_free(design);
@@ -368,6 +496,7 @@ const bool registered = [] {
     add_inverses();
     add_products();
     add_surface();
+    ratios::floor("plain-read");
     add_fits();
     return true;
 }();

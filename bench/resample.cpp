@@ -177,9 +177,11 @@ implementation samplerate(const char *name, int type) {
 }
 #endif
 
-const std::vector<implementation> &implementations() {
+// What a program takes when little is to be computed, and what it takes when little is to be lost.
+const std::vector<implementation> &quick() {
     static const std::vector<implementation> all = {
         ours("vela", RESAMPLE_LAN2),
+        ours("vela-LANC", RESAMPLE_LANC),
 #ifdef HAVE_SPEEXDSP
         speexdsp("speexdsp-q0", 0),
         speexdsp("speexdsp-q3", 3),
@@ -190,6 +192,31 @@ const std::vector<implementation> &implementations() {
 #ifdef HAVE_SAMPLERATE
         samplerate("samplerate-linear", SRC_LINEAR),
         samplerate("samplerate-sinc-fastest", SRC_SINC_FASTEST),
+#endif
+    };
+    return all;
+}
+
+const std::vector<implementation> &thorough() {
+    static const std::vector<implementation> all = {
+        of_lobes("vela", 16),
+        of_lobes("vela-4-lobes", 4),
+        of_lobes("vela-8-lobes", 8),
+        of_lobes("vela-32-lobes", 32),
+#ifdef HAVE_SPEEXDSP
+        speexdsp("speexdsp-q5", 5),
+        speexdsp("speexdsp-q10", 10),
+#endif
+#ifdef HAVE_SOXR
+        soxr_of("soxr-QQ", SOXR_QQ),
+        soxr_of("soxr-LQ", SOXR_LQ),
+        soxr_of("soxr-MQ", SOXR_MQ),
+        soxr_of("soxr-HQ", SOXR_HQ),
+#endif
+#ifdef HAVE_SAMPLERATE
+        samplerate("samplerate-sinc-fastest", SRC_SINC_FASTEST),
+        samplerate("samplerate-sinc-medium", SRC_SINC_MEDIUM_QUALITY),
+        samplerate("samplerate-sinc-best", SRC_SINC_BEST_QUALITY),
 #endif
     };
     return all;
@@ -210,11 +237,11 @@ samples sampled(const sweep &signal, uint32_t rate) {
     return made;
 }
 
-// The signal-to-noise ratio in dB of a converted sweep, away from its ends, if the converter delays by `delay` seconds
-// and amplifies by whatever fits best.
-double ratio_at(const sweep &signal, const samples &converted, uint32_t rate, double delay) {
+// The signal-to-noise ratio in dB of every `stride`th sample of a converted sweep, away from its ends, if the converter
+// delays by `delay` seconds and amplifies by whatever fits best.
+double ratio_at(const sweep &signal, const samples &converted, uint32_t rate, double delay, size_t stride) {
     double power = 0, correlation = 0, total = 0;
-    for (size_t i = rate / 20; i < converted.size() - rate / 20; i += 3) {
+    for (size_t i = rate / 20; i < converted.size() - rate / 20; i += stride) {
         const double ideal = signal.at(static_cast<double>(i) / rate - delay), is = converted[i];
         power += ideal * ideal;
         correlation += ideal * is;
@@ -224,23 +251,39 @@ double ratio_at(const sweep &signal, const samples &converted, uint32_t rate, do
     return 10 * std::log10(wanted / (total - wanted));
 }
 
-double signal_to_noise(const implementation &one, rates rates, const sweep &signal) {
-    const samples in = sampled(signal, rates.in);
+// A second of the signal as the converter gives it.
+samples converted(const implementation &one, rates rates, const sweep &signal) {
     samples out(2 * rates.out);
-    out.resize(one.make(rates)(in, out));
-    constexpr double step = 20e-6, widest = 3e-3;
-    double best = -widest;
+    out.resize(one.make(rates)(sampled(signal, rates.in), out));
+    return out;
+}
+
+// With the delay that suits it best.
+double signal_to_noise(const implementation &one, rates rates, const sweep &signal) {
+    const samples out = converted(one, rates, signal);
+    constexpr double step = 10e-6, widest = 20e-3;
+    double best = 0, most = -1000;
     for (double delay = -widest; delay <= widest; delay += step)
-        if (ratio_at(signal, out, rates.out, delay) > ratio_at(signal, out, rates.out, best))
-            best = delay;
+        if (const double ratio = ratio_at(signal, out, rates.out, delay, 31); ratio > most)
+            most = ratio, best = delay;
     double low = best - step, high = best + step;
     for (int i = 0; i < 40; ++i) {
         const double third = (high - low) / 3;
         const bool lower =
-            ratio_at(signal, out, rates.out, low + third) > ratio_at(signal, out, rates.out, high - third);
+            ratio_at(signal, out, rates.out, low + third, 3) > ratio_at(signal, out, rates.out, high - third, 3);
         (lower ? high : low) += lower ? -third : third;
     }
-    return ratio_at(signal, out, rates.out, low);
+    return ratio_at(signal, out, rates.out, low, 3);
+}
+
+// How many dB a converted signal lies below what it was.
+double loss(const implementation &one, rates rates, const sweep &signal) {
+    const samples out = converted(one, rates, signal);
+    double power = 0;
+    const size_t begin = out.size() / 4, end = out.size() - out.size() / 8;
+    for (size_t i = begin; i < end; ++i)
+        power += std::pow(out[i] / (32767 * 0.5), 2) * 2;
+    return -10 * std::log10(std::max(power, 1e-9) / static_cast<double>(end - begin));
 }
 
 void run_conversion(benchmark::State &state, const implementation &one, rates rates) {
@@ -255,18 +298,32 @@ void run_conversion(benchmark::State &state, const implementation &one, rates ra
     state.SetItemsProcessed(made);
 }
 
-void add_rates(rates rates) {
-    const std::string name = "LAN2 " + std::to_string(rates.in) + "->" + std::to_string(rates.out);
-    std::string quality = "SNR in dB of 1 kHz / of 0.2 to 3.4 kHz, " + name + ":";
-    for (const implementation &one : implementations()) {
+// What is kept of a tone, of speech and of everything up to 85 % of the lower rate's half, and what is stopped of
+// everything from 115 % on, which would come back as other frequencies.
+void add_quality(const std::string &name, const implementation &one, rates rates) {
+    const std::string group = std::to_string(rates.in) + "->" + std::to_string(rates.out);
+    const double half = std::min(rates.in, rates.out) / 2.0;
+    const auto add = [&](const char *measure, auto figure) {
+        ratios::quality({group, measure, name, one.name, [=, &one] { return figure(one, rates); }});
+    };
+    add("SNR of 1 kHz, dB", [](const auto &of, auto at) { return signal_to_noise(of, at, {1000, 1000}); });
+    add("SNR of 0.2 to 3.4 kHz, dB", [](const auto &of, auto at) { return signal_to_noise(of, at, {200, 3400}); });
+    if (half > 4000)
+        add("SNR of 0.2 to 18.7 kHz, dB", [=](const auto &of, auto at) {
+            return signal_to_noise(of, at, {200, 0.85 * half});
+        });
+    if (rates.out < rates.in)
+        add("stopped of 4.6 kHz and more, dB", [=](const auto &of, auto at) {
+            return loss(of, at, {1.15 * half, 0.45 * at.in});
+        });
+}
+
+void add_conversions(const std::string &kernel, const std::vector<implementation> &all, rates rates) {
+    const std::string name = kernel + " " + std::to_string(rates.in) + "->" + std::to_string(rates.out);
+    for (const implementation &one : all) {
         ratios::add(name, one.name, [&one, rates](benchmark::State &state) { run_conversion(state, one, rates); });
-        char text[80];
-        std::snprintf(text, sizeof text, " %s %.0f/%.0f", one.name, signal_to_noise(one, rates, {1000, 1000}),
-                      signal_to_noise(one, rates, {200, 3400}));
-        quality += text;
+        add_quality(name, one, rates);
     }
-    ratios::bar(name, 3, {"speexdsp-q0", "soxr-QQ", "samplerate-linear"});
-    ratios::note(quality);
 }
 
 // One direction of a G.711 law for a block of samples.
@@ -320,44 +377,14 @@ void add_laws() {
 #endif
 }
 
-// The level in dB of what becomes of a tone.
-double level_of(const implementation &one, rates rates, double frequency) {
-    samples out(2 * rates.out);
-    out.resize(one.make(rates)(sampled({frequency, frequency}, rates.in), out));
-    double power = 0;
-    const size_t begin = out.size() / 4, end = out.size() - out.size() / 8;
-    for (size_t i = begin; i < end; ++i)
-        power += std::pow(out[i] / (32767 * 0.5), 2) * 2;
-    return 10 * std::log10(std::max(power, 1e-9) / static_cast<double>(end - begin));
-}
-
-// What kernels of more lobes cost, and what they pass and stop.
-void add_lobes() {
-    static const std::vector<implementation> all = {
-        of_lobes("vela", 16),
-        of_lobes("vela-2", 2),
-        of_lobes("vela-4", 4),
-        of_lobes("vela-8", 8),
-
-#ifdef HAVE_SOXR
-        soxr_of("soxr-QQ", SOXR_QQ),
-        soxr_of("soxr-LQ", SOXR_LQ),
-        soxr_of("soxr-MQ", SOXR_MQ),
-#endif
-#ifdef HAVE_SAMPLERATE
-        samplerate("samplerate-sinc-fastest", SRC_SINC_FASTEST),
-        samplerate("samplerate-sinc-medium", SRC_SINC_MEDIUM_QUALITY),
-#endif
-    };
+// How more lobes turn from what passes to what is stopped.
+void note_lobes() {
     constexpr rates rates = {48000, 8000};
-    for (const implementation &one : all) {
-        ratios::add("16 lobes 48000->8000", one.name,
-                    [&one, rates](benchmark::State &state) { run_conversion(state, one, rates); });
+    for (const implementation &one : thorough()) {
+        const auto level = [&](double frequency) { return -loss(one, rates, {frequency, frequency}); };
         char text[160];
-        std::snprintf(text, sizeof text,
-                      "dB at 3000 / 3400 / 3700 / 5000 Hz, SNR of 1 kHz, %s: %.2f %.2f %.2f %.1f, %.0f", one.name,
-                      level_of(one, rates, 3000), level_of(one, rates, 3400), level_of(one, rates, 3700),
-                      level_of(one, rates, 5000), signal_to_noise(one, rates, {1000, 1000}));
+        std::snprintf(text, sizeof text, "dB at 3000 / 3400 / 3700 / 5000 Hz, 48000->8000, %s: %.2f %.2f %.2f %.1f",
+                      one.name, level(3000), level(3400), level(3700), level(5000));
         ratios::note(text);
     }
 }
@@ -413,7 +440,7 @@ void add_plain_loops() {
 }
 
 void add_creation() {
-    for (const implementation &one : implementations())
+    for (const implementation &one : quick())
         ratios::add("creation, 44100->48000", one.name, [&one](benchmark::State &state) {
             for (auto _ : state)
                 benchmark::DoNotOptimize(one.make({44100, 48000}));
@@ -423,10 +450,14 @@ void add_creation() {
 }
 
 const bool registered = [] {
-    for (const rates rates : kRates)
-        add_rates(rates);
+    for (const rates rates : kRates) {
+        add_conversions("LAN2", quick(), rates);
+        add_conversions("16 lobes", thorough(), rates);
+        ratios::bar("LAN2 " + std::to_string(rates.in) + "->" + std::to_string(rates.out), 3,
+                    {"speexdsp-q0", "soxr-QQ", "samplerate-linear"});
+    }
     add_laws();
-    add_lobes();
+    note_lobes();
     add_plain_loops();
     add_creation();
     return true;
