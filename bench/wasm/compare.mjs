@@ -127,7 +127,7 @@ const hulls = ['quickhull3d', 'convex-hull'].flatMap((name) =>
   [['cube', 100000], ['sphere', 100000], ['sphere', 10000]].map((cloud) => [name, ...cloud]));
 const hull_program = fileURLToPath(new URL('hulls.mjs', import.meta.url));
 function time_hull([name, shape, points]) {
-  const run = ['-c', 'ulimit -t 300 && exec "$@"', 'sh', process.execPath, hull_program, packages, name, shape, `${points}`];
+  const run = ['-c', 'ulimit -St 300 && exec "$@"', 'sh', process.execPath, hull_program, packages, name, shape, `${points}`];
   let seconds = Infinity;
   try {
     seconds = Number(execFileSync('sh', run, { encoding: 'utf8' }));
