@@ -1,5 +1,8 @@
 // The live picture, and everything that moves the camera.
 import { digits, get, newest, part, post, say, tell } from './server.js';
+import { begin_glass, draw, take as take_picture } from './glass.js';
+import { camera_time, hear, moves_at, position_at, view_of } from './motion.js';
+import { pictures } from './pictures.js';
 import { begin_masks, list_masks } from './masks.js';
 import { begin_fit } from './fit.js';
 import { begin_places } from './places.js';
@@ -8,19 +11,53 @@ import { load_hull } from './hull.js';
 import { load_light } from './light.js';
 import { load_system } from './system.js';
 import { begin_codes } from './codes.js';
+import { overlay } from './vela.js';
 import './sound.js';
 
 const view = part('view'), picture = part('picture'), message = part('message');
 
 // ---- The picture. Asking for the state tells whether the camera is there; a picture that stands still wouldn't.
 
-const size = innerWidth > 700 ? 'width=1280&height=720' : 'width=640&height=360';
-const look = () => { picture.src = `/api/video/live?${size}&_=${Date.now()}`; };
+const size = innerWidth > 700 ? { width: 1280, height: 720 } : { width: 640, height: 360 };
+
+// Whether the page draws pictures by itself, in the view of now; elsewhere the browser shows them as they come.
+const glazed = begin_glass(size);
+let receiving = null;
+
+async function look() {
+  receiving?.abort();
+  receiving = null;
+  const asked = new URLSearchParams({ ...size, _: Date.now() });
+  picture.hidden = await glazed;
+  if (!picture.hidden) {
+    picture.src = `/api/video/live?${asked}`;
+    caption('');
+    return;
+  }
+  const { signal } = receiving = new AbortController();
+  try {
+    for await (const one of pictures(`/api/video/live?${asked}&stamp=0`, signal)) if (!document.hidden) develop(one, signal);
+  } catch {
+    lost ||= !signal.aborted;
+  }
+}
+const develop = newest(async ({ jpeg, view, stamp }, signal) => {
+  const image = await createImageBitmap(jpeg).catch(() => null); // one that is damaged is left out
+  if (!image || signal.aborted) return;
+  take_picture(image, view);
+  image.close();
+  caption(stamp);
+  refresh();
+});
+function caption(text) {
+  part('caption').hidden = !text;
+  part('caption-time').textContent = text;
+}
 
 let lost = false;
 async function watch() {
   try {
-    if (!document.hidden) show(await get('/api/ptz'));
+    if (!document.hidden) await heard(get('/api/ptz'));
     if (lost) {
       lost = false;
       say(message, '');
@@ -41,26 +78,58 @@ const watchers = [];
 
 function show(next) {
   state = next;
-  part('position').textContent =
-    `Pan ${digits(next.pan, 1)}°, tilt ${digits(next.tilt, 1)}°, field of view ${digits(next.fov, 1)}°`;
   // A view can be shared as a link.
   if (!next.moving)
     history.replaceState(null, '', next.patrol ? location.pathname :
       `#pan=${next.pan.toFixed(2)}&tilt=${next.tilt.toFixed(2)}&fov=${next.fov.toFixed(2)}`);
   for (const each of watchers) each(next);
+  refresh();
+}
+async function heard(answer) {
+  const asked = performance.now(), next = await answer;
+  hear(next, asked);
+  show(next);
+  return true;
 }
 
 // One request after another: a stop must not overtake the drive that it ends.
 let line = Promise.resolve();
-function move(fields, place = message, field) {
-  line = line.then(() => tell(place, post('/api/ptz', fields, 3000).then((next) => (show(next), true)), field));
+function send(fields, place = message, field) {
+  line = line.then(() => tell(place, heard(post('/api/ptz', fields, 3000)), field));
   return line;
+}
+function move(...asked) {
+  ahead = null;
+  return send(...asked);
+}
+
+// ---- What is shown at every moment: the view that the pointer has turned to, which the camera follows, else where the camera
+// looks by its plan. Who draws on the picture hears of each view before it is seen.
+
+let ahead = null, sight = null, frame = 0;
+
+function refresh() { frame ||= requestAnimationFrame(paint); }
+
+function paint(time) {
+  frame = 0;
+  const now = camera_time(time), moving = moves_at(now);
+  if (ahead && !grip && !following && !moving) ahead = null;
+  sight = { ...size, ...view_of(ahead ?? position_at(now)) };
+  draw(sight);
+  const pan = (sight.pan % 360 + 360) % 360;
+  const words = `Pan ${digits(pan, 1)}°, tilt ${digits(sight.tilt, 1)}°, field of view ${digits(sight.fov, 1)}°`;
+  if (part('position').textContent !== words) {
+    part('position').textContent = words;
+    part('caption-view').textContent = `${digits(pan, 1)}° ${digits(sight.tilt, 1)}°  ${digits(sight.fov, 1)}°`;
+  }
+  view.dispatchEvent(new CustomEvent('sight', { detail: sight }));
+  if (moving) refresh();
 }
 
 const between = (low, value, high) => Math.min(Math.max(value, low), high);
-const go = ({ pan, tilt, fov = state.fov }) => move({
-  action: 'move', pan: (pan % 360 + 360) % 360, tilt: between(-90, tilt, 90), fov: between(2, fov, 110),
-});
+const to = ({ pan, tilt, fov = state.fov }) =>
+  ({ action: 'move', pan: (pan % 360 + 360) % 360, tilt: between(-90, tilt, 90), fov: between(2, fov, 110) });
+const go = (target) => move(to(target));
 
 // How much further the camera pans than the middle of the picture moves: near the zenith a turn is hardly seen.
 const reach = (tilt) => 1 / Math.max(0.2, Math.cos(tilt * Math.PI / 180));
@@ -130,7 +199,8 @@ addEventListener('focusout', let_go);
 addEventListener('blur', let_go);
 document.addEventListener('visibilitychange', let_go);
 
-// Dragging turns the camera with the pointer, two fingers zoom. What goes on while a request is under way is sent after it.
+// Dragging turns the view with the pointer, two fingers zoom, and the camera follows. What goes on while a request is under way is
+// sent after it.
 const pointers = new Map();
 let grip = null;
 
@@ -142,9 +212,44 @@ const middle = () => {
   const all = [...pointers.values()], sum = (name) => all.reduce((total, one) => total + one[name], 0) / all.length;
   return { x: sum('x'), y: sum('y') };
 };
-const take = () => { grip = pointers.size ? { ...middle(), spread: spread(), pan: state.pan, tilt: state.tilt, fov: state.fov } : null; };
+const take = () => {
+  grip = pointers.size ? { ...middle(), spread: spread(), ...sight } : null;
+  if (grip && overlay) grip.held = overlay.at(sight, ...pixel(grip));
+};
+const pixel = ({ x, y }) => {
+  const box = view.getBoundingClientRect();
+  return [(x - box.left) / box.width * size.width - 0.5, (y - box.top) / box.height * size.height - 0.5];
+};
 
-const follow = newest((target) => go(target));
+let following = false;
+const follow = newest(async (target) => {
+  following = true;
+  if (!await send(to(target))) ahead = null;
+  following = false;
+  refresh();
+});
+
+// As far as the camera may go.
+function reachable({ pan, tilt, fov }) {
+  const [pans, tilts, zooms] = state.reach;
+  return { pan: between(pans[0], pan, pans[1]), tilt: between(tilts[0], tilt, tilts[1]), fov: between(2 ** zooms[0], fov, 2 ** zooms[1]) };
+}
+
+// The view in which what was taken stands under the pointer, from the view before on.
+function turned(fov, x, y) {
+  const scale = fov / size.width;
+  if (!grip.held) {
+    const [from_x, from_y] = pixel(grip);
+    return reachable({ pan: grip.pan - (x - from_x) * scale * reach(grip.tilt), tilt: grip.tilt + (y - from_y) * scale, fov });
+  }
+  let wanted = reachable({ ...ahead ?? grip, fov });
+  for (let i = 0; i < 10; ++i) {
+    const at = overlay.place({ ...size, ...wanted }, grip.held.pan, grip.held.tilt);
+    if (!at || Math.hypot(at.x - x, at.y - y) < 0.1) break;
+    wanted = reachable({ pan: wanted.pan + (at.x - x) * scale * reach(grip.held.tilt), tilt: wanted.tilt - (at.y - y) * scale, fov });
+  }
+  return wanted;
+}
 view.addEventListener('pointerdown', (event) => {
   if (event.button !== 0) return;
   view.setPointerCapture(event.pointerId);
@@ -159,8 +264,9 @@ view.addEventListener('pointermove', (event) => {
   grip.moved = true;
   view.classList.add('turning');
   const fov = grip.spread ? grip.fov * grip.spread / Math.max(spread(), 1) : grip.fov;
-  const scale = fov / view.clientWidth;
-  follow({ pan: grip.pan - x * scale * reach(grip.tilt), tilt: grip.tilt + y * scale, fov });
+  ahead = view_of(turned(fov, ...pixel(now)));
+  follow(ahead);
+  refresh();
 });
 for (const end of ['pointerup', 'pointercancel'])
   view.addEventListener(end, (event) => {
@@ -199,4 +305,4 @@ const tools = {
 };
 for (const begin of [begin_masks, begin_fit, begin_places, begin_codes]) begin(tools);
 if (shared) go(Object.fromEntries([...start].map(([name, value]) => [name, parseFloat(value)])));
-tell(message, line.then(arrive)).then((done) => { lost = done === undefined; watch(); });
+tell(message, heard(get('/api/ptz')).then(arrive)).then((done) => { lost = done === undefined; watch(); });

@@ -1,6 +1,7 @@
 // Masks: polygons of directions that nobody shall see. Each corner becomes a direction at once, so the camera can be turned while
 // one is drawn.
 import { ask_twice, element, get, newest, part, post, say, shape, tell } from './server.js';
+import { hide } from './glass.js';
 import { overlay } from './vela.js';
 
 const list = part('masks-list'), form = part('masks-form'), draw = part('masks-draw'), error = part('masks-error');
@@ -13,6 +14,7 @@ let masks = [], look_at = null, begin = null;
 
 function show(answer) {
   masks = answer.masks;
+  hide(masks.filter((one) => one.on));
   part('masks-none').hidden = masks.length > 0;
   list.replaceChildren(...masks.map(row));
 }
@@ -52,11 +54,12 @@ export const list_masks = () => tell(error, get('/api/mask').then(show));
 // ---- Drawing a new one, or a kept one anew
 
 let corners = null, edited = null;
+let chosen = null; // the corner that the arrow keys move
 let placed = []; // the corners' pixels in the last sketch, null behind the picture
 
-// The camera's view as last heard of. While it turns only the camera knows where it looks.
+// The view that is shown.
 let sight = null;
-const here = () => overlay && sight && !sight.moving;
+const here = () => overlay && sight;
 
 const number = (value) => Number(value.toFixed(6));
 async function places(directions) {
@@ -72,23 +75,34 @@ async function direction(x, y) {
   return found && [number(found.pan), number(found.tilt)];
 }
 
+// What would be hidden, and its sides. Without the library the sides are straight, and one that reaches behind the camera has none.
+function area(points) {
+  if (!here()) return points.length > 1 && points.every((one) => one) ? [shape('polygon', { class: 'area', points: points.join(' ') })] : [];
+  const path = Float64Array.from([...corners, corners[0]].flat());
+  const mask = corners.length > 2 ? overlay.Mask.make(path) : null, runs = mask?.list(sight) ?? [], sides = overlay.trace(sight, path) ?? [];
+  mask?.free();
+  let inside = '', along = '';
+  for (let i = 0; i < runs.length; i += 3) inside += `M${runs[i + 1]} ${runs[i]}H${runs[i + 2]}v1H${runs[i + 1]}z`;
+  for (let i = 0; i < sides.length; i += 4) along += `M${sides[i]} ${sides[i + 1]}L${sides[i + 2]} ${sides[i + 3]}`;
+  return [shape('path', { class: 'area inside', d: inside }), shape('path', { d: along })];
+}
+
 const sketch = newest(outline);
 async function outline() {
   if (!corners) return part('sketch').replaceChildren();
   const points = corners.length === 0 ? [] : await places(corners).catch(() => null);
   if (!points || !corners) return;
   placed = points;
-  const seen = points.filter((point) => point);
   part('sketch').replaceChildren(
     shape('path', { class: 'cross', d: 'M640 336v48M616 360h48' }),
-    // What reaches behind the camera has no outline in the picture; its corners show the way.
-    ...(seen.length === points.length && seen.length > 1 ? [shape('polygon', { class: 'area', points: seen.join(' ') })] : []),
-    ...seen.map(([x, y]) => shape('circle', { class: 'corner', cx: x, cy: y, r: 8 })));
+    ...(points.length > 0 ? area(points) : []),
+    ...points.flatMap((point, i) => point ? [shape('circle', { class: i === chosen ? 'corner chosen' : 'corner', cx: point[0], cy: point[1], r: 8 })] : []));
 }
 
 function count() {
   const n = corners.length;
-  part('masks-count').textContent = `${n === 1 ? 'One corner' : `${n || 'No'} corners`} so far${n < 3 ? '; a mask has at least 3.' : '.'}`;
+  part('masks-count').textContent = chosen !== null ? `Corner ${chosen + 1} of ${n}: the arrow keys move it, Enter lets go of it.` :
+    `${n === 1 ? 'One corner' : `${n || 'No'} corners`} so far${n < 3 ? '; a mask has at least 3.' : '.'}`;
   part('masks-keep').disabled = n < 3;
   part('masks-back').disabled = n === 0;
   part('masks-corner').disabled = n >= 64;
@@ -124,12 +138,27 @@ async function drag(x, y) {
     sketch();
   }
 }
+// By keyboard: one corner after the other is taken, and then none.
+function choose(i, go) {
+  chosen = i < corners.length ? i : null;
+  const at = placed[chosen];
+  if (chosen !== null && !(at && at[0] > 0 && at[0] < size.width && at[1] > 0 && at[1] < size.height)) go(middle([corners[chosen]]));
+  count();
+}
+async function shift([right, down]) {
+  const drawn = corners, i = chosen, at = placed[i];
+  const found = at && await tell(error, direction((at[0] + right) / size.width, (at[1] + down) / size.height));
+  if (!found || corners !== drawn) return;
+  corners[i] = found;
+  await outline();
+}
 function back() {
+  chosen = null;
   corners.pop();
   count();
 }
 function end() {
-  corners = edited = dragged = null;
+  corners = edited = dragged = chosen = null;
   placed = [];
   form.reset();
   form.hidden = true;
@@ -138,7 +167,9 @@ function end() {
   sketch();
 }
 
-export function begin_masks({ view, go, watch, enter }) {
+const steps = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
+
+export function begin_masks({ view, go, enter }) {
   look_at = go;
   begin = (mask) => {
     enter(end);
@@ -176,11 +207,17 @@ export function begin_masks({ view, go, watch, enter }) {
     view.addEventListener(over, (event) => { if (dragged?.id === event.pointerId) dragged.id = null; });
   view.addEventListener('point', (event) => { if (corners) add(event.detail.x, event.detail.y); });
   view.addEventListener('keydown', (event) => {
-    if (!corners || event.repeat) return;
-    const acts = { Enter: () => add(0.5, 0.5), Backspace: () => corners.length && back(), Escape: () => { end(); draw.focus(); } };
-    if (!acts[event.key]) return;
+    if (!corners || event.ctrlKey || event.altKey || event.metaKey) return;
+    const acts = {
+      Enter: () => chosen === null ? add(0.5, 0.5) : choose(Infinity), ' ': () => choose(chosen === null ? 0 : chosen + 1, go),
+      Backspace: () => corners.length && back(), Escape: () => { end(); draw.focus(); },
+    };
+    const step = chosen !== null && steps[event.key];
+    if (!step && (event.repeat || !acts[event.key])) return;
     event.preventDefault();
-    acts[event.key]();
+    event.stopImmediatePropagation();
+    if (step) shift(step.map((one) => one * (event.shiftKey ? 50 : 5)));
+    else acts[event.key]();
   });
   part('masks-corner').addEventListener('click', () => add(0.5, 0.5));
   part('masks-back').addEventListener('click', back);
@@ -194,8 +231,9 @@ export function begin_masks({ view, go, watch, enter }) {
       draw.focus();
     }
   });
-  watch(({ pan, tilt, fov, moving }) => {
-    sight = { ...size, pan, tilt, fov, moving };
-    if (corners) sketch();
+  view.addEventListener('sight', ({ detail }) => {
+    const moved = !sight || ['pan', 'tilt', 'fov'].some((name) => sight[name] !== detail[name]);
+    sight = { ...detail, ...size };
+    if (corners && moved) sketch();
   });
 }

@@ -15,12 +15,14 @@ function sector(x, y, radius, from, to) {
   return `M${x} ${y}L${on_circle(x, y, radius, from)}${arc(middle)}${arc(to)}Z`;
 }
 
-function dial({ pan, tilt, limits, home }) {
+// Seen from the side the camera looks to the right: upward is 0 on the circle, the horizon 90.
+const plan = [95, 75, 58], side = [215, 75, 58];
+const toward = ([x, y, radius], degrees) => `M${x} ${y}L${on_circle(x, y, radius, degrees)}`;
+
+function dial({ limits, home }) {
   const { left, right, low, high } = limits;
   const span = left === right ? 360 : ((right - left) % 360 + 360) % 360;
-  // Seen from the side the camera looks to the right: upward is 0 on the circle, the horizon 90.
-  const plan = [95, 75, 58], side = [215, 75, 58];
-  const hand = ([x, y, radius], degrees, name) => shape('path', { class: name, d: `M${x} ${y}L${on_circle(x, y, radius, degrees)}` });
+  const hand = (name, ...where) => shape('path', { class: name, ...where.length ? { d: toward(...where) } : {} });
   const words = ([x, y, radius], degrees, text) => {
     const [at, down] = on_circle(x, y, radius + 9, degrees).split(' ');
     return shape('text', { x: at, y: Number(down) + 4 }, text);
@@ -28,17 +30,24 @@ function dial({ pan, tilt, limits, home }) {
   part('limits-dial').replaceChildren(
     shape('circle', { class: 'rim', cx: plan[0], cy: plan[1], r: plan[2] }),
     shape('path', { class: 'free', d: sector(...plan, left, left + span) }),
-    hand(plan, home.pan, 'home'), hand(plan, pan, 'hand'),
+    hand('home', plan, home.pan), hand('hand'),
     words(plan, 0, 'N'), words(plan, 90, 'E'), words(plan, 180, 'S'), words(plan, 270, 'W'),
     shape('path', { class: 'rim', d: sector(...side, 0, 180) }),
     shape('path', { class: 'free', d: sector(...side, 90 - high, 90 - low) }),
-    hand(side, 90 - home.tilt, 'home'), hand(side, 90 - tilt, 'hand'));
+    hand('home', side, 90 - home.tilt), hand('hand'));
   part('limits-words').textContent =
     `${left === right ? 'Turns all the way round' : `Turns from ${digits(left, 1)}° clockwise to ${digits(right, 1)}°`}, tilts from ${digits(low, 1)}° to ${digits(high, 1)}°.`;
   part('limits-home').textContent = `Home: pan ${digits(home.pan, 1)}°, tilt ${digits(home.tilt, 1)}°, field of view ${digits(home.fov, 1)}°.`;
 }
 
-export function begin_places({ move, watch }) {
+// The hands follow what is shown.
+function turn({ pan, tilt }) {
+  const [across, upward] = part('limits-dial').querySelectorAll('.hand');
+  across?.setAttribute('d', toward(plan, pan));
+  upward?.setAttribute('d', toward(side, 90 - tilt));
+}
+
+export function begin_places({ view, move, watch }) {
   // ---- Presets
 
   const list = part('presets-list'), error = part('presets-error'), name = part('presets-name');
@@ -95,6 +104,7 @@ export function begin_places({ move, watch }) {
       part('presets-none').hidden = state.presets.length > 0;
     }
     if (changed('limits', state.limits)) edges.forEach((edge, i) => { fields[i].value = Number(state.limits[edge].toFixed(1)); });
-    if (changed('dial', [state.pan, state.tilt, state.limits, state.home])) dial(state);
+    if (changed('dial', [state.limits, state.home])) dial(state);
   });
+  view.addEventListener('sight', ({ detail }) => turn(detail));
 }

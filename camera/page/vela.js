@@ -2,7 +2,7 @@
 export let overlay = null; // masks and marks
 export let library = null, compiled = null; // all else, and its module, for an audio worklet
 
-import('./vela/overlay.js').then(({ load }) => load()).then((loaded) => { overlay = loaded; }).catch(() => {});
+export const loaded = import('./vela/overlay.js').then(({ load }) => load()).then((module) => overlay = module).catch(() => null);
 import('./vela/index.js').then(async ({ compile, instantiate }) => {
   compiled = await compile();
   library = instantiate(compiled);

@@ -50,19 +50,32 @@ export interface Mask extends Owner {
   list(view: OverlayView, coverage?: Coverage): Int32Array;
 }
 
+export interface PictureMaker {
+  /**
+   * A picture as it was taken.
+   * @param view in which it was
+   * @param pixels red, green, blue and opacity, a byte each, in rows from the top; width times height of the view
+   */
+  make(view: OverlayView, pixels: Uint8Array | Uint8ClampedArray): Picture;
+}
+
+export interface Picture extends Owner {
+  /**
+   * What a view shows of it: each pixel between the four whose directions are next to its own. Pixels stray by a sixth of one
+   * at most from a view of 110 degrees to one close by, by a hundredth at 60 degrees.
+   * @param into receives pixels like the picture's, width times height of the view
+   * @param ground 0xRRGGBB, where it shows nothing of the picture; black without it
+   */
+  draw(view: OverlayView, into: Uint8Array | Uint8ClampedArray, ground?: number): void;
+}
+
 export interface Overlay {
   readonly Mask: MaskMaker;
+  readonly Picture: PictureMaker;
   /** Where a direction stands, on the screen or beside it; null where it is behind the view. */
   place(view: OverlayView, pan: number, tilt: number): { x: number; y: number } | null;
   /** Which direction a position shows, pan from 0 to 360; null beyond the rim of what is in front. */
   at(view: OverlayView, x: number, y: number): { pan: number; tilt: number } | null;
-  /**
-   * Where another view shows what one shows: the way of pixels from a picture taken then to the view of now.
-   * @param positions pairs of x and y
-   * @returns pairs of x and y, on the other view's screen or beside it; two NaN where the position shows no direction, or one behind
-   * the other view
-   */
-  remap(view: OverlayView, other: OverlayView, positions: Float64Array): Float64Array;
   /**
    * The straight lines of a path, nowhere half a pixel from the arcs between its directions.
    * @param path pairs of pan and tilt

@@ -1,5 +1,5 @@
 // <vela/overlay.hpp>: masks and marks on the view of a moving camera.
-import { Core, Owner, array, groups, integer, pick, real } from './core.js';
+import { Core, Owner, VelaError, array, groups, integer, octets, pick, real, roomFor } from './core.js';
 
 const coverages = { conservative: 0, centres: 1 };
 const own = Symbol('made by make()');
@@ -66,8 +66,41 @@ export function overlay(module) {
     }
   }
 
+  class Picture extends Owner {
+    #view;
+    #pixels;
+
+    constructor(key, view, pixels) {
+      if (key !== own) throw new TypeError('Picture: make() makes one');
+      super(() => core.free(pixels));
+      this.#view = view;
+      this.#pixels = pixels;
+    }
+
+    static make(view, pixels) {
+      const taken = fields(view), size = 4 * view.width * view.height;
+      if (octets('pixels', pixels).length !== size) throw new RangeError(`pixels: ${size} bytes are wanted`);
+      const at = core.room(size);
+      core.heap.u8.set(pixels, at);
+      return new Picture(own, taken, at);
+    }
+
+    draw(view, into, ground = 0) {
+      if (this.freed) throw new TypeError('Picture: used after free()');
+      const seen = fields(view), size = 4 * view.width * view.height;
+      roomFor('into', octets('into', into), size);
+      const [r, g, b] = [16, 8, 0].map((bits) => integer('ground', ground, 0, 0xFFFFFF) >> bits & 255);
+      core.use((room, put) => {
+        const to = room(size);
+        if (!exports.overlay_picture_draw(put(this.#view), this.#pixels, put(seen), (r | g << 8 | b << 16 | 255 << 24), to)) throw new VelaError('out of memory');
+        core.copyInto(into, to, size);
+      });
+    }
+  }
+
   return {
     Mask,
+    Picture,
     place(view, pan, tilt) {
       const found = pair('overlay_place', view, real('pan', pan), real('tilt', tilt));
       return found && { x: found[0], y: found[1] };
@@ -76,11 +109,6 @@ export function overlay(module) {
       const found = pair('overlay_at', view, real('x', x), real('y', y));
       return found && { pan: found[0], tilt: found[1] };
     },
-    remap: (view, other, positions) => core.use((room, put) => {
-      const count = pairs('positions', positions), at = put(positions);
-      exports.overlay_remap(put(fields(view)), put(fields(other)), at, count);
-      return core.copy(Float64Array, at, 2 * count);
-    }),
     trace: (view, path) => along('overlay_trace', 4, view, path, pairs('path', path)),
     outline: (view, corners) => along('overlay_outline', 2, view, corners, pairs('corners', corners)),
   };
