@@ -172,6 +172,9 @@ TEST(tables_of_the_callers_own) {
     init_lanczos(made.get(), 3);
     expect(*made, "taps that reach farther than the history");
     ck_assert_int_eq(made->num_coeffs, 17);
+    const converter full = make_converter(3, 1, 4);
+    full->num_coeffs = 12;
+    expect(*full, "a coefficient for each of the taps");
     const converter copy = make_converter(8000, 8000, RESAMPLE_BILI);
     copy->coeffs[0] = 8192;
     expect(*copy, "half as loud");
