@@ -65,7 +65,7 @@ std::vector<const chull_vertex *> draw_faces(svg::picture &on, point middle, con
         seen.insert(seen.end(), face.vert, face.vert + 3);
         const double length = std::sqrt(normal.x * normal.x + normal.y * normal.y + normal.z * normal.z);
         const double light = (normal.x * kLight.x + normal.y * kLight.y + normal.z * kLight.z) / length;
-        on.area(outline, "fa face sground\" fill-opacity=\"" + svg::number(0.25 + 0.6 * std::max(0.0, light), 2));
+        on.area(outline, "fa face sground", 0.25 + 0.6 * std::max(0.0, light));
     }
     return seen;
 }
@@ -84,7 +84,7 @@ void draw_step(svg::picture &on, point middle, const cloud &points, size_t taken
     }
     on.text({middle.x, middle.y - 98}, std::to_string(taken) + " points", "sub mid fink");
     on.text({middle.x, middle.y + 126},
-            std::to_string(hull.vertex_count()) + " corners, " + std::to_string(hull.face_count()) + " sides",
+            std::to_string(hull.vertex_count()) + " corners, " + std::to_string(hull.face_count()) + " faces",
             "mid fsoft");
 }
 

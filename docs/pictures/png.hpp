@@ -1,6 +1,7 @@
 // Small PNG pictures of up to 16 shades, as the text of a data URI.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>

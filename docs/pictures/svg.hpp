@@ -59,7 +59,9 @@ public:
     }
 
     void line(const std::vector<point> &points, std::string_view style) { path(points, style, ""); }
-    void area(const std::vector<point> &points, std::string_view style) { path(points, style, "z"); }
+    void area(const std::vector<point> &points, std::string_view style, double opacity = 1) {
+        path(points, style, opacity == 1 ? "z" : "z\" fill-opacity=\"" + number(opacity, 2));
+    }
 
     void bar(const box &place, std::string_view style) {
         add("<rect x=\"" + number(place.left) + "\" y=\"" + number(place.top) + "\" width=\"" + number(place.width) +
@@ -89,7 +91,7 @@ private:
     std::string body;
 
     static std::string colours(int scheme) {
-        static constexpr const char *shades[][3] = {{"ground", "#fff", "#000"},  {"ink", "#1d232b", "#e4e7eb"},
+        static constexpr const char *shades[][3] = {{"ground", "#fff", "#000"},     {"ink", "#1d232b", "#e4e7eb"},
                                                     {"soft", "#57616d", "#a5aeb9"}, {"grid", "#dde1e6", "#363b42"},
                                                     {"a", "#1b6ab1", "#62aef0"},    {"b", "#c25608", "#f2994a"},
                                                     {"c", "#27804f", "#5fc389"},    {"d", "#7d4ca6", "#c095e8"},

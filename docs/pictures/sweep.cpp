@@ -60,6 +60,12 @@ std::vector<png::colour> palette() {
     return shades;
 }
 
+void draw_image(svg::picture &on, const svg::box &place, uint32_t columns, const png::bytes &pixels) {
+    on.add("<image x=\"" + svg::number(place.left) + "\" y=\"" + svg::number(place.top) + "\" width=\"" +
+           svg::number(place.width) + "\" height=\"" + svg::number(place.height) +
+           "\" preserveAspectRatio=\"none\" href=\"" + png::data_uri(columns, pixels, palette()) + "\"/>\n");
+}
+
 void draw(svg::picture &on, const svg::box &place, const std::vector<levels> &columns, double loudest) {
     png::bytes pixels(size_t{kColumns} * kRows);
     for (size_t x = 0; x < kColumns; ++x)
@@ -68,22 +74,17 @@ void draw(svg::picture &on, const svg::box &place, const std::vector<levels> &co
             pixels[y * kColumns + x] =
                 static_cast<uint8_t>(kShades - 1 - std::clamp(below / kStep, 0.0, kShades - 1.0));
         }
-    on.add("<image x=\"" + svg::number(place.left) + "\" y=\"" + svg::number(place.top) + "\" width=\"" +
-           svg::number(place.width) + "\" height=\"" + svg::number(place.height) +
-           "\" preserveAspectRatio=\"none\" href=\"" + png::data_uri(kColumns, pixels, palette()) + "\"/>\n");
+    draw_image(on, place, kColumns, pixels);
 }
 
 // What shade means what.
-void draw_scale(svg::picture &on, double left, double top, double width) {
-    const std::vector<png::colour> shades = palette();
-    const double each = width / kShades;
-    for (uint32_t i = 0; i < kShades; ++i) {
-        char fill[64];
-        std::snprintf(fill, sizeof fill, "\" fill=\"#%02x%02x%02x", shades[i][0], shades[i][1], shades[i][2]);
-        on.bar({left + each * i, top, each + 0.3, 14}, fill);
-    }
-    on.text({left - 8, top + 13}, "-75", "end fsoft");
-    on.text({left + width + 8, top + 13}, "0 dB", "fsoft");
+void draw_scale(svg::picture &on, const svg::box &place) {
+    png::bytes shades(kShades * size_t{16});
+    for (size_t i = 0; i < shades.size(); ++i)
+        shades[i] = static_cast<uint8_t>(i / 16);
+    draw_image(on, place, static_cast<uint32_t>(shades.size()), shades);
+    on.text({place.left - 8, place.top + 13}, "-75 or less", "end fsoft");
+    on.text({place.left + place.width + 8, place.top + 13}, "0 dB", "fsoft");
 }
 
 } // namespace
@@ -104,6 +105,6 @@ int main() {
                                {0, 4, {0, 2, 4}, ""}, kKernels[k].name);
         draw(picture, place, drawn[k], loudest);
     }
-    draw_scale(picture, 200, 712, 240);
+    draw_scale(picture, {220, 712, 240, 14});
     return picture.write();
 }
