@@ -69,15 +69,14 @@ async function each_frame(kind, x = 0, y = 0) {
     let sight = null, begun = null;
     view.addEventListener('sight', ({ detail }) => { sight = { ...detail, width: 1280, height: 720 }; });
     while (!sight) await new Promise(next);
-    const held = overlay.at(sight, ...pixel([x, y]));
+    const circles = () => [...document.querySelectorAll('#sketch .corner')].map((one) => ['cx', 'cy'].map((name) => Number(one.getAttribute(name))));
+    const held = overlay.at(sight, ...kind === 'turn' ? circles()[0] : pixel([x, y]));
+    const stands = () => Object.values(overlay.place(sight, held.pan, held.tilt));
     // What must hold when the pointer is at a place, or of a time.
     const shows = {
-      drag: (at) => {
-        const found = overlay.place(sight, held.pan, held.tilt);
-        return away([found.x, found.y], pixel(at)) < 1;
-      },
-      corner: (at) => [...document.querySelectorAll('#sketch .corner')].some((one) => away(['cx', 'cy'].map((name) => Number(one.getAttribute(name))), pixel(at)) < 1),
-      turn: (at, time) => turned(sight, position_at(camera_time(time))) < 0.001,
+      drag: (at) => away(stands(), pixel(at)) < 1,
+      corner: (at) => circles().some((one) => away(one, pixel(at)) < 1),
+      turn: (at, time) => turned(sight, position_at(camera_time(time))) < 0.001 && away(stands(), circles()[0]) < 0.1,
     }[kind];
     // Pictures that the camera takes meanwhile, and how far they are from where the page knows it to look at their time.
     const pictures = async () => {
@@ -206,10 +205,14 @@ async function masks() {
 async function following() {
   await post('/api/ptz', { action: 'move', pan: 178, tilt: -6, fov: 62 });
   await still();
+  await page.click('#masks-draw');
+  await click(0.5, 0.5);
+  await corners('One');
   await each_frame('turn');
+  await page.click('#masks-cancel');
   const { pan, tilt } = await still();
-  const corners = [[-45, 12], [-22, 12], [-22, -8], [-40, -15]].map(([right, up]) => `${pan + right},${tilt + up}`).join(';');
-  await post('/api/mask', { action: 'add', name: 'Beside', corners });
+  const around = [[-45, 12], [-22, 12], [-22, -8], [-40, -15]].map(([right, up]) => `${pan + right},${tilt + up}`).join(';');
+  await post('/api/mask', { action: 'add', name: 'Beside', corners: around });
   await page.evaluate(async () => (await import('/masks.js')).list_masks());
   await wait(500);
   const box = await (await page.$('#view')).boundingBox(), x = box.x + box.width / 2, y = box.y + box.height / 3;
@@ -250,7 +253,7 @@ async function following() {
     }
     for (let i = 0; i < 8; ++i) hide(await shown());
     return { luma: luma / known, dull: dull / known, known, hidden, bright };
-  }, x, y, corners);
+  }, x, y, around);
   console.log(`browser: a turned picture is ${luma.toFixed(2)} levels from the camera's own over ${known} pixels; four rows beside it they would be ${dull.toFixed(2)}`);
   assert.ok(known > 3e5 && luma < 3 && luma < dull / 2);
   assert.ok(hidden > 1e5 && bright === 0, `${bright} of 255 shines through a mask`);
