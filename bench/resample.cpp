@@ -200,6 +200,7 @@ const std::vector<implementation> &quick() {
 const std::vector<implementation> &thorough() {
     static const std::vector<implementation> all = {
         of_lobes("vela", 16),
+        of_lobes("vela-2-lobes", 2),
         of_lobes("vela-4-lobes", 4),
         of_lobes("vela-8-lobes", 8),
         of_lobes("vela-32-lobes", 32),
