@@ -1,7 +1,7 @@
 // Times the cases natively, as WebAssembly, and what a page would otherwise take: plain JavaScript on typed arrays, the
 // engine's own functions, packages. Rounds of all are run in turn and the best of each counts, in processor time: what else the
 // machine does changes nothing.
-// usage: node compare.mjs NATIVE FOLDER-OF-MODULES FOLDER-OF-PACKAGES
+// usage: node compare.mjs NATIVE FOLDER-OF-MODULES [FOLDER-OF-PACKAGES]     without packages, one round
 import { execFileSync } from 'node:child_process';
 import { readFileSync } from 'node:fs';
 import { join } from 'node:path';
@@ -139,7 +139,7 @@ function time_hull([name, shape, points]) {
 
 // ---- All in turn
 
-for (let round = 0; round < 2; ++round) {
+for (let round = 0; round < (packages ? 2 : 1); ++round) {
   for (const line of execFileSync(native, { encoding: 'utf8' }).trim().split('\n')) {
     const [name, seconds] = line.split('\t');
     note(name, 'native', Number(seconds));
@@ -149,7 +149,7 @@ for (let round = 0; round < 2; ++round) {
       time(textAt(vela, at), i ? 'vectors' : 'plain', () => vela.run(number));
   });
   for (const [name, column, run] of others) time(name, column, run, 4);
-  if (round === 0) hulls.forEach(time_hull);
+  if (packages && round === 0) hulls.forEach(time_hull);
 }
 
 console.log('| case | native | WebAssembly | with vectors | others |');
