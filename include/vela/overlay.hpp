@@ -92,8 +92,15 @@ inline double length(vec a) { return std::sqrt(dot(a, a)); }
 inline vec unit(vec a) { return 1 / length(a) * a; }
 inline vec cross(vec a, vec b) { return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x}; }
 
+// std::remainder(angle, 360), which takes as long as a sine: spared where at most one turn is to be taken off, exactly.
+inline double within_half_turn(double angle) {
+    if (std::abs(angle) <= 180)
+        return angle;
+    return 180 < angle && angle <= 360 ? angle - 360 : std::remainder(angle, 360);
+}
+
 inline vec vector_of(direction d) {
-    const double pan = std::remainder(d.pan, 360) * kDegree, tilt = std::remainder(d.tilt, 360) * kDegree;
+    const double pan = within_half_turn(d.pan) * kDegree, tilt = within_half_turn(d.tilt) * kDegree;
     return {std::cos(tilt) * std::cos(pan), std::cos(tilt) * std::sin(pan), std::sin(tilt)};
 }
 
