@@ -88,6 +88,7 @@ TEST(what_would_be_another_url_is_refused) {
         assert_text_eq(built(wrong), "nothing");
     // clang-format on
     assert_text_eq(built(url_builder("s", "h/?#@").segment("...")), "s://h%2F%3F%23%40/...");
+    assert_text_eq(built(url_builder("s", "[]")), "s://%5B%5D");
 }
 
 TEST(any_text_goes_and_comes_back) {
