@@ -78,7 +78,8 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SECTION doc)
 
-# The dynamic linker's cache is renewed (cpack's own scripts do it as well, of which lintian warns), and packages whose programs are linked with the library learn what they need.
+# The dynamic linker's cache is renewed (cpack's own scripts do it as well, of which lintian warns), and packages whose
+# programs are linked with the library learn what they need.
 file(WRITE ${PROJECT_BINARY_DIR}/packages/triggers "activate-noawait ldconfig\n")
 file(WRITE ${PROJECT_BINARY_DIR}/packages/shlibs "libvela ${PROJECT_VERSION_MAJOR} libvela1 (>= ${PROJECT_VERSION})\n")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packages/triggers
