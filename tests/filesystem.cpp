@@ -52,7 +52,7 @@ extern "C" DIR *fdopendir(int descriptor) {
 
 extern "C" int close(int descriptor) {
     errno = EIO; // which tells nothing where there is no failure
-    return static_cast<int>(syscall(SYS_close, descriptor));
+    return system_call<int(int)>("close")(descriptor);
 }
 
 extern "C" dirent64 *readdir64(DIR *stream) {
