@@ -8,9 +8,9 @@
 #include <vela/check.h>
 #include <vela/chull.h>
 #include <vela/cmdline.h>
+#include <vela/cpp/matrix.hpp>
 #include <vela/filesystem.h>
 #include <vela/interp.h>
-#include <vela/matrix.h>
 #include <vela/resample.h>
 
 // Each text is whole or not there at all.
@@ -187,6 +187,9 @@ TEST(matrices_say_what_failed) {
                    unmade("polyfit2D: failed to allocate XY matrix\n") + unmade(svdcmp) + unmade(svdcmp) +
                        unmade(svdcmp) + svdcmp + unmade("pseudo_inverse: transpose() failed\n" + last) +
                        unmade("pseudo_inverse: malloc() failed\n" + last));
+    oom::countdown = 1; // of the largest matrix that may be
+    assert_text_eq(captured(stderr, [] { ck_assert(!vela::matrix::make(0x3FFFFFFF, 1)); }),
+                   "malloc_matrix: failed data malloc\n");
 }
 
 // With a table but no memory for its rows, a record converts all the same; a table that can't be replaced stays.
