@@ -171,12 +171,14 @@ TEST(a_response_is_written_whole_or_not_at_all) {
         assert_text_eq(all, rows[i].written);
         ck_assert_msg(sent != all.empty(), "row %zu: %d", i, sent);
     }
+    for (const int32_t code : {301, 302, 307, 308})
+        model::written([=](FILE *stream) { ck_assert(response(stream).redirect("/", code)); });
 }
 
 TEST(a_response_is_sent_once_and_its_head_alone_where_that_is_wanted) {
     const std::string all = model::written([](FILE *stream) {
         response one(stream, false);
-        ck_assert(!one.header("A", "\n").send(""));
+        ck_assert(!one.status(404).header("A", "\n").send(""));
         one.reset();
         one.cookie("s", "", {.max_age = 0, .path = "", .domain = "h", .secure = true});
         ck_assert(one.send_json("[1]"));
