@@ -54,6 +54,7 @@ TEST(what_does_not_fit_is_refused_and_changes_nothing) {
     ck_assert(!resampler::make(0, 1, vela::resampler_kernel::lanczos));
     for (const uint32_t lobes : {0U, 32769U, UINT32_MAX})
         ck_assert(!resampler::with_lobes(1, 1, lobes));
+    ck_assert_uint_eq(resampler::with_lobes(1, 1, 1).value().get()->history_len, 0);
 }
 
 TEST(channels_are_converted_each_by_itself) {
