@@ -46,8 +46,11 @@ TEST(a_list_moves_and_is_handed_over) {
     auto found = walk::make(".", "");
     walk moved = std::move(*found);
     ck_assert_uint_eq(moved.size(), 2);
-    ck_assert(moved[0] == *moved.begin());
+    auto at = moved.begin();
+    ck_assert(*at++ == moved[0]);
+    ck_assert(*at == moved[1]);
     char **list = moved.release();
+    ck_assert(moved.empty());
     for (char **name = list; *name; ++name)
         std::free(*name);
     std::free(list);
