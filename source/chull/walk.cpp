@@ -53,7 +53,8 @@ index surface::new_edge(index end0, index end1) {
 index surface::new_face(const index (&corners)[3]) {
     newest_ = faces.take();
     face_slot &face = faces[newest_];
-    std::copy_n(corners, 3, face.corners);
+    for (int k = 0; k < 3; ++k)
+        face.corners[k] = corners[k];
     face.is_visible = false;
     return newest_;
 }
