@@ -23,6 +23,7 @@ TEST(masks_cover_what_the_model_has_inside) {
     }
 }
 
+// The last rows have sides through places that levels are counted from, or a corner on the row of one.
 TEST(inside_is_the_smaller_side_and_what_is_wound_around) {
     const struct {
         corners polygon;
@@ -31,11 +32,19 @@ TEST(inside_is_the_smaller_side_and_what_is_wound_around) {
         {{{0, -20}, {90, -20}, {180, -20}, {270, -20}}, {5, -40}, {0, 0}},
         {{{-80, 5}, {0, 85}, {80, 5}, {0, -85}}, {0, 0}, {180, 0}},
         {{{-10, -5}, {10, -5}, {0, 9}, {-10, -5}, {10, -5}, {0, 9}}, {0, 0}, {180, 0}},
+        {{{-2, 0}, {90, 88}, {-178, 0}, {90, -88}}, {90, 0}, {-90, 0}},
+        {{{95.927504192390174, 11}, {95.927504192390174, 22}, {106, 16}}, {99, 16}, {93, 16}},
+        {{{80, 5.2498575113398438}, {60, 75}, {60, -75}}, {70, 0}, {250, 0}},
+        {{{180, -7.4805088917082738}, {160, 75}, {160, -75}}, {170, 0}, {350, 0}},
+        {{{280, 49.033731101805635}, {260, 75}, {260, -75}}, {270, 0}, {90, 0}},
     };
     for (const auto &[polygon, inside, outside] : rows) {
-        const auto made = mask::make(polygon);
-        agree("contains", std::array{inside.pan, inside.tilt}, made->contains(inside), true);
-        agree("contains", std::array{outside.pan, outside.tilt}, made->contains(outside), false);
+        auto made = mask::make(polygon);
+        for (const auto &[at, is_inside] : {std::pair(inside, true), std::pair(outside, false)}) {
+            agree("contains", std::array{at.pan, at.tilt}, made->contains(at), is_inside);
+            agree("list", std::array{at.pan, at.tilt}, made->list(*view::make(1, 1, at, 1), {}, coverage::centres) == 1,
+                  is_inside);
+        }
     }
 }
 
