@@ -131,6 +131,7 @@ TEST(paths_follow_their_arcs) {
         const auto keep = [&](position from, position to) { lines.push_back({place(from.x, from.y), {to.x, to.y}}); };
         if (!trace(*view::make(1920, 1080, centre, fov), path, keep))
             continue;
+        ck_assert_uint_le(lines.size(), 40);
         const model::vec3 a = model::towards(path[0].pan, path[0].tilt), b = model::towards(path[1].pan, path[1].tilt);
         for (int part = 0; part <= 100; ++part) {
             const model::vec3 p = model::unit(model::mixed(100 - part, a, part, b));
