@@ -84,7 +84,7 @@ public:
      * @param in_rate   input rate, in the same unit
      * @param lobes     1 or more; the cost and the latency grow with it
      * @return the converter; empty without memory, for rates and lobes that are 0, and where the table
-     *         would be longer than 65535: 2 x lobes times the larger of the rates, less their common divisors
+     *         would be longer than 65535: 2 x lobes x (the larger rate / the rates' greatest common divisor) - 1
      */
     [[nodiscard]] static std::optional<resampler> with_lobes(uint32_t out_rate, uint32_t in_rate, uint32_t lobes) {
         std::optional<resampler> made = make(out_rate, in_rate, resampler_kernel::lanczos);
