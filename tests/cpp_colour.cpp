@@ -40,6 +40,9 @@ TEST(a_picture_needs_its_bytes_and_its_room) {
     ck_assert(!unpack(packed, 3, 2, 5, rgb));
     ck_assert(!unpack(std::span(packed, 8), 2, 2, 5, rgb));
     ck_assert(!unpack(packed, 2, 2, 5, std::span(rgb).first(11)));
+    std::array<uint8_t, 21> shared{};
+    ck_assert(!unpack(std::span(shared).first(9), 2, 2, 5, std::span(shared).subspan(8, 12)));
+    ck_assert(unpack(std::span(shared).first(9), 2, 2, 5, std::span(shared).subspan(9, 12)));
     ck_assert(rgb == model::pixels(18));
     ck_assert(unpack(std::span(packed, 9), 2, 2, 5, std::span(rgb).first(12)));
     const model::pixels full = model::unpacked(packed, 2, 2, 5);
