@@ -33,6 +33,14 @@ TEST(broken_pixels_short_rooms_and_shared_parts_are_refused) {
     ck_assert(to_rgb(variant::full, memory.first(15), memory.last(15)));
 }
 
+TEST(pieces_are_converted_one_behind_the_other) {
+    const model::pixels rgb = {1, 20, 255, 40, 5, 160, 200, 190, 0, 77, 88, 99, 255, 0, 128};
+    model::pixels whole(15), pieces(15);
+    ck_assert(from_rgb(variant::full, rgb, whole));
+    ck_assert(vela::internal::colour_convert(srgb_to_yccfull, rgb, pieces, 6));
+    ck_assert(whole == pieces);
+}
+
 TEST(a_picture_needs_its_bytes_and_its_room) {
     const uint8_t packed[] = {255, 29, 107, 100, 1, 85, 76, 255, 200, 1};
     model::pixels rgb(18);

@@ -44,10 +44,9 @@ inline bool colour_spans_overlap(std::span<const uint8_t> a, std::span<const uin
     return !a.empty() && !b.empty() && before(a.data(), b.data() + b.size()) && before(b.data(), a.data() + a.size());
 }
 
-// In pieces whose number of pixels the C function can count, so that a span may have any length.
+// In pieces of at most so many bytes, whose pixels the C function can count, so that a span may have any length.
 inline bool colour_convert(void (*convert)(const uint8_t *, uint8_t *, uint32_t), std::span<const uint8_t> from,
-                           std::span<uint8_t> to) {
-    constexpr size_t most = 3 * (size_t{1} << 28);
+                           std::span<uint8_t> to, size_t most = 3 * (size_t{1} << 28)) {
     const bool in_place = from.data() == to.data();
     if (from.size() % 3 != 0 || to.size() < from.size() ||
         (!in_place && colour_spans_overlap(from, to.first(from.size()))))
