@@ -17,7 +17,20 @@ void expect(const std::string &what, std::span<const float> actual, const floats
 
 vela::matrix of(int32_t rows, int32_t cols, const floats &elements) { return *vela::matrix::of(rows, cols, elements); }
 
+int given_back = 0;
+void give_back(int *) { ++given_back; }
+
 } // namespace
+
+TEST(an_owner_gives_its_record_back_once) {
+    int record = 0;
+    {
+        vela::internal::owner<int, give_back> first(&record);
+        const auto second = std::move(first);
+        ck_assert_int_eq(given_back, 0);
+    }
+    ck_assert_int_eq(given_back, 1);
+}
 
 TEST(matrices_begin_with_zeros_or_with_what_is_given) {
     expect("zeros", vela::matrix::make(2, 3)->elements(), floats(6, 0));
