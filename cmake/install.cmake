@@ -11,12 +11,12 @@ if(VELA_DEBUG_INFO)
     \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libvela.a COMMAND_ERROR_IS_FATAL ANY)")
 endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vela DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/man/ # made by scripts/man
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/man/
         DESTINATION ${CMAKE_INSTALL_MANDIR} OPTIONAL)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/html DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/vela-doc
         COMPONENT documentation EXCLUDE_FROM_ALL OPTIONAL)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/vela-examples
-        COMPONENT examples EXCLUDE_FROM_ALL PATTERN CMakeLists.txt EXCLUDE)
+        COMPONENT examples EXCLUDE_FROM_ALL PATTERN CMakeLists.txt EXCLUDE PATTERN demo EXCLUDE)
 
 set(vela_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vela)
 install(EXPORT vela-targets FILE vela-config.cmake NAMESPACE vela:: DESTINATION ${vela_package_dir})
@@ -33,4 +33,4 @@ endforeach()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/vela.pc.in vela.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vela.pc DESTINATION ${vela_pc_dir})
 
-include(${PROJECT_SOURCE_DIR}/cmake/packages.cmake)
+include(${PROJECT_SOURCE_DIR}/packaging/packages.cmake)

@@ -2,7 +2,6 @@ include(CheckCXXSourceCompiles)
 
 # The library: one object per source file, linked once as libvela.so and archived once as libvela.a.
 file(GLOB_RECURSE vela_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/source/*.cpp)
-list(FILTER vela_sources EXCLUDE REGEX "/source/wasm/") # for that alone
 
 # vela_sources_of(PLACE FILES): source/PLACE.cpp, or all files of the room source/PLACE.
 function(vela_sources_of place files)
@@ -76,8 +75,7 @@ function(vela_add_objects target)
 endfunction()
 
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "wasm32")
-  include(cmake/wasm.cmake)
-  return()
+  return() # js/ links modules
 endif()
 vela_add_objects(vela_objects -fno-semantic-interposition)
 set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)

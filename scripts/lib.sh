@@ -23,10 +23,10 @@ generator() {
 # install_driver WHO: what drives the browser, in the versions that the lock file names; again when they change.
 driver=$root/build/browser
 copy_driver() {
-    rm -rf "$driver" && mkdir -p "$driver" && cp camera/check/package.json camera/check/package-lock.json "$driver" &&
+    rm -rf "$driver" && mkdir -p "$driver" && cp camera/test/package.json camera/test/package-lock.json "$driver" &&
         npm ci --prefix "$driver" --ignore-scripts --no-audit --no-fund && touch "$driver/installed"
 }
 install_driver() {
-    { [ -e "$driver/installed" ] && cmp -s camera/check/package-lock.json "$driver/package-lock.json"; } ||
+    { [ -e "$driver/installed" ] && cmp -s camera/test/package-lock.json "$driver/package-lock.json"; } ||
         step "$1-driver" "$1: installing the browser's driver" copy_driver
 }

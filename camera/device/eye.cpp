@@ -1,0 +1,58 @@
+// A picture from the camera's state: scene, view, masks, and only then what is written on top.
+#include "eye.hpp"
+#include "mask_store.hpp"
+#include <vela/cpp/url.hpp>
+
+namespace {
+
+std::string caption_of(const smap_view &view, const timeval &at, bool is_stamped) {
+    const auto degrees = [](int32_t angle) { return web::json::number(angle / 1024.0, 10); };
+    std::string text = "pan=" + degrees(view.pan) + "&tilt=" + degrees(view.tilt) + "&fov=" + degrees(view.fov) +
+                       "&time=" + web::json::number(motion::seconds_between({}, at), 6);
+    if (is_stamped)
+        text += "&stamp=" + vela::url::encode_form(picture::stamp_of(at));
+    return text;
+}
+
+} // namespace
+
+sight read_sight(const web::exchange &one, int32_t width, int32_t height) {
+    sight all = {one.whole("width", picture::kLeastWidth, picture::kMostWidth, width),
+                 one.whole("height", picture::kLeastHeight, picture::kMostHeight, height),
+                 {}};
+    if (one.find("pan") || one.find("tilt") || one.find("fov"))
+        all.at = motion::at_rest(one.number("pan", -360, 720), one.number("tilt", -90, 90),
+                                 one.number("fov", motion::kNarrowest, motion::kWidest));
+    return all;
+}
+
+smap_view view_of(const sight &what, const timeval &at) {
+    return motion::view_of(what.at ? *what.at : state::position_at(at), what.width, what.height);
+}
+
+const picture::frame &eye::look(const sight &what, const timeval &at, marks on_top) {
+    parts_.begin();
+    parts_.part("start");
+    const state::settings all = state::read_settings();
+    const smap_view view = view_of(what, at);
+    const scene place(state::is_night(all, at), at);
+    parts_.part("scene");
+    const picture::tones levels = picture::tones_of(all);
+    parts_.part("interp");
+    renderer_.render(place, view, levels, frame_, parts_);
+    masks::burn(view, frame_);
+    parts_.part("overlay");
+    if (on_top != marks::none && all.grid)
+        picture::draw_grid(view, frame_);
+    if (on_top == marks::as_set && all.stamp)
+        picture::draw_stamp(view, at, frame_);
+    parts_.part("marks");
+    caption_ = caption_of(view, at, all.stamp);
+    return frame_;
+}
+
+std::vector<uint8_t> eye::jpeg(const sight &what, int32_t quality, marks on_top) {
+    std::vector<uint8_t> encoded = picture::encode(look(what, state::now(), on_top), quality);
+    parts_.part("jpeg");
+    return encoded;
+}

@@ -1,0 +1,87 @@
+# Debian packages, by `cpack`; scripts/package builds what goes into them.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_PACKAGE_CONTACT "Vela developers <developers@vela.invalid>" CACHE STRING "Maintainer of the packages")
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL library development documentation examples camera)
+if(CMAKE_LIBRARY_ARCHITECTURE MATCHES "^arm")
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
+endif()
+
+string(TIMESTAMP vela_package_date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+file(WRITE ${PROJECT_BINARY_DIR}/packages/changelog "vela (${PROJECT_VERSION}) stable; urgency=medium
+
+  * What changes for a user of the library stands in CHANGELOG.md of its source.
+
+ -- ${CPACK_PACKAGE_CONTACT}  ${vela_package_date}
+")
+
+# vela_package(COMPONENT NAME ARCHITECTURE DEPENDS TEXT): every package has a changelog and a word on rights.
+function(vela_package component name architecture depends text)
+  string(TOUPPER ${component} part)
+  set(doc ${PROJECT_BINARY_DIR}/packages/${name})
+  file(MAKE_DIRECTORY ${doc})
+  execute_process(COMMAND gzip -9nc ${PROJECT_BINARY_DIR}/packages/changelog OUTPUT_FILE ${doc}/changelog.gz)
+  install(FILES ${doc}/changelog.gz ${PROJECT_SOURCE_DIR}/packaging/copyright
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component} EXCLUDE_FROM_ALL)
+  set(CPACK_DEBIAN_${part}_PACKAGE_NAME ${name} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${part}_PACKAGE_DEPENDS ${depends} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${part}_DESCRIPTION "${text}" PARENT_SCOPE)
+  if(architecture STREQUAL all)
+    set(CPACK_DEBIAN_${part}_PACKAGE_ARCHITECTURE all PARENT_SCOPE)
+  endif()
+endfunction()
+
+set(same_library "libvela1 (= ${PROJECT_VERSION})")
+vela_package(library libvela1 any ""
+  "The shared library: fixed-point maths, a camera's sphere, audio
+resampling with G.711, convex hulls, small linear algebra, splines, colour
+conversion, CGI, URLs, text, Base64, UUIDs, the command line, times and
+files, with the same bits on every machine.")
+vela_package(development libvela-dev any "${same_library}"
+  "What programs are built with: headers for C11 and C++20, the static
+library, manual pages, a CMake package and a pkg-config file.")
+vela_package(documentation vela-doc all "" "The reference of all functions, as pages for a browser.")
+vela_package(examples vela-examples all "" "The source of small programs, one or more for each module.")
+vela_package(camera vela-camera any "${same_library}, lighttpd"
+  "A pan/tilt camera with a web interface, all of it done by the library: live
+pictures and sound of a painted scene, masks that stay on their place,
+presets and patrols, recordings, a tone curve, the hull of its colours.")
+set(CPACK_DEBIAN_CAMERA_PACKAGE_RECOMMENDS "espeak-ng, imagemagick")
+set(CPACK_DEBIAN_CAMERA_PACKAGE_SECTION web)
+execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/camera/server/vela-camera.1
+                OUTPUT_FILE ${PROJECT_BINARY_DIR}/packages/vela-camera.1.gz)
+install(FILES ${PROJECT_BINARY_DIR}/packages/vela-camera.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+        COMPONENT camera EXCLUDE_FROM_ALL)
+
+# Debugging information goes into a package of its own, where debuggers look for it by the library's build ID.
+if(VELA_DEBUG_INFO)
+  list(APPEND CPACK_COMPONENTS_ALL symbols)
+  vela_package(symbols libvela1-dbgsym any "${same_library}" "Debugging symbols of the shared library.")
+  set(CPACK_DEBIAN_SYMBOLS_PACKAGE_SECTION debug)
+  install(CODE "
+    execute_process(COMMAND ${CMAKE_READELF} -n ${PROJECT_BINARY_DIR}/libvela.so OUTPUT_VARIABLE notes)
+    string(REGEX REPLACE \".*Build ID: (..)([0-9a-f]+).*\" \"\\\\1/\\\\2.debug\" file \"\${notes}\")
+    set(file \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/lib/debug/.build-id/\${file}\")
+    cmake_path(GET file PARENT_PATH folder)
+    file(MAKE_DIRECTORY \${folder})
+    execute_process(COMMAND ${CMAKE_OBJCOPY} --only-keep-debug --compress-debug-sections
+                    ${PROJECT_BINARY_DIR}/libvela.so \${file} COMMAND_ERROR_IS_FATAL ANY)"
+    COMPONENT symbols EXCLUDE_FROM_ALL)
+endif()
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SECTION doc)
+
+# The dynamic linker's cache is renewed (cpack's own scripts do it as well, of which lintian warns), and packages whose
+# programs are linked with the library learn what they need.
+file(WRITE ${PROJECT_BINARY_DIR}/packages/triggers "activate-noawait ldconfig\n")
+file(WRITE ${PROJECT_BINARY_DIR}/packages/shlibs "libvela ${PROJECT_VERSION_MAJOR} libvela1 (>= ${PROJECT_VERSION})\n")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packages/triggers
+    ${PROJECT_BINARY_DIR}/packages/shlibs)
+include(CPack)
