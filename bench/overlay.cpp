@@ -32,7 +32,7 @@ void add(const std::string &name, double fov, bool are_large, coverage how) {
         for (auto _ : state)
             for (mask &shape : shapes)
                 shape.draw(
-                    *seen, [&](int, int first, int behind) { pixels += behind - first; }, how);
+                    *seen, [&](int, int begin, int end) { pixels += end - begin; }, how);
         benchmark::DoNotOptimize(pixels);
         state.SetItemsProcessed(state.iterations() * kMasks);
     });

@@ -95,7 +95,7 @@ void libm_onto_sphere(const screen_points &from, sphere_points &to) {
 void overlay_onto_screen(const sphere_points &from, screen_points &to) {
     static const auto view = vela::overlay::view::make(kView);
     for (size_t i = 0; i < from.size(); ++i) {
-        const auto at = view->place(vela::overlay::direction_of(from[i]));
+        const auto at = view->project(vela::overlay::direction_of(from[i]));
         to[i] = at ? smap_screen_pt{static_cast<int32_t>(std::lround(at->x)), static_cast<int32_t>(std::lround(at->y))}
                    : smap_screen_pt{-1234, -5678};
     }

@@ -1,4 +1,4 @@
-// Hides what lies behind polygons of directions in a picture of a view, or in a grid of the sphere where no picture is
+// Hides what is inside polygons of directions in a picture of a view, or in a grid of the sphere where no picture is
 // given, and draws their outlines.
 #include "options.hpp"
 #include "ppm.hpp"
@@ -95,17 +95,17 @@ private:
 void draw_grid(canvas &on, const view &seen, double fov) {
     for (int y = 0; y < seen.height(); ++y)
         for (int x = 0; x < seen.width(); ++x) {
-            const auto shown = seen.at({x * 1.0, y * 1.0});
+            const auto shown = seen.unproject({x * 1.0, y * 1.0});
             on.put(x, y, !shown ? kNothing : shown->tilt < 0 ? kGround : kSky);
         }
     const double step = fov > 20 ? 10 : fov > 4 ? 1 : 0.1, whole = std::round(360 / step);
     // Around the view's own direction where lines are close, else all of them.
     const auto middle =
-        seen.at({std::floor(seen.width() / 2.0), std::floor(seen.height() / 2.0)}).value_or(direction{});
+        seen.unproject({std::floor(seen.width() / 2.0), std::floor(seen.height() / 2.0)}).value_or(direction{});
     const double reach = fov > 20 ? whole : std::ceil(2 * fov / step);
     const auto draw = [&](direction from, direction b, bool is_axis) {
         const direction path[] = {from, b};
-        if (!trace(seen, path, [&](position p, position q) { on.draw_line(p, q, is_axis ? kAxis : kLine); }))
+        if (!project_path(seen, path, [&](position p, position q) { on.draw_line(p, q, is_axis ? kAxis : kLine); }))
             return;
     };
     for (double i = std::round(middle.pan / step) - reach; i <= std::round(middle.pan / step) + reach; ++i)
@@ -185,14 +185,14 @@ int main(int argc, char **argv) {
         if (!hidden)
             return fail("no mask", line);
         size_t pixels = 0;
-        const auto hide = [&](int y, int first, int behind) {
-            pixels += static_cast<size_t>(behind - first);
-            for (int x = first; x < behind; ++x)
+        const auto hide = [&](int y, int begin, int end) {
+            pixels += static_cast<size_t>(end - begin);
+            for (int x = begin; x < end; ++x)
                 on.put(x, y, kMask);
         };
         hidden->draw(*seen, hide, how);
         corners.push_back(corners.front());
-        if (!trace(*seen, corners, [&](position p, position q) { on.draw_line(p, q, kOutline); }))
+        if (!project_path(*seen, corners, [&](position p, position q) { on.draw_line(p, q, kOutline); }))
             return fail("no path", line);
         std::printf("%zu pixels hidden\n", pixels);
     }

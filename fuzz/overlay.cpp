@@ -13,17 +13,17 @@ void draw_anything(fuzz::source &data) {
     const auto seen = vela::overlay::view::make(640, 360, {any(), 0}, data.ConsumeFloatingPointInRange(0.01, 200.0));
     if (!seen)
         return;
-    (void)vela::overlay::trace(*seen, corners, [](vela::overlay::position from, vela::overlay::position to) {
+    (void)vela::overlay::project_path(*seen, corners, [](vela::overlay::position from, vela::overlay::position to) {
         for (const auto &[x, y] : {from, to}) {
             assert(std::fabs(x - 319.5) < 320.01);
             assert(std::fabs(y - 179.5) < 180.01);
         }
     });
     if (drawn)
-        drawn->draw(*seen, [](int y, int first, int behind) {
+        drawn->draw(*seen, [](int y, int begin, int end) {
             assert(std::clamp(y, 0, 359) == y);
-            assert(std::clamp(first, 0, behind - 1) == first);
-            assert(behind <= 640);
+            assert(std::clamp(begin, 0, end - 1) == begin);
+            assert(end <= 640);
         });
 }
 

@@ -10,7 +10,9 @@ namespace {
 using namespace vela::overlay;
 using corners = std::vector<direction>;
 
-const view kView = *view::make(1920, 1080, {30, 10}, 60);
+view usual_view() { return value_of(view::make(1920, 1080, {30, 10}, 60)); }
+
+mask mask_of(const corners &polygon) { return value_of(mask::make(polygon)); }
 
 } // namespace
 
@@ -39,27 +41,28 @@ TEST(inside_is_the_smaller_side_and_what_is_wound_around) {
         {{{280, 49.033731101805635}, {260, 75}, {260, -75}}, {270, 0}, {90, 0}},
     };
     for (const auto &[polygon, inside, outside] : rows) {
-        auto made = mask::make(polygon);
+        mask shape = mask_of(polygon);
         for (const auto &[at, is_inside] : {std::pair(inside, true), std::pair(outside, false)}) {
-            agree("contains", std::array{at.pan, at.tilt}, made->contains(at), is_inside);
-            agree("list", std::array{at.pan, at.tilt}, made->list(*view::make(1, 1, at, 1), {}, coverage::centres) == 1,
-                  is_inside);
+            const view pixel = value_of(view::make(1, 1, at, 1));
+            agree("contains", std::array{at.pan, at.tilt}, shape.contains(at), is_inside);
+            agree("runs", std::array{at.pan, at.tilt}, shape.runs(pixel, {}, coverage::centres) == 1, is_inside);
         }
     }
 }
 
-// Without area: nothing by centres, the line itself to be on the safe side.
+// Without area: nothing by centres, the line itself conservatively.
 TEST(a_line_is_covered_conservatively_only) {
-    auto line = mask::make(corners{{25, 12}, {35, 12}, {25, 12}});
-    ck_assert_uint_eq(line->list(kView, {}, coverage::centres), 0);
-    std::vector<run> runs(line->list(kView, {}));
+    const view seen = usual_view();
+    mask line = mask_of({{25, 12}, {35, 12}, {25, 12}});
+    ck_assert_uint_eq(line.runs(seen, {}, coverage::centres), 0);
+    std::vector<run> runs(line.runs(seen, {}));
     ck_assert_uint_ge(runs.size(), 1);
-    ck_assert_uint_eq(line->list(kView, runs), runs.size());
+    ck_assert_uint_eq(line.runs(seen, runs), runs.size());
     for (const run &r : runs)
-        ck_assert_int_lt(r.behind - r.first, 330);
-    // Less room than there are runs: as many as fit, and the number of all.
+        ck_assert_int_lt(r.end - r.begin, 330);
+    // A span that is too short: as many as fit, and the number of all.
     run one[2] = {{-1, -1, -1}, {-1, -1, -1}};
-    ck_assert_uint_eq(line->list(kView, std::span(one, 1)), runs.size());
+    ck_assert_uint_eq(line.runs(seen, std::span(one, 1)), runs.size());
     ck_assert_int_eq(one[0].y, runs[0].y);
     ck_assert_int_eq(one[1].y, -1);
 }
@@ -76,17 +79,19 @@ TEST(what_is_no_mask_or_view_is_refused) {
     ck_assert(!mask::make(smap_sphere_poly{0, nullptr}));
     for (const double fov : {0.0, -1.0, 181.0, std::nan("")})
         ck_assert(!view::make(640, 480, {0, 0}, fov));
+    const view seen = usual_view();
     ck_assert(!view::make(0, 480, {0, 0}, 60));
     ck_assert(!view::make(640, 65536, {0, 0}, 60));
     ck_assert(!view::make(640, 480, {NAN, 0}, 60));
-    ck_assert(!kView.place({NAN, 0}));
-    ck_assert(!kView.at({NAN, 0}));
-    ck_assert(!trace(kView, corners{{0, 0}, {180, 0}}, [](position, position) {}));
-    ck_assert(!outline(kView, std::vector<position>{{0, 0}, {9000, 0}, {0, 9}}, [](direction) {}));
+    ck_assert(!seen.project({NAN, 0}));
+    ck_assert(!seen.unproject({NAN, 0}));
+    ck_assert(!project_path(seen, corners{{0, 0}, {180, 0}}, [](position, position) {}));
+    ck_assert(!unproject_polygon(seen, std::vector<position>{{0, 0}, {9000, 0}, {0, 9}}, [](direction) {}));
 }
 
-// Records of the C functions: places are back to a twentieth of a pixel, and directions those of the sphere map.
-TEST(places_and_directions_are_those_of_the_lens) {
+// Records of the C functions: the projection inverts the unprojection to a twentieth of a pixel, and directions are
+// those of the sphere map.
+TEST(projection_and_unprojection_are_those_of_the_lens) {
     generator random{3};
     for (int i = 0; i < 3000; ++i) {
         const smap_view record = {1 + random.below(4000), 1 + random.below(3000), random.below(368640),
@@ -97,28 +102,28 @@ TEST(places_and_directions_are_those_of_the_lens) {
             record.width, record.height, {record.pan / 1024.0, record.tilt / 1024.0}, record.fov / 1024.0};
         const std::array input = {record.width, record.height, record.pan, record.tilt, record.fov, pixel.x, pixel.y};
         const std::array<double, 2> at = {static_cast<double>(pixel.x), static_cast<double>(pixel.y)};
-        const auto seen = view::make(record);
-        const auto shown = seen->at({at[0], at[1]});
-        agree("whether at() shows something", input, shown.has_value(), lens.to_rim(pixel.x, pixel.y) >= 0);
+        const view seen = value_of(view::make(record));
+        const auto shown = seen.unproject({at[0], at[1]});
+        agree("whether unproject() finds something", input, shown.has_value(), lens.to_rim(pixel.x, pixel.y) >= 0);
         if (!shown)
             continue;
         const model::vec3 p = model::towards(shown->pan, shown->tilt);
-        agree_all("at", input, std::array{double(lens.x(p)), double(lens.y(p))}, at, 0.05);
-        const position again = seen->place(*shown).value_or(position{NAN, NAN});
+        agree_all("unproject", input, std::array{double(lens.x(p)), double(lens.y(p))}, at, 0.05);
+        const position again = seen.project(*shown).value_or(position{NAN, NAN});
         if (lens.to_rim(pixel.x, pixel.y) > 1e-3)
-            agree_all("place", input, std::array{again.x, again.y}, at, 0.05);
+            agree_all("project", input, std::array{again.x, again.y}, at, 0.05);
         smap_sphere_pt direction;
         smap_screen_pt_to_sphere_pt(&pixel, &record, &direction);
-        agree_all("at beside the sphere map", input, p,
+        agree_all("unproject beside the sphere map", input, p,
                   model::towards(direction.pan / 1024.0L, direction.tilt / 1024.0L), 3e-5);
     }
-    ck_assert(!kView.place({210, -10}));
+    ck_assert(!usual_view().project({210, -10}));
 }
 
 // Half a pixel, looked at in a hundred points of each arc; and what lies between two lines is off the screen. Some go
 // straight up.
 TEST(paths_follow_their_arcs) {
-    using place = std::complex<double>;
+    using complex = std::complex<double>;
     generator random{4};
     for (int i = 0; i < 300; ++i) {
         const double fov = 1 + random.below(120), off = i % 3 ? fov : 170, across = i % 50 ? 1 : 0;
@@ -127,21 +132,21 @@ TEST(paths_follow_their_arcs) {
         const corners path = {{near(centre.pan) * across, near(centre.tilt)},
                               {near(centre.pan) * across, near(centre.tilt)}};
         const model::lens lens = {1920, 1080, centre, fov};
-        std::vector<std::array<place, 2>> lines;
-        const auto keep = [&](position from, position to) { lines.push_back({place(from.x, from.y), {to.x, to.y}}); };
-        if (!trace(*view::make(1920, 1080, centre, fov), path, keep))
+        std::vector<std::array<complex, 2>> lines;
+        const auto keep = [&](position from, position to) { lines.push_back({complex(from.x, from.y), {to.x, to.y}}); };
+        if (!project_path(value_of(view::make(1920, 1080, centre, fov)), path, keep))
             continue;
         ck_assert_uint_le(lines.size(), 40);
         const model::vec3 a = model::towards(path[0].pan, path[0].tilt), b = model::towards(path[1].pan, path[1].tilt);
         for (int part = 0; part <= 100; ++part) {
             const model::vec3 p = model::unit(model::mixed(100 - part, a, part, b));
-            const place at(double(lens.x(p)), double(lens.y(p)));
+            const complex at(double(lens.x(p)), double(lens.y(p)));
             if (model::dot(p, lens.forward) < 0 || std::fabs(at.real() - 959.5) > 959.9 ||
                 std::fabs(at.imag() - 539.5) > 539.9)
                 continue;
             double nearest = 1e9;
             for (const auto &[from, to] : lines) {
-                const place ahead = to - from;
+                const complex ahead = to - from;
                 const double along = (std::conj(ahead) * (at - from)).real() / std::max(std::norm(ahead), 1e-9);
                 nearest = std::min(nearest, std::abs(from + std::clamp(along, 0.0, 1.0) * ahead - at));
             }
@@ -150,27 +155,27 @@ TEST(paths_follow_their_arcs) {
     }
 }
 
-// A polygon drawn on the screen and masked again covers what it did, but for half a pixel along its sides.
-TEST(polygons_of_the_screen_come_back_as_masks) {
+// The mask of an unprojected polygon covers that polygon, within half a pixel of its edges.
+TEST(an_unprojected_polygon_is_covered_by_its_mask) {
     generator random{5};
     for (int i = 0; i < 40; ++i) {
         const direction centre = {random.below(360) * 1.0, random.below(181) - 90.0};
-        const auto seen = view::make(1000, 600, centre, 1 + random.below(100));
+        const view seen = value_of(view::make(1000, 600, centre, 1 + random.below(100)));
         const double left = random.below(400), top = random.below(200), right = 500 + random.below(400),
                      bottom = 300 + random.below(200);
         corners polygon;
-        ck_assert(outline(*seen, std::vector<position>{{left, top}, {right, top}, {right, bottom}, {left, bottom}},
-                          [&](direction d) { polygon.push_back(d); }));
+        const position drawn[] = {{left, top}, {right, top}, {right, bottom}, {left, bottom}};
+        ck_assert(unproject_polygon(seen, drawn, [&](direction d) { polygon.push_back(d); }));
         ck_assert_uint_le(polygon.size(), 200);
         double rows = top;
-        const auto check = [&](int y, int first, int behind) {
+        const auto check = [&](int y, int begin, int end) {
             if (y > top && y < bottom) {
-                agree_all("the ends of a row", std::array{i, y}, std::array{double(first), behind - 1.0}, {left, right},
+                agree_all("the ends of a row", std::array{i, y}, std::array{double(begin), end - 1.0}, {left, right},
                           1);
                 ++rows;
             }
         };
-        mask::make(polygon)->draw(*seen, check, coverage::centres);
+        mask_of(polygon).draw(seen, check, coverage::centres);
         ck_assert_double_eq(rows, bottom - 1);
     }
 }

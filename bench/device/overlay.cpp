@@ -22,7 +22,7 @@ void add_drawing(const char *name, coverage how) {
             int pixels = 0;
             while (times--)
                 shape->draw(
-                    *seen, [&](int, int first, int behind) { pixels += behind - first; }, how);
+                    *seen, [&](int, int begin, int end) { pixels += end - begin; }, how);
             if (pixels < 0)
                 std::abort();
         };
@@ -39,13 +39,13 @@ const device::cases registered([] {
                     std::abort();
         };
     });
-    device::add("overlay::view::place", "point", 1000, [] {
+    device::add("overlay::view::project", "point", 1000, [] {
         return [](unsigned times) {
             const auto seen = view::make(1920, 1080, {30, 10}, 60);
             double sum = 0;
             while (times--)
                 for (int i = 0; i < 1000; ++i)
-                    sum += seen->place({i * 0.06, i * 0.02})->x;
+                    sum += seen->project({i * 0.06, i * 0.02})->x;
             if (std::isnan(sum))
                 std::abort();
         };

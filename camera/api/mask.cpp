@@ -95,7 +95,7 @@ void send_directions(exchange &one) {
     const auto seen = vela::overlay::view::make(view_of(read_sight(one), state::now()));
     web::json::array corners;
     for (const auto &[x, y] : one.pairs("points", {1, kMostCorners}, kPixel, kPixel)) {
-        const auto found = seen->at({x, y});
+        const auto found = seen->unproject({x, y});
         corners.raw(found ? pair_of(found->pan, found->tilt) : "null");
     }
     one.json(web::json::object().raw("corners", corners.text()).text());
@@ -105,7 +105,7 @@ void send_outline(exchange &one) {
     const auto seen = vela::overlay::view::make(view_of(read_sight(one), state::now()));
     web::json::array points;
     for (const auto &[pan, tilt] : one.pairs("corners", {1, kMostCorners}, kPan, kTilt)) {
-        const auto found = seen->place({pan, tilt});
+        const auto found = seen->project({pan, tilt});
         points.raw(found ? pair_of(found->x, found->y) : "null");
     }
     one.json(web::json::object().raw("points", points.text()).text());

@@ -42,13 +42,13 @@ entry entry_of(const store::record &fields) {
     return one;
 }
 
-void blacken(picture::frame &onto, int32_t y, int32_t first, int32_t behind) {
-    first = std::max(first - kStray, 0);
-    behind = std::min(behind + kStray, onto.width);
-    if (first >= behind)
+void blacken(picture::frame &onto, int32_t y, int32_t begin, int32_t end) {
+    begin = std::max(begin - kStray, 0);
+    end = std::min(end + kStray, onto.width);
+    if (begin >= end)
         return;
     for (int32_t row = std::max(y - kStray, 0); row <= std::min(y + kStray, onto.height - 1); ++row)
-        std::fill(onto.at(first, row), onto.at(first, row) + ptrdiff_t{3} * (behind - first), uint8_t{0});
+        std::fill(onto.at(begin, row), onto.at(begin, row) + ptrdiff_t{3} * (end - begin), uint8_t{0});
 }
 
 } // namespace
@@ -104,8 +104,7 @@ void burn(const smap_view &view, picture::frame &onto) {
         auto shape = vela::overlay::mask::make(one.corners);
         if (!shape || !seen)
             throw store::trouble{"masks: " + one.id + " can't be drawn"};
-        shape->draw(*seen,
-                    [&](int y, int first, int behind) { blacken(onto, y - kStray, first - kStray, behind - kStray); });
+        shape->draw(*seen, [&](int y, int begin, int end) { blacken(onto, y - kStray, begin - kStray, end - kStray); });
     }
 }
 

@@ -26,8 +26,8 @@ std::vector<direction> ring(double tilt, int count) {
 // Runs of pixels as one path.
 class runs {
 public:
-    void add(int y, int first, int behind) {
-        steps += "M" + std::to_string(first) + " " + std::to_string(y) + "h" + std::to_string(behind - first);
+    void add(int y, int begin, int end) {
+        steps += "M" + std::to_string(begin) + " " + std::to_string(y) + "h" + std::to_string(end - begin);
     }
     void draw(svg::picture &on, const std::string &style) const {
         on.add("<path class=\"" + style + "\" d=\"" + steps + "\"/>\n");
@@ -41,7 +41,7 @@ private:
 void draw_ground(svg::picture &on, const view &seen) {
     runs ground, nothing;
     const auto kind = [&](int x, int y) {
-        const auto shown = x < kColumns ? seen.at({x * 1.0, y * 1.0}) : direction{};
+        const auto shown = x < kColumns ? seen.unproject({x * 1.0, y * 1.0}) : direction{};
         return !shown ? 2 : x < kColumns && shown->tilt < 0 ? 1 : 0;
     };
     for (int y = 0; y < kRows; ++y)
@@ -60,7 +60,7 @@ std::string path_of(const view &seen, std::span<const direction> path) {
     std::string steps;
     position last = {-1e9, 0};
     const auto place = [](position p) { return svg::number(p.x + 0.5) + " " + svg::number(p.y + 0.5); };
-    const bool good = trace(seen, path, [&](position from, position to) {
+    const bool good = project_path(seen, path, [&](position from, position to) {
         steps += from.x == last.x && from.y == last.y ? " " : "M" + place(from) + " ";
         steps += place(to);
         last = to;
@@ -103,9 +103,9 @@ bool draw(svg::picture &on, svg::point corner, const scene &one) {
     on.add("</g>\n<path class=\"grid\" d=\"" + grid_of(*seen, one) + "\"/>\n<g transform=\"translate(0 .5)\">\n");
     runs covered;
     size_t pixels = 0;
-    hidden->draw(*seen, [&](int y, int first, int behind) {
-        covered.add(y, first, behind);
-        pixels += static_cast<size_t>(behind - first);
+    hidden->draw(*seen, [&](int y, int begin, int end) {
+        covered.add(y, begin, end);
+        pixels += static_cast<size_t>(end - begin);
     });
     covered.draw(on, "run hidden");
     std::vector<direction> outline = one.corners;

@@ -55,13 +55,13 @@ accuracy measure(double degrees) {
         const auto view = vela::overlay::view::make(seen);
         for (int i = 0; view && i < 20; ++i) {
             const smap_screen_pt at = {below(kWidth), below(kHeight)};
-            if (!view->at({at.x * 1.0, at.y * 1.0}))
+            if (!view->unproject({at.x * 1.0, at.y * 1.0}))
                 continue; // beyond the rim
             smap_sphere_pt shown;
             smap_screen_pt again;
             smap_screen_pt_to_sphere_pt(&at, &seen, &shown);
             const point exact = exact_place(shown.pan / 1024.0, shown.tilt / 1024.0, seen);
-            const auto place = view->place(vela::overlay::direction_of(shown));
+            const auto place = view->project(vela::overlay::direction_of(shown));
             if (!place || !smap_sphere_pt_to_screen_pt(&shown, &seen, &again))
                 continue; // behind the view by a rounding
             const point reached = {again.x * 1.0, again.y * 1.0}, asked = {at.x * 1.0, at.y * 1.0};

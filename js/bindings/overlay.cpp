@@ -95,8 +95,9 @@ private:
 
     void fill(const view &to, int y, node *row, int count) const {
         for (int i = 0; i < count; ++i) {
-            const std::optional<direction> shown = to.at({static_cast<double>(i * kCell), static_cast<double>(y)});
-            const std::optional<position> found = shown ? from_.place(*shown) : std::nullopt;
+            const std::optional<direction> shown =
+                to.unproject({static_cast<double>(i * kCell), static_cast<double>(y)});
+            const std::optional<position> found = shown ? from_.project(*shown) : std::nullopt;
             row[i] = {{}, found.has_value()};
             if (found)
                 row[i].at = {std::llround(found->x * 65536), std::llround(found->y * 65536)};
@@ -182,13 +183,13 @@ bool find(const view_record *seen, Found *out, Ask ask) {
 // 1 and the position of a direction; 0 where it is not in front, or there is no view.
 VELA_EXPORT(overlay_place)
 int32_t overlay_place(const view_record *seen, double pan, double tilt, position *out) {
-    return find(seen, out, [=](const view &made) { return made.place({pan, tilt}); });
+    return find(seen, out, [=](const view &made) { return made.project({pan, tilt}); });
 }
 
 // 1 and the direction that a position shows; 0 where it shows none, or there is no view.
 VELA_EXPORT(overlay_at)
 int32_t overlay_at(const view_record *seen, double x, double y, direction *out) {
-    return find(seen, out, [=](const view &made) { return made.at({x, y}); });
+    return find(seen, out, [=](const view &made) { return made.unproject({x, y}); });
 }
 
 // What a view shows of a picture that was taken in another one, the ground where the picture has nothing; both in four
@@ -213,12 +214,12 @@ void overlay_mask_free(mask *one) { delete one; }
 VELA_EXPORT(overlay_mask_contains)
 int32_t overlay_mask_contains(const mask *one, double pan, double tilt) { return one->contains({pan, tilt}); }
 
-// The number of runs (row, first pixel, the pixel behind the last), of which `room` are stored; -1 without a view.
+// The number of runs (row, first pixel, one past the last pixel), of which `room` are stored; -1 without a view.
 VELA_EXPORT(overlay_mask_list)
 int32_t overlay_mask_list(mask *one, const view_record *seen, int32_t centres, run *runs, uint32_t room) {
     const std::optional<view> made = seen->made();
     return made ? static_cast<int32_t>(
-                      one->list(*made, std::span(runs, room), centres ? coverage::centres : coverage::conservative))
+                      one->runs(*made, std::span(runs, room), centres ? coverage::centres : coverage::conservative))
                 : -1;
 }
 
@@ -228,7 +229,7 @@ int32_t overlay_trace(const view_record *seen, const direction *path, uint32_t c
     const std::optional<view> made = seen->made();
     list<line> found(lines, room);
     const auto add = [&](position from, position to) { found.add({from, to}); };
-    return made && trace(*made, std::span(path, count), add) ? found.count() : -1;
+    return made && project_path(*made, std::span(path, count), add) ? found.count() : -1;
 }
 
 // The number of directions that a polygon on the screen has, of which `room` are stored; -1 where it has none.
@@ -238,5 +239,5 @@ int32_t overlay_outline(const view_record *seen, const position *corners, uint32
     const std::optional<view> made = seen->made();
     list<direction> found(out, room);
     const auto add = [&](direction one) { found.add(one); };
-    return made && outline(*made, std::span(corners, count), add) ? found.count() : -1;
+    return made && unproject_polygon(*made, std::span(corners, count), add) ? found.count() : -1;
 }

@@ -1,5 +1,5 @@
-// Masks seen point by point: a pixel's direction by the lens formula, and whether it is inside by the crossings on ways
-// around to a fixed direction, in long double. Nothing is scanned, cut or closed.
+// Masks point by point: a pixel's direction by the formula of the projection, and whether it is inside by the winding
+// number, from the crossings of an arc to a fixed direction, in long double. Without scanlines, clipping or rims.
 #pragma once
 
 #include "agree.hpp"
@@ -37,7 +37,7 @@ inline direction degrees(const vec3 &p) {
     return {double(std::atan2(p[1], p[0]) / kDegree), double(std::asin(std::clamp<real>(p[2], -1, 1)) / kDegree)};
 }
 
-// x = width / 2 + scale asin(across), y = height / 2 - scale asin(up), for what is in front.
+// x = width / 2 + scale asin(across), y = height / 2 - scale asin(up), for directions in front.
 struct lens {
     int width, height;
     direction centre;
@@ -66,7 +66,7 @@ public:
         real apart = 0, opposite = 1;
         for (size_t i = 0; i < points.size(); ++i) {
             apart = std::max(apart, length(mixed(1, points[i], -1, points[0])));
-            opposite = std::min(opposite, length(mixed(1, points[i], 1, behind(i))));
+            opposite = std::min(opposite, length(mixed(1, points[i], 1, next(i))));
         }
         is_determined = apart > 1e-12L && opposite > 1e-6L;
         // Outside is the most frequent level of points spread evenly over the sphere.
@@ -87,11 +87,11 @@ public:
     bool is_determined, is_clear; // whether there is such a mask, and which side is outside
 
     bool contains(const vec3 &p) const { return level(p) != outside; }
-    const vec3 &behind(size_t corner) const { return points[(corner + 1) % points.size()]; }
+    const vec3 &next(size_t corner) const { return points[(corner + 1) % points.size()]; }
 
-    // Whether the outline comes as near as that to a position.
+    // Whether the boundary comes that close to a position.
     bool passes(const lens &view, real x, real y, real pixels) const {
-        // By halves, since no place moves faster than sqrt(2) times its direction.
+        // By bisection: a position moves at most sqrt(2) times as fast as its direction.
         const auto comes_near = [&](const auto &self, const vec3 &a, const vec3 &b) {
             const vec3 middle = unit(mixed(1, a, 1, b));
             const real angle = std::atan2(length(cross(a, b)), dot(a, b)) / 2, reach = 1.4143L * view.scale * angle,
@@ -103,22 +103,22 @@ public:
             return self(self, a, middle) || self(self, middle, b);
         };
         for (size_t i = 0; i < points.size(); ++i)
-            if (comes_near(comes_near, points[i], behind(i)))
+            if (comes_near(comes_near, points[i], next(i)))
                 return true;
         return false;
     }
 
 private:
-    // How often, from a direction that no outline passes, one comes to the left of a side more than to its right.
+    // The winding number, relative to that of a direction that no boundary passes.
     int level(const vec3 &p) const {
         const vec3 q = unit({0.123L, -0.345L, 0.77L});
-        const vec3 way = cross(p, q);
+        const vec3 normal = cross(p, q);
         int change = 0;
         for (size_t i = 0; i < points.size(); ++i) {
-            const vec3 side = cross(points[i], behind(i)), at = cross(side, way);
+            const vec3 side = cross(points[i], next(i)), at = cross(side, normal);
             const bool from = dot(side, p) < 0, to = dot(side, q) < 0;
-            if (from != to && (dot(way, points[i]) < 0) != (dot(way, behind(i)) < 0) &&
-                (dot(at, mixed(1, points[i], 1, behind(i))) > 0) == (dot(at, mixed(1, p, 1, q)) > 0))
+            if (from != to && (dot(normal, points[i]) < 0) != (dot(normal, next(i)) < 0) &&
+                (dot(at, mixed(1, points[i], 1, next(i))) > 0) == (dot(at, mixed(1, p, 1, q)) > 0))
                 change += from ? -1 : 1;
         }
         return change;
@@ -183,15 +183,15 @@ void check_mask(const std::vector<direction> &corners, const lens &view, Below &
         size_t end = 0;
         drawn->draw(
             *seen,
-            [&](int y, int first, int behind) {
+            [&](int y, int begin, int end_of_run) {
                 agree("whether a run is in the picture", input, std::clamp(y, 0, view.height - 1) == y, true);
-                agree("whether a run is in the row", input, std::clamp(first, 0, behind - 1) == first, true);
-                agree("whether a run ends in the row", input, behind <= view.width, true);
-                agree("whether runs have a gap in between", input, ends.empty() || end < index(first, y), true);
-                end = index(behind, y);
-                std::fill(covered.begin() + static_cast<ptrdiff_t>(index(first, y)),
+                agree("whether a run is in the row", input, std::clamp(begin, 0, end_of_run - 1) == begin, true);
+                agree("whether a run ends in the row", input, end_of_run <= view.width, true);
+                agree("whether runs have a gap in between", input, ends.empty() || end < index(begin, y), true);
+                end = index(end_of_run, y);
+                std::fill(covered.begin() + static_cast<ptrdiff_t>(index(begin, y)),
                           covered.begin() + static_cast<ptrdiff_t>(end), true);
-                for (const int x : {first - 1, first, behind - 1, behind})
+                for (const int x : {begin - 1, begin, end_of_run - 1, end_of_run})
                     ends.push_back({x, y});
             },
             how);
@@ -218,7 +218,7 @@ void check_mask(const std::vector<direction> &corners, const lens &view, Below &
             }
             const auto side = static_cast<size_t>(below(static_cast<int>(corners.size())));
             const real part = below(1001) / 1000.0L;
-            const vec3 p = unit(mixed(1 - part, truth.points[side], part, truth.behind(side)));
+            const vec3 p = unit(mixed(1 - part, truth.points[side], part, truth.next(side)));
             if (dot(p, view.forward) > 0)
                 check_pixel(static_cast<int>(std::lround(view.x(p))), static_cast<int>(std::lround(view.y(p))));
         }
