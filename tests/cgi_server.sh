@@ -20,7 +20,10 @@ for try in 0 1 2 3 4 5 6 7 8 9; do
     kill -0 $server 2>/dev/null && break
     server=
 done
-[ "$server" ] || { cat "$dir/log" >&2; exit 1; }
+[ "$server" ] || {
+    cat "$dir/log" >&2
+    exit 1
+}
 
 # expect STATUS-LINE BODY CURL-ARGUMENT...: the body with the escapes of printf.
 failures=0
@@ -29,7 +32,11 @@ expect() {
     shift 2
     curl -s -S -m 20 -D "$dir/headers" -o "$dir/body" "$@" || failures=1
     head -n 1 "$dir/headers" | tr -d '\r' | cat - "$dir/body" >"$dir/got"
-    cmp "$dir/got" "$dir/expected" || { echo "$*: got:"; cat "$dir/got"; failures=1; } >&2
+    cmp "$dir/got" "$dir/expected" || {
+        echo "$*: got:"
+        cat "$dir/got"
+        failures=1
+    } >&2
 }
 
 nobody='session none\ncamera any\n'
@@ -37,12 +44,18 @@ expect '200 OK' 'pan 1\ntilt 2\nsession a b;c\ncamera north-7\n' \
     -b 'theme=dark;  SESSION=a%20b%3bc; session=2' -H 'x-camera-id: north-7' "$url?pan=1&tilt=2"
 expect '400 Bad Request' 'Bad Request\r\ntilt is no angle: 5%%n%%s' "$url?pan=1&tilt=5%25n%25s"
 expect '405 Method Not Allowed' 'Method Not Allowed' -X DELETE "$url"
-curl -s -I "$url?pan=12&tilt=3" | tr -d '\r' | grep -qx 'Content-Length: 38' || { echo "HEAD" >&2; failures=1; }
+curl -s -I "$url?pan=12&tilt=3" | tr -d '\r' | grep -qx 'Content-Length: 38' || {
+    echo "HEAD" >&2
+    failures=1
+}
 expect '200 OK' "preset Front gate!\nbody 22\n$nobody" -d 'x&name=Front+gate%21&=' "$url"
 expect '200 OK' "preset %%4\nbody 9\n$nobody" -H 'Transfer-Encoding: chunked' -d 'name=%%%4' "$url?name=query"
 expect '400 Bad Request' 'Bad Request\r\nmissing: name' -d '' "$url"
 # The longest body with its last parameter, and one that is longer by a byte.
-{ head -c 131065 /dev/zero | tr '\0' '&'; printf 'name=ab'; } >"$dir/longest"
+{
+    head -c 131065 /dev/zero | tr '\0' '&'
+    printf 'name=ab'
+} >"$dir/longest"
 expect '200 OK' "preset ab\nbody 131072\n$nobody" --data-binary "@$dir/longest" "$url"
 expect '413 Payload Too Large' 'Request Entity Too Large\r\nonly 131072 bytes' \
     --data-binary "@$dir/longest" --data-binary c "$url"

@@ -23,7 +23,11 @@ refused() {
 # line TEXT: it is among what comes.
 line() {
     cat >"$dir/said"
-    grep -qx -e "$1" "$dir/said" || { echo "no line \"$1\" in:"; cat "$dir/said"; false; }
+    grep -qx -e "$1" "$dir/said" || {
+        echo "no line \"$1\" in:"
+        cat "$dir/said"
+        false
+    }
 }
 
 # works: the program at work prints a line that it should; one without a line here fails.
@@ -33,21 +37,24 @@ works() {
     cgi) REQUEST_METHOD=GET QUERY_STRING='pan=1%32&tilt=-3' $run | line 'pan 12' ;;
     colour)
         $run "$dir/ppm" |
-            line 'full, 2 x 2, red 54.15 dB, green without loss, blue 51.14 dB, all 54.15 dB' ;;
+            line 'full, 2 x 2, red 54.15 dB, green without loss, blue 51.14 dB, all 54.15 dB'
+        ;;
     curve) $run 0,0 4,8 | line '3 6' ;;
     find) $run "$dir" '/pp' | line "$dir/ppm" ;;
     first) $run a -v b | line '  <b>' ;;
     fit) printf '1,2\n2,4\n3,6\n' | $run -d 1 | grep -o 'R^2.*' | line 'R^2 1.000000' ;;
     hull)
         $run "$dir/ppm" 808080 |
-            line '4 pixels; 4 vertices, 6 edges, 4 faces; volume 2763562.5, 16.67 % of the cube' ;;
+            line '4 pixels; 4 vertices, 6 edges, 4 faces; volume 2763562.5, 16.67 % of the cube'
+        ;;
     # Through the device's rate and back, a level stays what it is.
     live) { $run <"$dir/level" | $run -b | tail -c 3 | od -An -tx1; } 2>/dev/null | line ' 80 80 80' ;;
     masks) echo '-5 5 5 5 5 -5 -5 -5' | $run -o "$dir/masks" | line '11539 pixels hidden' ;;
     resample) $run "$dir/missing" "$dir/none" 2>&1 | line '.*: No such file or directory' ;;
     status)
         printf 'operator=M%%c3%%bc+;' | REQUEST_METHOD=POST $run | tr -d '\r' |
-            line 'Set-Cookie: operator=M%C3%BC+%3B; HttpOnly; SameSite=Strict' ;;
+            line 'Set-Cookie: operator=M%C3%BC+%3B; HttpOnly; SameSite=Strict'
+        ;;
     # Left and right, however they are cut.
     stereo) $run 48000 8000 <"$dir/frames" | tail -c 4 | od -An -tx1 | line ' ad 40 53 bf' ;;
     url) $run 'http://a.b:80/c?d' | line 'host=a.b' ;;

@@ -21,10 +21,10 @@ picture() {
     }
     convert -seed 7 \
         \( -size 500x240 gradient:'#2b4a86-#f7b267' -fill '#ffe9b8' -draw 'circle 342,196 342,172' \
-           \( +clone -fill black -colorize 100 -fill '#c86428' -draw 'circle 342,196 342,130' -blur 0x40 \) \
-           -compose Screen -composite \
-           -fill '#8c6d8a' -draw "$(ridge 196 14 0.011)" -fill '#5a4a74' -draw "$(ridge 212 11 0.019)" \
-           -fill '#33365a' -draw "$(ridge 228 7 0.031)" -write mpr:land \) \
+        \( +clone -fill black -colorize 100 -fill '#c86428' -draw 'circle 342,196 342,130' -blur 0x40 \) \
+        -compose Screen -composite \
+        -fill '#8c6d8a' -draw "$(ridge 196 14 0.011)" -fill '#5a4a74' -draw "$(ridge 212 11 0.019)" \
+        -fill '#33365a' -draw "$(ridge 228 7 0.031)" -write mpr:land \) \
         \( mpr:land -flip -resize '500x141!' -motion-blur 0x9+0 -wave 1.5x11 -crop 500x135+0+4 +repage -modulate 82,90 \) \
         -append \
         -fill '#3d6b35' -draw 'path "M 0,375 L 0,300 C 60,285 110,292 150,318 C 190,342 220,362 250,375 Z"' \

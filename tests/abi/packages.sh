@@ -10,10 +10,16 @@ trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
 
 # quietly COMMAND...: what it says is shown only if it fails.
-quietly() { "$@" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }; }
+quietly() { "$@" >"$work/log" 2>&1 || {
+    cat "$work/log"
+    exit 1
+}; }
 
 # same WHAT IT-IS IT-SHOULD-BE
-same() { [ "$2" = "$3" ] || { echo "$1: \"$2\", not \"$3\""; exit 1; }; }
+same() { [ "$2" = "$3" ] || {
+    echo "$1: \"$2\", not \"$3\""
+    exit 1
+}; }
 
 # runs COMMAND...: lists its operands.
 runs() { same "$*" "$("$@" one -v two | tail -n 1)" '  <two>'; }

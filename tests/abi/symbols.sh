@@ -29,5 +29,8 @@ if [ -n "$foreign" ]; then
     echo "needs more than libc and libm:" $foreign
     status=1
 fi
-grep -q 'SONAME.*\[libvela\.so\.1\]' "$work/dynamic" || { echo "wrong SONAME"; status=1; }
+grep -q 'SONAME.*\[libvela\.so\.1\]' "$work/dynamic" || {
+    echo "wrong SONAME"
+    status=1
+}
 exit $status

@@ -38,13 +38,22 @@ fits() {
     shift
     program "$@"
     said=$($emulator "$work/times")
-    [ "$said" = "$text" ] || { echo "$*: says \"$said\", not \"$text\""; exit 1; }
+    [ "$said" = "$text" ] || {
+        echo "$*: says \"$said\", not \"$text\""
+        exit 1
+    }
 }
 misfits() {
     function=$1
     shift
-    if program "$@" 2>"$work/log"; then echo "$*: links"; exit 1; fi
-    grep -q "undefined reference to .$function'" "$work/log" || { cat "$work/log"; exit 1; }
+    if program "$@" 2>"$work/log"; then
+        echo "$*: links"
+        exit 1
+    fi
+    grep -q "undefined reference to .$function'" "$work/log" || {
+        cat "$work/log"
+        exit 1
+    }
 }
 
 emulator=$* include=-I$source/include flags="-D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64"
@@ -52,7 +61,10 @@ emulator=$* include=-I$source/include flags="-D_TIME_BITS=64 -D_FILE_OFFSET_BITS
     cmake --preset library -G "$generator" --toolchain "$toolchain" -DVELA_TIME64=ON -S "$source" -B "$work/build"
     cmake --build "$work/build"
     cmake --install "$work/build" --prefix "$work/prefix"
-} >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
+} >"$work/log" 2>&1 || {
+    cat "$work/log"
+    exit 1
+}
 "$(dirname "$0")/symbols.sh" "$work/build/libvela.so" "$work/build/symbols.list" "$nm" "$readelf"
 PKG_CONFIG_PATH=$(dirname "$(find "$work/prefix" -name vela.pc)")
 export PKG_CONFIG_PATH
