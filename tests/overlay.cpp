@@ -179,3 +179,74 @@ TEST(an_unprojected_polygon_is_covered_by_its_mask) {
         ck_assert_double_eq(rows, bottom - 1);
     }
 }
+
+// Every pixel is in one cell, with the position that a linear map gives it; a cell with an unknown corner says so.
+TEST(the_cells_of_a_warp_cover_the_picture_once) {
+    constexpr int kWidth = 37, kHeight = 18;
+    std::vector<int> seen(kWidth * kHeight);
+    int unknown = 0;
+    const auto map = [](int x, int y) -> std::optional<source_position> {
+        ck_assert(x % 16 == 0 && y % 16 == 0 && x < kWidth + 16 && y < kHeight + 16);
+        return x < 48 ? std::optional(source_position{1600 * x - 160 * y, -320 * x + 48 * y}) : std::nullopt;
+    };
+    ck_assert(for_each_warp_cell(kWidth, kHeight, map, [&](const warp_cell &cell) {
+        unknown += !cell.is_known;
+        cell.for_each_row([&](int y, source_position from, source_position step) {
+            for (int i = 0; i < cell.width; ++i) {
+                const int x = cell.x + i;
+                ++seen[static_cast<size_t>(y * kWidth + x)];
+                if (cell.is_known)
+                    agree_all("position", std::array{x, y},
+                              std::array{double(from.u) + i * double(step.u), double(from.v) + i * double(step.v)},
+                              {1600.0 * x - 160 * y, -320.0 * x + 48 * y});
+            }
+        });
+    }));
+    ck_assert_int_eq(unknown, 2);
+    ck_assert(std::all_of(seen.begin(), seen.end(), [](int times) { return times == 1; }));
+}
+
+// A picture whose bytes are its coordinates shows where each pixel came from. The rows: the view itself, which is a
+// copy; less than a pixel away; turned, tilted and zoomed; near the zenith; at the rim; and turned away.
+TEST(a_warped_picture_shows_what_the_view_sees) {
+    constexpr int kWidth = 250, kHeight = 150;
+    constexpr uint32_t kBackground = 0xFF0000FF;
+    const direction centre = {350, 10};
+    const struct {
+        direction from, to;
+        double from_fov, to_fov, tolerance; // of the position, in pixels
+        bool shows_some;
+    } rows[] = {{centre, centre, 60, 60, 0, true},        {centre, {350.1, 10.05}, 60, 60, 0.02, true},
+                {centre, {375, -4}, 60, 45, 0.1, true},  {centre, {330, 25}, 110, 100, 0.5, true},
+                {{0, 80}, {160, 85}, 60, 60, 0.1, true}, {centre, {170, 5}, 60, 60, 0, false}};
+    std::vector<uint32_t> picture, out(kWidth * kHeight);
+    for (uint32_t y = 0; y < kHeight; ++y)
+        for (uint32_t x = 0; x < kWidth; ++x)
+            picture.push_back(x | y << 8 | 0x55AA0000);
+    for (const auto &[from_centre, to_centre, from_fov, to_fov, tolerance, shows_some] : rows) {
+        const view from = value_of(view::make(kWidth, kHeight, from_centre, from_fov)),
+                   to = value_of(view::make(kWidth, kHeight, to_centre, to_fov));
+        ck_assert(warp_picture(from, picture, to, kBackground, out));
+        int shown = 0;
+        for (int y = 0; y < kHeight; ++y)
+            for (int x = 0; x < kWidth; ++x) {
+                const std::array input = {from_fov, to_centre.pan, to_centre.tilt, to_fov, double(x), double(y)};
+                const uint32_t pixel = out[static_cast<size_t>(y * kWidth + x)];
+                const auto seen = to.unproject({double(x), double(y)});
+                const position at = seen ? from.project(*seen).value_or(position{-9, -9}) : position{-9, -9};
+                const double inside = std::min({at.x + 0.5, at.y + 0.5, kWidth - 0.5 - at.x, kHeight - 0.5 - at.y});
+                if (inside > 0.5 + tolerance) {
+                    agree("the other bytes", input, pixel >> 16, 0x55AAu);
+                    agree_all("position", input, std::array{double(pixel & 255), double(pixel >> 8 & 255)},
+                              {at.x, at.y}, tolerance > 0 ? tolerance + 0.51 : 1e-9);
+                    ++shown;
+                } else if (inside < -tolerance) {
+                    agree("background", input, pixel, kBackground);
+                }
+            }
+        agree("whether it shows something", std::array{to_centre.pan, to_fov}, shown > 1000, shows_some);
+    }
+    const view seen = value_of(view::make(kWidth, kHeight, centre, 60));
+    ck_assert(!warp_picture(seen, std::span(picture).first(kWidth * kHeight - 1), seen, 0, out));
+    ck_assert(!warp_picture(seen, picture, seen, 0, std::span(out).first(kWidth * kHeight - 1)));
+}

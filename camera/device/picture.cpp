@@ -11,13 +11,17 @@
 #include <jpeglib.h>
 #include <vela/colour.h>
 #include <vela/interp.h>
+#include <vela/overlay.hpp>
 
 namespace picture {
 
 namespace {
 
-constexpr int32_t kMesh = 16; // pixels between two nodes of the mesh
-constexpr int kFraction = 16; // fixed point of positions in the panorama
+using vela::overlay::source_position, vela::overlay::warp_cell;
+
+constexpr int32_t kMesh = warp_cell::kSize;
+constexpr int kFraction = 16;           // fixed point of positions in the panorama
+constexpr int32_t kSteepest = 86 << 10; // near the poles positions can't be interpolated
 
 // Beyond it nothing is seen: a quarter turn from the centre, measured along both axes.
 bool is_seen(const smap_view &view, int32_t x, int32_t y) {
@@ -60,6 +64,21 @@ struct sampler {
         const int32_t y = std::clamp((v + (1 << (kFraction - 1))) >> kFraction, 0, height - 1);
         return pixels + ptrdiff_t{2} * (ptrdiff_t{y} * width + x / 2 * 2);
     }
+    // Brings the corners of a cell within half a turn of the first one; false where they are too far apart to
+    // interpolate.
+    bool unwrap(warp_cell &cell) const {
+        const int64_t turn = int64_t{width} << kFraction;
+        for (source_position &corner : cell.corners) {
+            const int64_t first = cell.corners[0].u;
+            if (corner.u - first > turn / 2)
+                corner.u -= turn;
+            else if (first - corner.u > turn / 2)
+                corner.u += turn;
+            if (std::abs(corner.u - first) >= turn / 40)
+                return false;
+        }
+        return true;
+    }
     void put(int32_t u, int32_t v, int32_t column, uint8_t *row, const tones &levels) const {
         uint8_t *const pair = row + column / 2 * 4;
         pair[1 + column % 2 * 2] = levels[static_cast<size_t>(luma(u, v))];
@@ -69,13 +88,29 @@ struct sampler {
             pair[2] = from[2];
         }
     }
+    void put_run(source_position at, source_position step, int x, int count, uint8_t *row, const tones &levels) const {
+        const int32_t turn = width << kFraction;
+        auto u = static_cast<int32_t>(at.u), v = static_cast<int32_t>(at.v);
+        const auto step_u = static_cast<int32_t>(step.u), step_v = static_cast<int32_t>(step.v);
+        if (u >= turn)
+            u -= turn;
+        for (const int end = x + count; x < end; ++x, u += step_u, v += step_v)
+            put(u, v, x, row, levels);
+    }
+    // One pixel without the mesh; black where nothing is seen.
+    void put_exactly(const smap_view &view, int x, int y, uint8_t *row, const tones &levels) const {
+        if (!is_seen(view, x, y)) {
+            uint8_t *const pair = row + x / 2 * 4;
+            pair[1 + x % 2 * 2] = 16;
+            pair[0] = pair[2] = 128;
+            return;
+        }
+        const smap_screen_pt pixel = {x, y};
+        smap_sphere_pt direction;
+        smap_screen_pt_to_sphere_pt(&pixel, &view, &direction);
+        put(across(direction.pan), down(direction.tilt), x, row, levels);
+    }
 };
-
-void blacken(int32_t column, uint8_t *row) {
-    uint8_t *const pair = row + column / 2 * 4;
-    pair[1 + column % 2 * 2] = 16;
-    pair[0] = pair[2] = 128;
-}
 
 } // namespace
 
@@ -140,8 +175,6 @@ tones tones_of(const state::settings &all) {
     return levels;
 }
 
-// The way back from the screen is taken at the nodes of a mesh; between them positions in the panorama change evenly. A
-// cell where they don't (at the poles, at the rim of what is seen) is taken pixel by pixel.
 void renderer::render(const scene &from, const smap_view &view, const tones &levels, frame &into, costs &parts) {
     const int32_t columns = (view.width + kMesh - 1) / kMesh + 1, rows = (view.height + kMesh - 1) / kMesh + 1;
     const auto nodes = static_cast<size_t>(columns) * static_cast<size_t>(rows);
@@ -156,58 +189,28 @@ void renderer::render(const scene &from, const smap_view &view, const tones &lev
     parts.part("spheremap");
 
     const sampler panorama = {from.pixels(), from.width(), from.height()};
-    const int32_t turn = from.width() << kFraction;
     const int32_t stride = (view.width + 1) / 2 * 4;
     packed_.resize(static_cast<size_t>(stride) * static_cast<size_t>(view.height));
-
-    for (int32_t j = 0; j + 1 < rows; ++j)
-        for (int32_t i = 0; i + 1 < columns; ++i) {
-            const smap_sphere_pt *const corner[4] = {&directions_[static_cast<size_t>(j * columns + i)],
-                                                     &directions_[static_cast<size_t>(j * columns + i + 1)],
-                                                     &directions_[static_cast<size_t>((j + 1) * columns + i)],
-                                                     &directions_[static_cast<size_t>((j + 1) * columns + i + 1)]};
-            const int32_t x0 = i * kMesh, y0 = j * kMesh;
-            const int32_t x1 = std::min(x0 + kMesh, view.width), y1 = std::min(y0 + kMesh, view.height);
-            int32_t u[4], v[4];
-            bool even = is_seen(view, x0, y0) && is_seen(view, x0 + kMesh, y0) && is_seen(view, x0, y0 + kMesh) &&
-                        is_seen(view, x0 + kMesh, y0 + kMesh);
-            for (int k = 0; k < 4; ++k) {
-                u[k] = panorama.across(corner[k]->pan);
-                v[k] = panorama.down(corner[k]->tilt);
-                // The shorter way round from the first corner.
-                while (u[k] - u[0] > turn / 2)
-                    u[k] -= turn;
-                while (u[0] - u[k] > turn / 2)
-                    u[k] += turn;
-                even = even && std::abs(u[k] - u[0]) < turn / 40 && std::abs(corner[k]->tilt) < 86 << 10;
-            }
-            if (!even) {
-                for (int32_t y = y0; y < y1; ++y)
-                    for (int32_t x = x0; x < x1; ++x) {
-                        uint8_t *const row = &packed_[static_cast<size_t>(y) * static_cast<size_t>(stride)];
-                        if (!is_seen(view, x, y)) {
-                            blacken(x, row);
-                            continue;
-                        }
-                        const smap_screen_pt pixel = {x, y};
-                        smap_sphere_pt direction;
-                        smap_screen_pt_to_sphere_pt(&pixel, &view, &direction);
-                        panorama.put(panorama.across(direction.pan), panorama.down(direction.tilt), x, row, levels);
-                    }
-                continue;
-            }
-            for (int32_t y = y0; y < y1; ++y) {
-                const int32_t t = y - y0;
-                int32_t left_u = u[0] + (u[2] - u[0]) * t / kMesh, left_v = v[0] + (v[2] - v[0]) * t / kMesh;
-                const int32_t right_u = u[1] + (u[3] - u[1]) * t / kMesh, right_v = v[1] + (v[3] - v[1]) * t / kMesh;
-                const int32_t step_u = (right_u - left_u) / kMesh, step_v = (right_v - left_v) / kMesh;
-                uint8_t *const row = &packed_[static_cast<size_t>(y) * static_cast<size_t>(stride)];
-                while (left_u >= turn)
-                    left_u -= turn;
-                for (int32_t x = x0; x < x1; ++x, left_u += step_u, left_v += step_v)
-                    panorama.put(left_u, left_v, x, row, levels);
-            }
+    const auto row = [&](int y) { return &packed_[static_cast<size_t>(y) * static_cast<size_t>(stride)]; };
+    const auto node = [&](int x, int y) -> std::optional<source_position> {
+        const smap_sphere_pt &at = directions_[static_cast<size_t>(y / kMesh * columns + x / kMesh)];
+        if (!is_seen(view, x, y) || std::abs(at.tilt) >= kSteepest)
+            return std::nullopt;
+        return source_position{panorama.across(at.pan), panorama.down(at.tilt)};
+    };
+    const auto draw = [&](warp_cell cell) {
+        if (!cell.is_known || !panorama.unwrap(cell)) {
+            for (int y = cell.y; y < cell.y + cell.height; ++y)
+                for (int x = cell.x; x < cell.x + cell.width; ++x)
+                    panorama.put_exactly(view, x, y, row(y), levels);
+            return;
         }
+        cell.for_each_row([&](int y, source_position at, source_position step) {
+            panorama.put_run(at, step, cell.x, cell.width, row(y), levels);
+        });
+    };
+    if (!vela::overlay::for_each_warp_cell(view.width, view.height, node, draw))
+        throw std::bad_alloc();
     parts.part("sampling");
     into.width = view.width;
     into.height = view.height;

@@ -1,6 +1,6 @@
 /**
  * @file
- * Masks and paths on the view of a moving camera, in double precision.
+ * Masks, paths and warped pictures on the view of a moving camera, in double precision.
  *
  *     auto seen = vela::overlay::view::make(1920, 1080, {pan, tilt}, 60.0);
  *     auto door = vela::overlay::mask::make(corners); // directions, given once
@@ -22,9 +22,12 @@
  * Drawing a mask takes time proportional to the scanlines that it spans times the edges on each of them, beside one
  * pass over all corners.
  *
- * mask::make() alone allocates memory. Nothing throws but a callback of the caller's. Different masks may be drawn by
- * different threads; a mask draws in scratch memory of its own, so each mask by one thread at a time. Views may be
- * shared.
+ * warp_picture() draws a picture that was taken in one view as another view sees it, so that what a camera showed last
+ * follows the pointer until the next picture comes; for_each_warp_cell() does it for other sources and pixel formats.
+ *
+ * mask::make() and the warps alone allocate memory. Nothing throws but a callback of the caller's. Different masks may
+ * be drawn by different threads; a mask draws in scratch memory of its own, so each mask by one thread at a time. Views
+ * may be shared.
  */
 #pragma once
 
@@ -32,3 +35,4 @@
 #include <vela/overlay/path.hpp>
 #include <vela/overlay/polygon.hpp>
 #include <vela/overlay/view.hpp>
+#include <vela/overlay/warp.hpp>
