@@ -7,7 +7,7 @@ int main(int argc, char **argv) {
     int option;
     while ((option = cmdline_getopt(argc, argv, options)) >= 0)
         if (option == 'h' || option == '?') {
-            cmdline_usage(options + 1, argv[0], NULL); /* the screen ends with a line of its own for --help */
+            cmdline_usage(options + 1, argv[0], NULL); /* prints the line for --help itself */
             return option == '?';
         }
     cmdline_print(argc, argv, cmdline_optidx);

@@ -8,7 +8,7 @@
 
 namespace {
 
-// The peers' cases decompose the same matrices.
+// The alternatives' cases decompose the same matrices.
 std::vector<float> random_elements(size_t count) {
     std::mt19937 random(1);
     std::uniform_real_distribution<float> unit(-1, 1);
