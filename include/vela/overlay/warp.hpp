@@ -31,8 +31,10 @@ struct source_position {
 struct warp_cell {
     static constexpr int kSize = 16; /**< pixels from one node to the next, along both axes */
 
-    int x, y;                   /**< the first pixel of the first row */
-    int width, height;          /**< pixels; less than 16 at the right and at the lower border */
+    int x;                      /**< column of the first pixel */
+    int y;                      /**< row of the first pixel */
+    int width;                  /**< pixels; less than 16 at the right border */
+    int height;                 /**< pixels; less than 16 at the lower border */
     bool is_known;              /**< whether all four corners have a position in the source */
     source_position corners[4]; /**< upper left, upper right, lower left, lower right; those of whole cells */
 
