@@ -1,12 +1,12 @@
 /**
  * @file
- * What the headers tell the compiler beyond types. Nothing here changes what is called, or how.
+ * Compiler attributes of the public functions. They only add warnings: no call changes.
  */
 #ifndef VELA_ATTRIBUTES_H
 #define VELA_ATTRIBUTES_H
 
 /**
- * Marks a function whose result must be looked at: it owns something, or alone tells whether there is any output.
+ * Marks a function whose result must be used: it owns something, or it is the only sign of whether there is any output.
  * A C++ program that means to ignore it casts to void.
  */
 #if defined(__cplusplus) && __cplusplus >= 201703L
@@ -17,7 +17,7 @@
 #define VELA_NODISCARD
 #endif
 
-/** Marks a function whose result is released by another, of which the compiler then finds missing and wrong calls. */
+/** Marks a function whose result is released by another; the compiler then reports leaks and mismatched releases. */
 #if defined(__GNUC__) && __GNUC__ >= 11 && !defined(__clang__)
 #define VELA_RELEASED_BY(function) __attribute__((malloc(function, 1)))
 #else

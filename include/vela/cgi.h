@@ -6,17 +6,17 @@
  * name. Names and values of the query string, of the cookies and of a form body are percent-decoded as
  * url_decode() does; names are compared by strcasecmp(), and of a repeated name the first one counts. A decoded NUL
  * ends its name or value: "a%00b=c" gives "c" to the name "a". "a=b=c" is "b" for the name "a", and a name "c" with an
- * empty value. What case is, the program's locale decides: after setlocale() to a Turkish one of eight bits, "title"
- * does not find "TITLE"; a program that looks up names keeps to "C" for LC_CTYPE.
+ * empty value. Case follows the program's locale: in an 8-bit Turkish locale "title" does not match "TITLE", so a
+ * program that looks up names should keep "C" for LC_CTYPE.
  *
- * Not for uploads: the body of a POST request alone is read, of any other (PUT, PATCH) it stays on the standard input;
- * forms are those of "application/x-www-form-urlencoded". The type is not looked at, so that of "multipart/form-data"
- * nothing sensible is found, and JSON is taken apart at its "&" and "=": look at `getenv("CONTENT_TYPE")` first.
+ * Not for uploads: only the body of a POST request is read, that of any other method (PUT, PATCH) stays on the standard
+ * input. Forms are "application/x-www-form-urlencoded"; the content type is not checked, so fields of
+ * "multipart/form-data" are not found and JSON is split at its "&" and "=". Check `getenv("CONTENT_TYPE")` first.
  *
- * The record owns every string that it returns, until cgi_cleanup(), except for those of the environment, which must
- * not be changed meanwhile. A record belongs to one thread. cgi_setup() and cgi_header() read the environment, which
- * no other thread may change at that time, and cgi_setup() the standard input, which is one for the process.
- * http_strerr() may be called by any thread at any time.
+ * The record owns every string that it returns until cgi_cleanup(), except those of the environment, which must not be
+ * changed in that time. A record belongs to one thread. cgi_setup() and cgi_header() read the environment, which no
+ * other thread may change at that time, and cgi_setup() reads the process's standard input. http_strerr() may be called
+ * by any thread at any time.
  *
  *     cgi_request *cgi;
  *     if (cgi_setup(&cgi) != 0)
@@ -61,16 +61,15 @@ typedef struct cgi_request {
 /**
  * Reads the request: its method, query string and cookies and, if the method is POST, its body.
  *
- * The body is read from the descriptor of the standard input, so nothing may have been read from there before. As
- * many bytes are read as "CONTENT_LENGTH" announces (its leading digits), or less where the input ends before;
- * 131072 are the most, which is also the number where the length is not set, negative or larger. What follows stays
- * unread. An announced length of 0, or one that is no number, means that there is no body. A body that is shorter than
- * announced, because it was too long or the client broke off, is told by `body_len` alone: compare it with
- * "CONTENT_LENGTH".
+ * The body is read from the descriptor of the standard input, so nothing may have been read from there before. The
+ * number of bytes is "CONTENT_LENGTH" (its leading digits), at most 131072, which is also the limit if the length is
+ * not set or negative; fewer are read if the input ends earlier. The rest stays unread. A length of 0, or one that is
+ * not a number, means that there is no body. If the body was truncated (over the limit, or the client disconnected),
+ * only `body_len` shows it: compare it with "CONTENT_LENGTH".
  *
- * Short of memory, the result may still be 0: without memory for the names and values of the query string, or of the
- * cookies, none of them is found; without memory for the body it stays null and unread, and `body_len` holds the number
- * of bytes that should have been read.
+ * If memory runs out the result may still be 0: without memory for the names and values of the query string or of the
+ * cookies, none of them is found; without memory for the body, it is null and unread, and `body_len` is the number of
+ * bytes that should have been read.
  *
  * @param result  receives the request, for cgi_cleanup(), or null
  * @return 0; -1 if "REQUEST_METHOD" is not set or there is no memory for the record
@@ -82,13 +81,13 @@ VELA_NODISCARD int32_t cgi_setup(cgi_request **result);
  *
  * @param cgi   the request, or null
  * @param name  the name, or null
- * @return the decoded value, empty for a name without one; null where there is no such name or an argument is null
+ * @return the decoded value, empty for a name without one; null if there is no such name or an argument is null
  */
 const char *cgi_query_param(cgi_request *cgi, const char *name);
 
 /**
- * A parameter of a form body, which is split as a query string is and ends at its first NUL. The body is parsed
- * at the first look-up; where memory is short, this and all later ones find nothing.
+ * A parameter of a form body, which is split as a query string is and ends at its first NUL. The body is parsed at the
+ * first look-up; if memory runs out, this and all later ones find nothing.
  *
  * @param cgi   the request, or null
  * @param name  the name, or null
@@ -97,7 +96,7 @@ const char *cgi_query_param(cgi_request *cgi, const char *name);
 const char *cgi_form_param(cgi_request *cgi, const char *name);
 
 /**
- * A cookie. The text of the cookies is split at ";" and "=", behind which spaces are skipped.
+ * A cookie. The cookie header is split at ";" and "=", and spaces after these are skipped.
  *
  * @param cgi   the request, or null
  * @param name  the name, or null
@@ -107,17 +106,17 @@ const char *cgi_cookie(cgi_request *cgi, const char *name);
 
 /**
  * A header field of the request: the environment's "HTTP_NAME" for the name in upper case, with "_" for "-".
- * Content-Type and Content-Length are not among them: a server passes these as "CONTENT_TYPE" and "CONTENT_LENGTH", for
- * getenv().
+ * Content-Type and Content-Length are not among them: a server passes these as "CONTENT_TYPE" and "CONTENT_LENGTH", to
+ * be read with getenv().
  *
  * @param cgi   the request, or null
  * @param name  the field's name, such as "Accept-Language", or null
- * @return the environment's string; null where there is none, an argument is null, or memory is short
+ * @return the environment's string; null if there is none, an argument is null, or memory runs out
  */
 const char *cgi_header(const cgi_request *cgi, const char *name);
 
 /**
- * Releases a request and all that it owns.
+ * Releases a request and everything it owns.
  *
  * @param cgi  the request; nothing happens for null
  */
@@ -148,12 +147,12 @@ void cgi_set_output(cgi_request *cgi, FILE *stream);
 FILE *cgi_output(const cgi_request *cgi);
 
 /**
- * Writes a whole response in plain text, whose body is the status's reason phrase and, on a line of its own,
- * a message: "Status: 404", "Content-Type: text/plain", "Content-Length: 30", an empty line, "Not Found" and
- * "no such file: x.cfg", with CR LF behind every line but the last.
+ * Writes a complete plain-text response whose body is the status's reason phrase and, on a separate line, a message:
+ * "Status: 404", "Content-Type: text/plain", "Content-Length: 30", an empty line, "Not Found" and "no such file:
+ * x.cfg", with CR LF after every line except the last.
  *
- * The body is cut after 1022 bytes. Without memory for it the response has none. Errors of the stream are the
- * caller's to find.
+ * The body is cut after 1022 bytes. Without memory for it the response has none. Stream errors are not reported: the
+ * caller may check ferror().
  *
  * @param cgi     the request
  * @param status  the status code

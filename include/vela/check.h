@@ -41,11 +41,11 @@ typedef struct vela_check_config {
  * Parses a test program's command line with cmdline_getopt(), from that parser's current position.
  *
  * @param argc    number of arguments
- * @param argv    the arguments; operands are moved behind the options and ignored
+ * @param argv    the arguments; operands are moved after the options and ignored
  * @param config  receives the configuration; every field is written
- * @return 1 to run the tests; 0 when an unknown option or `-?` made it print the usage, and the program is to stop.
- *         The configuration must be released in both cases. A string that could not be copied is null, as is one whose
- *         value is missing: the tests run, and all suites.
+ * @return 1 to run the tests; 0 when it printed the usage because of an unknown option or `-?`, and the program should
+ *         exit. The configuration must be released in both cases. A string that could not be copied or whose value is
+ *         missing is null, which selects all suites and no log.
  */
 VELA_NODISCARD int32_t __vela_check_parse_cmdline(int32_t argc, char **argv, vela_check_config *config);
 

@@ -3,9 +3,9 @@
  * The convex hull of points with 8-bit coordinates, in exact integer arithmetic.
  *
  * A hull is a closed polyhedron of triangles in three lists of records: vertices, edges and faces, hung from a
- * chull_ctx. Each list is circular and doubly linked: a walk starts at the head and ends when it is back there; an
- * empty list is a null head; a new record comes last. The order of the lists, of a face's corners and of an edge's ends
- * is defined: the same points in the same order give the same records in the same order.
+ * chull_ctx. Each list is circular and doubly linked: a traversal starts at the head and ends when it reaches the head
+ * again; an empty list has a null head; new records are appended. The order of the lists, of a face's corners and of an
+ * edge's ends is defined: the same points in the same order give the same records in the same order.
  *
  *     chull_ctx *hull;
  *     if (alloc_chull(&hull) == 0 && get_chull(red, green, blue, count, hull) == 0)
@@ -14,15 +14,15 @@
  *     free_chull(hull);   // releases the records
  *     free(hull);         // the hull record itself is the caller's
  *
- * get_chull() builds a hull or grows one, one point at a time. The steps that it is made of are exported for callers
- * that drive them themselves. Every record is a block of its own from malloc(), released through free_chull() or the
- * clean-up steps. Messages go to the standard error stream.
+ * get_chull() builds a hull or grows one, one point at a time. Its steps are exported for callers that run them one by
+ * one. Every record is a block of its own from malloc(), released through free_chull() or the clean-up steps. Messages
+ * go to the standard error stream.
  *
- * There is no state outside the records. Hulls are independent of each other; one hull may be asked from several
- * threads at once (what takes a `const chull_ctx *`), but not while one of them builds, grows, writes or releases it.
+ * There is no state outside the records. Hulls are independent of each other; several threads may query one hull at
+ * once (the functions that take a `const chull_ctx *`), but not while one of them builds, grows, writes or releases it.
  *
- * Points are three signed 32-bit coordinates x, y, z. All arithmetic wraps at 32 bits where nothing else is said; with
- * coordinates in 0 to 255 nothing ever does, and orientations are exact while coordinates differ by at most 710.
+ * Points are three signed 32-bit coordinates x, y, z. All arithmetic wraps at 32 bits unless stated otherwise; with
+ * coordinates in 0 to 255 it never does, and orientations are exact while coordinates differ by at most 710.
  */
 #ifndef VELA_CHULL_H
 #define VELA_CHULL_H
@@ -42,7 +42,7 @@ typedef struct chull_vertex chull_vertex;
 typedef struct chull_edge chull_edge;
 typedef struct chull_face chull_face;
 
-/** One input point. It may be passed wherever a point is asked for, as its `coord`. */
+/** One input point. Its `coord` may be passed wherever a function takes a point. */
 struct chull_vertex {
     int32_t coord[3];   /**< x, y, z */
     int32_t vnum;       /**< index in the arrays of the get_chull() call that brought it; chull_to_file() renumbers */
@@ -180,8 +180,8 @@ int32_t Volume(const chull_face *f, const int32_t *p);
  * Builds the hull of a set of points, or grows a finished hull by further points.
  *
  * Point i is (xs[i], ys[i], zs[i]). Points in the hull or on its surface are dropped; the others get `vnum` i. On an
- * empty hull the first three consecutive points that are not in line make the starting triangle, and the first point
- * outside its plane is added first; everything else follows in the order given, and starts over at point 0.
+ * empty hull the first three consecutive points that are not collinear make the starting triangle, and the first point
+ * outside its plane is added first; the others follow in the order given from there, wrapping around to point 0.
  *
  * @param xs    the first coordinates, @p n of them
  * @param ys    the second
@@ -189,19 +189,18 @@ int32_t Volume(const chull_face *f, const int32_t *p);
  * @param n     number of points
  * @param hull  an empty hull, or one that get_chull() finished
  * @return 0 on success. 1 on failure, which is one of:
- *         no three consecutive points out of line, or no point at all ("DoubleTriangle: All points are Collinear!");
- *         all points in one plane ("DoubleTriangle: All points coplanar!");
- *         a fault found by the `check` switch; no memory left. A failed hull may be counted, printed and
- *         emptied with free_chull(), nothing else.
+ *         no three consecutive points that are not collinear, or no points at all ("DoubleTriangle: All points are
+ *         Collinear!"); all points in one plane ("DoubleTriangle: All points coplanar!"); an error found by the `check`
+ *         switch; no memory. A failed hull may only be counted, printed and emptied with free_chull().
  *
- * Without the switches `debug` and `check` the time grows with the number of points and with the changes to the hull,
- * not with the product of both, and points that end inside never become records. Fewer than 16 points that grow a hull
- * are added by the steps: each becomes a record and is released again when it turns out to be inside. Where memory for
- * the faster way runs out, the steps take over as well.
+ * Without the switches `debug` and `check` the time grows with the number of points plus the number of changes to the
+ * hull, not with their product, and points inside never become records. Fewer than 16 points that grow a hull are added
+ * by the steps: each becomes a record, which is released if it turns out to be inside. The steps are also used if
+ * memory for the faster method runs out.
  *
- * Records that stay on the hull keep their place in memory, and so pointers to them keep their meaning; the others are
- * released. While a hull grows, the fields `active`, `del` and `vis` of its records are borrowed: they hold numbers
- * meanwhile and are 0 again when the call returns.
+ * Records that stay on the hull keep their address, so pointers to them stay valid; the others are released. While a
+ * hull grows, the fields `active`, `del` and `vis` of its records temporarily hold indices; they are 0 again when the
+ * call returns.
  */
 VELA_NODISCARD int32_t get_chull(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n, chull_ctx *hull);
 
@@ -219,7 +218,7 @@ VELA_NODISCARD int32_t ReadVertices(chull_ctx *hull, const uint8_t *xs, const ui
                                     int32_t n);
 
 /**
- * Makes the starting triangle, both sides of it, of the first three consecutive vertices that are not in line, and
+ * Makes the starting triangle, both sides of it, of the first three consecutive vertices that are not collinear, and
  * moves the list's head to the first vertex outside its plane.
  *
  * @param hull  the hull, with vertices only
@@ -268,7 +267,7 @@ chull_face *MakeConeFace(chull_ctx *hull, chull_edge *e, chull_vertex *p);
 int32_t AddOne(chull_ctx *hull, chull_vertex *p);
 
 /**
- * Puts the pending faces in the place of visible ones and releases the edges marked `del`.
+ * Replaces visible faces by the pending ones and releases the edges marked `del`.
  *
  * @param hull  the hull
  */
@@ -282,11 +281,11 @@ void CleanEdges(chull_ctx *hull);
 void CleanFaces(chull_ctx *hull);
 
 /**
- * Releases the vertices that were taken in and on which no edge ends, and resets `dup` and `active` of the others.
+ * Releases the processed vertices (`mark` 1) on which no edge ends, and resets `dup` and `active` of the others.
  *
  * @param hull    the hull
- * @param cursor  a vertex of the caller's interest: moved to the next one when its vertex is released, and null when
- *                none is left
+ * @param cursor  the caller's position in the vertex list: moved to the next vertex when its vertex is released, null
+ *                when none is left
  */
 void CleanVertices(chull_ctx *hull, chull_vertex **cursor);
 
@@ -302,13 +301,13 @@ void CleanUp(chull_ctx *hull, chull_vertex **cursor);
  * Adds every vertex with `mark` 0, from the head on.
  *
  * @param hull  the hull
- * @return 0; 1 when the `check` switch found a fault or memory ran out
+ * @return 0; 1 when the `check` switch found an error or memory ran out
  */
 VELA_NODISCARD int32_t ConstructHull(chull_ctx *hull);
 
 /**
- * Brings each face's edges in the order of its corners: edges[i] joins vert[i] and vert[(i + 1) mod 3]. Of a finished
- * hull's faces only one, made of the starting triangle, may need it.
+ * Sorts each face's edges in the order of its corners: edges[i] joins vert[i] and vert[(i + 1) mod 3]. In a finished
+ * hull only one face, made of the starting triangle, may be in another order.
  *
  * @param hull  the hull
  * @return 0
@@ -331,12 +330,12 @@ int32_t dot(const int32_t *u, const int32_t *v);
 /**
  * Squared distance from a point to a face's triangle.
  *
- * The nearest point of the triangle is found by regions in Q9 fractions of its sides and rounded to
- * whole coordinates, so the result may differ a little from the exact one. In the region beyond the first corner, where
- * both fractions are negative, the side from corner 0 to corner 2 is taken.
+ * The nearest point of the triangle is found by Voronoi regions in Q9 barycentric coordinates and rounded to integer
+ * coordinates, so the result may differ slightly from the exact one. In the region beyond the first corner, where both
+ * coordinates are negative, the nearest point is searched on the side from corner 0 to corner 2 only.
  *
  * @param f  a face that is not degenerate
- * @param p  the point, at most 5000 beside the range 0 to 255; farther away the arithmetic may wrap
+ * @param p  the point, at most 5000 outside the range 0 to 255; beyond that the arithmetic may wrap
  * @return the squared distance
  */
 uint32_t pt_to_tri_dist_sq(const chull_face *f, const int32_t *p);
@@ -355,11 +354,11 @@ uint32_t pt_to_tri_dist_sq(const chull_face *f, const int32_t *p);
 int32_t dist_to_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z, uint32_t *min_out, uint32_t *max_out);
 
 /**
- * Whether a point lies in the hull or on its surface. The time grows with the number of faces; vela::hull::membership()
- * in C++ tests the pixels of a picture hundreds of times as fast.
+ * Whether a point lies in the hull or on its surface. Takes time proportional to the number of faces;
+ * vela::hull::membership() in C++ tests the pixels of a picture hundreds of times as fast.
  *
  * @param hull  the hull, or null
- * @param x     the point's first coordinate; more than 710 from those of the hull, orientations wrap
+ * @param x     the point's first coordinate; orientations wrap if it differs by more than 710 from those of the hull
  * @param y     the second
  * @param z     the third
  * @return 1 or 0; 0 for null and for a hull without faces
@@ -379,10 +378,10 @@ int32_t chull_volume6(const chull_ctx *hull);
 /** @{ */
 
 /**
- * Runs Consistency(), Convexity(), CheckEuler() and CheckEndpts(), up to the first that fails.
+ * Runs Consistency(), Convexity(), CheckEuler() and CheckEndpts(), and stops at the first that fails.
  *
  * @param hull  the hull
- * @return 1 when one failed, else 0
+ * @return 1 if one of them failed, else 0
  */
 int32_t Checks(const chull_ctx *hull);
 
@@ -390,15 +389,15 @@ int32_t Checks(const chull_ctx *hull);
  * Whether the two faces of every edge run along it in opposite directions.
  *
  * @param hull  the hull
- * @return 0; 1 with a message when they don't
+ * @return 0; 1 with a message if those of an edge don't
  */
 int32_t Consistency(const chull_ctx *hull);
 
 /**
- * Whether no vertex that was taken in lies outside a face.
+ * Whether no processed vertex (`mark` 1) lies outside a face.
  *
  * @param hull  the hull
- * @return 0; 1, without a message, when one does
+ * @return 0; 1, without a message, if a vertex lies outside a face
  */
 int32_t Convexity(const chull_ctx *hull);
 
@@ -408,7 +407,7 @@ int32_t Convexity(const chull_ctx *hull);
  * @param V  number of vertices
  * @param E  number of edges
  * @param F  number of faces
- * @return 0; 1 with a message when they aren't
+ * @return 0; 1 with a message if an equation does not hold
  */
 int32_t CheckEuler(int32_t V, int32_t E, int32_t F);
 
@@ -460,7 +459,7 @@ void PrintPoint(const int32_t *p);
  * Writes a finished hull as an OFF polyhedron file: vertices and faces in list order, corners counter-clockwise seen
  * from outside. Each vertex's `vnum` becomes its number in the file.
  *
- * @param hull  the hull; it must not be empty. One that fails CheckEuler() is written all the same
+ * @param hull  the hull; it must not be empty. A hull that fails CheckEuler() is written nevertheless
  * @param path  the file, created or truncated
  * @return 0; 1 when the file can't be opened. A full disk, which leaves the file incomplete, is not reported
  */

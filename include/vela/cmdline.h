@@ -1,15 +1,15 @@
 /**
  * @file
- * Command-line options, one call an option.
+ * Command-line options, one call per option.
  *
  * The caller describes its options in a table and calls cmdline_getopt() until it returns -1. Operands (arguments that
- * are no options) are moved behind the options as they are met and keep their order: after the last call they are
- * `argv[cmdline_optidx]` to `argv[argc - 1]`. A value is always an argument of its own (`-r 8000`, `--rate 8000`):
- * `--rate=8000` is an unknown option, and of `-r8000` the value is missing. Short options may be clustered (`-vq`);
- * there is no end-of-options marker, so `--` is the short option "-".
+ * are not options) are moved after the options as they are met and keep their order: after the last call they are
+ * `argv[cmdline_optidx]` to `argv[argc - 1]`. A value is always a separate argument (`-r 8000`, `--rate 8000`):
+ * `--rate=8000` is an unknown option, and `-r8000` lacks its value. Short options may be clustered (`-vq`); there is no
+ * end-of-options marker, so `--` is the short option "-".
  *
- * `--help` is an option like any other, unknown unless the table has it. As the usage screen ends with a line for it,
- * the program lists it first and passes the screen what follows:
+ * `--help` is an option like any other, unknown unless it is in the table. Since the usage screen ends with a line for
+ * it, list it first and pass the rest of the table to cmdline_usage():
  *
  *     static const cmdline_option options[] = {
  *         {'h', "help", NULL, 0}, {'r', "rate", "hertz", CMDLINE_REQUIRED}, {0, NULL, NULL, 0}};
@@ -38,10 +38,10 @@ extern "C" {
 /** @addtogroup cmdline
  *  @{ */
 
-/** What a cmdline_option::flags can hold. With both bits set, CMDLINE_OPTIONAL rules; other bits are ignored. */
+/** Bits of cmdline_option::flags. If both are set, CMDLINE_OPTIONAL applies; other bits are ignored. */
 enum {
-    CMDLINE_REQUIRED = 1, /**< the option takes a value that must be present */
-    CMDLINE_OPTIONAL = 2  /**< the option takes a value that may be absent */
+    CMDLINE_REQUIRED = 1, /**< the option takes a value, which must be present */
+    CMDLINE_OPTIONAL = 2  /**< the option takes a value, which may be absent */
 };
 
 /** One option. A table of options ends with a record whose short_name is 0. */
@@ -62,16 +62,15 @@ extern char *cmdline_optarg;
 void cmdline_reset(void);
 
 /**
- * Takes the next option, or moves the next operand behind the options.
+ * Takes the next option, or moves the next operand after the options.
  *
- * @param argc     number of arguments; nothing at or behind `argv[argc]` is read
+ * @param argc     number of arguments; `argv[argc]` and later elements are not read
  * @param argv     the arguments; their order changes, the strings do not
  * @param options  the option table
  * @return the option's character (1 to 255, read as unsigned), with cmdline_optarg set to its value or null;
- *         0 when an operand was moved, or when a required value is missing (a message says so, the result does not:
- *         a program that must have the value checks that it came);
- *         '?' for an unknown option (a message names it, except for `-?` itself);
- *         -1 when nothing is left
+ *         0 when an operand was moved, or when a required value is missing (with a message; a program that needs the
+ *         value checks that it is set); '?' for an unknown option (a message names it, except for `-?` itself); -1 when
+ *         nothing is left
  *
  * A required value is taken whatever it looks like; an optional one only if it does not begin with "-". A short option
  * that takes a value ends its cluster: `-sv NAME` is `-s NAME`.
@@ -80,12 +79,12 @@ VELA_NODISCARD int16_t cmdline_getopt(int32_t argc, char **argv, const cmdline_o
 
 /**
  * Prints a usage screen: "usage: PROGRAM SYNOPSIS", a line for each option, and one for the help option `-?,--help`.
- * Values are shown as `--rate=VAL` and `--gain[=VAL]`, or `-q <val>` for an option without a long form; they are given
- * as arguments of their own all the same.
+ * Values are shown as `--rate=VAL` and `--gain[=VAL]`, or `-q <val>` for an option without a long form; they are
+ * nevertheless given as separate arguments.
  *
  * @param options       the option table, or null for none
- * @param program_name  what stands behind "usage: "
- * @param synopsis      what follows it, or null for "[options]"
+ * @param program_name  text after "usage: "
+ * @param synopsis      text after the program name, or null for "[options]"
  */
 void cmdline_usage(const cmdline_option *options, const char *program_name, const char *synopsis);
 

@@ -6,8 +6,8 @@
  * over 0 to 255, luma weights of ITU-R BT.601, as in JPEG files), and the studio ranges of ITU-R BT.601 and BT.709
  * (luma 16 to 235, chroma 16 to 240). RGB is taken and given as it is stored: no transfer function is applied.
  *
- * All arithmetic is in integers with Q12 coefficients (4096 stands for 1.0), so results are the same bits everywhere.
- * Buffers stay the caller's, need no alignment, and nothing outside the stated sizes is read or written.
+ * All arithmetic is in integers with Q12 coefficients (4096 represents 1.0), so results are bit-identical on all
+ * machines. Buffers belong to the caller and need no alignment; nothing outside the stated sizes is read or written.
  *
  * There is no state: any thread may call any function at any time, as long as no two write the same buffer.
  */
@@ -27,14 +27,15 @@ extern "C" {
 /**
  * @name Coefficient matrices
  *
- * For conversion by other means, such as a display controller. Each function fills `matrix` with nine Q12 coefficients,
- * row by row: the published ones times 4096, truncated toward zero. An encoding matrix (`rgb_to_ycc`) has the rows Y,
- * Cb, Cr over the columns R, G, B; a decoding matrix (`ycc_to_rgb`) the rows R, G, B over the columns Y, Cb, Cr.
+ * For conversion outside this library, for example by a display controller. Each function fills `matrix` with nine Q12
+ * coefficients, row by row: the published ones times 4096, truncated toward zero. An encoding matrix (`rgb_to_ycc`) has
+ * the rows Y, Cb, Cr over the columns R, G, B; a decoding matrix (`ycc_to_rgb`) the rows R, G, B over the columns Y,
+ * Cb, Cr.
  *
- * Offsets are not part of the matrix: encoding adds 16 to studio luma and 128 to chroma behind the product, decoding
- * subtracts them in front of it.
+ * Offsets are not part of the matrix: encoding adds 16 to studio luma and 128 to chroma after the multiplication,
+ * decoding subtracts them before it.
  *
- * @param matrix  room for nine numbers
+ * @param matrix  receives nine numbers
  */
 /** @{ */
 void get_rgb_to_ycc(int32_t *matrix);    /**< full range, encoding */
@@ -52,7 +53,7 @@ void get_ycc_to_rgb709(int32_t *matrix); /**< BT.709, decoding */
  * to 255.
  *
  * @param src    `count` pixels of three bytes
- * @param dst    room for `count` pixels of three bytes: the memory of `src` itself, or none of it
+ * @param dst    receives `count` pixels of three bytes; `src` itself, or memory that does not overlap it
  * @param count  number of pixels; 0 does nothing
  */
 /** @{ */
@@ -69,13 +70,12 @@ void yccbt709_to_srgb(const uint8_t *src, uint8_t *dst, uint32_t count); /**< BT
  *
  * Four bytes Cb, Y0, Cr, Y1 hold two pixels side by side, which share the chroma (the order is known as UYVY).
  *
- * @param src     the first row; a row of an odd width ends with the bytes Cb, Y0, Cr of its last pixel, a byte behind
- *                them is not read
- * @param width   pixels a row; 0 does nothing
- * @param height  rows; 0 does nothing
+ * @param src     the first row; a row of an odd width ends with the bytes Cb, Y0, Cr of its last pixel; no byte after
+ *                them is read
+ * @param width   pixels per row; 0 does nothing
+ * @param height  number of rows; 0 does nothing
  * @param stride  bytes from the start of one source row to that of the next; rows may overlap
- * @param dst     room for `width` x `height` pixels of three bytes, which follow each other without gaps; none of the
- *                memory of `src`
+ * @param dst     receives `width` x `height` pixels of three bytes without gaps; must not overlap `src`
  */
 void cyc422_to_srgb(const uint8_t *src, uint32_t width, uint32_t height, uint32_t stride, uint8_t *dst);
 

@@ -2,10 +2,10 @@
  * @file
  * Trigonometry, square roots and signal kernels in fixed point.
  *
- * A value written QN is a signed integer that holds the real value times 2^N. Two families live here: sines of angles
+ * A value written QN is a signed integer that holds the real value times 2^N. There are two families: sines of angles
  * in Q10 degrees (degrees x 1024; a full turn is 368640) by table, with two integer square roots; and signal kernels in
- * Q15 (32768 stands for 1.0). All are pure functions: they keep nothing, allocate nothing and never fail. The same
- * argument gives the same bits on every machine, and no floating point is used. Any number of threads may call them.
+ * Q15 (32768 represents 1.0). All are pure functions: they have no state, allocate nothing and never fail. Results are
+ * bit-identical on all machines; no floating point is used. Any number of threads may call them.
  *
  * A cosine is sinQ10inQ12out(92160 - angle). The arcsine of a Q10 number is entry 1024 plus this number of
  * asinDegQ10inQ10out_table. Both tables are constant data, present from load time.
@@ -41,7 +41,7 @@ extern const int32_t asinDegQ10inQ10out_table[2049];
  *
  * @param angle  Q10 degrees, any value
  * @return the sine in Q12, -4096 to 4096, in magnitude less than the exact one by up to 5.4 units (0.0013), 1.9 on
- *         average; exactly odd, and the same for angles whole turns apart
+ *         average; exactly odd, and periodic in whole turns
  */
 int32_t sinQ10inQ12out(int32_t angle);
 
@@ -50,7 +50,7 @@ int32_t sinQ10inQ12out(int32_t angle);
  *
  * @param x  Q20, up to 4194304 (4.0)
  * @return the smallest Q10 root whose square reaches x, 0 to 2048; 2048 for every x from 4194304 to 2^31. Beyond that
- *         the result is some number up to 2048 without meaning.
+ *         the result is a meaningless number up to 2048.
  */
 uint32_t sqrtQ20_to_Q10(uint32_t x);
 
@@ -77,10 +77,10 @@ int32_t sinc_q15(int32_t x);
 /**
  * Lanczos kernel, sinc(x) sinc(x / a) within its lobes and 0 outside.
  *
- * @param a  lobes on each side; above 8 it counts as 8, and 0 or less gives 0
+ * @param a  lobes on each side; values above 8 are taken as 8; 0 or less gives 0
  * @param x  Q15, any value
  * @return Q15; for abs(x) of at least 1024 within 841 of the exact value, of at least 8192 within 248. It is 32768 at
- * 0, and too low beside it: Lanczos_q15(8, 1) is 21845
+ *         0, and too low close to 0: Lanczos_q15(8, 1) is 21845
  */
 int32_t Lanczos_q15(int32_t a, int32_t x);
 
@@ -88,7 +88,7 @@ int32_t Lanczos_q15(int32_t a, int32_t x);
  * Quotient of 2^bits by a, truncated toward zero.
  *
  * @param a     divisor; 0 gives 2^(bits + 1) - 1
- * @param bits  exponent, 0 to 30; more counts as 30
+ * @param bits  exponent, 0 to 30; larger values are taken as 30
  * @return the quotient, exact while abs(a) x 2^bits is below 2^31; beyond that it is not the quotient
  */
 int32_t reciprocal(int32_t a, uint32_t bits);

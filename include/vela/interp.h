@@ -5,15 +5,15 @@
  * A curve is a list of knots (integer x and y) and the method that joins them: straight line segments drawn with
  * integer steps, or a natural cubic spline (its second derivative is 0 at both ends) in Q8 fixed point or in single
  * precision. The table has x(last knot) - x(first knot) + 1 entries, entry k being the value at x(first knot) + k; it
- * is the caller's, as are the knots. The same knots give the same bits on every machine.
+ * is the caller's, as are the knots. Results are bit-identical on all machines.
  *
  * The splines allocate scratch memory for the length of the call, 8 bytes for each knot (spline_c() and spline_float()
- * 4), and a program that runs out of it is ended by an assertion failure. Nothing is kept between calls: any number of
- * threads may call at once, each with a table of its own.
+ * 4), and running out of it is an assertion failure, which aborts the program. Nothing is kept between calls: any
+ * number of threads may call at once, each with its own table.
  *
- * The x of the knots rise, strictly for the splines. No knot may lie outside the table, that is beyond the last knot; a
- * segment that leaves the table is never drawn. Where the splines would divide by 0, by an x difference or by a pivot,
- * which falling x can make 0, the quotient counts as 0.
+ * The x of the knots are in ascending order, strictly for the splines. No knot may lie outside the table, that is
+ * beyond the last knot; a segment that leaves the table is never drawn. A division by 0 in the splines, by an x
+ * difference or by a pivot (possible with descending x), gives 0.
  */
 #ifndef VELA_INTERP_H
 #define VELA_INTERP_H
@@ -44,7 +44,7 @@ typedef struct interp_knot {
 typedef struct interp_curve {
     uint32_t type;            /**< INTERP_LINE or INTERP_SPLI */
     int32_t count;            /**< number of knots, 1 to 32767 */
-    const interp_knot *knots; /**< the knots, x rising */
+    const interp_knot *knots; /**< the knots, x ascending */
 } interp_curve;
 
 /**
@@ -69,36 +69,35 @@ int32_t interpolate_float(const interp_curve *curve, float *out);
 /**
  * Fills a table by line segments (Bresenham's).
  *
- * In a steep segment, of more rows than columns, several rows may reach one entry, which keeps the value nearest to the
- * later knot's. So the entry of a knot at which a steep segment begins is not the knot's own value: (0, 0), (4, 2),
- * (6, 12) gives 4 at x 4. Equal x of two knots give a vertical step.
+ * In a steep segment, where y changes more than x, several values fall on one entry, which keeps the one nearest to the
+ * later knot's. So the entry of a knot at which a steep segment begins is not the knot's value: (0, 0), (4, 2), (6, 12)
+ * gives 4 at x 4. Two knots with equal x give a vertical step.
  *
  * @param curve  the curve, of type INTERP_LINE; a single knot gives a table of one 0
  * @param out    the table
  * @return 0; -1 with nothing written if an argument is null, for any other type, for a count out of range and for a
- *         range of less than 1; -1 at the first segment whose x falls or that ends behind the table, with the earlier
- *         ones drawn and the other entries 0
+ *         range of less than 1; -1 at the first segment whose x descends or that ends beyond the table, with the
+ *         earlier ones drawn and the other entries 0
  */
 int32_t linear_interpolate(const interp_curve *curve, int16_t *out);
 
 /**
- * Fills a table by the fixed-point spline, in 32-bit arithmetic that wraps: beyond its limits entries are wrong, and
- * the result is 0 all the same. spline_interpolate_float() has no such limits.
+ * Fills a table by the fixed-point spline, in 32-bit arithmetic that wraps: beyond the limits below, entries are wrong
+ * although the result is 0. spline_interpolate_float() has no such limits.
  *
  * Of each segment of length h, 6 h times each of its values and h³ times the larger second derivative in Q8 must stay
  * below 2^31: (0, 32767), (10923, 32767) gives -32766 everywhere. At each inner knot, 6 times the change of slope
- * divided by the distance of its two neighbours must stay below 2^15: (0, 0), (2, 21846), (4, 0) gives 6827 at x 1 in
- * place of 15019.
+ * divided by the distance of its two neighbours must stay below 2^15: (0, 0), (2, 21846), (4, 0) gives 6827 at x 1
+ * instead of 15019.
  *
- * Second derivatives are kept in steps of 1/256, which shows where knots are far apart: of 20000 random curves of 3 to
- * 6 knots between 0 and 255 each, the worst entry was off by 2 with knots 32 apart, 5 with 64, 14 with 128, over 40
- * with 255.
+ * Second derivatives have a resolution of 1/256, which matters if knots are far apart: over 20000 random curves of 3 to
+ * 6 knots between 0 and 255, the largest error was 2 with knots 32 apart, 5 with 64, 14 with 128, and over 40 with 255.
  *
  * The table keeps the low 16 bits of each value. Values are rounded by adding half and truncating toward zero, so
- * negative ones come out up to 1 high.
+ * negative values may be high by 1.
  *
  * @param curve  the curve, of type INTERP_SPLI; a single knot gives a table of one 0
- * @param out    the table; segments whose x does not rise are skipped
+ * @param out    the table; segments whose x does not ascend are skipped
  * @return 0; -1 with nothing written if an argument is null, for any other type, for a count out of range and for a
  *         range of less than 1
  */
@@ -108,7 +107,7 @@ int32_t spline_interpolate(const interp_curve *curve, int16_t *out);
  * Fills a table by the single-precision spline.
  *
  * @param curve  the curve, of any type; a single knot gives a table of one 0
- * @param out    the table; segments whose x does not rise are skipped. Nothing is written if an argument is null, the
+ * @param out    the table; segments whose x does not ascend are skipped. Nothing is written if an argument is null, the
  *               count out of range or the range less than 1
  */
 void spline_interpolate_float(const interp_curve *curve, float *out);

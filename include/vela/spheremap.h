@@ -1,33 +1,32 @@
 /**
  * @file
- * Where a pan/tilt camera looks, and where that lies on the screen.
+ * Projection of directions of a pan/tilt camera to the screen, and back.
  *
  * A direction is a point on the camera's sphere: pan around the vertical axis, tilt above the horizon. A view is what
- * the camera shows on a screen when it looks at one direction with one field of view. Points and polygons are mapped
- * from the sphere to the screen in integer arithmetic, and back in double precision; both ways give the same bits on
- * every machine.
+ * the camera shows on a screen, given by its direction and its field of view. Points and polygons are projected from
+ * the sphere to the screen in integer arithmetic, and back in double precision; both are bit-identical on all machines.
  *
- * The lens is drawn as one whose picture is proportional to angles: a direction stands as many degrees from the
- * picture's vertical middle line as it leaves the view's vertical central plane, and the same way up and down, with
- * width / fov pixels per degree everywhere. That is not a pinhole's picture, in which the middle has fewer: at 1920
- * pixels for 60 degrees the two are up to 36 pixels apart.
+ * The projection is equidistant along each axis, not rectilinear (pinhole): a direction's distance from the picture's
+ * vertical middle line is its angle from the view's vertical central plane, and likewise for the horizontal one, with
+ * width / fov pixels per degree everywhere. In a picture of 1920 x 1080 pixels the two projections differ by up to 114
+ * pixels at a field of view of 90 degrees, 54 at 60 degrees, 14 at 30 and 2 at 10, most in the corners.
  *
- * The way to the screen looks sines up in tables of a sixteenth of a degree, so it is the coarser one. Pixels between
- * it and the exact formula at 1920 x 1080, over two million directions on the screen for each field of view:
+ * The projection to the screen uses sine tables with steps of a sixteenth of a degree. Its error against the exact
+ * formula, in pixels at 1920 x 1080, over two million directions on the screen for each field of view:
  *
  * | field of view (degrees) | 120 | 90 | 60 | 30 | 10 |  5 |   2 |   1 |
  * |-------------------------|----:|---:|---:|---:|---:|---:|----:|----:|
  * | mean                    |   2 |  3 |  3 |  6 | 14 | 27 |  65 | 119 |
  * | worst                   |   6 |  7 |  9 | 16 | 45 | 90 | 224 | 420 |
  *
- * In a narrow view what moves stands still, then jumps: at 2 degrees by 107 pixels. Where that shows, take
- * vela::overlay::view of <vela/overlay.hpp>, or compute the formula of smap_sphere_pt_to_screen_pt() in double. The way
- * back is exact to a Q10 degree in pan and in tilt.
+ * In a narrow view a moving point advances in jumps: by 107 pixels at 2 degrees. If that matters, use
+ * vela::overlay::view of <vela/overlay.hpp>, or compute the formula of smap_sphere_pt_to_screen_pt() in double
+ * precision. The inverse is exact to a Q10 degree in pan and in tilt.
  *
  * All angles are Q10 degrees (degrees x 1024; a full turn is 368640). Screen positions are pixels from the upper left
- * corner; positions off the screen are ordinary values. All records and arrays are the caller's: nothing is allocated
- * or kept. Points and polygons may be converted in place, the sphere points lying in the same memory as the screen
- * points. Any number of threads may call all of these at once, as long as none writes what another one uses.
+ * corner; positions off the screen are ordinary values. All records and arrays belong to the caller: nothing is
+ * allocated or kept. Points and polygons may be converted in place, with the sphere points in the same memory as the
+ * screen points. Any number of threads may call these functions at once, as long as none writes what another uses.
  */
 #ifndef VELA_SPHEREMAP_H
 #define VELA_SPHEREMAP_H
@@ -56,8 +55,8 @@ typedef struct smap_screen_pt {
 } smap_screen_pt;
 
 /**
- * A polygon on the sphere. As a destination, count is the room in pts on entry and the number of points on return. A
- * source's points are only read: those of a constant table may be named by a cast.
+ * A polygon on the sphere. As a destination, count is the capacity of pts on entry and the number of points on return.
+ * A source's points are only read: those of a constant table may be passed with a cast.
  */
 typedef struct smap_sphere_poly {
     uint32_t count;      /**< number of points */
@@ -70,7 +69,7 @@ typedef struct smap_screen_poly {
     smap_screen_pt *pts; /**< the points, in the polygon's order */
 } smap_screen_poly;
 
-/** What the camera shows. The pixel (width >> 1, height >> 1) shows the direction (pan, tilt). */
+/** What the camera shows. The direction (pan, tilt) is at the pixel (width >> 1, height >> 1). */
 typedef struct smap_view {
     int32_t width;  /**< pixels, below 65536 */
     int32_t height; /**< pixels */
@@ -80,8 +79,8 @@ typedef struct smap_view {
 } smap_view;
 
 /**
- * Brings a direction into the position range: pan 0 to 368639, tilt -92160 to 92160. A tilt beyond a pole comes down on
- * the other side, with the pan turned by 180 degrees.
+ * Normalises a direction to the position range: pan 0 to 368639, tilt -92160 to 92160. A tilt beyond a pole becomes the
+ * same direction on the other side, with the pan turned by 180 degrees.
  *
  * @param pan   Q10 degrees, any value, changed in place
  * @param tilt  Q10 degrees, any value, changed in place
@@ -89,8 +88,8 @@ typedef struct smap_view {
 void smap_clip_pan_tilt(int32_t *pan, int32_t *tilt);
 
 /**
- * Brings a limit of the camera's travel into the bound range: pan 0 to 368639, tilt -184320 to 184320. Tilts beyond a
- * pole stay as they are.
+ * Normalises a limit of the camera's travel to the bound range: pan 0 to 368639, tilt -184320 to 184320. Tilts beyond a
+ * pole are kept.
  *
  * @param pan   Q10 degrees, any value, changed in place
  * @param tilt  Q10 degrees, any value, changed in place
@@ -98,26 +97,26 @@ void smap_clip_pan_tilt(int32_t *pan, int32_t *tilt);
 void smap_clip_pan_tilt_bounds(int32_t *pan, int32_t *tilt);
 
 /**
- * Places a direction on the screen, in integer arithmetic.
+ * Projects a direction to the screen, in integer arithmetic.
  *
- * With D the pan of the point less that of the view, T the point's tilt and V the view's:
- * x = width / 2 + asin(cos T sin D) width / fov,
- * y = height / 2 - asin(sin T cos V - cos T cos D sin V) width / fov, with arcsines in the unit of fov.
+ * With D the pan of the point minus that of the view, T the point's tilt and V the view's: x = width / 2 + asin(cos T
+ * sin D) width / fov, y = height / 2 - asin(sin T cos V - cos T cos D sin V) width / fov, with arcsines in the unit of
+ * fov.
  *
  * @param pt    the direction; any values
  * @param view  the view
  * @param out   receives the position; (-1234, -5678) if the direction is not in front of the view, that is, more than
  *              about 90 degrees from its centre. May be pt.
- * @return 1 if the direction is in front; 0 if not, or if the view's fov is 0, which leaves out as it was
+ * @return 1 if the direction is in front; 0 if not, or if the view's fov is 0, which leaves out unchanged
  */
 VELA_NODISCARD int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *view, smap_screen_pt *out);
 
 /**
- * Finds the direction that a screen position shows, in double precision.
+ * Finds the direction shown at a screen position (unprojects it), in double precision.
  *
- * @param pt    the position; any values. More than 90 degrees from a middle line it is folded back: the picture has no
- *              meaning there.
- * @param view  the view; with a fov of 0 its own direction is found
+ * @param pt    the position; any values. Positions more than 90 degrees from a middle line are outside the picture and
+ *              are folded back.
+ * @param view  the view; with a fov of 0 the result is the view's own direction
  * @param out   receives the direction, in the position range. (0, 0), which may be a direction too, if the
  *              position shows none, as in the corners of a view of 180 degrees, where the squares of the sines of both
  *              offsets add up to more than 1, or if the view's width is 0. May be pt.
@@ -125,38 +124,38 @@ VELA_NODISCARD int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, cons
 void smap_screen_pt_to_sphere_pt(const smap_screen_pt *pt, const smap_view *view, smap_sphere_pt *out);
 
 /**
- * Places the points of a polygon on the screen, each as smap_sphere_pt_to_screen_pt() does.
+ * Projects the points of a polygon to the screen, each as by smap_sphere_pt_to_screen_pt().
  *
- * A polygon that lies partly behind the view yields 0, with (-1234, -5678) for the points there, and its outline on the
- * screen is then not that of the part in front. Who draws only on 1 leaves that part out: split long sides, and leave
- * out what is behind.
+ * A polygon that is partly behind the camera gives 0, with (-1234, -5678) for the points there, so its outline on the
+ * screen is not that of the part in front. To draw such a polygon, split its sides into short ones and skip those
+ * behind.
  *
- * @param src   the directions, any number of them
+ * @param src   the directions, any number
  * @param view  the view
- * @param dst   receives the positions; may be src's array. Its count becomes src's, whatever the result, unless it was
+ * @param dst   receives the positions; may be src's array. Its count becomes src's with both results, unless it was
  *              smaller.
  * @return 1 if every point is in front (or there is none); 0 if one is not, or if the view's fov is 0, which leaves the
- *         points as they were; 0 with nothing written, dst's count included, if dst has too little room
+ *         points unchanged; 0 with nothing written, not even dst's count, if dst is too small
  */
 int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view, smap_screen_poly *dst);
 
 /**
- * Finds the directions of a polygon's points, each as smap_screen_pt_to_sphere_pt() does.
+ * Finds the directions of a polygon's points, each as by smap_screen_pt_to_sphere_pt().
  *
- * @param src   the positions, any number of them
+ * @param src   the positions, any number
  * @param view  the view
  * @param dst   receives the directions; may be src's array. Its count becomes src's.
- * @return 1; or 0, with nothing written, if dst has too little room
+ * @return 1; or 0, with nothing written, if dst is too small
  */
 int8_t smap_screen_to_sphere(const smap_screen_poly *src, const smap_view *view, smap_sphere_poly *dst);
 
 /**
- * Whether a polygon's bounding box overlaps the screen. It may do so with nothing to see: where the polygon passes a
- * corner outside, and where (-1234, -5678) of a point behind the view spans the box. And a polygon partly behind may be
- * seen although the box is off the screen, since those points stand there for others.
+ * Whether a polygon's bounding box overlaps the screen. The box may overlap although the polygon does not: if it passes
+ * a corner outside, or if the (-1234, -5678) of a point behind the camera extends the box. A polygon partly behind the
+ * camera may be visible although its box is off the screen.
  *
- * @param poly  the polygon; points behind the view count with the position they were given
- * @param view  the view, of which width and height count
+ * @param poly  the polygon; points behind the camera count with the position (-1234, -5678)
+ * @param view  the view; only width and height are used
  * @return 1 if it does, else 0; 0 for a polygon without points
  */
 int8_t smap_polygon_on_screen(const smap_screen_poly *poly, const smap_view *view);

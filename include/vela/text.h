@@ -7,7 +7,7 @@
  * text, bytes, chunks) is not NUL-terminated. Hexadecimal text is written in upper case and read in both.
  *
  * There is no state: any thread may call any function at any time, as long as no two write the same buffer. strip()
- * asks the locale, which no other thread may change meanwhile.
+ * uses the locale, which no other thread may change at that time.
  */
 #ifndef VELA_TEXT_H
 #define VELA_TEXT_H
@@ -35,7 +35,7 @@ uint8_t int2hex(int32_t value);
  * The value of a hexadecimal digit.
  *
  * @param ch  a character; letters in either case
- * @return 0 to 15; 255 for a character that is no hexadecimal digit
+ * @return 0 to 15; 255 for any other character
  */
 uint8_t hex2int(uint8_t ch);
 
@@ -50,12 +50,12 @@ uint8_t hex2int(uint8_t ch);
 uint32_t bin2hex(const uint8_t *bin, uint32_t len, char *hex);
 
 /**
- * Reads hexadecimal text into bytes, two characters per byte. Nothing is checked: a character that is no
- * digit counts as 255, so that a byte is (16 x hex2int(first) + hex2int(second)) modulo 256.
+ * Reads hexadecimal text into bytes, two characters per byte. Nothing is checked: a character that is not a digit
+ * counts as 255, so that a byte is (16 x hex2int(first) + hex2int(second)) modulo 256.
  *
  * @param hex  the characters
  * @param len  their number; an odd one at the end is ignored
- * @param bin  receives `len` / 2 bytes; may be `hex` itself, or begin one byte behind
+ * @param bin  receives `len` / 2 bytes; may be `hex` itself, or begin one byte after it
  * @return the number of bytes written, `len` / 2
  */
 uint32_t hex2bin(const char *hex, uint32_t len, uint8_t *bin);
@@ -64,17 +64,17 @@ uint32_t hex2bin(const char *hex, uint32_t len, uint8_t *bin);
  * Removes the end of a line in place: at most one newline and then at most one carriage return.
  *
  * @param str  a NUL-terminated string of less than 2^31 characters
- * @return the index of the last character looked at: the string's length - 1 if it had no newline, - 2 if it had one,
- *         whether or not a carriage return was removed as well. So -1 for an empty string and for a newline alone; the
- *         string's new length is strlen(`str`), not this index
+ * @return the index of the last character examined: the string's original length - 1 if it had no newline, - 2 if it
+ *         had one, whether or not a carriage return was removed as well; -1 for an empty string and for a newline
+ *         alone. The string's new length is strlen(`str`), not this index
  */
 int32_t chomp(char *str);
 
 /**
- * Overwrites the white space at both ends of a string with NUL; what is white space follows the current
+ * Overwrites the white space at both ends of a string with NUL; white space is what isspace() says in the current
  * locale.
  *
- * The text is not moved: where the string began with white space, `str` itself is empty afterwards.
+ * The text is not moved: if the string began with white space, `str` itself is empty afterwards.
  *
  * @param str  a NUL-terminated string
  * @return the first character within `str` that is not white space; the terminating NUL if there is none
@@ -82,25 +82,25 @@ int32_t chomp(char *str);
 char *strip(char *str);
 
 /**
- * The room that chunk_split() needs.
+ * The size of the output of chunk_split().
  *
  * @param src    the input, not read; null means none
  * @param len    its length in bytes
- * @param chunk  length of a chunk in bytes, greater than 0 (asserted where there is input)
- * @return `len` + (`len` - 1) / `chunk`; 0 without input, and where the sum does not fit 32 bits
+ * @param chunk  length of a chunk in bytes, greater than 0 (asserted if there is input)
+ * @return `len` + (`len` - 1) / `chunk`; 0 without input, and if the sum does not fit in 32 bits
  */
 uint32_t chunk_split_len(const void *src, uint32_t len, uint32_t chunk);
 
 /**
- * Copies bytes with a newline between every two consecutive chunks, and none behind the last.
+ * Copies bytes with a newline between every two consecutive chunks, and none after the last.
  *
  * @param src       the input, or null
  * @param len       its length in bytes
  * @param dst       the output, not overlapping `src`, or null
  * @param dst_size  the output's size in bytes
- * @param chunk     length of a chunk in bytes, greater than 0 (asserted where there is input)
+ * @param chunk     length of a chunk in bytes, greater than 0 (asserted if there is input)
  * @return the number of bytes written, chunk_split_len() of the same input, which is negative from 2^31 bytes on: cast
- *         it to `uint32_t` then; 0 with nothing written when there is no input, no output, or not enough room
+ *         it to `uint32_t` then; 0 with nothing written if there is no input or no output, or the output is too small
  */
 VELA_NODISCARD int32_t chunk_split(const void *src, uint32_t len, void *dst, uint32_t dst_size, uint32_t chunk);
 

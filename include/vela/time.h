@@ -3,8 +3,8 @@
  * Arithmetic on wall-clock times of seconds and microseconds.
  *
  * Times and differences of times are the platform's `struct timeval`. A value is balanced when its microseconds lie in
- * 0 to 999999; the seconds may be negative, so -0.25 s is {-1, 750000}. Operands need not be balanced unless a function
- * says so, results are. Every result is exact; only seconds beyond the field's range wrap around.
+ * 0 to 999999; the seconds may be negative, so -0.25 s is {-1, 750000}. Operands need not be balanced unless
+ * documented, results are. Every result is exact; seconds beyond the field's range wrap around.
  *
  * Where the platform has two widths of `struct timeval` (`_TIME_BITS` on 32-bit machines), a program must be compiled
  * with the one that the library was built with, or it does not link: the functions of 64-bit times are the symbols
@@ -12,8 +12,7 @@
  * `VELA_TIME64`.
  *
  * There is no state: any thread may call any function at any time, as long as no two use the same time while one of
- * them changes it. The wall clock jumps when it is set: intervals are better measured by clock_gettime() with
- * CLOCK_MONOTONIC.
+ * them changes it. The wall clock jumps when it is set: measure intervals with clock_gettime() and CLOCK_MONOTONIC.
  */
 #ifndef VELA_TIME_H
 #define VELA_TIME_H
@@ -45,7 +44,7 @@ extern "C" {
 int32_t gettime(struct timeval *t) VELA_TIME_SYMBOL(gettime);
 
 /**
- * Brings the microseconds into 0 to 999999 and carries what that takes into the seconds.
+ * Normalises the microseconds to 0 to 999999, with a carry into the seconds.
  *
  * @param t  the time, changed in place
  */

@@ -1,19 +1,21 @@
 /**
  * @file
- * Random bytes and integers, and UUIDs made of them.
+ * Random bytes, random integers and random UUIDs.
  *
- * Randomness comes from the kernel's device `/dev/urandom`. Where that can't be read (no descriptor left, no device),
- * the standard generator random() takes its place, which is not fit for secrets; it is seeded by the first call of
- * randbytes(), randint() or uuid_create(), from the device if possible. None of the functions fails.
+ * Random bytes come from the kernel's device `/dev/urandom`, by one read() for each call. If that does not return all
+ * bytes (no free descriptor, no device, a signal that interrupts a long read), all of them come from the C library's
+ * random() instead, without a sign of it: random() has a seed of 32 bits and is **not fit for secrets**. It is seeded
+ * by the first call of randbytes(), randint() or uuid_create(), from the device if possible. None of these functions
+ * fails. For keys, tokens and session identifiers use getrandom(), or vela::random_bytes() in C++.
  *
- * That generator is the program's own: the first call undoes what the program seeded by srandom(), and where the device
- * can't be read, calls take numbers out of the program's sequence. A program that needs its sequence calls
- * randint(0, 0), which seeds and draws nothing, before srandom().
+ * random() is shared with the program: the first call replaces a seed set by srandom(), and if the device can't be
+ * read, calls consume numbers of the program's sequence. A program that needs its own sequence calls randint(0, 0),
+ * which seeds and draws nothing, before srandom().
  *
  * Any thread may call any function at any time, as long as no two write the same buffer.
  *
- * A UUID is 16 bytes in the caller's memory, handled in the order in which they are stored: text begins with byte 0,
- * and no version or variant bits are set or looked at. Its three text forms are
+ * A UUID is 16 bytes in the caller's memory, in the order in which they are stored: text begins with byte 0, and
+ * version and variant bits are neither set nor checked. Its three text forms are
  *
  *     braced   {00112233-4455-6677-8899-aabbccddeeff}
  *     dashed    00112233-4455-6677-8899-aabbccddeeff
@@ -35,7 +37,9 @@ extern "C" {
  *  @{ */
 
 /**
- * Fills a buffer with random bytes. They come from one read of the device, or all from the fallback.
+ * Fills a buffer with random bytes, from one read of the device or all from random(), see above. The kernel interrupts
+ * a read of more than 256 bytes at a signal, so a program with timers or child processes may get a long buffer from
+ * random().
  *
  * @param buf  receives the bytes
  * @param len  their number; with 0 nothing is written
@@ -45,26 +49,26 @@ void randbytes(void *buf, uint32_t len);
 /**
  * A random integer between two bounds, both included.
  *
- * It is the smaller bound plus the remainder of a random 16-bit number divided by the number of values. So of a wider
- * range only the lowest 65536 values are returned (randint(0, 100000) gives at most 65535), and unless the number of
- * values is a power of two, the lowest 65536 modulo that number come more often than the others: of randint(0, 39999)
- * those below 25536 twice as often. Take randbytes() for anything larger or finer.
+ * The result is the smaller bound plus the remainder of a random 16-bit number divided by the number of values. So of a
+ * wider range only the lowest 65536 values are returned (randint(0, 100000) gives at most 65535), and unless the number
+ * of values is a power of two, the distribution is not uniform: the lowest 65536 modulo that number are more frequent,
+ * in randint(0, 39999) those below 25536 twice as frequent. Use randbytes() for wider ranges or a uniform distribution.
  *
  * @param a  one bound
  * @param b  the other; may be the smaller one
- * @return a value from the smaller to the larger bound
+ * @return a value between the bounds
  */
 int32_t randint(int32_t a, int32_t b);
 
 /**
  * Makes a UUID of 16 random bytes.
  *
- * All 128 bits are random, so this is no version 4 of RFC 9562, though one in 64 looks like it. To make it one:
+ * All 128 bits are random, so this is not a version 4 UUID of RFC 9562, though one in 64 looks like it. To make it one:
  *
  *     uuid[6] = (uint8_t)((uuid[6] & 0x0F) | 0x40);
  *     uuid[8] = (uint8_t)((uuid[8] & 0x3F) | 0x80);
  *
- * @param uuid  receives them
+ * @param uuid  receives the 16 bytes
  */
 void uuid_create(uint8_t *uuid);
 
@@ -91,12 +95,12 @@ VELA_NODISCARD int32_t uuid_scanf(const char *text, const char *format, uint8_t 
  * Reads a UUID in any of the three forms.
  *
  * The forms are tried in the order above, with sscanf() and `%02hhx` for each byte: one or two digits of either case,
- * as sscanf() reads them, so white space and a sign before them are taken too. The closing brace may be missing, and
- * text behind the last byte is ignored.
+ * and like sscanf() it accepts white space and a sign before them. The closing brace may be missing, and text after the
+ * last byte is ignored.
  *
  * So a damaged text may be read as another UUID: with a digit missing, "0011223-4455-..." gives the bytes 00 11 22 03
- * 44 55, and a dashed text that lacks its last two digits is taken for a plain one, in which dashes are signs. Where
- * that matters, print what was read and compare:
+ * 44 55, and a dashed text without its last two digits is read as a plain one, in which dashes are signs. If that
+ * matters, print the result and compare:
  *
  *     char again[39];
  *     uuid_sprint(again, uuid);
@@ -105,7 +109,7 @@ VELA_NODISCARD int32_t uuid_scanf(const char *text, const char *format, uint8_t 
  *
  * @param text  a NUL-terminated string
  * @param uuid  receives the 16 bytes; on failure, those that could be read
- * @return 0, or -1 when the text has none of the forms
+ * @return 0, or -1 if the text has none of the forms
  */
 VELA_NODISCARD int32_t uuid_scan(const char *text, uint8_t *uuid);
 
@@ -131,7 +135,7 @@ int32_t uuid_fprint(FILE *stream, const uint8_t *uuid);
 /**
  * Prints a UUID into a string with sprintf().
  *
- * @param text    receives the NUL-terminated string; the caller provides room for what the format makes
+ * @param text    receives the NUL-terminated string; large enough for the output of the format
  * @param format  a print format with sixteen conversions of bytes (`%02hhx`)
  * @param uuid    16 bytes
  * @return the number of characters written, without the NUL
