@@ -18,7 +18,7 @@ using vela::detail::owned;
 namespace {
 
 // Names and values: pointers to name, value, name, value, ... in the order of appearance and two null pointers.
-// The strings lie behind the pointers in the same block.
+// The strings follow the pointers in the same block.
 using parameter_store = char **;
 
 } // namespace
@@ -40,16 +40,16 @@ constexpr int32_t kMostBody = 0x20000;
 constexpr size_t kErrorBuffer = 1024;
 constexpr size_t kMostErrorBody = 1022;
 
-// How a text of names and values is cut.
+// The separators of a text of names and values.
 struct separators {
     char pairs;        // between a value and the next name
-    bool spaces_after; // whether spaces behind a separator are skipped
+    bool spaces_after; // whether spaces after a separator are skipped
 };
 
 constexpr separators kParameters = {'&', false};
 constexpr separators kCookies = {';', true};
 
-// The first separator at or behind text, or the end.
+// The first separator at or after text, or the end.
 template <char pair_separator>
 const char *end_of_token(const char *text) {
     for (;; ++text)
@@ -77,8 +77,8 @@ void for_each_token(const char *text, Visit visit) {
 
 class store_builder {
 public:
-    // Room for so many tokens that are not empty, of so many bytes. Each gives one string, on top of which may come an
-    // empty value; decoding never lengthens a token, and a NUL stands behind each.
+    // Allocates for a number of tokens that are not empty and their total size in bytes. Each token gives one string
+    // and possibly an empty value; decoding never lengthens a token, and each string ends with a NUL.
     store_builder(size_t tokens, size_t bytes) {
         const size_t pointers = 2 * tokens + 2;
         block = allocate<char *>(pointers + (tokens + bytes + sizeof(char *) - 1) / sizeof(char *));
@@ -97,7 +97,7 @@ public:
         value_is_due = !value_is_due;
     }
 
-    // An empty value is the end of its name.
+    // An empty value points to its name's NUL.
     void complete_pair() {
         if (value_is_due)
             *next++ = end_of_strings - 1;
@@ -116,7 +116,7 @@ private:
     bool value_is_due = false;
 };
 
-// The store of a text, or null without memory. Empty tokens take none.
+// The store of a text, or null without memory. Empty tokens need none.
 template <separators separator>
 parameter_store parse_pairs(const char *text) {
     size_t tokens = 0, bytes = 0;
@@ -155,15 +155,15 @@ const char *first_value(const parameter_store store, const char *name) {
     return nullptr;
 }
 
-// Number of body bytes to ask for.
+// Number of body bytes to read.
 int32_t announced_length() {
     const char *text = std::getenv("CONTENT_LENGTH");
     const long length = text ? std::strtol(text, nullptr, 10) : -1;
     return length < 0 || length > kMostBody ? kMostBody : static_cast<int32_t>(length);
 }
 
-// Reads until room or input ends. The stream's buffer is passed by where there is a descriptor, since it would take
-// more than was asked for.
+// Reads until the buffer is full or the input ends. The stream's own buffer is bypassed if there is a descriptor, since
+// it would read ahead.
 int32_t read_input(char *to, int32_t room) {
     const int descriptor = fileno(stdin);
     if (descriptor < 0)
@@ -244,8 +244,8 @@ constexpr status_reason kReasons[] = {
     {505, "HTTP Version Not Supported"},
 };
 
-// Writes the reason and the message into a body of kErrorBuffer bytes. Of a message that cannot be formatted to its
-// end, what comes before stays.
+// Writes the reason and the message into a body of kErrorBuffer bytes. If a message can't be formatted completely, the
+// part before stays.
 [[gnu::format(printf, 3, 0)]] void format_error(char *body, int32_t status, const char *format, va_list args) {
     char *const end = stpcpy(body, http_strerr(status));
     if (!format)

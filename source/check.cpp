@@ -1,4 +1,4 @@
-// The options of a unit-test program, and which suites they let into its runner.
+// The options of a unit-test program, and the registration of the suites that they select.
 #include <cstdlib>
 #include <cstring>
 #include <vela/check.h>

@@ -1,4 +1,4 @@
-// Command-line options: the parser, which moves operands behind the options, and the usage screen.
+// Command-line options: the parser, which moves operands after the options, and the usage screen.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -30,7 +30,7 @@ const cmdline_option *find_option(const cmdline_option *options, Predicate match
     return nullptr;
 }
 
-// The argument vector as one call sees it: without the operands that already lie at its end.
+// The part of the argument vector that one call examines: without the operands already moved to its end.
 struct remaining_arguments {
     char **argv;
     uint32_t limit;
@@ -40,7 +40,7 @@ struct remaining_arguments {
     char *take() const { return argv[cmdline_optidx++]; }
 };
 
-// Leaves the argument that holds the option just found, even in the middle of a cluster.
+// Skips the argument that holds the option just found, even in the middle of a cluster.
 void end_cluster() {
     if (cluster_position) {
         cluster_position = 0;

@@ -18,8 +18,8 @@ struct base64_avx2 {
     static constexpr size_t kEncodeReads = 28;  // bytes that must be readable for one step, which takes
     static constexpr size_t kEncodeTakes = 24;  // this many
     static constexpr size_t kDecodeReads = 32;  // characters that one step reads
-    static constexpr size_t kDecodeWrites = 32; // bytes that it writes, 24 of them meant
-    static constexpr size_t kDecodeFrom = 128;  // characters of a text for which steps are worth it
+    static constexpr size_t kDecodeWrites = 32; // bytes that it writes, 24 of them valid
+    static constexpr size_t kDecodeFrom = 128;  // characters of a text for which steps pay
 
     // Each half of the vector gets the same table.
     VELA_UNIT static __m256i both_halves(__m128i table) { return _mm256_broadcastsi128_si256(table); }
@@ -59,11 +59,11 @@ struct base64_avx2 {
     }
 
     // Decodes 32 characters as far as they are of the alphabet and returns the number of complete groups before the
-    // first one that holds something else. What is written for the others has no meaning.
+    // first one that holds something else. What is written for the others is unspecified.
     VELA_UNIT static size_t decode(const char *from, uint8_t *to) {
         const __m256i text = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(from));
-        // Of an index a shuffle looks at bits 0 to 3, and at bit 7: '/', 0x2f, masks both nibbles well enough, and is
-        // at hand.
+        // A shuffle uses bits 0 to 3 and bit 7 of an index: '/', 0x2f, masks both nibbles sufficiently, and is in a
+        // register.
         const __m256i slashes = _mm256_set1_epi8('/');
         const __m256i high_nibble = _mm256_and_si256(_mm256_srli_epi32(text, 4), slashes);
         const __m256i low_nibble = _mm256_and_si256(text, slashes);
@@ -79,7 +79,7 @@ struct base64_avx2 {
         const __m256i foreign =
             _mm256_and_si256(_mm256_shuffle_epi8(rows, high_nibble), _mm256_shuffle_epi8(columns, low_nibble));
 
-        // What to add is told by the row, but for '/', which takes the place of row 1.
+        // The row selects the offset to add, except for '/', which uses the entry of row 1.
         const __m256i slash = _mm256_cmpeq_epi8(text, slashes);
         const __m256i distance =
             _mm256_shuffle_epi8(both_halves(_mm_setr_epi8(0, 63 - '/', 62 - '+', 52 - '0', -'A', -'A', 26 - 'a',

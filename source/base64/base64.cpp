@@ -1,4 +1,4 @@
-// Base64: the plain code, group by group, and the choice of the vector unit.
+// Base64: the scalar code, group by group, and the dispatch to the vector code.
 #include "common/endian.hpp"
 #include "common/unit.hpp"
 #include "tables.hpp"
@@ -31,8 +31,8 @@ int32_t index_of(char ch) { return kBase64Index[static_cast<unsigned char>(ch)];
 // What is skipped between groups.
 bool is_foreign(char ch) { return index_of(ch) < 0 && ch != '='; }
 
-// How far a decoder has come. Invariant: from the start on, three bytes of room were there for each four characters,
-// and no more than that are used, so there is room for what is left.
+// A decoder's position. Invariant: the output had space for three bytes per four characters of text at the start, and
+// no more than that are used, so there is space for the rest.
 struct position {
     const char *text, *end;
     uint8_t *bytes;
@@ -64,7 +64,7 @@ VELA_UNIT [[gnu::flatten]] size_t encode_steps(const uint8_t *src, size_t len, c
     return static_cast<size_t>(src - start);
 }
 
-// So many characters left grant room for a step's whole output.
+// With this many characters left, the output has space for all that a step writes.
 constexpr size_t kNeeded = std::max(wide::kDecodeReads, (wide::kDecodeWrites * 4 + 2) / 3);
 
 // Decodes groups of the alphabet and skips foreign characters between them, until a group holds something else or too
@@ -78,8 +78,8 @@ VELA_UNIT [[gnu::flatten]] position decode_steps(position at) {
             at.advance(kGroups);
             continue;
         }
-        // The ends of lines come at the same place again and again: to go on from there the processor need not wait
-        // for this step's result if it can foretell this branch.
+        // Line ends recur at regular distances: a predicted branch lets the processor continue without waiting for this
+        // step's result.
         if (groups != expected) {
             expected = groups;
             asm volatile("" : "+r"(expected)); // no conditional move
@@ -130,7 +130,7 @@ inline int32_t group_bits(const char *text) {
 }
 
 // Decodes groups of four characters of the alphabet, until one holds another or none is left. Three bytes are written
-// as a word of four while there is room for one more than the result: six characters left grant it.
+// as a word of four while there is space for one more than the result, which six characters left guarantee.
 position decode_plain(position at) {
     int32_t bits = 0;
     for (; at.left() >= 6 && (bits = group_bits(at.text)) >= 0; at.advance(1))
@@ -174,9 +174,8 @@ enum class latitude {
     step  // whatever a vector step does
 };
 
-// A result that begins with its text, or in front of it, keeps a byte's distance at least from what is still to be
-// read, since a group's text is longer by one than its bytes. One that begins behind its text's start has no such
-// distance.
+// A result that starts at its text's start or before it stays at least one byte away from what is still to be read,
+// since a group's text is longer than its bytes by one. One that starts after its text's start has no such distance.
 latitude latitude_of(const char *text, size_t len, const uint8_t *bytes, size_t size) {
     if (!overlap(text, len, bytes, size))
         return latitude::step;

@@ -1,8 +1,8 @@
-// Base64 in steps of 64 characters = 48 bytes, for NEON on 32-bit ARM: of the plain code's instructions the first step
-// leaves 40 % in encoding, 50 % in decoding; for a kilobyte they are 20 and 30 %.
+// Base64 in steps of 64 characters = 48 bytes, for NEON on 32-bit ARM: a single step executes 40 % of the scalar code's
+// instructions in encoding and 50 % in decoding, a kilobyte 20 and 30 %.
 //
-// The structure loads and stores deal the characters of each group, and the bytes of each three, to registers of their
-// own: lane i of all registers is group i. Values are translated by tables as in base64_avx2.hpp.
+// The structure loads and stores deinterleave the characters of each group, and its three bytes, into separate
+// registers: lane i of all registers is group i. Values are translated by tables as in avx2.hpp.
 #pragma once
 
 #include "common/unit.hpp"
@@ -12,7 +12,8 @@
 
 namespace vela::detail {
 
-// Of one file alone: ARM reaches constants that files may share through a table of addresses.
+// In an anonymous namespace, since 32-bit ARM reaches constants that other files may share through a table of
+// addresses.
 namespace {
 
 struct base64_neon {
@@ -20,7 +21,7 @@ struct base64_neon {
     static constexpr size_t kEncodeTakes = 48;  // this many
     static constexpr size_t kDecodeReads = 64;  // characters that one step reads
     static constexpr size_t kDecodeWrites = 48; // bytes that it writes
-    static constexpr size_t kDecodeFrom = 64;   // characters of a text for which steps are worth it
+    static constexpr size_t kDecodeFrom = 64;   // characters of a text for which steps pay
 
     // Both halves of a vector of indices below 16. The compiler would join the halves of the result by copying them.
     VELA_UNIT static uint8x16_t entries_at(const uint8_t (&entries)[16], uint8x16_t index) {
@@ -56,7 +57,7 @@ struct base64_neon {
         vst4q_u8(reinterpret_cast<uint8_t *>(to), text);
     }
 
-    // Which characters are foreign: not zero for those, as in base64_avx2.hpp.
+    // Which characters are foreign: not zero for those, as in avx2.hpp.
     VELA_UNIT static uint8x16_t foreign_in(uint8x16_t text) {
         static constexpr uint8_t kRows[16] = {0x10, 0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08,
                                               0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10};
@@ -74,7 +75,7 @@ struct base64_neon {
     }
 
     // Decodes 64 characters as far as they are of the alphabet and returns the number of complete groups before the
-    // first one that holds something else. What is written for the others has no meaning.
+    // first one that holds something else. What is written for the others is unspecified.
     VELA_UNIT static size_t decode(const char *from, uint8_t *to) {
         const uint8x16x4_t text = vld4q_u8(reinterpret_cast<const uint8_t *>(from));
         const uint8x16_t a = to_values(text.val[0]), b = to_values(text.val[1]), c = to_values(text.val[2]),

@@ -13,8 +13,8 @@ struct base64_simd128 {
     static constexpr size_t kEncodeReads = 16;  // bytes that must be readable for one step, which takes
     static constexpr size_t kEncodeTakes = 12;  // this many
     static constexpr size_t kDecodeReads = 16;  // characters that one step reads
-    static constexpr size_t kDecodeWrites = 16; // bytes that it writes, 12 of them meant
-    static constexpr size_t kDecodeFrom = 32;   // characters of a text for which steps are worth it
+    static constexpr size_t kDecodeWrites = 16; // bytes that it writes, 12 of them valid
+    static constexpr size_t kDecodeFrom = 32;   // characters of a text for which steps pay
 
     // 12 bytes to 16 six-bit values, one a byte, with shifts to the right where there is no multiplication for them.
     static v128_t split(const uint8_t *from) {
@@ -42,7 +42,7 @@ struct base64_simd128 {
     }
 
     // Decodes 16 characters as far as they are of the alphabet and returns the number of complete groups before the
-    // first one that holds something else. What is written for the others has no meaning.
+    // first one that holds something else. What is written for the others is unspecified.
     static size_t decode(const char *from, uint8_t *to) {
         const v128_t text = wasm_v128_load(from);
         const v128_t high_nibble = wasm_u8x16_shr(text, 4),

@@ -1,5 +1,5 @@
-// get_chull(): where nobody watches the steps, the points are added to arrays instead of records. It ends with the
-// lists that the steps end with, to the order of every record.
+// get_chull(). Fast path: without debug or check, the hull is built in arrays and written to the records at the end,
+// with the same lists, in the same order, as by the steps.
 #include "results.hpp"
 #include "ring.hpp"
 #include "rules.hpp"
@@ -12,7 +12,7 @@ namespace {
 
 using vela::detail::index; // and not the C library's function
 
-// Points as get_chull() is given them, each with its index as its place.
+// The arguments of get_chull(), as a circular sequence of points whose positions are indices.
 struct point_cloud {
     const uint8_t *xs, *ys, *zs;
     uint32_t count;
@@ -24,10 +24,10 @@ struct point_cloud {
 enum class outcome {
     finished,
     out_of_records, // reported; the hull can be emptied
-    left_to_steps   // for want of a starting tetrahedron, of scratch memory or of a finished hull; nothing has changed
+    left_to_steps   // no starting tetrahedron, no scratch memory or no finished hull; nothing has changed
 };
 
-// Growing a hull in arrays begins and ends with a walk over all of it, which a few points don't repay.
+// Growing a hull in arrays starts and ends with a copy of all of it, which doesn't pay for a few points.
 constexpr int32_t kManyPoints = 16;
 
 // Makes the hull of four points of a cloud, by the steps.
@@ -54,8 +54,8 @@ constexpr int32_t kManyPoints = 16;
         return outcome::out_of_records;
     surface shape;
     bool complete = load_hull(shape, hull, cloud.count);
-    // The steps list the points from the apex on and around, so that is where the triangle's corners belong. Their
-    // slots follow that of the apex.
+    // The steps list the points circularly from the apex on, so the triangle's corners are moved to their positions in
+    // that order. Their slots follow that of the apex.
     for (index i = cloud.following(apex); complete && i != apex; i = cloud.following(i)) {
         complete = shape.add(cloud.point_of(i), as_signed(i));
         if (i == corners[0])

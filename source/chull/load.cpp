@@ -1,4 +1,4 @@
-// From a hull's records to the arrays of a surface, with a proof that they are those of a finished hull.
+// Copies a hull's records to the arrays of a surface, after checking that they are those of a finished hull.
 #include "ring.hpp"
 #include "transfer.hpp"
 
@@ -6,7 +6,7 @@ namespace vela::detail {
 
 namespace {
 
-// Whether a hull is at rest: nothing of an insertion under way, no vertex still to be added, coordinates of 8 bits.
+// Whether no insertion is in progress, no vertex is still to be added, and coordinates have 8 bits.
 bool is_at_rest(const chull_ctx &hull) {
     for (const chull_vertex &vertex : ring(hull.vertices)) {
         if (!vertex.mark || vertex.dup)
@@ -24,7 +24,7 @@ bool is_at_rest(const chull_ctx &hull) {
     return hull.faces != nullptr;
 }
 
-// Where records carry their index while a hull is loaded: flags that are 0 in a finished hull.
+// The fields in which records hold their index while a hull is loaded: flags that are 0 in a finished hull.
 int32_t &index_field(chull_vertex &vertex) { return vertex.active; }
 int32_t &index_field(chull_edge &edge) { return edge.del; }
 int32_t &index_field(chull_face &face) { return face.vis; }
@@ -53,7 +53,8 @@ index index_of(const pool<Slot> &slots, Record *record) {
     return i < slots.end() && slots[i].record == record ? i : kNone;
 }
 
-// Copies what numbered records hold. Fails when one refers to what is in no list or a face's edges aren't its sides.
+// Copies what numbered records hold. Fails if one refers to a record that is in no list or a face's edges aren't its
+// sides.
 bool copy_records(surface &shape) {
     bool complete = true;
     const auto copy = [&](const auto &slots, auto *record, index &to) {
@@ -84,7 +85,8 @@ bool copy_records(surface &shape) {
     return complete;
 }
 
-// How a face runs along an edge: 1 from end 0 to end 1, -1 the other way, 0 when the edge isn't one of its sides.
+// The direction of a face along an edge: 1 from end 0 to end 1, -1 from end 1 to end 0, 0 if the edge isn't one of its
+// sides.
 int direction_along(const face_slot &face, index edge) {
     for (const uint32_t code : face.sides)
         if (side::unpacked(code).edge == edge)
@@ -103,7 +105,7 @@ bool is_closed(const surface &shape) {
     return 2 * E == 3 * F && V + F == E + 2;
 }
 
-// Finds an inner point, for which every face has an inner side, and works out the cones.
+// Finds an inner point, which must be on the inner side of every face, and computes the cones.
 bool find_inner_point(surface &shape) {
     const index(&corners)[3] = shape.faces[kFirst].corners;
     const vector3 a = shape.vertices[corners[0]].point, b = shape.vertices[corners[1]].point;

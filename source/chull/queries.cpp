@@ -1,4 +1,4 @@
-// What is asked of a hull: on which side of a face a point lies, how far away, whether inside; the hull's volume.
+// Queries: on which side of a face a point lies, its distance from a hull and whether it is inside; the hull's volume.
 #include "common/diagnostics.hpp"
 #include "common/unit.hpp"
 #include "common/wrapping.hpp"
@@ -22,7 +22,7 @@ int32_t Collinear(const int32_t *a, const int32_t *b, const int32_t *c) {
 
 namespace {
 
-// Volume(), in the loops over all faces: called for each, it would take a third more instructions on 32-bit ARM.
+// Volume(), inlined in the loops over all faces: calls would take a third more instructions on 32-bit ARM.
 [[gnu::always_inline]] inline uint32_t orientation(const chull_face &face, vector3 p) {
     const vector3 a = vector_of(face.vert[0]->coord) - p;
     const vector3 b = vector_of(face.vert[1]->coord) - p;
@@ -38,8 +38,7 @@ int32_t Volume(const chull_face *f, const int32_t *p) { return as_signed(orienta
 
 namespace {
 
-// A quotient as a fraction from 0 to 512: what lies beyond is the nearer of these two. For every divisor, since
-// degenerate faces divide by 0.
+// A quotient as a Q9 fraction clamped to 0 to 512. Any divisor is allowed, since degenerate faces divide by 0.
 int32_t q9_fraction(uint32_t numerator, uint32_t denominator) {
     const int32_t scaled = as_signed(512 * numerator), divisor = as_signed(denominator);
     if (divisor == 0 || (scaled ^ divisor) < 0)
@@ -59,7 +58,7 @@ int64_t difference_of_products(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
     return static_cast<int64_t>(wide(a) * wide(b) - wide(c) * wide(d));
 }
 
-// A point of a triangle in fractions of the sides from corner 0 to corners 1 and 2, 512 standing for 1.
+// A point of a triangle in Q9 fractions of the sides from corner 0 to corners 1 and 2.
 struct fractions {
     int32_t s, t;
 };
@@ -69,7 +68,7 @@ struct fractions {
 struct distance_form {
     uint32_t a, b, c, d, e;
 
-    // The least value on each of the triangle's sides.
+    // The minimum on each of the triangle's sides.
     fractions on_side_s0() const { return {0, q9_fraction(0 - e, c)}; }
     fractions on_side_t0() const { return {q9_fraction(0 - d, a), 0}; }
     fractions on_side_st1() const {
@@ -109,7 +108,7 @@ uint32_t rounded(uint32_t value) { return static_cast<uint32_t>(as_signed(value 
 
 #ifdef VELA_AVX2
 
-// x, y, z and a lane that comes to nothing.
+// x, y, z and an unused lane.
 using wide_vector3 [[gnu::vector_size(16)]] = uint32_t;
 
 [[gnu::always_inline]] inline wide_vector3 wide_vector_of(const chull_vertex *vertex) {
@@ -121,8 +120,8 @@ using wide_vector3 [[gnu::vector_size(16)]] = uint32_t;
 
 [[gnu::always_inline]] inline wide_vector3 yzx(wide_vector3 v) { return __builtin_shufflevector(v, v, 1, 2, 0, 3); }
 
-// orientation() with a corner's three coordinates, and its number in lane 3, in one register. From 50 faces on it
-// is 1.9 times as fast as the plain loop, with 4 faces 1.4 times.
+// orientation() with a corner's three coordinates, and its number in lane 3, in one register. From 50 faces on it is
+// 1.9 times as fast as the scalar loop, with 4 faces 1.4 times.
 //
 //     b * c.yzx - b.yzx * c    is the cross product in the order z, x, y; lane 3 becomes 0
 //     times a.zxy              gives the terms of the determinant

@@ -6,7 +6,7 @@
 
 namespace vela::detail {
 
-// Links a record in before the head, where a walk reaches it last.
+// Links a record in before the head, that is at the end of the list.
 template <class Record>
 inline void append(Record *&head, Record *record) {
     if (!head) {
@@ -19,7 +19,7 @@ inline void append(Record *&head, Record *record) {
     record->prev->next = record;
 }
 
-// Takes a record out. The head moves on when it is the one.
+// Unlinks a record. If it is the head, the next record becomes the head.
 template <class Record>
 inline void unlink(Record *&head, Record *record) {
     if (record->next == record)
@@ -42,7 +42,8 @@ inline void release_all(Record *&head) {
         release(head, head);
 }
 
-// Releases every record that is doomed, the head first. before_release sees each one while it is still linked.
+// Releases every record for which doomed holds, the head first. before_release is called with each while it is still
+// linked.
 template <class Record, class Doomed, class Action>
 inline void sweep(Record *&head, Doomed doomed, Action before_release) {
     while (head && doomed(*head)) {
@@ -66,8 +67,7 @@ inline void sweep(Record *&head, Doomed doomed) {
     sweep(head, doomed, [](const Record *) {});
 }
 
-// The records of a list from the head on, for range-based loops. Records that are appended during the walk are
-// part of it.
+// The records of a list from the head on, for range-based loops. Records appended during the iteration are included.
 template <class Record>
 class ring {
 public:

@@ -1,12 +1,13 @@
-// The rules that decide which records a hull is made of, and in which order they come. They stand here once, for the
-// steps, which work on the records, and for get_chull(), which works on bare points and on arrays.
+// The rules that decide which records a hull consists of, and their order, shared by the steps, which work on the
+// records, and get_chull(), which works on points and arrays.
 #pragma once
 
 #include "vector3.hpp"
 
 namespace vela::detail {
 
-// ---- The start. A circle of points has places, of which it tells the point and the place that follows.
+// ---- The start. A circular sequence of points has positions: point_of() gives the point at one, following() the next
+// one.
 
 template <class Circle, class Place>
 vector3 normal_of(const Circle &circle, const Place (&corners)[3]) {
@@ -14,7 +15,7 @@ vector3 normal_of(const Circle &circle, const Place (&corners)[3]) {
     return cross(circle.point_of(corners[1]) - corner, circle.point_of(corners[2]) - corner);
 }
 
-// The first three places in a row, from `first` on, whose points are not in line.
+// The first three consecutive positions, from `first` on, whose points are not collinear.
 template <class Circle, class Place>
 [[nodiscard]] bool find_triangle(const Circle &circle, Place first, Place (&corners)[3]) {
     Place place = first;
@@ -29,7 +30,7 @@ template <class Circle, class Place>
     return false;
 }
 
-// The first place behind a triangle's last corner whose point is not in its plane.
+// The first position after a triangle's last corner whose point is not in its plane.
 template <class Circle, class Place>
 [[nodiscard]] bool find_apex(const Circle &circle, const Place (&corners)[3], Place &apex) {
     const vector3 normal = normal_of(circle, corners), corner = circle.point_of(corners[0]);
@@ -48,8 +49,8 @@ struct cone_face {
     Edge edges[3];
 };
 
-// It runs along its base as the visible face that it replaces: from end 0 to end 1, or reversed. The spokes lead from
-// the base's ends to the apex.
+// Its direction along its base is that of the visible face that it replaces: from end 0 to end 1, or reversed. The
+// spokes join the base's ends to the apex.
 template <class Vertex, class Edge>
 constexpr cone_face<Vertex, Edge> cone_face_on(Edge base, const Vertex (&ends)[2], const Edge (&spokes)[2], Vertex apex,
                                                bool reversed) {

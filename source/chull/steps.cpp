@@ -75,7 +75,7 @@ chull_edge *cone_side(chull_ctx *hull, chull_vertex *end, chull_vertex *p) {
     return end->dup;
 }
 
-// One turn of ConstructHull(): takes a vertex in, cleans up and reports as the switches ask.
+// One iteration of ConstructHull(): adds a vertex, cleans up, and reports according to the switches.
 int32_t take_in(chull_ctx *hull, chull_vertex *vertex, chull_vertex **cursor) {
     const int32_t vertex_number = vertex->vnum;
     const uintptr_t vertex_address = address(vertex);
@@ -98,7 +98,7 @@ bool is_in_order(const chull_face &face, int side) {
     return joins(*face.edges[side], face.vert[side], face.vert[(side + 1) % 3]);
 }
 
-// Puts every edge that joins the corners of a side in that side's place.
+// Moves every edge that joins the corners of a side to that side's index.
 void search_side(const chull_ctx *hull, chull_face &face, int side) {
     for (int j = 0; j < 3; ++j) {
         if (!joins(*face.edges[j], face.vert[side], face.vert[(side + 1) % 3]))
@@ -216,7 +216,7 @@ int32_t AddOne(chull_ctx *hull, chull_vertex *p) {
         p->active = 0;
         return kInside;
     }
-    // The walk reaches the new edges at its end and leaves them alone: they have no visible face.
+    // The loop also reaches the new edges, at its end, and leaves them unchanged: they have no visible face.
     for (chull_edge &edge : ring(hull->edges)) {
         const bool first = is_visible(edge.adj[0]), second = is_visible(edge.adj[1]);
         if (first && second) {

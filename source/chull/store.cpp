@@ -43,7 +43,7 @@ bool store_face(const surface &shape, chull_ctx &hull, face_slot &face) {
     return true;
 }
 
-// Puts the records of a list in the order of their slots, and releases those that have none.
+// Orders the records of a list like their slots, and releases those without one.
 template <class Slot, class Record>
 void put_in_order(const pool<Slot> &slots, Record *&head) {
     Record *unlisted = std::exchange(head, nullptr);
@@ -58,7 +58,7 @@ void put_in_order(const pool<Slot> &slots, Record *&head) {
 } // namespace
 
 bool store_hull(surface &shape, chull_ctx &hull) {
-    // One after the other: whatever stops, an edge has its ends and a face its corners.
+    // In this order: if one of them fails, every edge has its ends and every face its corners.
     if (!shape.vertices.for_all([&](vertex_slot &vertex) { return store_vertex(hull, vertex); }) ||
         !shape.edges.for_all([&](edge_slot &edge) { return store_edge(shape, hull, edge); }) ||
         !shape.faces.for_all([&](face_slot &face) { return store_face(shape, hull, face); }))

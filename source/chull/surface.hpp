@@ -1,14 +1,14 @@
-// A hull under construction, in arrays: what the records hold (who borders whom, which slot holds what, in which order
-// all of it was made) and what it takes to find a point's place without looking at every face.
+// A hull under construction, in arrays: the contents of the records (adjacency, slots, order of creation) and the data
+// to locate a point without testing every face.
 //
-// With a fixed inner point c of the hull, the rays from c cut space into one cone per face. The face in whose cone a
-// point lies decides alone: the point is outside exactly when it sees that face. So a point is located by a walk over
-// the surface towards that face. The walk begins at the face where the last point of the same part of space ended,
-// and is a step or two long.
+// With a fixed inner point c of the hull, the rays from c cut space into one cone per face. A point is outside exactly
+// if it sees the face in whose cone it lies. So a point is located by a walk over the surface towards that face. The
+// walk starts at the face where that of the last point in the same part of space ended, and usually takes one or two
+// steps.
 //
 // The lists of records are in the order of creation. So the slots in use are linked in that order, and each carries a
-// creation number: the horizon of a point is gone through in the order of its edges' numbers, as the steps do that go
-// through the whole list.
+// creation number: the horizon of a point is processed in the order of its edges' numbers, like the steps, which
+// traverse the whole list.
 #pragma once
 
 #include "common/memory.hpp"
@@ -24,8 +24,8 @@ namespace vela::detail {
 using index = uint32_t;
 constexpr index kNone = 0, kFirst = 1;
 
-// An array whose slots are used again, the one freed last first: a new face takes the place of an old one nearby, and
-// who remembers the old one finds itself near the new. Beside the array, the slots in use form a list.
+// An array whose slots are reused, the one freed last first: a new face gets the slot of an old one nearby, so a stored
+// index of the old face leads close to the new one. The slots in use also form a list.
 template <class Slot>
 class pool {
 public:
@@ -36,7 +36,7 @@ public:
     index capacity() const { return capacity_; }
     bool is_free(index i) const { return slots_[i].created == kNone; }
 
-    // Makes sure that so many slots more can be taken.
+    // Ensures that `more` slots can be taken.
     [[nodiscard]] bool reserve(index more) {
         static_assert(std::is_trivially_copyable_v<Slot>);
         if (more > kMost - created_)
@@ -77,7 +77,7 @@ public:
         append(i);
     }
 
-    // Calls step with each slot of the list until it fails.
+    // Calls step with each slot of the list until it returns false.
     template <class Step>
     bool for_all(Step step) const {
         index i = slots_[kNone].next;
@@ -87,7 +87,7 @@ public:
     }
 
 private:
-    // Creation numbers stay below this, and so do indices: two bits are to spare for packing.
+    // Creation numbers stay below this, and so do indices: two bits are left for packing.
     static constexpr uint32_t kMost = UINT32_MAX >> 2;
 
     void append(index i) {
@@ -103,13 +103,13 @@ private:
         slots_[next].prev = prev;
     }
 
-    owned<Slot[]> slots_; // the one at kNone stands for both ends of the list
+    owned<Slot[]> slots_; // the one at kNone is the sentinel of the list
     index end_ = kFirst, capacity_ = 0;
     index free_ = kNone; // the first of the slots to be used again, linked by `next`
     uint32_t created_ = kFirst;
 };
 
-// An edge as one of its faces has it: where it is, and whether the face runs along it from end 1 to end 0.
+// An edge as seen from one of its faces: its index, and whether the face traverses it from end 1 to end 0.
 struct side {
     index edge;
     bool reversed;
@@ -118,12 +118,12 @@ struct side {
     static constexpr side unpacked(uint32_t code) { return {code >> 1, (code & 1) != 0}; }
 };
 
-// An edge of the horizon: as the visible face has it, and which of the edge's faces[] that is.
+// An edge of the horizon: as seen from the visible face, and which of the edge's faces[] that is.
 struct horizon_edge {
     side of;
     bool slot;
 
-    // Numbers that compare as the edges stand in their list.
+    // Packed numbers are in the order of the edges in their list.
     uint64_t packed(uint32_t created) const {
         return uint64_t{created} << 32 | of.edge << 2 | index{slot} << 1 | index{of.reversed};
     }
@@ -142,7 +142,7 @@ struct vertex_slot {
     chull_vertex *record; // null until there is one
 };
 
-// Values of vertex_slot::spoke that are no edge.
+// Values of vertex_slot::spoke that are not an edge.
 constexpr index kOffHorizon = kNone;
 constexpr index kOnHorizon = UINT32_MAX; // the edge is still to be made
 
@@ -164,10 +164,10 @@ struct face_slot {
     chull_face *record;
 };
 
-// What a walk needs of a face, in one cache line: four planes, as linear forms of a direction from the inner point that
-// are negative on the outer side. Form 0 is the face's own plane, 64 times Volume(); forms 1 to 3 are the sides of its
-// cone. All values fit 32 bits for points within the range, so wrapping intermediate results do no harm: with
-// coordinates of 8 bits a determinant of three differences is at most 2 * 255^3, and 64 times that is below 2^31.
+// The data of a face that a walk uses, in one cache line: four planes, as linear forms of a direction from the inner
+// point that are negative on the outer side. Form 0 is the face's own plane, 64 times Volume(); forms 1 to 3 are the
+// sides of its cone. All values fit 32 bits for points within the range, so wrapping intermediate results are harmless:
+// with coordinates of 8 bits a determinant of three differences is at most 2 * 255^3, and 64 times that is below 2^31.
 struct cone {
     uint32_t x[4], y[4], z[4];
     uint32_t height; // constant of form 0; the others have none
@@ -189,7 +189,7 @@ public:
     pool<edge_slot> edges;
     pool<face_slot> faces;
 
-    // Prepares for adding about so many points. The functions that return bool fail for want of memory.
+    // Prepares for adding about this many points. The functions that return bool fail if memory runs out.
     [[nodiscard]] bool prepare(index points);
     [[nodiscard]] bool reserve(index more_vertices, index more_edges, index more_faces);
     // The inner point is the mean of four points that are not in one plane.
@@ -198,9 +198,9 @@ public:
     index new_vertex(vector3 p, int32_t vnum);
     index new_edge(index end0, index end1);
     index new_face(const index (&corners)[3]);
-    // Gives a face its edges, in this order, and finds their directions. Says whether they are its sides.
+    // Sets a face's edges, in this order, and their directions. Returns whether they are its sides.
     bool set_sides(index face, const index (&of_record)[3]);
-    // Works out the cone of a face, when its sides have got both of their faces.
+    // Computes the cone of a face, whose sides must have both of their faces.
     void set_cone(index face);
     const cone &cone_of(index face) const { return cones_[face]; }
     // Four times the direction from the inner point to p.
