@@ -3,12 +3,20 @@
 #pragma once
 
 #undef NDEBUG
+#include "../tests/models/agree.hpp"
 #include <algorithm>
 #include <cassert>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <string>
 #include <vector>
+
+inline void disagree(const std::string &report) {
+    std::fprintf(stderr, "%s\n", report.c_str());
+    std::abort();
+}
 
 namespace fuzz {
 

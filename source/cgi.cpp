@@ -164,13 +164,13 @@ int32_t announced_length() {
 
 // Reads until the buffer is full or the input ends. The stream's own buffer is bypassed if there is a descriptor, since
 // it would read ahead.
-int32_t read_input(char *to, int32_t room) {
+int32_t read_input(char *to, int32_t size) {
     const int descriptor = fileno(stdin);
     if (descriptor < 0)
-        return static_cast<int32_t>(std::fread(to, 1, static_cast<size_t>(room), stdin));
+        return static_cast<int32_t>(std::fread(to, 1, static_cast<size_t>(size), stdin));
     int32_t count = 0;
-    while (count < room) {
-        const ssize_t got = read(descriptor, to + count, static_cast<size_t>(room - count));
+    while (count < size) {
+        const ssize_t got = read(descriptor, to + count, static_cast<size_t>(size - count));
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)

@@ -1,4 +1,4 @@
-// Paths, directories, and walks that collect what matches.
+// Tests of paths, creation of directories, and walks that collect matching paths.
 #include "common/memory.hpp"
 #include <cerrno>
 #include <cstring>
@@ -16,8 +16,8 @@ namespace {
 
 constexpr mode_t kDirectoryMode = 0700;
 constexpr uint32_t kFirstCapacity = 16;
-constexpr size_t kPathRoom = 4096;                  // with the NUL
-constexpr size_t kLongestDirectory = kPathRoom - 2; // leaves room for the slash and the NUL
+constexpr size_t kPathSize = 4096;                  // with the NUL
+constexpr size_t kLongestDirectory = kPathSize - 2; // with the slash and the NUL
 
 enum walk_result : int32_t { kDone = 0, kBadPattern = 1, kTooLong = 2, kTrouble = 3 };
 
@@ -31,10 +31,10 @@ int32_t make_directory(const char *path) {
         return is_dir(path) ? 0 : -1;
     if (mkdir(path, kDirectoryMode) == 0)
         return 0;
-    return errno == EEXIST && is_dir(path) ? 0 : -1; // somebody else was faster
+    return errno == EEXIST && is_dir(path) ? 0 : -1; // created at the same time by another process
 }
 
-// The slash behind the path's next component from position on, or null when this component is the last one.
+// The slash after the path's next component from position on, or null if this component is the last one.
 char *end_of_parent(char *position) {
     char *component = position + std::strspn(position, "/");
     char *slash = component + std::strcspn(component, "/");
@@ -62,7 +62,7 @@ struct stream_closer {
 using directory_stream = std::unique_ptr<DIR, stream_closer>;
 
 // Opens name, relative to the directory open at parent, or returns null with errno. Inside a walk a symbolic link is
-// never opened, not even one that took a directory's place just now.
+// never opened, not even one that replaces a directory during the walk.
 directory_stream open_directory(int parent, const char *name) {
     const int no_links = parent == AT_FDCWD ? 0 : O_NOFOLLOW;
     const int descriptor = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC | no_links);
@@ -77,7 +77,7 @@ directory_stream open_directory(int parent, const char *name) {
     return directory_stream(stream);
 }
 
-// The name of the next entry; null at the end and after a failure, whose number goes to error.
+// The name of the next entry; null at the end and on failure, which sets error.
 const char *next_name(DIR *stream, int &error) {
     errno = 0;
     const dirent *entry = readdir(stream);
@@ -88,7 +88,7 @@ const char *next_name(DIR *stream, int &error) {
 
 bool is_self_or_parent(const char *name) { return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0; }
 
-// One walk: a single path buffer for all levels, each of which appends to it and cuts it back.
+// One walk: a single path buffer for all levels, each of which appends to it and truncates it again.
 class walker {
 public:
     walker(const regex_t &compiled, int32_t walk_flags) : expression(compiled), flags(walk_flags) {}
@@ -107,12 +107,12 @@ private:
     const regex_t &expression;
     const int32_t flags;
     name_list list = {};
-    // The error number as the steps of the walk leave it: set by each failure, cleared by each directory that opens.
-    // Kept apart from errno, which harmless calls may change.
+    // The error number of the walk: set by each failure, cleared by each directory that opens. Separate from errno,
+    // which successful calls may change.
     int error = 0;
-    char path[kPathRoom];
+    char path[kPathSize];
 
-    // Walks the directory whose path fills the buffer up to length, and which name leads to from parent.
+    // Walks the directory whose path is in the buffer up to length, and which is name relative to parent.
     int32_t walk_level(int parent, const char *name, size_t length) {
         if (length > kLongestDirectory)
             return kTooLong;
@@ -130,14 +130,14 @@ private:
         return examined_all && !error ? kDone : kTrouble;
     }
 
-    // Visits an entry, whose path is the buffer up to start and its name; says whether it could be examined.
+    // Visits an entry, whose path is the buffer up to start and its name; returns whether it could be examined.
     bool visit(int parent, const char *name, size_t start) {
         if (name[0] == '.' && (!(flags & WALK_HIDDEN) || is_self_or_parent(name)))
             return true;
         const size_t length = start + std::strlen(name);
         struct stat status;
-        if (length >= kPathRoom || fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-            error = length >= kPathRoom ? ENAMETOOLONG : errno;
+        if (length >= kPathSize || fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+            error = length >= kPathSize ? ENAMETOOLONG : errno;
             errno = error;
             warn("Can't stat %.*s%s", static_cast<int>(start), path, name);
             return false;
@@ -157,7 +157,7 @@ private:
     }
 
     void collect_if_matching() {
-        errno = 0; // which alone tells glibc's shortage of memory from a path that doesn't match
+        errno = 0; // set by glibc if memory runs out; otherwise the path doesn't match
         const bool matches = regexec(&expression, path, 0, nullptr, 0) == 0;
         if (matches ? add_to_names(&list, path) != 0 : errno == ENOMEM)
             error = ENOMEM;

@@ -40,11 +40,11 @@ constexpr double series_arcsine(double x) {
     return sum;
 }
 
-// No exact value comes closer to the next integer than 2e-5, save those that are integers: the nudge keeps these.
+// No exact value is within 2e-5 below an integer except integers themselves, which the added 1e-6 preserves.
 constexpr int32_t truncated(double value) { return static_cast<int32_t>(value + 1e-6); }
 
 constexpr int32_t sine_entry(int32_t i) {
-    // sin 30 degrees is 1/2, but its argument in double precision is a hair less.
+    // sin 30 degrees is 1/2, but its argument in double precision is slightly less.
     if (i == 480)
         return 2047;
     return truncated(4096 * series_sine(i * std::numbers::pi / 2880));
@@ -72,7 +72,7 @@ constexpr int32_t kPi = 102944; // Q15
 constexpr int32_t kOneQ15 = 1 << 15;
 constexpr int32_t kMostLobes = 8;
 
-// The Q15 angle less whole turns; either end of [-pi, pi] stays as it is.
+// The Q15 angle minus whole turns; both ends of [-pi, pi] are kept.
 constexpr int32_t within_half_turn(int32_t x) {
     x %= 2 * kPi;
     if (x > kPi)
@@ -84,7 +84,7 @@ constexpr int32_t magnitude_of(int32_t x) { return x < 0 ? -x : x; }
 
 } // namespace
 
-// A C array can't be initialised with what a function returns, so the exported tables are second names of these.
+// A C array can't be initialised with a function's result, so the exported tables are aliases of these.
 constexpr std::array<int32_t, 1441> vela_sine_table = table_of<1441>(sine_entry);
 constexpr std::array<int32_t, 2049> vela_arcsine_table = table_of<2049>(arcsine_entry);
 extern "C" {
@@ -98,13 +98,13 @@ uint32_t sqrtQ20_to_Q10(uint32_t x) {
     if (x == 0)
         return 0;
     // The root lies in (low, high]; their middle, rounded up, is tried.
-    uint32_t low = 0, high = 2048, trial = 1024;
+    uint32_t low = 0, high = 2048, guess = 1024;
     while (high - low > 1) {
-        const bool too_small = static_cast<int32_t>(trial * trial - x) < 0;
-        (too_small ? low : high) = trial;
-        trial = (low + high + 1) / 2;
+        const bool too_small = static_cast<int32_t>(guess * guess - x) < 0;
+        (too_small ? low : high) = guess;
+        guess = (low + high + 1) / 2;
     }
-    return trial;
+    return guess;
 }
 
 uint32_t int_sqrt(uint32_t x) {
@@ -148,10 +148,10 @@ int32_t reciprocal(int32_t a, uint32_t bits) {
     const uint32_t divisor = unsigned_magnitude(a);
     uint32_t quotient = 0, product = 0;
     for (uint32_t power = 1U << bits; power; power /= 2) {
-        const uint32_t trial = product + divisor * power;
-        if (static_cast<int32_t>(trial) <= target) {
+        const uint32_t guess = product + divisor * power;
+        if (static_cast<int32_t>(guess) <= target) {
             quotient += power;
-            product = trial;
+            product = guess;
         }
     }
     return static_cast<int32_t>(a < 0 ? -quotient : quotient);

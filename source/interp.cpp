@@ -1,8 +1,7 @@
 // Curves through knots as tables: line segments, and natural cubic splines in fixed point and in single precision.
 #include "common/contract.hpp"
-#include "common/fourcc.hpp"
 #include "common/memory.hpp"
-#include "common/unit.hpp"
+#include "common/simd.hpp"
 #include "common/wrapping.hpp"
 #include <algorithm>
 #include <bit>
@@ -12,8 +11,6 @@
 namespace {
 
 using namespace vela::detail;
-
-static_assert(INTERP_LINE == fourcc("Line") && INTERP_SPLI == fourcc("Spli"));
 
 constexpr int32_t kMostKnots = INT16_MAX;
 
@@ -26,7 +23,7 @@ int32_t table_size(const interp_curve &curve) {
     return curve.knots[curve.count - 1].x - curve.knots[0].x + 1;
 }
 
-// The arithmetic of the two solvers. Their divisors are x differences, which rise in a proper curve.
+// The arithmetic of the two solvers. Their divisors are x differences, positive in a valid curve.
 struct single_precision {
     using number = float;
     static constexpr number one = 1;
@@ -53,8 +50,8 @@ struct q8 {
     }
 };
 
-// Second derivatives of the natural spline: forward elimination of the tridiagonal system, which leaves the factors in
-// y2 and the right-hand sides in u, then substitution from the last knot back.
+// Second derivatives of the natural spline: forward elimination of the tridiagonal system, with the factors in y2 and
+// the right-hand sides in u, then back substitution from the last knot.
 template <class Arithmetic>
 void solve(const interp_curve &curve, typename Arithmetic::number *y2, typename Arithmetic::number *u) {
     using a = Arithmetic;
@@ -82,7 +79,8 @@ void solve(const interp_curve &curve, typename Arithmetic::number *y2, typename 
 //     floor(n m / 2^(31 + bits)) is floor(n / d) for 0 <= n <= 2^31, where 2^(bits - 1) < d <= 2^bits and m is the
 //     integer above 2^(31 + bits) / d; for negative n it is one less than the quotient truncated toward zero.
 //
-// m lies between 2^31 and 2^32, so it is kept less 2^32, as a signed number, and n added to the product's upper half.
+// m is between 2^31 and 2^32, so it is stored minus 2^32, as a signed number, and n is added to the product's upper
+// half.
 class divider {
 public:
     explicit divider(uint32_t divisor)
@@ -148,7 +146,7 @@ private:
     float h, value_a, value_b, bend_a, bend_b;
 };
 
-// Each value depends on its place alone, so that several can be computed at once.
+// Each value depends on its index only, so that several can be computed at once.
 template <class Value>
 [[gnu::always_inline]] inline void fill(const interp_curve &curve, const typename spline_segment<Value>::number *y2,
                                         Value *out) {
@@ -252,7 +250,7 @@ int32_t spline_interpolate(const interp_curve *curve, int16_t *out) {
     assert(y2 != ((void *)0)); // NOLINT(modernize-use-nullptr)
     solve<q8>(*curve, y2, y2 + curve->count);
     // 1.9 times as fast for segments of 8 entries, 3.7 times for those of 273.
-    run_on_avx2<fill<int16_t>>(*curve, y2, out);
+    dispatch_avx2<fill<int16_t>>(*curve, y2, out);
     return 0;
 }
 

@@ -1,7 +1,7 @@
 // Hexadecimal text, trimming in place, and chunks.
 #include "common/contract.hpp"
 #include "common/hex.hpp"
-#include "common/unit.hpp"
+#include "common/simd.hpp"
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -11,12 +11,12 @@ using namespace vela::detail;
 
 namespace {
 
-// Whole blocks of so many bytes may go to the vector unit. Without it, and for what is left, tables serve.
+// Whole blocks of this many bytes may be converted by SIMD code, the rest by tables.
 constexpr size_t kBlock = 16;
 
-// By the formulas, which the compiler turns into lanes. Where they are used, AVX2 is 3 times as fast as the tables on
-// short input and 8 to 12 times on long; NEON takes a third to a half of their instructions on short input, on a
-// kilobyte an eighth to write digits and a quarter to read them.
+// By the formulas, which the compiler vectorises. AVX2 is then 3 times as fast as the tables on short input and 8 to 12
+// times on long; NEON takes a third to a half of their instructions on short input, on a kilobyte an eighth to write
+// digits and a quarter to read them.
 [[gnu::always_inline]] inline void write_digits(const uint8_t *bytes, size_t count, char *text) {
     for (size_t i = 0; i < count; ++i) {
         const uint8_t byte = bytes[i];
@@ -33,14 +33,14 @@ constexpr size_t kBlock = 16;
     }
 }
 
-// How many of `count` bytes the kernel was run for by the vector unit: whole blocks, or none below the least count.
+// Runs the SIMD kernel on whole blocks, or on none below the least count; returns the number of bytes.
 template <auto kernel, class From, class To>
 size_t run_blocks([[maybe_unused]] const From *from, [[maybe_unused]] size_t count, [[maybe_unused]] size_t least,
                   [[maybe_unused]] To *to) {
-#ifdef VELA_UNIT
-    if (count >= least && has_unit()) {
+#ifdef VELA_SIMD
+    if (count >= least && has_simd()) {
         const size_t whole = count - count % kBlock;
-        run_with_unit<kernel>(from, whole, to);
+        run_with_simd<kernel>(from, whole, to);
         return whole;
     }
 #endif

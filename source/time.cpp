@@ -4,7 +4,7 @@
 
 namespace {
 
-// Wider than suseconds_t where 64-bit times were added later.
+// Wider than suseconds_t on platforms that added 64-bit times later.
 using microseconds_t = decltype(timeval::tv_usec);
 
 constexpr microseconds_t kMicroseconds = 1000000;
@@ -21,7 +21,7 @@ time_t wrapping_subtract(time_t a, time_t b) {
     return difference;
 }
 
-// Balances by a division rounded towards minus infinity.
+// Balances by a division that rounds towards minus infinity.
 timeval balanced(time_t seconds, microseconds_t microseconds) {
     const microseconds_t rest = microseconds % kMicroseconds;
     const microseconds_t carry = microseconds / kMicroseconds - (rest < 0);

@@ -9,8 +9,7 @@
 
 using namespace vela::detail;
 
-// One allocation holds everything: the record and, behind it, a copy of the URL that the components are cut
-// from in place.
+// One allocation holds the record and, after it, a copy of the URL, which is split into the components in place.
 struct url_private {
     url_record record;
 
@@ -26,7 +25,7 @@ constexpr size_t kMacPitch = 3; // two digits and a colon
 
 bool is_space(char ch) { return std::isspace(static_cast<unsigned char>(ch)); }
 
-// The locale is asked only beyond ASCII; within it all locales agree on letters and digits.
+// Only characters beyond ASCII are looked up in the locale: all locales agree on ASCII letters and digits.
 constexpr bool is_ascii_letter_or_digit(unsigned char byte) {
     const auto letter = static_cast<unsigned char>((byte | 0x20) - 'a');
     const auto digit = static_cast<unsigned char>(byte - '0');
@@ -42,10 +41,10 @@ bool is_letter_or_digit(char ch) {
 
 bool is_within_authority(char ch) { return ch != '/' && ch != '?' && ch != '\0'; }
 
-// What the encoder keeps free: the longest code and the NUL.
+// Space that the encoder keeps free: the longest code and the NUL.
 constexpr uint32_t kEncodingRoom = 4;
 
-// The first character of what the encoder makes of a byte in ASCII: '%' where two digits follow.
+// The first character of the code of an ASCII byte: '%' if two digits follow.
 constexpr auto kFirstOfCode = [] {
     std::array<char, 256> table;
     for (unsigned byte = 0; byte < 256; ++byte)
@@ -55,7 +54,7 @@ constexpr auto kFirstOfCode = [] {
     return table;
 }();
 
-// Writes what the encoder makes of a byte, behind which the result is.
+// Writes the code of a byte; returns its end.
 char *encode_one(unsigned char byte, char *to) {
     const char first = kFirstOfCode[byte];
     *to++ = first;
@@ -70,7 +69,7 @@ char *encode_one(unsigned char byte, char *to) {
     return to;
 }
 
-// The byte that the characters behind a "%" stand for, of which there is one at least; moves behind them.
+// The byte encoded by the characters after a "%", of which there is at least one; advances past them.
 char decode_escape(const char *&from, const char *end) {
     if (*from == '%' || end - from < 2)
         return *from++;
@@ -79,10 +78,10 @@ char decode_escape(const char *&from, const char *end) {
     return static_cast<char>(high << 4 | low);
 }
 
-// Returns the end of what was decoded, or the limit where the room is too small.
+// Returns the end of the decoded bytes, or the limit if the output is too small.
 char *decode(const char *from, const char *end, char *to, const char *limit) {
     while (from < end && to != limit) {
-        // Decoding never lengthens a text, so there is room for what comes of these characters.
+        // Decoding never lengthens a text, so the output has space for these characters.
         const char *const stop = from + std::min(end - from, limit - to);
         while (from < stop) {
             const char ch = *from++;
@@ -108,7 +107,7 @@ const char *skip_slashes(const char *text, int most) {
     return text;
 }
 
-// Cuts the text at its first mark: returns what follows it, or null with the text whole if there is none.
+// Splits the text at its first mark: returns what follows, or null with the text unchanged if there is none.
 char *cut(char *text, char mark) {
     char *found = std::strchr(text, mark);
     if (!found)
@@ -117,7 +116,7 @@ char *cut(char *text, char mark) {
     return found + 1;
 }
 
-// Cuts the port off the host. An address in brackets has colons of its own.
+// Splits the port off the host. A bracketed address contains colons.
 char *cut_port(char *host) {
     if (*host != '[')
         return cut(host, ':');
@@ -128,8 +127,8 @@ char *cut_port(char *host) {
     return bracket + 2;
 }
 
-// A block whose text is the given one in two parts, each with a NUL behind it; null without memory. The path keeps its
-// "/", so that nothing between it and the authority could give way to the first NUL.
+// A block with the given text in two parts, each followed by a NUL; null without memory. The path keeps its "/", so
+// there is no separator between it and the authority that the first NUL could replace.
 url_private *copy_in_two(const char *text, size_t front_length) {
     const size_t rest_length = std::strlen(text + front_length);
     auto *block = static_cast<url_private *>(std::malloc(sizeof(url_private) + front_length + rest_length + 2));
@@ -239,7 +238,7 @@ int32_t inet_parse_mac(const char *text, uint8_t *mac) {
 }
 
 int32_t inet_strfmac(const uint8_t *mac, char *text) {
-    uint8_t bytes[kMacBytes]; // the text may take the place of the address
+    uint8_t bytes[kMacBytes]; // the text may overwrite the address
     std::memcpy(bytes, mac, kMacBytes);
     for (size_t i = 0; i < kMacBytes; ++i) {
         write_pair(bytes[i], text + kMacPitch * i);

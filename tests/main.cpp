@@ -27,9 +27,9 @@ int main(int argc, char **argv) {
         return EXIT_FAILURE;
     }
 
-    for (const units::unit &unit : units::all)
-        if (!unit.is_here())
-            std::printf("This machine has no %s: those paths are not tested.\n", unit.name);
+    for (const simd::level &level : simd::levels)
+        if (!level.is_supported())
+            std::printf("This machine has no %s: those paths are not tested.\n", level.name);
     if (config.no_fork)
         srunner_set_fork_status(runner, CK_NOFORK);
     if (config.xml_log)

@@ -185,6 +185,33 @@ TEST(tables_of_the_callers_own) {
     assert_text_eq(text_of(in), "300 -3 ");
 }
 
+// What the caller changes between calls, in any order, counts from the next call on: a phase beyond both factors too.
+TEST(records_changed_between_calls) {
+    for (uint32_t seed = 1; seed <= 150; ++seed) {
+        model::changed_record record;
+        generator random{seed};
+        const auto below = [&random](uint32_t end) { return static_cast<uint32_t>(random.below(end)); };
+        std::string name = "seed " + std::to_string(seed);
+        for (int calls = 0; calls < 20; ++calls) {
+            for (uint32_t changes = below(4); changes; --changes)
+                name += ", " + record.change(below);
+            const uint32_t from = model::kFormats[below(4)], to = model::kFormats[below(4)];
+            const uint32_t count = 1 + below(below(8) ? 200 : 6000), capacity = 1 + below(below(8) ? 300 : 9000);
+            model::expect_call(*record.made, noise<uint8_t>(count * model::size_of(from), seed), from, to, capacity,
+                               name + ", call of " + std::to_string(count));
+        }
+    }
+}
+
+// Positions in a call of more than 2^32 steps.
+TEST(calls_of_more_steps_than_32_bits_count) {
+    model::changed_record record;
+    record.made->interp_factor = 65535;
+    record.made->decim_factor = 65535 * 7 + 1;
+    model::expect_call(*record.made, noise<uint8_t>(140000, 1), RESAMPLE_LEND, RESAMPLE_LEND, 9000, "to its end");
+    model::expect_call(*record.made, noise<uint8_t>(140000, 2), RESAMPLE_LEND, RESAMPLE_ALAW, 9999, "to its end");
+}
+
 // The level in dB of what becomes of a tone.
 double level_of(resample_state &state, double rate, double frequency) {
     samples in(48000);

@@ -1,7 +1,8 @@
 // What the suites share: how a test joins its suite, comparison of texts, and what a piece of code prints.
 #pragma once
 
-#include "units.hpp"
+#include "models/agree.hpp"
+#include "simd_levels.hpp"
 #include <check.h>
 #undef fail // a macro that would break the standard headers below
 #include <csignal>
@@ -15,6 +16,9 @@
 #include <unistd.h>
 #include <utility>
 #include <vector>
+
+// Where a comparison with a model ends that fails.
+inline void disagree(const std::string &report) { ck_abort_msg("%s", report.c_str()); }
 
 // ck_assert_str_eq() for texts of any kind and lifetime.
 #define assert_text_eq(actual, expected)                                                                               \
@@ -100,16 +104,16 @@ struct registered_test : TTest {
     static const registered_test name##_test({#name, name, __FILE__, __LINE__});                                       \
     static void name(int)
 
-// The tests of NAME.cpp, once for each vector unit of this machine, in a case of the unit's name.
+// The tests of NAME.cpp, once for each SIMD level of this machine, in a case of its name.
 inline Suite *suite_of(const char *name) {
     Suite *suite = suite_create(name); // which keeps it
     const std::string file = std::string("/") + name + ".cpp";
-    for (const units::unit &unit : units::all) {
-        if (!unit.is_here())
+    for (const simd::level &level : simd::levels) {
+        if (!level.is_supported())
             continue;
-        TCase *cases = tcase_create(unit.name);
+        TCase *cases = tcase_create(level.name);
         tcase_set_timeout(cases, 240);
-        tcase_add_checked_fixture(cases, unit.use, nullptr);
+        tcase_add_checked_fixture(cases, level.use, nullptr);
         for (const TTest *test : all_tests)
             if (std::string_view(test->file).ends_with(file))
                 tcase_add_test(cases, test);

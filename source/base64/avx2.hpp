@@ -8,7 +8,7 @@
 #pragma once
 
 #include "common/intrinsics.hpp"
-#include "common/unit.hpp"
+#include "common/simd.hpp"
 #include <cstddef>
 #include <cstdint>
 
@@ -22,10 +22,10 @@ struct base64_avx2 {
     static constexpr size_t kDecodeFrom = 128;  // characters of a text for which steps pay
 
     // Each half of the vector gets the same table.
-    VELA_UNIT static __m256i both_halves(__m128i table) { return _mm256_broadcastsi128_si256(table); }
+    VELA_SIMD static __m256i both_halves(__m128i table) { return _mm256_broadcastsi128_si256(table); }
 
     // 24 bytes to 32 six-bit values, one a byte.
-    VELA_UNIT static __m256i split(const uint8_t *from) {
+    VELA_SIMD static __m256i split(const uint8_t *from) {
         // Twelve bytes of input into each half, and of these three a lane:
         //     bbbbcccc ccdddddd aaaaaabb bbbbcccc
         const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i *>(from));
@@ -46,7 +46,7 @@ struct base64_avx2 {
     }
 
     // Encodes 24 bytes.
-    VELA_UNIT static void encode(const uint8_t *from, char *to) {
+    VELA_SIMD static void encode(const uint8_t *from, char *to) {
         const __m256i values = split(from);
         // Which range: 0 for A-Z, 1 for a-z, 2 to 11 for each digit, 12 for '+', 13 for '/'.
         const __m256i range = _mm256_sub_epi8(_mm256_subs_epu8(values, _mm256_set1_epi8(51)),
@@ -60,7 +60,7 @@ struct base64_avx2 {
 
     // Decodes 32 characters as far as they are of the alphabet and returns the number of complete groups before the
     // first one that holds something else. What is written for the others is unspecified.
-    VELA_UNIT static size_t decode(const char *from, uint8_t *to) {
+    VELA_SIMD static size_t decode(const char *from, uint8_t *to) {
         const __m256i text = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(from));
         // A shuffle uses bits 0 to 3 and bit 7 of an index: '/', 0x2f, masks both nibbles sufficiently, and is in a
         // register.

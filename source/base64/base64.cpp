@@ -1,6 +1,6 @@
 // Base64: the scalar code, group by group, and the dispatch to the vector code.
 #include "common/endian.hpp"
-#include "common/unit.hpp"
+#include "common/simd.hpp"
 #include "tables.hpp"
 #include <algorithm>
 #include <cstddef>
@@ -44,7 +44,7 @@ struct position {
     }
 };
 
-#ifdef VELA_UNIT
+#ifdef VELA_SIMD
 #ifdef VELA_AVX2
 using wide = base64_avx2;
 #elif defined VELA_NEON
@@ -54,7 +54,7 @@ using wide = base64_simd128;
 #endif
 
 // Encodes from the front what whole steps can take; returns the number of bytes taken.
-VELA_UNIT [[gnu::flatten]] size_t encode_steps(const uint8_t *src, size_t len, char *dst) {
+VELA_SIMD [[gnu::flatten]] size_t encode_steps(const uint8_t *src, size_t len, char *dst) {
     const uint8_t *const start = src;
     for (; len >= wide::kEncodeReads; len -= wide::kEncodeTakes) {
         wide::encode(src, dst);
@@ -69,7 +69,7 @@ constexpr size_t kNeeded = std::max(wide::kDecodeReads, (wide::kDecodeWrites * 4
 
 // Decodes groups of the alphabet and skips foreign characters between them, until a group holds something else or too
 // few characters are left for a step.
-VELA_UNIT [[gnu::flatten]] position decode_steps(position at) {
+VELA_SIMD [[gnu::flatten]] position decode_steps(position at) {
     constexpr size_t kGroups = wide::kDecodeReads / 4;
     size_t expected = 0;
     while (at.left() >= kNeeded) {
@@ -184,12 +184,12 @@ latitude latitude_of(const char *text, size_t len, const uint8_t *bytes, size_t 
 
 // Decodes to the end or to an incomplete group.
 position decode(position at, latitude may_write) {
-#ifdef VELA_UNIT
-    const bool by_steps = may_write == latitude::step && at.left() >= wide::kDecodeFrom && has_unit();
+#ifdef VELA_SIMD
+    const bool by_steps = may_write == latitude::step && at.left() >= wide::kDecodeFrom && has_simd();
 #endif
     for (at = skip_foreign(at); at.left() >= 4; at = skip_foreign(at)) {
         const char *const start = at.text;
-#ifdef VELA_UNIT
+#ifdef VELA_SIMD
         if (by_steps && at.left() >= kNeeded)
             at = decode_steps(at);
 #endif
@@ -211,8 +211,8 @@ int32_t base64_encode(const void *src, uint32_t len, char *dst, uint32_t dst_siz
         return 0;
     const auto *bytes = static_cast<const uint8_t *>(src);
     size_t taken = 0;
-#ifdef VELA_UNIT
-    if (len >= wide::kEncodeReads && has_unit())
+#ifdef VELA_SIMD
+    if (len >= wide::kEncodeReads && has_simd())
         taken = encode_steps(bytes, len, dst);
 #endif
     taken += encode_groups(bytes + taken, len - taken, dst + taken / 3 * 4);

@@ -2,7 +2,7 @@
 // avx2.hpp. Under Node on x86-64 a megabyte is encoded 1.7 times and decoded 4 times as fast as by the plain module.
 #pragma once
 
-#include "common/unit.hpp"
+#include "common/simd.hpp"
 #include <cstddef>
 #include <cstdint>
 #include <wasm_simd128.h>

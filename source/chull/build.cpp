@@ -1,9 +1,8 @@
 // get_chull(). Fast path: without debug or check, the hull is built in arrays and written to the records at the end,
 // with the same lists, in the same order, as by the steps.
-#include "results.hpp"
-#include "ring.hpp"
+#include "records.hpp"
 #include "rules.hpp"
-#include "transfer.hpp"
+#include "surface.hpp"
 #include <vela/chull.h>
 
 using namespace vela::detail;

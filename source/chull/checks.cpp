@@ -1,8 +1,6 @@
 // Checks of a hull's structure.
 #include "common/diagnostics.hpp"
-#include "listing.hpp"
-#include "results.hpp"
-#include "ring.hpp"
+#include "records.hpp"
 #include "vector3.hpp"
 #include <algorithm>
 #include <cinttypes>

@@ -1,6 +1,5 @@
 // Listings of a hull's records.
-#include "listing.hpp"
-#include "ring.hpp"
+#include "records.hpp"
 #include <cinttypes>
 #include <cstdio>
 #include <vela/chull.h>

@@ -1,6 +1,6 @@
 // Copies a hull's records to the arrays of a surface, after checking that they are those of a finished hull.
-#include "ring.hpp"
-#include "transfer.hpp"
+#include "records.hpp"
+#include "surface.hpp"
 
 namespace vela::detail {
 

@@ -1,6 +1,5 @@
 // The OFF file of a hull.
-#include "results.hpp"
-#include "ring.hpp"
+#include "records.hpp"
 #include "vector3.hpp"
 #include <cstdio>
 #include <vela/chull.h>

@@ -1,9 +1,8 @@
 // Queries: on which side of a face a point lies, its distance from a hull and whether it is inside; the hull's volume.
 #include "common/diagnostics.hpp"
-#include "common/unit.hpp"
+#include "common/simd.hpp"
 #include "common/wrapping.hpp"
-#include "results.hpp"
-#include "ring.hpp"
+#include "records.hpp"
 #include "vector3.hpp"
 #include <algorithm>
 #include <cstddef>
@@ -125,7 +124,7 @@ using wide_vector3 [[gnu::vector_size(16)]] = uint32_t;
 //
 //     b * c.yzx - b.yzx * c    is the cross product in the order z, x, y; lane 3 becomes 0
 //     times a.zxy              gives the terms of the determinant
-VELA_UNIT bool sees_a_face_wide(const chull_face *head, vector3 point) {
+VELA_SIMD bool sees_a_face_wide(const chull_face *head, vector3 point) {
     const wide_vector3 p = {point.x, point.y, point.z};
     const chull_face *face = head;
     do {
@@ -185,7 +184,7 @@ int32_t is_in_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z) {
         return 0;
     const vector3 p = {static_cast<uint32_t>(x), static_cast<uint32_t>(y), static_cast<uint32_t>(z)};
 #ifdef VELA_AVX2
-    if (has_unit())
+    if (has_simd())
         return !sees_a_face_wide(hull->faces, p);
 #endif
     const chull_face *face = hull->faces;

@@ -1,7 +1,6 @@
-// The hull's records: made, counted and released.
+// The hull's records: allocation, counting and release.
+#include "records.hpp"
 #include "common/diagnostics.hpp"
-#include "results.hpp"
-#include "ring.hpp"
 #include <cstdlib>
 #include <vela/chull.h>
 
@@ -9,7 +8,7 @@ using namespace vela::detail;
 
 namespace {
 
-// A cleared record at the end of its list, or null after a report; the line number tells the reports apart.
+// A cleared record at the end of its list, or null after a report; the number distinguishes the reports.
 template <class Record>
 Record *append_new(Record *&head, const char *function, int line) {
     auto *record = static_cast<Record *>(std::malloc(sizeof(Record)));

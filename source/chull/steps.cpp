@@ -1,8 +1,6 @@
 // The steps of the hull's construction, one point at a time.
 #include "common/diagnostics.hpp"
-#include "listing.hpp"
-#include "results.hpp"
-#include "ring.hpp"
+#include "records.hpp"
 #include "rules.hpp"
 #include <algorithm>
 #include <cinttypes>

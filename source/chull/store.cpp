@@ -1,6 +1,6 @@
 // From the arrays of a surface to the records of a hull.
-#include "ring.hpp"
-#include "transfer.hpp"
+#include "records.hpp"
+#include "surface.hpp"
 #include <utility>
 
 namespace vela::detail {

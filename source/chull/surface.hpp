@@ -43,12 +43,12 @@ public:
             return false;
         if (end_ + more <= capacity_)
             return true;
-        const index wanted = std::max(end_ + more, capacity_ * 2);
-        if (!resize(slots_, wanted))
+        const index larger = std::max(end_ + more, capacity_ * 2);
+        if (!resize(slots_, larger))
             return false;
         if (capacity_ == 0)
             slots_[kNone].next = slots_[kNone].prev = kNone;
-        capacity_ = wanted;
+        capacity_ = larger;
         return true;
     }
 
@@ -231,7 +231,7 @@ private:
     owned<index[]> hints_; // for each cube, the face where its last walk ended
     owned<column[]> columns_;
 
-    // The region that a new point sees and its border, during an insertion.
+    // The region visible from a new point, and its horizon, during an insertion.
     owned<index[]> region_;
     owned<uint64_t[]> horizon_;
     index region_capacity_ = 0, region_count_ = 0, horizon_count_ = 0;
@@ -249,5 +249,13 @@ private:
     index spoke_from(index vertex, index apex);
     index make_cone_face(horizon_edge on, index apex);
 };
+
+// Copies a finished hull to an empty surface, prepared for adding a number of points. Fails if memory runs out or the
+// records aren't those of a finished hull; they are unchanged.
+[[nodiscard]] bool load_hull(surface &shape, const chull_ctx &hull, index points);
+
+// Updates the hull that was copied to the state of the surface. Fails, after a report, if a record can't be made; then
+// the hull may be counted, printed and emptied.
+[[nodiscard]] bool store_hull(surface &shape, chull_ctx &hull);
 
 } // namespace vela::detail

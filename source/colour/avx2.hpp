@@ -1,15 +1,15 @@
-// Colour conversion of 32 pixels a step, for AVX2: 8 to 10 times as fast as the plain code on 32 pixels, 12 to 20 times
-// on lines of a picture.
+// Colour conversion of 32 pixels a step, for AVX2: 8 to 10 times as fast as the scalar code on 32 pixels, 12 to 20
+// times on lines of a picture.
 #pragma once
 
-#include "common/unit.hpp"
+#include "common/simd.hpp"
 #include "split.hpp"
 #include <immintrin.h>
 
 namespace vela::detail {
 
-// Thirty-two pixels, each of their bytes in two registers of sixteen words, which lie so that packing them, which works
-// in each 128-bit half apart, gives a register of bytes in order:
+// Thirty-two pixels, each of their bytes in two registers of sixteen words, in an order such that packing them, which
+// works on each 128-bit half separately, gives a register of bytes in order:
 //
 //     low   0 1 2 ...  7 | 16 17 18 ... 23
 //     high  8 9 10 .. 15 | 24 25 26 ... 31      packed  0 1 2 ... 15 | 16 17 18 ... 31
@@ -19,22 +19,22 @@ struct colour_avx2 {
     using words = __m256i;
     using bytes = __m256i;
 
-    // Sixteen pixels as the instruction needs them that multiplies bytes and adds neighbours.
+    // Sixteen pixels in the layout of the instruction that multiplies bytes and adds neighbours.
     struct block {
         words first;  // the first byte of each pixel and a 0
         bytes others; // the second and the third
     };
 
-    VELA_UNIT_INLINE static words both(__m128i half) { return _mm256_broadcastsi128_si256(half); }
+    VELA_SIMD_INLINE static words both(__m128i half) { return _mm256_broadcastsi128_si256(half); }
 
     template <size_t distance>
-    VELA_UNIT_INLINE static bytes load_halves(const uint8_t *from) {
+    VELA_SIMD_INLINE static bytes load_halves(const uint8_t *from) {
         const auto *half = reinterpret_cast<const __m128i *>(from);
         const auto *other = reinterpret_cast<const __m128i *>(from + distance);
         return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(half)), _mm_loadu_si128(other), 1);
     }
 
-    VELA_UNIT_INLINE static block load_pixels(const uint8_t *from) {
+    VELA_SIMD_INLINE static block load_pixels(const uint8_t *from) {
         const bytes front =
             _mm256_shuffle_epi8(load_halves<48>(from), // pixels 0 to 3
                                 both(_mm_setr_epi8(0, -1, 3, -1, 6, -1, 9, -1, 1, 2, 4, 5, 7, 8, 10, 11)));
@@ -46,7 +46,7 @@ struct colour_avx2 {
 
     // Rows share luma's products when decoding; the compiler computes them once.
     template <triple w, int32_t addend>
-    VELA_UNIT_INLINE static words weigh(const block &b) {
+    VELA_SIMD_INLINE static words weigh(const block &b) {
         words sum = _mm256_set1_epi16(addend);
         if constexpr (w[0])
             sum = _mm256_add_epi16(sum, _mm256_maddubs_epi16(b.first, byte_pairs(w[0], 0)));
@@ -55,12 +55,12 @@ struct colour_avx2 {
         return sum;
     }
 
-    VELA_UNIT_INLINE static bytes byte_pairs(int32_t first, int32_t second) {
+    VELA_SIMD_INLINE static bytes byte_pairs(int32_t first, int32_t second) {
         return _mm256_set1_epi16(static_cast<int16_t>((second << 8) | (first & 255)));
     }
 
     template <conversion map, size_t row>
-    VELA_UNIT_INLINE static words convert_words(const block &b) {
+    VELA_SIMD_INLINE static words convert_words(const block &b) {
         constexpr split_row s = split(map.row(row), kLowBits);
         constexpr int32_t low_addend = map.addend(row) & ((1 << kLowBits) - 1),
                           high_addend = map.addend(row) >> kLowBits;
@@ -72,24 +72,24 @@ struct colour_avx2 {
     }
 
     template <conversion map, size_t row>
-    VELA_UNIT_INLINE static bytes convert_bytes(const block &low, const block &high) {
+    VELA_SIMD_INLINE static bytes convert_bytes(const block &low, const block &high) {
         return _mm256_packus_epi16(convert_words<map, row>(low), convert_words<map, row>(high));
     }
 
     template <conversion map>
     struct converter {
-        VELA_UNIT_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
+        VELA_SIMD_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
             const block low = load_pixels(from), high = load_pixels(from + 24);
             store_pixels(to, convert_bytes<map, 0>(low, high), convert_bytes<map, 1>(low, high),
                          convert_bytes<map, 2>(low, high));
         }
     };
 
-    // Writes pixels from their bytes. Of the 48 bytes that 16 pixels take, each byte place of a 16-byte third belongs
-    // to another of a, b and c:
+    // Writes pixels from their bytes. Of the 48 bytes of 16 pixels, the byte at each index of a 16-byte third comes
+    // from a, b or c:
     //
     //     abcabcabcabcabca  bcabcabcabcabcab  cabcabcabcabcabc
-    VELA_UNIT_INLINE static void store_pixels(uint8_t *to, bytes a, bytes b, bytes c) {
+    VELA_SIMD_INLINE static void store_pixels(uint8_t *to, bytes a, bytes b, bytes c) {
         a = _mm256_shuffle_epi8(a, both(_mm_setr_epi8(0, 11, 6, 1, 12, 7, 2, 13, 8, 3, 14, 9, 4, 15, 10, 5)));
         b = _mm256_shuffle_epi8(b, both(_mm_setr_epi8(5, 0, 11, 6, 1, 12, 7, 2, 13, 8, 3, 14, 9, 4, 15, 10)));
         c = _mm256_shuffle_epi8(c, both(_mm_setr_epi8(10, 5, 0, 11, 6, 1, 12, 7, 2, 13, 8, 3, 14, 9, 4, 15)));
@@ -110,7 +110,7 @@ struct colour_avx2 {
 
     // Sixteen pixels of eight quads. With chroma 8 times as large, the rounding multiplication gives the red and the
     // blue term, and the upper word of twice the green sum is that term.
-    VELA_UNIT_INLINE static colours unpack_half(bytes quads) {
+    VELA_SIMD_INLINE static colours unpack_half(bytes quads) {
         const words luma = _mm256_srli_epi16(quads, 8);
         const words chroma =
             _mm256_sub_epi16(_mm256_maddubs_epi16(quads, _mm256_set1_epi16(8)), _mm256_set1_epi16(8 * kChromaOffset));
@@ -124,12 +124,12 @@ struct colour_avx2 {
                 _mm256_add_epi16(luma, _mm256_shuffle_epi8(blue_red, lower))};
     }
 
-    VELA_UNIT_INLINE static words word_pairs(int32_t first, int32_t second) {
+    VELA_SIMD_INLINE static words word_pairs(int32_t first, int32_t second) {
         return _mm256_set1_epi32(static_cast<int32_t>(packed16(first, second)));
     }
 
     struct unpacker {
-        VELA_UNIT_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
+        VELA_SIMD_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
             const colours low = unpack_half(load_halves<32>(from)), high = unpack_half(load_halves<32>(from + 16));
             store_pixels(to, _mm256_packus_epi16(low.red, high.red), _mm256_packus_epi16(low.green, high.green),
                          _mm256_packus_epi16(low.blue, high.blue));

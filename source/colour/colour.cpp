@@ -1,6 +1,6 @@
-// Pixels between RGB and YCbCr, and 4:2:2 pictures to RGB: the plain code, which is the meaning, and whole blocks of
-// pixels for the vector unit.
-#include "common/unit.hpp"
+// Pixels between RGB and YCbCr, and 4:2:2 pictures to RGB: the scalar code, which defines the results, and whole blocks
+// of pixels by SIMD code.
+#include "common/simd.hpp"
 #include "conversion.hpp"
 #include <algorithm>
 #include <vela/colour.h>
@@ -48,7 +48,8 @@ void convert_pixels(const uint8_t *src, uint8_t *dst, size_t count) {
     }
 }
 
-// 4:2:2 holds two pixels in the four bytes Cb, Y0, Cr, Y1: what chroma adds to each colour is worked out once for both.
+// 4:2:2 holds two pixels in the four bytes Cb, Y0, Cr, Y1: the contribution of chroma to each colour is computed once
+// for both.
 struct chroma_terms {
     int32_t red, green, blue;
 
@@ -78,7 +79,7 @@ void unpack_pixels(const uint8_t *src, uint8_t *dst, size_t count) {
         chroma_terms(src).write(src[1], dst);
 }
 
-#ifdef VELA_UNIT
+#ifdef VELA_SIMD
 #ifdef VELA_AVX2
 using wide = colour_avx2;
 #elif defined VELA_NEON
@@ -88,25 +89,25 @@ using wide = colour_simd128;
 #endif
 
 template <conversion map>
-VELA_UNIT void convert_blocks(const uint8_t *src, uint8_t *dst, size_t blocks) {
+VELA_SIMD void convert_blocks(const uint8_t *src, uint8_t *dst, size_t blocks) {
     const wide::converter<map> convert;
     for (; blocks; --blocks, src += 3 * wide::kPixels, dst += 3 * wide::kPixels)
         convert(src, dst);
 }
 
-VELA_UNIT void unpack_blocks(const uint8_t *src, uint8_t *dst, size_t blocks) {
+VELA_SIMD void unpack_blocks(const uint8_t *src, uint8_t *dst, size_t blocks) {
     const wide::unpacker unpack;
     for (; blocks; --blocks, src += 2 * wide::kUnpackedPixels, dst += 3 * wide::kUnpackedPixels)
         unpack(src, dst);
 }
 #endif
 
-// The vector unit takes the whole blocks, the plain code what is left.
+// SIMD code converts the whole blocks, scalar code the rest.
 template <conversion map>
 void convert(const uint8_t *src, uint8_t *dst, uint32_t count) {
     size_t done = 0;
-#ifdef VELA_UNIT
-    if (count >= wide::kPixels && has_unit()) {
+#ifdef VELA_SIMD
+    if (count >= wide::kPixels && has_simd()) {
         convert_blocks<map>(src, dst, count / wide::kPixels);
         done = count - count % wide::kPixels;
     }
@@ -116,8 +117,8 @@ void convert(const uint8_t *src, uint8_t *dst, uint32_t count) {
 
 void unpack(const uint8_t *src, uint8_t *dst, uint32_t count) {
     size_t done = 0;
-#ifdef VELA_UNIT
-    if (count >= wide::kUnpackedPixels && has_unit()) {
+#ifdef VELA_SIMD
+    if (count >= wide::kUnpackedPixels && has_simd()) {
         unpack_blocks(src, dst, count / wide::kUnpackedPixels);
         done = count - count % wide::kUnpackedPixels;
     }

@@ -1,4 +1,4 @@
-// What the conversions compute: each variant's weights, and the affine map that a direction of it is.
+// The mathematics of the conversions: each variant's weights, and the affine map of each direction.
 #pragma once
 
 #include <array>
@@ -28,14 +28,14 @@ constexpr variant kBt709 = {
 
 // Both directions are one affine map of a pixel's three bytes, each output byte made by one row of weights:
 //
-//     byte = limit(((weights . (bytes - input_offset) + 2048) >> 12) + output_offset)
+//     byte = clamp(((weights . (bytes - input_offset) + 2048) >> 12) + output_offset)
 struct conversion {
     weight_matrix weights;
     triple input_offset, output_offset;
 
     constexpr triple row(size_t r) const { return {weights[3 * r], weights[3 * r + 1], weights[3 * r + 2]}; }
 
-    // Rounding and both offsets in one: byte = limit((weights . bytes + addend) >> 12), with sums within 23 bits.
+    // Rounding and both offsets in one: byte = clamp((weights . bytes + addend) >> 12), with sums within 23 bits.
     constexpr int32_t addend(size_t r) const {
         const triple w = row(r);
         return (output_offset[r] << kWeightBits) + kHalf - w[0] * input_offset[0] - w[1] * input_offset[1] -
@@ -51,7 +51,7 @@ constexpr conversion decoding(const variant &v) {
     return {v.decoding, {v.luma_offset, kChromaOffset, kChromaOffset}, {}};
 }
 
-// 4:2:2 is full range, where luma counts as it is and the rest of each row belongs to both pixels of a pair.
+// 4:2:2 is full range, where luma has weight 1 and the rest of each row is common to both pixels of a pair.
 constexpr conversion kUnpack = decoding(kFull);
 constexpr int32_t kLumaWeight = 1 << kWeightBits;
 constexpr int16_t kRedCr = kUnpack.row(0)[2], kGreenCb = kUnpack.row(1)[1], kGreenCr = kUnpack.row(1)[2],

@@ -1,34 +1,35 @@
-// Colour conversion of 8 pixels a step, or 16 from 4:2:2, for NEON on 32-bit ARM: of the plain code's instructions it
-// takes 45 % for 8 pixels, 22 % for 64, and 15 to 20 % for lines of a picture.
+// Colour conversion of 8 pixels a step, or 16 from 4:2:2, for NEON. On 32-bit ARM it executes 45 % of the scalar code's
+// instructions for 8 pixels, 22 % for 64, and 15 to 20 % for lines of a picture.
 #pragma once
 
-#include "common/unit.hpp"
+#include "common/simd.hpp"
 #include "split.hpp"
 #include <arm_neon.h>
 
 namespace vela::detail {
 
-// Of one file alone: ARM reaches constants that files may share through a table of addresses.
+// In an anonymous namespace, since 32-bit ARM reaches constants that other files may share through a table of
+// addresses.
 namespace {
 
-// Eight pixels, a register of words for each of their bytes. The split weights stand in the lanes of a few registers,
-// where the multiplications take them from.
+// Eight pixels, a register of words for each of their bytes. The split weights are in the lanes of a few registers, as
+// operands of the multiplications by a lane.
 struct colour_neon {
     static constexpr uint32_t kPixels = 8, kUnpackedPixels = 16;
     using words = int16x8_t;
 
-    VELA_UNIT_INLINE static words less(uint8x8_t bytes, uint8_t offset) {
+    VELA_SIMD_INLINE static words less(uint8x8_t bytes, uint8_t offset) {
         return vreinterpretq_s16_u16(offset ? vsubl_u8(bytes, vdup_n_u8(offset)) : vmovl_u8(bytes));
     }
 
     template <conversion map>
     class converter {
     public:
-        VELA_UNIT_INLINE converter()
+        VELA_SIMD_INLINE converter()
             : weights{vld1_s16(&kWeights[0]), vld1_s16(&kWeights[4]), vld1_s16(&kWeights[8]), vld1_s16(&kWeights[12]),
                       vld1_s16(&kWeights[16])} {}
 
-        VELA_UNIT_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
+        VELA_SIMD_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
             const uint8x8x3_t pixels = vld3_u8(from);
             const block b = {{less(pixels.val[0], map.input_offset[0]), less(pixels.val[1], map.input_offset[1]),
                               less(pixels.val[2], map.input_offset[2])}};
@@ -40,8 +41,8 @@ struct colour_neon {
             words byte[3];
         };
 
-        // Encoding to studio range needs no limits: with 4 low bits the result is the upper byte of the sum, and the
-        // narrowing addition takes in the rounding and the offset. Elsewhere narrowing rounds and limits.
+        // Encoding to studio range needs no clamping: with 4 low bits the result is the upper byte of the sum, and the
+        // narrowing addition adds the rounding and the offset. Otherwise narrowing rounds and saturates.
         static constexpr bool kLimits = map.output_offset[0] == 0;
         static constexpr int kLowBits = kLimits ? 7 : 4;
 
@@ -59,13 +60,13 @@ struct colour_neon {
         int16x4_t weights[5];
 
         template <size_t at>
-        VELA_UNIT_INLINE words add_product(words sum, words factor) const {
+        VELA_SIMD_INLINE words add_product(words sum, words factor) const {
             return kWeights[at] ? vmlaq_lane_s16(sum, factor, weights[at / 4], at % 4) : sum;
         }
 
         // The sum with the three weights from `at` on; those of 0 cost nothing.
         template <size_t at>
-        VELA_UNIT_INLINE words weigh(const block &b) const {
+        VELA_SIMD_INLINE words weigh(const block &b) const {
             constexpr size_t first = kWeights[at] ? 0 : kWeights[at + 1] ? 1 : 2;
             words sum = vmulq_lane_s16(b.byte[first], weights[(at + first) / 4], (at + first) % 4);
             if constexpr (first < 1)
@@ -76,7 +77,7 @@ struct colour_neon {
         }
 
         template <size_t row>
-        VELA_UNIT_INLINE uint8x8_t convert_row(const block &b) const {
+        VELA_SIMD_INLINE uint8x8_t convert_row(const block &b) const {
             static_assert(fits_words(split(map.row(row), kLowBits).low, map.input_offset, 0) &&
                           (!kLimits || fits_words(map.row(row), map.input_offset, 0, kLowBits)));
             const words sum = vsraq_n_s16(weigh<6 * row>(b), weigh<6 * row + 3>(b), kLowBits);
@@ -90,13 +91,13 @@ struct colour_neon {
         }
     };
 
-    // Eight quads: the pixels of even and of odd places are made apart and then zipped. With chroma 8 times as large,
-    // the doubling and rounding multiplication gives the red and the blue term.
+    // Eight quads: the even and the odd pixels are computed separately and then interleaved. With chroma 8 times as
+    // large, the doubling and rounding multiplication gives the red and the blue term.
     class unpacker {
     public:
-        VELA_UNIT_INLINE unpacker() : weights(vld1_s16(kWeights)) {}
+        VELA_SIMD_INLINE unpacker() : weights(vld1_s16(kWeights)) {}
 
-        VELA_UNIT_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
+        VELA_SIMD_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
             const uint8x8x4_t quads = vld4_u8(from);
             const words cb = vshlq_n_s16(less(quads.val[0], kChromaOffset), 3);
             const words cr = vshlq_n_s16(less(quads.val[2], kChromaOffset), 3);
@@ -113,15 +114,15 @@ struct colour_neon {
 
         int16x4_t weights;
 
-        VELA_UNIT_INLINE int16x4_t green_term(int16x4_t cb, int16x4_t cr) const {
+        VELA_SIMD_INLINE int16x4_t green_term(int16x4_t cb, int16x4_t cr) const {
             return vrshrn_n_s32(vmlal_lane_s16(vmull_lane_s16(cb, weights, 1), cr, weights, 2), 15);
         }
 
-        VELA_UNIT_INLINE static uint8x8x2_t brightened(words term, const uint8x8x4_t &quads) {
+        VELA_SIMD_INLINE static uint8x8x2_t brightened(words term, const uint8x8x4_t &quads) {
             return vzip_u8(vqmovun_s16(sum(term, quads.val[1])), vqmovun_s16(sum(term, quads.val[3])));
         }
 
-        VELA_UNIT_INLINE static words sum(words term, uint8x8_t luma) {
+        VELA_SIMD_INLINE static words sum(words term, uint8x8_t luma) {
             return vreinterpretq_s16_u16(vaddw_u8(vreinterpretq_u16_s16(term), luma));
         }
     };

@@ -2,7 +2,7 @@
 // the plain module on lines of a picture.
 #pragma once
 
-#include "common/unit.hpp"
+#include "common/simd.hpp"
 #include "split.hpp"
 #include <wasm_simd128.h>
 
@@ -11,7 +11,7 @@ namespace vela::detail {
 struct colour_simd128 {
     static constexpr uint32_t kPixels = 16, kUnpackedPixels = 16;
 
-    VELA_UNIT_INLINE static v128_t word_pairs(int32_t first, int32_t second) {
+    VELA_SIMD_INLINE static v128_t word_pairs(int32_t first, int32_t second) {
         return wasm_i32x4_splat(static_cast<int32_t>(packed16(first, second)));
     }
 
@@ -22,7 +22,7 @@ struct colour_simd128 {
 
     // Of the sixteen bytes of a vector, those of four pixels from the first or from the fifth byte on.
     template <int start>
-    VELA_UNIT_INLINE static quartet load_pixels(const uint8_t *from) {
+    VELA_SIMD_INLINE static quartet load_pixels(const uint8_t *from) {
         constexpr int s = start, z = 16;
         const v128_t bytes = wasm_v128_load(from), zeros = wasm_i32x4_const_splat(0);
         return {wasm_i8x16_shuffle(bytes, zeros, s, z, s + 1, z, s + 3, z, s + 4, z, s + 6, z, s + 7, z, s + 9, z,
@@ -31,7 +31,7 @@ struct colour_simd128 {
     }
 
     template <conversion map, size_t row>
-    VELA_UNIT_INLINE static v128_t convert_row(const quartet &four) {
+    VELA_SIMD_INLINE static v128_t convert_row(const quartet &four) {
         constexpr triple w = map.row(row);
         v128_t sum = wasm_i32x4_const_splat(map.addend(row));
         if constexpr (w[0] || w[1])
@@ -42,7 +42,7 @@ struct colour_simd128 {
     }
 
     template <conversion map, size_t row>
-    VELA_UNIT_INLINE static v128_t convert_bytes(const quartet (&pixels)[4]) {
+    VELA_SIMD_INLINE static v128_t convert_bytes(const quartet (&pixels)[4]) {
         return wasm_u8x16_narrow_i16x8(
             wasm_i16x8_narrow_i32x4(convert_row<map, row>(pixels[0]), convert_row<map, row>(pixels[1])),
             wasm_i16x8_narrow_i32x4(convert_row<map, row>(pixels[2]), convert_row<map, row>(pixels[3])));
@@ -50,7 +50,7 @@ struct colour_simd128 {
 
     template <conversion map>
     struct converter {
-        VELA_UNIT_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
+        VELA_SIMD_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
             const quartet pixels[4] = {load_pixels<0>(from), load_pixels<0>(from + 12), load_pixels<0>(from + 24),
                                        load_pixels<4>(from + 32)};
             store_pixels(to, convert_bytes<map, 0>(pixels), convert_bytes<map, 1>(pixels),
@@ -58,10 +58,10 @@ struct colour_simd128 {
         }
     };
 
-    // Writes pixels from their bytes: a and b are zipped, and the c put between them.
+    // Writes pixels from their bytes: a and b are interleaved, and then c.
     //
     //     ababababababab..  the first, the middle and the last eight pairs   to   abcabcabcabcabca  bcabc..  cabc..
-    VELA_UNIT_INLINE static void store_pixels(uint8_t *to, v128_t a, v128_t b, v128_t c) {
+    VELA_SIMD_INLINE static void store_pixels(uint8_t *to, v128_t a, v128_t b, v128_t c) {
         const v128_t low = wasm_i8x16_shuffle(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
         const v128_t high = wasm_i8x16_shuffle(a, b, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31);
         const v128_t middle =
@@ -79,7 +79,7 @@ struct colour_simd128 {
 
     // Eight pixels of four quads. With chroma 8 times as large, the rounding multiplication gives the red and the blue
     // term, and the upper word of twice the green sum is that term.
-    VELA_UNIT_INLINE static colours unpack_half(v128_t quads) {
+    VELA_SIMD_INLINE static colours unpack_half(v128_t quads) {
         const v128_t luma = wasm_u16x8_shr(quads, 8);
         const v128_t chroma = wasm_i16x8_sub(wasm_i16x8_shl(wasm_v128_and(quads, wasm_i16x8_const_splat(255)), 3),
                                              wasm_i16x8_const_splat(8 * kChromaOffset));
@@ -92,7 +92,7 @@ struct colour_simd128 {
     }
 
     struct unpacker {
-        VELA_UNIT_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
+        VELA_SIMD_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
             const colours low = unpack_half(wasm_v128_load(from)), high = unpack_half(wasm_v128_load(from + 16));
             store_pixels(to, wasm_u8x16_narrow_i16x8(low.red, high.red), wasm_u8x16_narrow_i16x8(low.green, high.green),
                          wasm_u8x16_narrow_i16x8(low.blue, high.blue));

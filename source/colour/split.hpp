@@ -1,16 +1,16 @@
-// Weights split for the vector units, which work on 16-bit lanes: into 2^n high + low, so that a row's sum is
-// 2^n high_sum + low_sum. With sums that fit,
+// Weights split for SIMD code, which works on 16-bit lanes: into 2^n high + low, so that a row's sum is 2^n high_sum +
+// low_sum. With sums that fit,
 //
 //     (sum + 2048) >> 12  =  (high_sum + (low_sum >> n) + 2^(11 - n)) >> (12 - n)
 //
-// to the bit, since each shift is a floor.
+// exactly, since each shift rounds down.
 #pragma once
 
 #include "conversion.hpp"
 #include <algorithm>
 
-// The functions that make up a step of a unit.
-#define VELA_UNIT_INLINE [[gnu::always_inline]] VELA_UNIT inline
+// Marks the functions of a SIMD step.
+#define VELA_SIMD_INLINE [[gnu::always_inline]] VELA_SIMD inline
 
 namespace vela::detail {
 
@@ -18,7 +18,7 @@ struct split_row {
     triple high, low;
 };
 
-// Of the two ways to split a weight, the one that keeps the row's low parts in balance and so their sum small.
+// Of the two possible splits of a weight, takes the one that balances the row's low parts and so keeps their sum small.
 constexpr split_row split(const triple &weights, int low_bits) {
     split_row result = {};
     int32_t balance = 0;

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// The exported tables under names of the library's own, which it reads without a detour.
+// Aliases of the exported tables, which the library reads without an indirection.
 extern "C" {
 [[gnu::visibility("hidden")]] extern const std::array<int32_t, 1441> vela_sine_table;
 [[gnu::visibility("hidden")]] extern const std::array<int32_t, 2049> vela_arcsine_table;
@@ -18,7 +18,7 @@ constexpr int32_t kQuarterTurn = 90 << 10;
 constexpr int32_t kHalfTurn = 180 << 10;
 constexpr int32_t kTurn = 360 << 10;
 
-// The angle less whole turns, in [-half a turn, half a turn).
+// The angle minus whole turns, in [-half a turn, half a turn).
 //
 // Counted from the least angle, -2^31, the angle is unsigned; `ahead` steps of 4096 more make it a whole number of
 // turns at -180 degrees. A turn is 90 steps, and floor(steps / 90) the upper half of a product with 2^32 / 90 rounded
@@ -32,7 +32,7 @@ constexpr int32_t kTurn = 360 << 10;
     return static_cast<int32_t>(from_least - turns * kTurn + ((ahead << 12) - kHalfTurn));
 }
 
-// The angle less whole turns, in [0, a turn).
+// The angle minus whole turns, in [0, a turn).
 constexpr int32_t within_first_turn(int32_t angle) {
     const int32_t rest = wrapped(angle);
     return rest < 0 ? rest + kTurn : rest;
@@ -47,13 +47,13 @@ constexpr int32_t within_first_turn(int32_t angle) {
     return difference;
 }
 
-// Both of one angle, in Q12.
+// Sine and cosine of an angle, Q12.
 struct sine_cosine {
     int32_t sine, cosine;
 };
 
-// The angle less the nearest multiple of half a turn, in [-a quarter turn, a quarter turn], and that multiple: where it
-// is odd, sine and cosine have the other sign. Exactly between two multiples it may be either.
+// The angle minus the nearest multiple of half a turn, in [-a quarter turn, a quarter turn], and that multiple: if it
+// is odd, sine and cosine change sign. Exactly between two multiples it may be either.
 struct folded_angle {
     int32_t rest, half_turns;
 
@@ -74,7 +74,7 @@ struct folded_angle {
 // Sines of angles in [0, a quarter turn], truncated to the table's grid.
 struct sine_table {
     [[gnu::always_inline]] sine_table() {
-        asm("" : "+r"(entries)); // otherwise the compiler finds the table again for every few entries
+        asm("" : "+r"(entries)); // otherwise the compiler reloads the table's address for every few entries
     }
     [[gnu::always_inline]] int32_t operator[](int32_t angle) const { return entries[angle >> 6]; } // Q10 to Q4
 
@@ -82,8 +82,8 @@ private:
     const int32_t *entries = vela_sine_table.data();
 };
 
-// An angle in [-a quarter turn, a quarter turn], as its magnitude, what is left of a quarter turn, and -1 or 0 for the
-// sign. Of any other angle what is left is negative.
+// An angle in [-a quarter turn, a quarter turn], as its magnitude, a quarter turn minus that, and -1 or 0 for the sign.
+// For any other angle the difference is negative.
 struct near_angle {
     [[gnu::always_inline]] constexpr explicit near_angle(int32_t angle)
         : sign(angle >> 31), magnitude(wrapping_difference(angle ^ sign, sign)),

@@ -1,11 +1,11 @@
 // Contracts: assert() that stays on in every build.
 //
-// A violated precondition is a fault of the caller; the standard assertion report then names the expression,
-// the file and the line. Include this header instead of <cassert>.
+// A violated precondition is an error of the caller; the standard assertion report names the expression, the file and
+// the line. Include this header instead of <cassert>.
 #pragma once
 
 #ifdef __wasm__
-// The program around the module is told, which throws an exception: it stops the caller and leaves the module usable.
+// Calls the host, which throws an exception: that ends the call and leaves the module usable.
 extern "C" [[noreturn, clang::import_module("env"), clang::import_name("fail")]] void
 vela_fail(const char *expression, const char *file, int line, const char *function);
 

@@ -7,9 +7,9 @@
 
 namespace vela::detail {
 
-// Prints "FUNCTION: " and the formatted message, which brings its own line end, in one piece.
+// Prints "FUNCTION: " and the formatted message, which includes its line end, by a single write.
 [[gnu::format(printf, 2, 3), gnu::cold]] inline void report(const char *function, const char *format, ...) {
-    char text[128]; // the longest takes half of it
+    char text[128]; // twice the longest message
     const int start = std::snprintf(text, sizeof text, "%s: ", function);
     va_list arguments;
     va_start(arguments, format);

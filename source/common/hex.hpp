@@ -1,5 +1,5 @@
-// Hexadecimal digits: by formulas in eight-bit steps without a branch, so that loops over them turn into as many lanes
-// as the machine has, and by tables for one byte after the other.
+// Hexadecimal digits: by branchless 8-bit formulas, so that the compiler vectorises loops over them, and by tables for
+// single bytes.
 #pragma once
 
 #include <array>
@@ -48,7 +48,7 @@ inline void write_pair(uint8_t byte, char *text) { std::memcpy(text, &kDigitPair
 inline void write_lower_case_pair(uint8_t byte, char *text) {
     uint16_t pair;
     std::memcpy(&pair, &kDigitPairs[byte], sizeof pair);
-    pair |= 0x2020; // which decimal digits have set as well
+    pair |= 0x2020; // also set in decimal digits
     std::memcpy(text, &pair, sizeof pair);
 }
 

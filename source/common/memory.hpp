@@ -12,12 +12,11 @@ struct free_deleter {
     void operator()(void *block) const { std::free(block); }
 };
 
-// A block that is released on every way out unless release() hands it on.
+// A block that is released at the end of its scope unless release() passes it on.
 template <class T>
 using owned = std::unique_ptr<T, free_deleter>;
 
-// Room for count elements, uninitialised, or null. A count of 0 gives room for one, so null always means
-// failure.
+// Allocates count uninitialised elements, or null. A count of 0 allocates one, so null always means failure.
 template <class T>
 [[nodiscard]] inline owned<T[]> allocate(size_t count) {
     if (count > PTRDIFF_MAX / sizeof(T))
@@ -25,8 +24,7 @@ template <class T>
     return owned<T[]>(static_cast<T *>(std::malloc((count ? count : 1) * sizeof(T))));
 }
 
-// Gives a block room for count elements and keeps what fits of its content; leaves it alone on failure. Elements are
-// moved as bytes.
+// Reallocates a block to count elements, moved as bytes; unchanged on failure.
 template <class T>
 [[nodiscard]] inline bool resize(owned<T[]> &block, size_t count) {
     static_assert(std::is_trivially_copyable_v<T>);

@@ -1,6 +1,6 @@
-// Four numbers that are computed side by side, each by itself. They are plain members: a compiler keeps them in four
-// registers, or in one of a vector unit that every processor of an architecture has. A wider unit gains less than half
-// again (AVX2: 1.0 to 1.5 for decompositions, 1.0 to 1.5 for inverses, 0.7 to 1.8 for products, small to large).
+// Four independent numbers computed side by side. They are plain members, which a compiler keeps in four registers, or
+// in one SIMD register of the architecture's baseline. A higher SIMD level gains little (AVX2: 1.0 to 1.5 for
+// decompositions, 1.0 to 1.5 for inverses, 0.7 to 1.8 for products, small to large).
 #pragma once
 
 #include <cstddef>

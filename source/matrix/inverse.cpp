@@ -16,8 +16,7 @@ template <int a, int b, int c, int d>
     return {double{from[a]}, double{from[b]}, double{from[c]}, double{from[d]}};
 }
 
-// For each column the elements in the three other ones, ordered so that the sign of the cofactor's row alone is left to
-// account for.
+// For each column the elements of the three other ones, ordered so that only the sign of the cofactor's row remains.
 struct other_columns {
     doubles first, second, third;
 };
@@ -46,7 +45,7 @@ struct minors {
     return row.second * minors.first_third - row.first * minors.second_third - row.third * minors.first_second;
 }
 
-// Leaves out untouched and returns false when the determinant is negligible.
+// Returns false with out unchanged if the determinant is negligible.
 bool invert_4x4(const float *in, float *out) {
     const other_columns rows[4] = {others(in), others(in + 4), others(in + 8), others(in + 12)};
     const minors upper = minors_of(rows[0], rows[1]), lower = minors_of(rows[2], rows[3]);
@@ -70,15 +69,15 @@ bool invert_4x4(const float *in, float *out) {
 constexpr size_t kMaxSize = 24;
 static_assert(kMaxSize % kLanes == 0);
 
-// The elimination's augmented matrix [left | right]. Rows are worked on in whole blocks of lanes; what then stands left
-// of the diagonal or behind column n is never looked at. In back substitution the inverse takes the place of the right
-// half, row by row from below.
+// The elimination's augmented matrix [left | right]. Rows are processed in whole blocks of lanes; elements left of the
+// diagonal or from column n on are then unspecified and never read. Back substitution replaces the right half by the
+// inverse, row by row from the last.
 struct elimination {
     size_t n;
     float left[kMaxSize][kMaxSize], right[kMaxSize][kMaxSize];
 };
 
-// Makes the element at (k, k) a pivot, if need be by exchanging row k with the first one below that offers one.
+// Makes the element at (k, k) a pivot, if necessary by exchanging row k with the first row below that has one.
 [[gnu::always_inline]] inline bool find_pivot(elimination &work, size_t *origins, size_t k) {
     for (size_t i = k; i < work.n; ++i) {
         if (negligible(work.left[i][k]))
@@ -103,7 +102,7 @@ struct elimination {
 }
 
 void eliminate(elimination &work) {
-    // The right half starts as the identity: a pivot row has zeros behind the last column whose unit row has been a
+    // The right half starts as the identity: a pivot row has zeros after the last column whose unit row has been a
     // pivot, and subtracting multiples of them changes nothing unless the factor is infinite or NaN.
     size_t right_end = 0, origins[kMaxSize];
     for (size_t i = 0; i < work.n; ++i)
@@ -137,7 +136,7 @@ size_t pivot_of(const elimination &work, size_t r) {
     return p;
 }
 
-// Whether a row without a pivot demands that zero be something else.
+// Whether a row without a pivot is inconsistent: zero on the left, not zero on the right.
 bool contradictory(const elimination &work) {
     for (size_t r = 0; r < work.n; ++r)
         if (pivot_of(work, r) == work.n && !std::all_of(work.right[r], work.right[r] + work.n, negligible))
@@ -145,7 +144,7 @@ bool contradictory(const elimination &work) {
     return false;
 }
 
-// Solves row r for row p of the inverse, in some blocks of columns from c on side by side.
+// Solves row r for row p of the inverse, in several blocks of columns from c on.
 template <size_t blocks>
 void substitute_blocks(elimination &work, size_t r, size_t p, size_t c) {
     doubles values[blocks];
@@ -166,7 +165,7 @@ void substitute(elimination &work, size_t r, size_t p) {
         substitute_blocks<1>(work, r, p, c);
 }
 
-// Rows of the inverse that no row is solved for keep what the caller's matrix has there.
+// Rows of the inverse that no row is solved for keep the values of the caller's matrix.
 void back_substitute(elimination &work, const float *unsolved) {
     for (size_t r = work.n; r-- > 0;) {
         const size_t p = pivot_of(work, r);

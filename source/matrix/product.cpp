@@ -8,8 +8,7 @@ using namespace vela::detail;
 
 namespace {
 
-// A tile of the product: rows x 4 or rows x 1 elements, each with a sum of its own, which all advance through the
-// common dimension side by side.
+// A tile of the product: rows x 4 or rows x 1 elements, whose sums are computed together along the common dimension.
 template <size_t rows>
 void multiply_block(const float *a, const float *b, float *c, size_t depth, size_t width) {
     doubles sums[rows] = {};

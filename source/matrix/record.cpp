@@ -1,4 +1,4 @@
-// The matrix record: made and released, transposed, printed.
+// Matrix records: allocation, release, transpose, print.
 #include "common/diagnostics.hpp"
 #include "common/memory.hpp"
 #include <cstdint>
@@ -14,7 +14,7 @@ fmatrix *malloc_matrix(int32_t rows, int32_t cols) {
         report(__func__, "failed fmatrix malloc\n");
         return nullptr;
     }
-    // Sizes that don't fit a 32-bit machine are refused everywhere.
+    // Sizes too large for a 32-bit machine are refused on every machine.
     const uint64_t count = static_cast<uint64_t>(rows) * static_cast<uint64_t>(cols);
     const bool fits = rows >= 0 && cols >= 0 && count <= UINT32_MAX / sizeof(float);
     auto elements = fits ? allocate<float>(static_cast<size_t>(count)) : nullptr;

@@ -61,7 +61,7 @@ int32_t pseudo_inverse(const fmatrix *a, const fmatrix *b, fmatrix *x) {
         report(__func__, "malloc() failed\n");
         return 1;
     }
-    // The sizes fit, so the products can't fail.
+    // The dimensions match, so the products can't fail.
     matrix_mult(u_transposed, b, x);
     matrix_mult(w, x, product.get());
     matrix_mult(v, product.get(), x);

@@ -1,8 +1,8 @@
 // Singular value decomposition by Householder bidiagonalisation and implicitly shifted QR sweeps.
 //
 // The decomposition works on copies of u and v that are kept by columns. Most steps combine whole columns, whose
-// elements are independent of each other and are computed side by side. Where a sum runs down a column its order is
-// fixed, and it is the sums of several columns that advance together.
+// elements are independent of each other and are computed side by side. The order of a sum down a column is fixed, so
+// the sums of several columns are computed together.
 #include "blocks.hpp"
 #include "common/diagnostics.hpp"
 #include "common/memory.hpp"
@@ -18,11 +18,11 @@ namespace {
 
 constexpr int kPassLimit = 30;
 
-// Columns whose sums advance together: as many as there are registers to point at them.
+// Number of columns whose sums are computed together: limited by the registers for their addresses.
 constexpr size_t kColumns = 5;
 
-// A matrix by columns. They are padded, so that a column's last block of lanes stays inside wherever the first one
-// began; the padding starts as zeros and never reaches a result.
+// A matrix by columns. They are padded, so that a column's last block of lanes stays inside whatever row the first one
+// starts at; the padding is zero at first and never part of a result.
 struct columns {
     float *data;
     size_t rows, stride;
@@ -32,7 +32,7 @@ struct columns {
 
 size_t padded(size_t rows) { return (rows + 2 * kLanes - 1) / kLanes * kLanes; }
 
-// A turn in the plane of two columns.
+// A plane rotation of two columns.
 struct rotation {
     float c, s;
 };
@@ -42,10 +42,10 @@ struct workspace {
     size_t m, n;
     columns u;                   // m x n: a, which becomes u
     columns v;                   // n x n
-    float *diagonal;             // n; the singular values in the end
+    float *diagonal;             // n; finally the singular values
     float *super;                // n
-    float *row;                  // n: a row of u in one piece
-    float *weights;              // n: what a row is changed by
+    float *row;                  // n: a contiguous row of u
+    float *weights;              // n: the multiples added to a row
     rotation *v_turns, *u_turns; // n each: of a sweep
 };
 
@@ -64,7 +64,7 @@ float hypotenuse(float a, float b) {
 
 // A Householder vector in place of the vector it reflects onto its first axis.
 struct reflector {
-    float scale; // 0 for a negligible vector, which stays as it is
+    float scale; // 0 for a negligible vector, which is unchanged
     float image; // the reflected vector's first element, divided by scale
     float norm;  // minus half the squared length of the Householder vector
 };
@@ -228,7 +228,7 @@ void accumulate_u(const workspace &work) {
     }
 }
 
-// Turns columns j and i of a matrix in their plane.
+// Rotates columns j and i of a matrix.
 void rotate(const columns &matrix, size_t j, size_t i, const rotation &turn) {
     float *x = matrix[j], *z = matrix[i];
     const size_t rows = matrix.rows;
@@ -239,8 +239,8 @@ void rotate(const columns &matrix, size_t j, size_t i, const rotation &turn) {
     }
 }
 
-// Turns each of some adjacent columns with its follower, from the left, in a few blocks of rows from `row` on. What a
-// follower becomes stays in registers until its own turn.
+// Rotates adjacent columns pairwise, each with the next, from the left, in a few blocks of rows from `row` on. The next
+// column stays in registers for its own rotation.
 template <size_t blocks>
 void rotate_rows(const columns &matrix, size_t row, size_t first, const rotation *turns, size_t count) {
     float *column = matrix[first] + row;
@@ -286,7 +286,7 @@ void cancel(const workspace &work, size_t from, size_t k) {
     }
 }
 
-// The first row of the last block that does not fall apart above row k.
+// The first row of the last unreduced block, which ends with row k.
 size_t split(const workspace &work, size_t k) {
     for (size_t l = k;; --l) {
         if (negligible(work.super[l]))
@@ -308,7 +308,7 @@ float shift(const workspace &work, size_t l, size_t k) {
     return ((x - z) * (x + z) + h * (y / (f + (f >= 0 ? root : -root)) - h)) / x;
 }
 
-// One QR sweep down the block l..k: the bulge that the shift makes is chased out by rotations of v and u in turn.
+// One QR sweep down the block l..k: the bulge that the shift creates is chased out by alternating rotations of v and u.
 void sweep(const workspace &work, size_t l, size_t k) {
     float f = shift(work, l, k), x = work.diagonal[l], c = 1, s = 1;
     for (size_t j = l; j < k; ++j) {
@@ -380,7 +380,8 @@ void load_columns(const columns &to, const float *from, size_t width) {
     }
 }
 
-// And back; says whether all of them are finite. A product with 0 is 0 unless the other factor is infinite or NaN.
+// The inverse; returns whether all of them are finite. A product with 0 is 0 unless the other factor is infinite or
+// NaN.
 bool store_columns(float *to, const columns &from, size_t width) {
     floats products = {};
     size_t i = 0;

@@ -1,34 +1,34 @@
-// AVX2: adds the products of 16, 8 or 4 taps to a vector of partial sums, and turns the partial sums of 4 outputs into
-// their samples. On x86-64 a call of 4096 samples from 48 to 8 kHz takes 1.6 ns an output instead of 13.8, one of 480
-// samples 2.0 instead of 15.7; from 44.1 to 48 kHz 0.7 instead of 2.8, and 0.8 instead of 2.9.
+// AVX2: adds the products of 16, 8 or 4 taps to a vector of partial sums, and converts the partial sums of 4 outputs to
+// their samples. On x86-64 calls of 480 to 4096 samples are 8 times as fast as the scalar code from 48 to 8 kHz, and 4
+// times from 44.1 to 48 kHz.
 #pragma once
 
 #include "common/intrinsics.hpp"
-#include "common/unit.hpp"
+#include "common/simd.hpp"
 #include "polyphase.hpp"
 
 namespace vela::detail {
 
-struct vector_unit {
+struct simd_ops {
     using sums = __m256i;
 
-    VELA_UNIT [[gnu::always_inline]] static sums zero() { return _mm256_setzero_si256(); }
-    VELA_UNIT [[gnu::always_inline]] static sums add16(sums sum, const int16_t *a, const int16_t *b) {
+    VELA_SIMD [[gnu::always_inline]] static sums zero() { return _mm256_setzero_si256(); }
+    VELA_SIMD [[gnu::always_inline]] static sums add16(sums sum, const int16_t *a, const int16_t *b) {
         return _mm256_add_epi32(sum, _mm256_madd_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(a)),
                                                        _mm256_loadu_si256(reinterpret_cast<const __m256i *>(b))));
     }
-    VELA_UNIT [[gnu::always_inline]] static sums products8(const int16_t *a, const int16_t *b) {
+    VELA_SIMD [[gnu::always_inline]] static sums products8(const int16_t *a, const int16_t *b) {
         return _mm256_zextsi128_si256(_mm_madd_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a)),
                                                      _mm_loadu_si128(reinterpret_cast<const __m128i *>(b))));
     }
-    VELA_UNIT [[gnu::always_inline]] static sums products4(const int16_t *a, const int16_t *b) {
+    VELA_SIMD [[gnu::always_inline]] static sums products4(const int16_t *a, const int16_t *b) {
         return _mm256_zextsi128_si256(_mm_madd_epi16(_mm_loadu_si64(a), _mm_loadu_si64(b)));
     }
-    VELA_UNIT [[gnu::always_inline]] static sums add4(sums sum, const int16_t *a, const int16_t *b) {
+    VELA_SIMD [[gnu::always_inline]] static sums add4(sums sum, const int16_t *a, const int16_t *b) {
         return _mm256_add_epi32(sum, products4(a, b));
     }
     // Pairwise additions, a to d being the outputs:  a a a a | a a a a   to   a b c d | a b c d   to   a b c d
-    VELA_UNIT [[gnu::always_inline]] static void store(const sums (&sum)[kOutputs], int16_t *to) {
+    VELA_SIMD [[gnu::always_inline]] static void store(const sums (&sum)[kOutputs], int16_t *to) {
         const sums quarters = _mm256_hadd_epi32(_mm256_hadd_epi32(sum[0], sum[1]), _mm256_hadd_epi32(sum[2], sum[3]));
         const __m128i all = _mm_add_epi32(_mm256_castsi256_si128(quarters), _mm256_extracti128_si256(quarters, 1));
         const __m128i shifted = _mm_srai_epi32(all, kCoefficientBits);

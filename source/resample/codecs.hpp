@@ -6,7 +6,7 @@
 #pragma once
 
 #include "common/endian.hpp"
-#include "common/unit.hpp"
+#include "common/simd.hpp"
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -23,10 +23,10 @@ struct linear_codec {
     static void encode(int sample, uint8_t *to) { store16<order>(to, static_cast<uint16_t>(sample)); }
 };
 
-// The codec of samples as they lie in this machine's memory.
+// The codec of samples in this machine's byte order.
 using native_codec = linear_codec<std::endian::native>;
 
-// What a byte of a law expands to, for all 256 of them.
+// The samples of all 256 codes of a law.
 template <class Law>
 inline constexpr auto kExpanded = [] {
     std::array<int16_t, 256> samples{};
@@ -41,8 +41,9 @@ struct halved {
     Value times, value;
 };
 
-// Halves a value, of 0 to 8191, until it is below `limit`, a power of two. For one value the leading one tells how
-// often; in the lanes of a vector three steps do, since the limits here are never more than seven halvings away.
+// Halves a value, of 0 to 8191, until it is below `limit`, a power of two. For one value the position of the leading
+// one gives the count; in the lanes of a vector three steps suffice, since at most seven halvings are needed for the
+// limits here.
 template <int limit>
 [[gnu::always_inline]] inline halved<int> halve_below(int value) {
     const auto width = [](int of) { return static_cast<int>(std::bit_width(static_cast<uint32_t>(of))); };
@@ -65,9 +66,9 @@ template <int limit, class Value>
     return {times, value};
 }
 
-// The common form of the laws: bit 7 set for positive samples, and a code for the magnitude. That of a negative sample
-// is its bitwise complement, so that each sign has 32768 of them; its lowest bits, which no code depends on, are
-// dropped first. Samples are encoded one by one or in the lanes of a vector by the same text.
+// The common form of the laws: bit 7 set for positive samples, and a code for the magnitude. The magnitude of a
+// negative sample is its bitwise complement, so that each sign has 32768 of them; the lowest bits, on which no code
+// depends, are dropped first. The same source encodes single samples and the lanes of a vector.
 template <class Law>
 struct companded_codec {
     static constexpr size_t size = 1;
@@ -129,12 +130,12 @@ inline void encode_each(const int16_t *samples, size_t count, uint8_t *to) {
         Codec::encode(samples[i], to + i * Codec::size);
 }
 
-#ifdef VELA_UNIT
-// As many samples as fill whole vectors; returns their number. A whole call takes, without it, so many times as long
-// (AVX2) and so many times the instructions (NEON), A-law and mu-law: 1.9 and 2.3, 1.4 and 1.6 for 16 samples; 7.6 and
-// 5.6, 2.2 and 2.6 for 64; 9 and 10, 4.0 and 4.4 for 8000.
+#ifdef VELA_SIMD
+// Encodes as many samples as fill whole vectors; returns their number. A whole call takes less time with AVX2, and
+// fewer instructions with NEON, by these factors: 1.9 (A-law) and 2.3 (mu-law) with AVX2, 1.4 and 1.6 with NEON for 16
+// samples; 7.6 and 5.6, 2.2 and 2.6 for 64; 9 and 10, 4.0 and 4.4 for 8000.
 template <class Codec>
-VELA_UNIT size_t encode_vectors(const int16_t *samples, size_t count, uint8_t *to) {
+VELA_SIMD size_t encode_vectors(const int16_t *samples, size_t count, uint8_t *to) {
 #if defined VELA_AVX2 && !defined __clang__ // which hands 32 bytes to functions for AVX only, inlined or not
     constexpr size_t length = 16;
 #else
@@ -158,9 +159,9 @@ inline void encode_block(const int16_t *samples, size_t count, uint8_t *to) {
     if constexpr (std::is_same_v<Codec, native_codec>)
         return void(std::memcpy(to, samples, count * sizeof *samples));
     size_t done = 0;
-#ifdef VELA_UNIT
+#ifdef VELA_SIMD
     if constexpr (Codec::size == 1)
-        if (has_unit())
+        if (has_simd())
             done = encode_vectors<Codec>(samples, count, to);
 #endif
     encode_each<Codec>(samples + done, count - done, to + done * Codec::size);

@@ -2,7 +2,7 @@
 // outputs of 16 bits that saturate. Sums that wrap around are the same in any order: all paths give the same bits.
 #pragma once
 
-#include "common/unit.hpp"
+#include "common/simd.hpp"
 #include "polyphase.hpp"
 #include <algorithm>
 #include <array>
@@ -32,7 +32,7 @@ namespace vela::detail {
 #endif
 }
 
-// The place of one output after the other in the rows; the filter has fixed_taps taps, or any number where that is 0.
+// Iterates over the rows of consecutive outputs; the filter has fixed_taps taps, or any number if that is 0.
 template <uint32_t fixed_taps>
 struct row_walk {
     size_t taps, cycle, cycle_span;
@@ -59,7 +59,7 @@ struct row_walk {
     }
 };
 
-// Outputs one by one: the meaning of the filter, and its path for machines without a vector unit.
+// Outputs one by one: defines the filter's results, and is the path for machines without SIMD.
 template <uint32_t fixed_taps>
 void filter_each(const polyphase &filter, const int16_t *window, row_position &at, uint32_t count, int16_t *out) {
     row_walk<fixed_taps> walk(filter, window, at);
@@ -90,41 +90,41 @@ void filter_each(const polyphase &filter, const int16_t *window, row_position &a
 
 namespace vela::detail {
 
-#ifdef VELA_UNIT
+#ifdef VELA_SIMD
 // Outputs in groups.
 template <uint32_t fixed_taps>
-VELA_UNIT void filter_groups(const polyphase &filter, const int16_t *window, row_position &at, uint32_t count,
+VELA_SIMD void filter_groups(const polyphase &filter, const int16_t *window, row_position &at, uint32_t count,
                              int16_t *out) {
     row_walk<fixed_taps> walk(filter, window, at);
     for (; count; count -= kOutputs, out += kOutputs, walk.advance(kOutputs)) {
-        vector_unit::sums sums[kOutputs];
+        simd_ops::sums sums[kOutputs];
         const int16_t *row = walk.row;
         for (uint32_t i = 0; i < kOutputs; ++i) {
             const int16_t *samples = walk.origin + walk.start[i];
             const size_t part = walk.taps % 16;
             if (part >= 8) {
-                sums[i] = vector_unit::products8(row, samples);
+                sums[i] = simd_ops::products8(row, samples);
                 if (part > 8)
-                    sums[i] = vector_unit::add4(sums[i], row + 8, samples + 8);
+                    sums[i] = simd_ops::add4(sums[i], row + 8, samples + 8);
             } else {
-                sums[i] = part ? vector_unit::products4(row, samples) : vector_unit::zero();
+                sums[i] = part ? simd_ops::products4(row, samples) : simd_ops::zero();
             }
             row = one_address(row + part);
             samples = one_address(samples + part);
             for (size_t left = walk.taps / 16; left; --left) {
-                sums[i] = vector_unit::add16(sums[i], row, samples);
+                sums[i] = simd_ops::add16(sums[i], row, samples);
                 row = one_address(row + 16);
                 samples = one_address(samples + 16);
             }
         }
-        vector_unit::store(sums, out);
+        simd_ops::store(sums, out);
     }
     at = walk.position(filter, window);
 }
 #endif
 
-// Chooses the functions for a filter's taps. Those of up to 32 are unrolled.
-inline void choose_functions(polyphase &filter, [[maybe_unused]] bool by_unit) {
+// Selects the functions for a filter's taps. Those for up to 32 taps are unrolled.
+inline void choose_functions(polyphase &filter, [[maybe_unused]] bool use_simd) {
     using all_taps = std::make_integer_sequence<uint32_t, 9>;
     const size_t index = filter.taps <= 32 ? filter.taps / kTapsMultiple : 0;
     static constexpr auto each_of = []<uint32_t... i>(std::integer_sequence<uint32_t, i...>) {
@@ -132,12 +132,12 @@ inline void choose_functions(polyphase &filter, [[maybe_unused]] bool by_unit) {
     }
     (all_taps());
     filter.each = each_of[index];
-#ifdef VELA_UNIT
+#ifdef VELA_SIMD
     static constexpr auto groups_of = []<uint32_t... i>(std::integer_sequence<uint32_t, i...>) {
         return std::array{filter_groups<i * kTapsMultiple>...};
     }
     (all_taps());
-    filter.groups = by_unit ? groups_of[index] : nullptr;
+    filter.groups = use_simd ? groups_of[index] : nullptr;
 #endif
 }
 

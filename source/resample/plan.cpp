@@ -1,4 +1,4 @@
-// The rows of a kernel table, and whether they still are those of the record's table.
+// The rows of a kernel table, and whether they are still those of the record's table.
 #include "plan.hpp"
 #include "common/memory.hpp"
 #include "compare.hpp"
@@ -15,11 +15,11 @@ constexpr uint32_t kMostPhases = UINT16_MAX;
 constexpr uint32_t kShortestCycle = 32;
 constexpr uintptr_t kTableAlignment = 4; // for the comparison
 
-// The measures of a record's filter as rows: none for a filter that only the plain conversion can do. Taps that would
-// reach farther back than the history have no place in a row.
+// The dimensions of a record's filter as rows: none for a filter that only the conversion by the table can do. Taps
+// beyond the history are left out.
 struct row_layout {
     uint32_t taps = 0, cycle = 0, rows = 0;
-    uint32_t coeffs = 0; // of the table, that are in rows
+    uint32_t coeffs = 0; // number of the table's coefficients in the rows
     uint32_t first_outputs = 0, first_samples = 0;
 
     [[gnu::cold, gnu::noinline]] explicit row_layout(const resample_state &state) {
@@ -39,7 +39,7 @@ struct row_layout {
             first_outputs = static_cast<uint32_t>(outputs);
             first_samples = static_cast<uint32_t>(samples);
             cycle = (kShortestCycle + phases - 1) / phases * phases;
-            rows = (cycle + kOutputs) / 2 * 2; // an even number of starts, for the alignment of the rows behind them
+            rows = (cycle + kOutputs) / 2 * 2; // an even number of starts, for the alignment of the rows after them
             return;
         }
     }
@@ -47,11 +47,11 @@ struct row_layout {
     size_t size() const { return rows * sizeof(uint32_t) + (size_t{rows} * taps + coeffs) * sizeof(int16_t); }
 };
 
-// Whether the plan was made from what the record has now.
+// Whether the plan was made from the record's current values.
 bool is_current(const resample_plan &plan, const resample_state &state) {
     return plan.interp_factor == state.interp_factor && plan.decim_factor == state.decim_factor &&
            plan.num_coeffs == state.num_coeffs && plan.coeff_shift == state.coeff_shift &&
-           plan.history_len == state.history_len && plan.widest_unit == vela_widest_unit &&
+           plan.history_len == state.history_len && plan.max_simd == vela_max_simd &&
            are_equal(plan.coeffs, state.coeffs, plan.copied, plan.filter.groups);
 }
 
@@ -68,7 +68,7 @@ bool is_current(const resample_plan &plan, const resample_state &state) {
         write_row(state, phase, layout, filter.rows + size_t{row} * layout.taps);
         if (phase == 1 % L) {
             plan.row_of_phase_1 = row % L;
-            filter.cycle = layout.cycle; // that has every phase, since the factors have no common divisor
+            filter.cycle = layout.cycle; // has every phase, since the factors have no common divisor
         }
         start += M / L;
         phase += M % L;
@@ -79,21 +79,21 @@ bool is_current(const resample_plan &plan, const resample_state &state) {
     }
 }
 
-// Makes the rows anew. Those that have no room are not made.
+// Rebuilds the rows, or removes them if the block is too small.
 [[gnu::cold, gnu::noinline]] void rebuild(resample_plan &plan, const resample_state &state) {
     const row_layout layout(state);
     polyphase &filter = plan.filter;
     filter.cycle = 0;
     plan.num_coeffs = 0;
     plan.copied = 0;
-    if (layout.rows == 0 || layout.size() > plan.room)
+    if (layout.rows == 0 || layout.size() > plan.capacity)
         return;
     filter.starts = reinterpret_cast<uint32_t *>(&plan + 1);
     filter.rows = reinterpret_cast<int16_t *>(filter.starts + layout.rows);
     filter.taps = layout.taps;
     filter.cycle_span = static_cast<uint32_t>(uint64_t{layout.cycle} * state.decim_factor / state.interp_factor);
     write_rows(plan, state, layout);
-    choose_functions(filter, has_unit());
+    choose_functions(filter, has_simd());
     plan.first_outputs = layout.first_outputs;
     plan.first_samples = layout.first_samples;
 
@@ -102,7 +102,7 @@ bool is_current(const resample_plan &plan, const resample_state &state) {
     plan.num_coeffs = state.num_coeffs;
     plan.coeff_shift = state.coeff_shift;
     plan.history_len = state.history_len;
-    plan.widest_unit = vela_widest_unit;
+    plan.max_simd = vela_max_simd;
     int16_t *copy = filter.rows + size_t{layout.rows} * layout.taps;
     std::copy_n(state.coeffs, layout.coeffs, copy);
     plan.coeffs = copy;
@@ -116,20 +116,21 @@ bool is_current(const resample_plan &plan, const resample_state &state) {
 namespace vela::detail {
 
 [[gnu::cold]] bool make_plan(resample_state &state) {
-    const size_t room = row_layout(state).size();
-    if (state.plan && room <= state.plan->room)
+    const size_t size = row_layout(state).size();
+    if (state.plan && size <= state.plan->capacity)
         return true;
-    owned<uint8_t[]> block = allocate<uint8_t>(sizeof(resample_plan) + room);
+    owned<uint8_t[]> block = allocate<uint8_t>(sizeof(resample_plan) + size);
     if (!block)
         return false;
     std::free(state.plan);
     state.plan = new (block.release()) resample_plan;
-    state.plan->room = room;
+    state.plan->capacity = size;
     return true;
 }
 
 resample_plan *refresh_plan(const resample_state &state) {
-    if (!state.plan || reinterpret_cast<uintptr_t>(state.coeffs) % kTableAlignment != 0)
+    if (!state.plan || reinterpret_cast<uintptr_t>(state.coeffs) % kTableAlignment != 0 ||
+        state.phase >= std::max(state.interp_factor, state.decim_factor))
         return nullptr;
     if (!is_current(*state.plan, state))
         rebuild(*state.plan, state);

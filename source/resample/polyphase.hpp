@@ -1,13 +1,13 @@
 // A kernel table as rows, in the order in which consecutive outputs use it.
 //
-// Outputs begin at phase 0 and come back to it after a cycle. The k-th of a cycle multiplies row k with as many samples
-// of a linear window, oldest first. Rows have a multiple of 4 coefficients, with zeros in front where the table has
-// fewer:
+// Outputs start at phase 0 and return to it after a cycle. The k-th of a cycle is the product of row k with the same
+// number of samples of a linear window, oldest first. Rows have a multiple of 4 coefficients, padded with zeros at the
+// front:
 //
 //     starts   0        0        1        1        2        ...    where output k's samples begin, from output 0's
 //     rows     0 c c c  0 c c c  c c c c  c c c c  0 c c c  ...    what they are multiplied with
 //
-// Rows behind the end of the cycle repeat its beginning, so that a group of outputs never has to look for the end.
+// Rows after the end of the cycle repeat its beginning, so that a group of outputs needs no test for the end.
 #pragma once
 
 #include <algorithm>
@@ -21,9 +21,9 @@ namespace vela::detail {
 
 constexpr int kCoefficientBits = 14; // of fraction
 constexpr uint32_t kTapsMultiple = 4;
-constexpr uint32_t kOutputs = 4; // that a vector unit computes side by side
+constexpr uint32_t kOutputs = 4; // computed side by side by SIMD code
 
-// A sum of products as the sample that it stands for.
+// The sample of a sum of products.
 [[gnu::always_inline]] inline int16_t sample_of(uint32_t sum, int fraction_bits = kCoefficientBits) {
     const int32_t value = static_cast<int32_t>(sum) >> fraction_bits;
 #ifdef __ARM_FEATURE_SAT
@@ -33,8 +33,8 @@ constexpr uint32_t kOutputs = 4; // that a vector unit computes side by side
 #endif
 }
 
-// The same address, but for the compiler a new one: 32-bit ARM then keeps it in a register and steps it along, instead
-// of computing one for each load.
+// The same address, opaque to the compiler: on 32-bit ARM it then keeps it in a register and increments it, instead of
+// computing each load's address.
 [[gnu::always_inline]] inline const int16_t *one_address(const int16_t *address) {
 #ifdef __arm__
     __asm__("" : "+r"(address));
@@ -42,7 +42,8 @@ constexpr uint32_t kOutputs = 4; // that a vector unit computes side by side
     return address;
 }
 
-// Where a sequence of outputs stands: the row of the next one, and the index in the window from which starts count.
+// The position of a sequence of outputs: the row of the next one, and the index in the window to which starts are
+// relative.
 struct row_position {
     uint32_t row;
     ptrdiff_t origin;
@@ -53,12 +54,12 @@ struct polyphase {
                           int16_t *out);
 
     uint32_t taps = 0;       // coefficients in a row
-    uint32_t cycle = 0;      // outputs until the first row comes again; 0: there are no rows
+    uint32_t cycle = 0;      // outputs until the first row is used again; 0 without rows
     uint32_t cycle_span = 0; // input samples in that time
     int16_t *rows = nullptr;
     uint32_t *starts = nullptr;
     function *each = nullptr;
-    function *groups = nullptr; // by the vector unit, where there is one: whole groups of kOutputs
+    function *groups = nullptr; // by SIMD code, if there is any: whole groups of kOutputs
 
     // Makes the next outputs from a window.
     void run(const int16_t *window, row_position &at, uint32_t count, int16_t *out) const {

@@ -1,5 +1,4 @@
-// Records: their making, their reset and their end.
-#include "common/fourcc.hpp"
+// Records: allocation, reset and release.
 #include "common/memory.hpp"
 #include "plan.hpp"
 #include <algorithm>
@@ -10,10 +9,6 @@
 using namespace vela::detail;
 
 namespace {
-
-static_assert(RESAMPLE_LANC == fourcc("LANC"));
-static_assert(RESAMPLE_LAN2 == fourcc("LAN2"));
-static_assert(RESAMPLE_BILI == fourcc("BILI"));
 
 struct state_deleter {
     void operator()(resample_state *state) const { resample_free(state); }

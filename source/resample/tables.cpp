@@ -18,8 +18,8 @@ int16_t coefficient(float weight) {
     return static_cast<int16_t>(half_more);
 }
 
-// Gives the record a symmetric table, of which half_table(k) is coefficient k up to the middle one. A length that can't
-// be, or no memory, leaves the record as it was.
+// Sets the record's table to a symmetric one, with half_table(k) as coefficient k up to the middle. An invalid length,
+// or no memory, leaves the record unchanged.
 template <class HalfTable>
 void replace_table(resample_state &state, uint64_t length, HalfTable half_table) {
     if (length == 0 || length > kLongestTable)
@@ -35,7 +35,7 @@ void replace_table(resample_state &state, uint64_t length, HalfTable half_table)
     state.num_coeffs = static_cast<uint16_t>(count);
     state.coeff_shift = kCoefficientBits;
     if (state.plan)
-        static_cast<void>(make_plan(state)); // without memory for longer rows it is converted by the table itself
+        static_cast<void>(make_plan(state)); // without memory for longer rows, conversion uses the table itself
 }
 
 } // namespace

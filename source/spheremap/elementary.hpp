@@ -1,5 +1,5 @@
-// Elementary functions of doubles, of this library's own, so that every machine gives the same bits: quick ones with a
-// known error, and others that are rounded correctly, for where the last place matters.
+// The library's own elementary functions of doubles, with the same bits on every machine: fast ones with a known error,
+// and correctly rounded ones.
 #pragma once
 
 #include <algorithm>
@@ -10,15 +10,15 @@
 
 namespace vela::detail {
 
-// Both of one angle.
+// Sine and cosine of an angle.
 struct unit_vector {
     double sine, cosine;
 };
 
-// Polynomials that interpolate at Chebyshev's nodes.
+// Interpolation polynomials at Chebyshev nodes.
 namespace quick {
 
-// first + second x + third x^2 + ...: Horner's rule for pairs, half of them waiting for one another.
+// first + second x + third x^2 + ...: Horner's rule on pairs of terms, which halves the chain of dependent operations.
 template <class... Coefficients>
 [[gnu::always_inline]] constexpr double polynomial(double x, double square, double first, double second,
                                                    Coefficients... others) {
@@ -38,13 +38,13 @@ template <class... Coefficients>
                           -0x1.a019fd434d293p-13, 0x1.71dcf6e6edbf4p-19, -0x1.ae040abefe2a7p-26, 0x1.52e0e611966eep-33);
 }
 
-// The angle of the direction (x, y), where x or y isn't 0, within 2^-40 of it. Beyond an eighth of a half turn, that of
-// the direction turned back by a quarter of it.
+// The angle of the direction (x, y), where x or y isn't 0, within 2^-40 of it. Beyond an eighth of a half turn,
+// computed from the direction rotated back by a quarter of it.
 [[gnu::noinline]] inline double arctangent(double y, double x) {
     constexpr double eighth = 0.41421; // its tangent
     const double across = std::fabs(y), ahead = std::fabs(x);
     const double low = std::min(across, ahead), high = std::max(across, ahead);
-    // Without branches, which would be foretold badly.
+    // Branchless, since branches would be mispredicted.
     const double turned = low > eighth * high ? 1 : 0;
     const double slope = (low - turned * high) / (high + turned * low);
     const double z = slope * slope;
@@ -59,10 +59,10 @@ template <class... Coefficients>
 
 } // namespace quick
 
-// Evaluated to 90 bits or more, as the unevaluated sum of two doubles, and rounded once.
+// Evaluated to at least 90 bits, as the unevaluated sum of two doubles (double-double), and rounded once.
 namespace rounded {
 
-// The sum of both, where high is the sum rounded.
+// The value is the sum of both; high is that sum rounded.
 struct double_double {
     double high, low;
 };
@@ -100,9 +100,9 @@ constexpr double_double double_double_quotient(double_double a, double b) {
     return exact_sum(high, ((a.high - back.high) - back.low + a.low) / b);
 }
 
-// Of the power series of sine and cosine up to the 29th power: (-1)^(k / 2) / k!.
+// Coefficients of the power series of sine and cosine up to the 29th power: (-1)^(k / 2) / k!.
 constexpr int kTerms = 30;
-// Beyond this power they stay below the last place of the first, and need no lower half.
+// Beyond this power they are below the first one's last place and need no lower half.
 constexpr int kWholeTerms = 18;
 
 constexpr auto kSeries = [] {
@@ -141,7 +141,7 @@ struct double_double_vector {
     double_double sine, cosine;
 };
 
-// At what is left of x after the nearest multiple of a quarter turn. abs(x) must stay below 2^50, so that the number of
+// At the remainder of x from the nearest multiple of a quarter turn. abs(x) must be below 2^50, so that the number of
 // quarter turns is an exact double.
 [[gnu::noinline]] inline double_double_vector sine_cosine_of(double x) {
     constexpr double quarter_turn[] = {0x1.921fb54442d18p+0, 0x1.1a62633145c07p-54, -0x1.f1976b7ed8fbcp-110};
@@ -166,7 +166,7 @@ struct double_double_vector {
     }
 }
 
-// Of a zero with its sign.
+// Signed zeros included.
 inline double sine(double x) { return x == 0 ? x : sine_cosine_of(x).sine.high; }
 
 inline unit_vector sine_cosine(double x) {
@@ -176,14 +176,13 @@ inline unit_vector sine_cosine(double x) {
     return {sine.high, cosine.high};
 }
 
-// guess + y / x, where that is small against the guess.
+// guess + y / x, with a quotient that is small compared to the guess.
 [[gnu::noinline]] inline double corrected(double guess, double_double y, double x) {
     const double_double more = double_double_quotient(y, x), whole = exact_sum(guess, more.high);
     return whole.high + (whole.low + more.low);
 }
 
-// Of -1 to 1. From a guess that is off by d, with the sine s and the cosine c: x - s = c d - s d^2 / 2, up to parts of
-// 2^-120.
+// For -1 to 1. From a guess with the error d, sine s and cosine c: x - s = c d - s d^2 / 2, up to terms of 2^-120.
 inline double arcsine(double x) {
     if (x == 0 || x == 1 || x == -1)
         return x * (std::numbers::pi / 2);
@@ -194,7 +193,8 @@ inline double arcsine(double x) {
     return corrected(guess, sum(beyond, {sine.high * d * d / 2, 0}), cosine.high);
 }
 
-// From a guess that is off by d: the direction turned back by it lies at d's tangent, which is d up to parts of 2^-120.
+// From a guess with the error d: the tangent of the direction rotated back by the guess is that of d, which is d up to
+// terms of 2^-120.
 [[gnu::noinline]] inline double arctangent(double y, double x) {
     if (y == 0)
         return x < 0 || (x == 0 && std::signbit(x)) ? std::copysign(std::numbers::pi, y) : y;

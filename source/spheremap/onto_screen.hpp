@@ -1,4 +1,4 @@
-// From the sphere onto the screen, in integers.
+// Projection from the sphere to the screen, in integers.
 #pragma once
 
 #include "common/angle.hpp"
@@ -7,23 +7,23 @@
 
 namespace vela::detail {
 
-// Sphere and screen points may be the same memory, so they are accessed as pairs of numbers that alias either.
+// Sphere and screen points may be the same memory, so they are accessed by a type that may alias both.
 using coordinate [[gnu::may_alias]] = int32_t;
 
 constexpr smap_screen_pt kBehind = {-1234, -5678};
-// Depth at which a point stops being in front: -1/1024 in Q24.
+// Points at or below this depth are behind the camera: -1/1024 in Q24.
 constexpr int32_t kBehindDepth = -(1 << 14);
 constexpr int kScaleBits = 15;
 constexpr int32_t kMostWidth = (1 << 16) - 1;
 
-// Of a sine in Q10.
+// Arcsine of a sine in Q10.
 [[gnu::always_inline]] inline int32_t arcsine(int32_t sine) {
     const int32_t *of_zero = vela_arcsine_table.data() + 1024;
-    asm("" : "+r"(of_zero)); // otherwise the compiler adds to each index
+    asm("" : "+r"(of_zero)); // otherwise the compiler adds the offset to each index
     return of_zero[sine];
 }
 
-// A direction as seen from a view, Q24.
+// A direction in the view's coordinates, Q24.
 struct sight {
     int32_t across, up, depth;
 };
@@ -48,7 +48,7 @@ struct pixel_grid {
     // Whether the product of any arcsine and the scale fits 32 bits: screens of up to 512 pixels a degree.
     bool is_coarse() const { return static_cast<uint32_t>(scale) < kCoarse; }
 
-    // Pixels from the centre for the sine, in Q24, of the angle from a central plane. Product is int64_t where the grid
+    // Pixels from the centre for the sine, in Q24, of the angle from a central plane. Product is int64_t if the grid
     // may not be coarse.
     template <class Product>
     [[gnu::always_inline]] int32_t offset(int32_t sine) const {
@@ -56,7 +56,7 @@ struct pixel_grid {
         return static_cast<int32_t>(shifted_toward_zero<kScaleBits>(angle * scale));
     }
 
-    // The same on a coarse grid, where neither the sine nor the scale is negative.
+    // The same on a coarse grid, with neither the sine nor the scale negative.
     [[gnu::always_inline]] int32_t offset_of_positive(int32_t sine) const {
         return arcsine(sine >> 14) * scale >> kScaleBits;
     }
@@ -76,7 +76,7 @@ inline placed put(coordinate *to, int32_t x, int32_t y, placed result) {
 
 inline placed put_behind(coordinate *to) { return put(to, kBehind.x, kBehind.y, placed::behind); }
 
-// Any direction on any view.
+// Any direction in any view.
 [[gnu::cold, gnu::noinline]] inline placed place_any(const coordinate *from, const smap_view &view, coordinate *to) {
     const sine_cosine pan = sine_cosine_of(difference_of_angles(from[0], view.pan));
     const sight seen = see(pan, sine_cosine_of(from[1]), sine_cosine_of(view.tilt));
@@ -87,8 +87,7 @@ inline placed put_behind(coordinate *to) { return put(to, kBehind.x, kBehind.y, 
                wrapping_difference(screen.centre_y, screen.offset<int64_t>(seen.up)), placed::in_front);
 }
 
-// What a single point needs of its view, computed when it is asked for: on a coarse grid for sure, the tilt beyond no
-// pole.
+// The view's data for a single point, computed when used: on a coarse grid, with the tilt within the poles.
 struct point_view {
     const smap_view &view;
     near_angle tilt;
@@ -113,9 +112,9 @@ struct polygon_view {
     pixel_grid screen() const { return grid; }
 };
 
-// A direction on a coarse grid, neither its tilt nor the view's beyond a pole. Then no cosine is negative but the
-// pan's, beyond a quarter turn from the view's, so that a shift truncates products toward zero, with a bias for those.
-// The offset across gets its sign at last.
+// A direction on a coarse grid, with its tilt and the view's within the poles. Then only the cosine of the pan can be
+// negative, beyond a quarter turn from the view's: a shift truncates products toward zero, with a bias for that case.
+// The horizontal offset gets its sign at the end.
 template <class View>
 [[gnu::always_inline]] inline placed place_near(sine_table sines, int32_t pan, near_angle tilt, const View &view,
                                                 coordinate *to) {

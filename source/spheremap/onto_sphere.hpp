@@ -1,8 +1,8 @@
-// From the screen back onto the sphere, in doubles.
+// Projection from the screen back to the sphere, in doubles.
 //
-// What counts is the result in whole Q10 degrees. It is found by quick elementary functions; only where it comes so
-// near to an integer, or the direction to where small errors grow, that those of another machine might give another
-// one, it is computed again from the definition with functions that are rounded correctly.
+// The result is in whole Q10 degrees. It is computed by fast elementary functions; only if it is so close to an
+// integer, or the direction to a point where small errors grow, that it might be rounded differently, it is computed
+// again from the definition with correctly rounded functions.
 #pragma once
 
 #include "common/angle.hpp"
@@ -15,7 +15,7 @@ namespace vela::detail {
 constexpr double kToRadians = std::numbers::pi / kHalfTurn;
 constexpr double kFromRadians = kHalfTurn / std::numbers::pi;
 
-// The canonical direction of truncated angles, of which a pan near the end of its range may lie beyond it.
+// The canonical direction of truncated angles; a pan near the end of its range may be beyond it.
 inline smap_sphere_pt canonical(double pan, double tilt) {
     int32_t whole_pan = std::fabs(pan) <= INT32_MAX ? static_cast<int32_t>(pan)
                                                     : static_cast<int32_t>(static_cast<int64_t>(pan) % kTurn);
@@ -41,14 +41,14 @@ struct exact_way_back {
             return {0, 0};
         const double depth = std::sqrt(depth_squared);
         const double pan = rounded::arctangent(across, axis.cosine * depth - axis.sine * up);
-        // Rounding can carry the zenith a hair beyond 1.
+        // Rounding can make the zenith slightly more than 1.
         const double tilt = rounded::arcsine(std::clamp(up * axis.cosine + depth * axis.sine, -1.0, 1.0));
         return canonical((pan + view.pan * kToRadians) * kFromRadians, tilt * kFromRadians);
     }
 };
 
-// With the quick functions. Their errors of 2^-43 grow by no more than 16 times where the depth is taken, and again
-// where the pan is, so that angles come out within 2^-18 Q10 degrees; adding a pan of up to 2^31 rounds to 2^-21.
+// With the fast functions. Their errors of 2^-43 grow by at most 16 times in the depth, and again in the pan, so angles
+// are within 2^-18 Q10 degrees; adding a pan of up to 2^31 rounds to 2^-21.
 struct quick_way_back {
     explicit quick_way_back(const smap_view &view)
         : radians_per_pixel(view.fov * kToRadians / view.width), centre_x(view.width >> 1), centre_y(view.height >> 1),
@@ -58,7 +58,7 @@ struct quick_way_back {
         axis = {sign * quick::sine(rest), sign * quick::sine(std::numbers::pi / 2 - std::fabs(rest))};
     }
 
-    // Whether the result is settled, which it then is.
+    // Stores the result and returns true if it is certain.
     bool operator()(smap_screen_pt point, smap_sphere_pt &result) const {
         constexpr double small = 1.0 / 256;
         double around = (point.x - centre_x) * radians_per_pixel, above = (centre_y - point.y) * radians_per_pixel;
@@ -88,7 +88,7 @@ private:
     double radians_per_pixel, centre_x, centre_y, pan;
     unit_vector axis;
 
-    // Brings an angle into the range of the quick sine, which stays the same, unless it is too far out.
+    // Reduces an angle to the range of the fast sine, with the same sine, unless it is too far outside.
     static bool fold_once(double &angle) {
         constexpr double quarter = std::numbers::pi / 2;
         if (std::fabs(angle) > quarter) [[unlikely]]
@@ -96,14 +96,14 @@ private:
         return std::fabs(angle) <= quarter;
     }
 
-    // Of what a truncation leaves.
+    // Tests the fraction that a truncation drops.
     static bool is_far_from_integers(double fraction) {
         constexpr double margin = 1.0 / (1 << 16);
         return std::fabs(std::fabs(fraction) - 0.5) < 0.5 - margin;
     }
 };
 
-// The way back from one view.
+// The inverse projection of one view.
 class way_back {
 public:
     explicit way_back(const smap_view &seen) : view(seen), quick(seen) {}
@@ -120,7 +120,7 @@ public:
 private:
     smap_view view;
     quick_way_back quick;
-    std::optional<exact_way_back> exact; // when it is needed
+    std::optional<exact_way_back> exact; // made when needed
 };
 
 } // namespace vela::detail

@@ -1,4 +1,4 @@
-// The sphere map: ranges of pan and tilt, points and polygons onto the screen and back, and their prints.
+// The sphere map: ranges of pan and tilt, projection of points and polygons to the screen and back, and their prints.
 #include "common/angle.hpp"
 #include "common/contract.hpp"
 #include "common/wrapping.hpp"
@@ -26,7 +26,7 @@ void copy_to(T *to, const T &value) {
     std::memcpy(to, &value, sizeof value);
 }
 
-// The angle less whole turns, in [-half a turn, half a turn]: a positive angle ends at the positive end.
+// The angle minus whole turns, in [-half a turn, half a turn]: half a turn keeps its sign.
 int32_t within_half_turn(int32_t angle) {
     const int32_t rest = wrapped(angle);
     return rest == -kHalfTurn && angle > 0 ? kHalfTurn : rest;
@@ -64,7 +64,7 @@ int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *vi
     const auto *from = reinterpret_cast<const coordinate *>(pt);
     auto *to = reinterpret_cast<coordinate *>(out);
     const near_angle tilt(from[1]), view_tilt(view->tilt);
-    // No tilt beyond a pole, and a grid that is coarse for sure.
+    // No tilt beyond a pole, and a coarse grid.
     if ((tilt.left | view_tilt.left) >= 0 && static_cast<uint32_t>(view->width) <= kMostWidth &&
         view->fov > 2 * view->width) [[likely]]
         return static_cast<int8_t>(
@@ -88,7 +88,7 @@ int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view,
 
     const polygon_view seen(*view);
     const sine_table sines;
-    const int32_t usual = seen.is_usual() ? 0 : -1; // negative, as what is left of a tilt that isn't
+    const int32_t usual = seen.is_usual() ? 0 : -1; // negative, like the difference of a tilt that isn't
     int32_t in_front = 1;
     for (size_t i = 0; i < sphere.count; ++i) {
         const auto *from = reinterpret_cast<const coordinate *>(sphere.pts + i);

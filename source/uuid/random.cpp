@@ -1,5 +1,5 @@
-// Random bytes and integers: the kernel's device, and the standard generator where that can't be read. WebAssembly has
-// neither; there they come from the program around the module and from nowhere else.
+// Random bytes and integers: from the kernel's device, or from the standard generator if that can't be read. In
+// WebAssembly they come from the host only.
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -15,8 +15,7 @@ namespace {
 
 void seed_once() {}
 
-// Where the program around has no random bytes it throws an exception: a generator of the module's own would give each
-// instance the same UUIDs.
+// A host without random bytes throws an exception: a generator in the module would give each instance the same UUIDs.
 void fill(void *buf, size_t len) { vela_random(buf, len); }
 
 uint16_t next_number() {
@@ -34,10 +33,10 @@ namespace {
 
 constexpr uint32_t kFallbackSeed = 0x52A7C3D1;
 
-// Whether random() has been seeded. Threads that call first at the same time may each do it, which hurts nobody.
+// Whether random() has been seeded. Threads that call first at the same time may each do it, which is harmless.
 constinit std::atomic<bool> is_seeded = false;
 
-// Fills the buffer by one read of the device, or says that it did not deliver as much.
+// Fills the buffer by one read of the device; returns false if it returned fewer bytes.
 bool read_device(void *buf, size_t len) {
     const int device = open("/dev/urandom", O_RDONLY | O_CLOEXEC);
     if (device < 0)
@@ -61,7 +60,7 @@ void seed_once() {
 
 uint32_t next_random() { return static_cast<uint32_t>(random()); }
 
-// Fills up to three bytes from one value, which is taken even for none.
+// Fills up to three bytes from one value, which is consumed even for none.
 uint8_t *fill_bytes(uint8_t *to, size_t count) {
     for (uint32_t value = next_random(); count; --count) {
         value >>= 8;
@@ -70,7 +69,7 @@ uint8_t *fill_bytes(uint8_t *to, size_t count) {
     return to;
 }
 
-// Single bytes up to an aligned address, whole words, and the bytes that are left.
+// Single bytes up to an aligned address, whole words, and the remaining bytes.
 void fill_from_generator(uint8_t *to, size_t len) {
     const size_t leading = std::min<size_t>(-reinterpret_cast<uintptr_t>(to) % 4, len);
     to = fill_bytes(to, leading);

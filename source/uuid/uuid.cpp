@@ -1,5 +1,5 @@
-// UUIDs: made of random bytes, compared, read from text and printed. Texts in one of the three forms exactly are read
-// without sscanf(), which takes much more.
+// UUIDs: made of random bytes, compared, read from text and printed. Texts exactly in one of the three forms are read
+// without sscanf(), which takes much longer.
 #include "common/hex.hpp"
 #include <cstddef>
 #include <cstdio>
@@ -21,8 +21,8 @@ constexpr char kDashedFormat[] = "%02hhx%02hhx%02hhx%02hhx-%02hhx%02hhx-%02hhx%0
 constexpr char kPlainFormat[] = "%02hhx%02hhx%02hhx%02hhx%02hhx%02hhx%02hhx%02hhx"
                                 "%02hhx%02hhx%02hhx%02hhx%02hhx%02hhx%02hhx%02hhx";
 
-// Reads two digits for each of two bytes, behind which it moves, or says that they aren't there. No character is looked
-// at behind one that is none.
+// Reads two digits for each of two bytes and advances past them; returns false if there are others. Characters after a
+// non-digit are not read.
 inline bool read_two(const char *&text, uint8_t *bytes) {
 #pragma GCC unroll 2
     for (size_t i = 0; i < 2; ++i) {
@@ -37,7 +37,7 @@ inline bool read_two(const char *&text, uint8_t *bytes) {
     return true;
 }
 
-// Reads a text that has two digits for each byte and is otherwise laid out as one of the forms, or says that it isn't.
+// Reads a text exactly in one of the forms, with two digits for each byte; returns false for any other.
 bool read_form(const char *text, uint8_t *uuid) {
     uint8_t bytes[kBytes];
     const bool braced = *text == '{';
@@ -57,7 +57,8 @@ bool read_form(const char *text, uint8_t *uuid) {
     return true;
 }
 
-// For the formatted input and output functions, which take the bytes one by one: calls with their indices.
+// Calls a function with the byte indices as arguments, for the formatted input and output functions, which take the
+// bytes separately.
 template <class Call>
 auto with_each_byte(Call call) {
     return [call]<size_t... i>(std::index_sequence<i...>) { return call(i...); }
@@ -99,7 +100,7 @@ int32_t uuid_sprintf(char *text, const char *format, const uint8_t *uuid) {
 }
 
 int32_t uuid_sprint(char *text, const uint8_t *uuid) {
-    uint8_t bytes[kBytes]; // the text may take the place of the UUID
+    uint8_t bytes[kBytes]; // the text may overwrite the UUID
     std::memcpy(bytes, uuid, kBytes);
     *text++ = '{';
 #pragma GCC unroll 16

@@ -1,9 +1,9 @@
 // How models and the library are compared, in tests and fuzz targets alike.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -29,19 +29,28 @@ std::string shown(const Value &value) {
     }
 }
 
-// Ends the program where the library gave something else than the model, and says what of which input.
+// Ends the test, or the fuzz target, with a report; defined by both.
+[[noreturn]] void disagree(const std::string &report);
+
+// Expects the library's result to be the model's; if not, reports what of which input.
 template <class Input, class Value>
 void agree_on(std::string_view what, const Input &input, const Value &got, const Value &expected) {
-    if (got == expected)
-        return;
-    std::fprintf(stderr, "%s of %s: got %s, expected %s\n", std::string(what).c_str(), shown(input).c_str(),
-                 shown(got).c_str(), shown(expected).c_str());
-    std::abort();
+    if (got != expected)
+        disagree(std::string(what) + " of " + shown(input).substr(0, 1500) + ": got " + shown(got).substr(0, 500) +
+                 ", expected " + shown(expected).substr(0, 500));
 }
 
+// The same for texts, from a little before the first difference.
 template <class Input>
 void agree(std::string_view what, const Input &input, std::string_view got, std::string_view expected) {
-    agree_on(what, input, got, expected);
+    if (got == expected)
+        return;
+    const auto same = static_cast<size_t>(
+        std::mismatch(got.begin(), got.end(), expected.begin(), expected.end()).first - got.begin());
+    const size_t from = same < 20 ? 0 : same - 20;
+    agree_on(std::string(what) + (from ? ", from byte " + std::to_string(from) + "," : ""), input,
+             got.substr(from, 100), expected.substr(from, 100));
+    agree_on("the length, " + std::string(what) + ",", input, got.size(), expected.size());
 }
 
 template <class Input>

@@ -18,16 +18,18 @@ using bytes = std::vector<uint8_t>;
 constexpr uint32_t kKernels[] = {RESAMPLE_LANC, RESAMPLE_LAN2, RESAMPLE_BILI};
 constexpr uint32_t kFormats[] = {RESAMPLE_LEND, RESAMPLE_BEND, RESAMPLE_ALAW, RESAMPLE_ULAW};
 
-// All outputs that a stream's samples have, on a record that stands at its beginning.
-inline samples resampled(const resample_state &state, const samples &in) {
+// The outputs of the next samples of a stream, at most `most`.
+inline samples resampled(const resample_state &state, const samples &in, size_t most = SIZE_MAX) {
     samples out;
-    for (uint64_t position = state.phase; position / state.interp_factor < in.size(); position += state.decim_factor) {
+    for (uint64_t position = state.phase; position / state.interp_factor < in.size() && out.size() < most;
+         position += state.decim_factor) {
         uint32_t sum = 0;
         auto at = static_cast<int64_t>(position / state.interp_factor);
         int32_t reach = state.history_len;
-        for (uint64_t k = position % state.interp_factor; k < state.num_coeffs && at >= 0 && reach >= 0;
+        for (uint64_t k = position % state.interp_factor; k < state.num_coeffs && reach >= 0;
              k += state.interp_factor, --at, --reach)
-            sum += static_cast<uint32_t>(state.coeffs[k] * in[static_cast<size_t>(at)]);
+            sum += static_cast<uint32_t>(
+                state.coeffs[k] * (at < 0 ? state.history[state.history_len + at] : in[static_cast<size_t>(at)]));
         out.push_back(static_cast<int16_t>(std::clamp(static_cast<int32_t>(sum) >> state.coeff_shift, -32768, 32767)));
     }
     return out;
@@ -116,6 +118,82 @@ void expect_stream(resample_state &state, const bytes &in, uint32_t from, uint32
     }
     agree("bytes", name, done * size_of(to), expected.size());
 }
+
+// Expects one call's outputs, counts, phase and history, by what the record holds before it.
+inline void expect_call(resample_state &state, const bytes &in, uint32_t from, uint32_t to, uint32_t capacity,
+                        const std::string &name) {
+    const samples input = decoded(in, from), out = resampled(state, input, capacity);
+    const uint64_t next = state.phase + uint64_t{state.decim_factor} * out.size();
+    uint64_t used = input.size();
+    if (!out.empty()) { // the newest sample of the last output stays if it is the next output's as well
+        const uint64_t newest = (next - state.decim_factor) / state.interp_factor;
+        used = newest + (next / state.interp_factor == newest ? 0 : 1);
+    }
+    samples history(state.history, state.history + state.history_len);
+    history.insert(history.end(), input.begin(), input.begin() + static_cast<ptrdiff_t>(used));
+
+    block given(part(in));
+    block output = room_for(capacity * size_of(to));
+    auto count = static_cast<uint32_t>(input.size()), made = capacity;
+    resample_mono(&state, given.bytes(), &count, output.bytes(), &made, from, to);
+    std::string content(part(encoded(out, to)));
+    content.resize(capacity * size_of(to) + 1, '#'); // as it was
+    output.expect_content("outputs", name, content);
+    agree("outputs made", name, made, static_cast<long long>(out.size()));
+    agree("inputs used", name, count, static_cast<long long>(used));
+    agree("phase", name, state.phase, static_cast<long long>(next - used * state.interp_factor));
+    agree_all("history", name, std::span(state.history, state.history_len), std::span(history).last(state.history_len));
+}
+
+// A record whose table and history are the caller's, anywhere in memory.
+struct changed_record {
+    converter made = make_converter(64, 3, 32); // with memory for the rows of most others
+    samples table = samples(made->coeffs, made->coeffs + made->num_coeffs), history = samples(made->history_len);
+
+    changed_record() {
+        std::free(made->coeffs), std::free(made->history);
+        adopt(0);
+    }
+    ~changed_record() { made->coeffs = made->history = nullptr; }
+    changed_record(const changed_record &) = delete;
+
+    void adopt(size_t first) {
+        made->coeffs = table.data() + first;
+        made->num_coeffs = static_cast<uint16_t>(table.size() - first);
+        made->history = history.data();
+        made->history_len = static_cast<uint16_t>(history.size());
+    }
+
+    // Changes one thing; below(end) gives numbers from 0 on.
+    template <class Below>
+    std::string change(Below below) {
+        const auto noise = [&](samples &of) {
+            for (int16_t &number : of)
+                number = static_cast<int16_t>(below(65536));
+        };
+        resample_state &state = *made;
+        switch (below(7)) {
+        case 0:
+            return "L " + std::to_string(state.interp_factor = 1 + below(40));
+        case 1:
+            return "M " + std::to_string(state.decim_factor = below(8) ? 1 + below(below(4) ? 40 : 3000) : 0);
+        case 2:
+            return "phase " + std::to_string(state.phase = below(below(4) ? 200 : 200000));
+        case 3:
+            table.resize(1 + below(300)), noise(table), adopt(below(2) % table.size());
+            return "table of " + std::to_string(state.num_coeffs);
+        case 4:
+            history.resize(below(below(4) ? 40 : 3000)), noise(history);
+            state.history = history.data(), state.history_len = static_cast<uint16_t>(history.size());
+            return "history of " + std::to_string(history.size());
+        case 5:
+            return "shift " + std::to_string(state.coeff_shift = below(2) ? 14 : static_cast<uint16_t>(below(31)));
+        default:
+            table[below(static_cast<uint32_t>(table.size()))] ^= 1000;
+            return "coefficient";
+        }
+    }
+};
 
 // The same in C++: streams in pushes, each with a flush that makes what was late and begins anew.
 template <class Cut>

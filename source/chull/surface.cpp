@@ -1,10 +1,11 @@
-#include "rules.hpp"
+// A hull in arrays: its slots, the location of points, and their insertion.
 #include "surface.hpp"
+#include "rules.hpp"
 
 namespace vela::detail {
 
 bool surface::prepare(index points) {
-    // So fine that most parts of space are met several times.
+    // Coarse enough that most parts of space get several points.
     space_bits_ = points < 1U << 14 ? 3 : points < 1U << 17 ? 4 : 5;
     const size_t cubes = size_t{1} << 3 * space_bits_, columns = size_t{1} << 2 * space_bits_;
     if (!resize(hints_, cubes) || !resize(columns_, columns))
@@ -23,7 +24,7 @@ bool surface::reserve(index more_vertices, index more_edges, index more_faces) {
     return resize(cones_, cone_capacity_);
 }
 
-// A region holds each face once at most, and its border has at most two edges more than it has faces.
+// A region has each face at most once, and its horizon at most two edges more than it has faces.
 bool surface::reserve_region() {
     const index needed = faces.capacity() + 2;
     if (region_capacity_ == needed)
@@ -97,11 +98,11 @@ void surface::set_cone(index face) {
 
 // ---- Location
 
-// Walks over the surface in a direction from the inner point, to the face that it meets or one on the way that is
-// visible.
+// Walks over the surface in a direction from the inner point, to the face that the ray intersects or to the first
+// visible face.
 surface::location surface::walk(index from, vector3 direction) const {
     index i = from;
-    // A walk that visits more faces than there are goes in circles, within a flat part of the surface.
+    // A walk that visits more faces than exist goes in circles, within a flat part of the surface.
     for (index steps = faces.end(); steps > 0; --steps) {
         const cone &here = cones_[i];
         if (here.is_visible(direction))
@@ -125,8 +126,8 @@ surface::location surface::scan(vector3 direction) const {
     return {newest_, false};
 }
 
-// Widens the heights at which a point's column is known to be inside to its own, if the column's four corners are
-// inside there: the hull is convex. The more often it fails, the less often it is tried.
+// Extends the heights at which a point's column is known to be inside to that of the point, if the column's four
+// corners are inside there: the hull is convex. Attempts become rarer with the number of failures.
 void surface::widen(column &known, vector3 p, index face) {
     ++known.failures;
     if (known.failures & (known.failures - 1))
@@ -169,7 +170,7 @@ bool surface::insert(index visible_face, vector3 p, int32_t vnum) {
     mark_horizon(kOnHorizon);
     remove_region();
     const index apex = new_vertex(p, vnum);
-    // The new faces take the place of the region.
+    // The new faces replace the region.
     for (index k = 0; k < horizon_count_; ++k)
         region_[k] = make_cone_face(horizon_edge::unpacked(horizon_[k]), apex);
     std::for_each_n(&region_[0], horizon_count_, [this](index face) { set_cone(face); });
@@ -177,7 +178,7 @@ bool surface::insert(index visible_face, vector3 p, int32_t vnum) {
     return true;
 }
 
-// Collects the faces that are visible in a direction, from one of them, and the edges between them and the rest.
+// Collects the faces visible from a direction, starting with one of them, and the edges between them and the rest.
 // Visible faces are connected.
 void surface::find_region(index seed, vector3 direction) {
     region_[0] = seed;
@@ -216,7 +217,7 @@ void surface::remove_region() {
         for (const uint32_t code : face.sides) {
             const index i = side::unpacked(code).edge;
             const edge_slot &edge = edges[i];
-            // The face in slot 0 does it for both.
+            // Released once, by the face in slot 0.
             if (edge.faces[0] == here && faces[edge.faces[1]].is_visible)
                 edges.give_back(i);
         }

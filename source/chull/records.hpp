@@ -1,10 +1,20 @@
-// Circular, doubly linked lists of records that carry their own links `next` and `prev`, hung from a head
-// pointer that is null when the list is empty.
+// Helpers for the hull's records: results of functions, listings, and the lists. These are circular and doubly linked,
+// by links `next` and `prev` in the records, with a head pointer that is null when the list is empty.
 #pragma once
 
+#include <cstdint>
 #include <cstdlib>
+#include <vela/chull.h>
 
 namespace vela::detail {
+
+constexpr int32_t kSuccess = 0;
+constexpr int32_t kFailure = 1;
+
+inline uintptr_t address(const void *record) { return reinterpret_cast<uintptr_t>(record); }
+
+// PrintOut() for a vertex that may be gone when its number and address are printed.
+void print_hull(const chull_ctx *hull, int32_t vertex_number, uintptr_t vertex_address);
 
 // Links a record in before the head, that is at the end of the list.
 template <class Record>
