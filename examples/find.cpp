@@ -24,7 +24,7 @@ int usage() {
 } // namespace
 
 int main(int argc, char **argv) {
-    using enum vela::walk_flags;
+    using enum vela::walk::flags;
     auto flags = none;
     char end = '\n';
     for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;) {

@@ -52,7 +52,7 @@ bool print_colour(const vela::hull &hull, const char *text) {
     uint8_t bytes[3];
     if (std::strlen(text) != 6 || hex2bin(text, 6, bytes) != 3)
         return false;
-    const vela::hull_point colour = {bytes[0], bytes[1], bytes[2]};
+    const vela::hull::point colour = {bytes[0], bytes[1], bytes[2]};
     const auto distances = hull.distances(colour);
     if (!distances)
         return false;

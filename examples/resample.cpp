@@ -28,23 +28,23 @@ constexpr cmdline_option kOptions[] = {
 // The sample formats with what a WAV file says for them, and what is silent in them.
 struct sample_format {
     const char *name;
-    vela::sample_format code;
+    vela::resampler::format code;
     uint16_t wav_tag, bits;
     uint8_t silence;
 };
 constexpr sample_format kFormats[] = {
-    {"linear", vela::sample_format::little_endian, 1, 16, 0x00},
-    {"alaw", vela::sample_format::alaw, 6, 8, 0xD5},
-    {"ulaw", vela::sample_format::ulaw, 7, 8, 0xFF},
+    {"linear", vela::resampler::format::little_endian, 1, 16, 0x00},
+    {"alaw", vela::resampler::format::alaw, 6, 8, 0xD5},
+    {"ulaw", vela::resampler::format::ulaw, 7, 8, 0xFF},
 };
 
 struct kernel {
     const char *name;
-    vela::resampler_kernel code;
+    vela::resampler::kernel code;
 };
-constexpr kernel kKernels[] = {{"lan2", vela::resampler_kernel::lanczos2},
-                               {"lanc", vela::resampler_kernel::lanczos},
-                               {"bili", vela::resampler_kernel::bilinear}};
+constexpr kernel kKernels[] = {{"lan2", vela::resampler::kernel::lanczos2},
+                               {"lanc", vela::resampler::kernel::lanczos},
+                               {"bili", vela::resampler::kernel::bilinear}};
 
 constexpr uint32_t kBlock = 4096;             // samples read at once
 constexpr uint32_t kUnknownSize = UINT32_MAX; // of a stream that can't be known beforehand
@@ -230,7 +230,7 @@ private:
     // G.711 has an (empty) extension of the format and a chunk with the number of samples.
     void write_header() {
         const uint32_t sample_size = sound.sample_size();
-        const bool is_linear = sound.format->code == vela::sample_format::little_endian,
+        const bool is_linear = sound.format->code == vela::resampler::format::little_endian,
                    has_size = sound.samples != kUnknownSize;
         const uint32_t data_size = has_size ? sound.samples * sample_size : kUnknownSize;
         std::vector<uint8_t> header;

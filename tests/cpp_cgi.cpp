@@ -17,9 +17,7 @@ vela::cgi::request read_request(std::initializer_list<std::pair<const char *, st
     set_input(input);
     std::setvbuf(stdin, nullptr, _IONBF, 0);
     std::clearerr(stdin);
-    auto made = vela::cgi::request::read(most);
-    ck_assert(made.has_value());
-    return std::move(*made);
+    return value_of(vela::cgi::request::read(most));
 }
 
 const std::string kForm = "application/x-www-form-urlencoded; charset=UTF-8";
@@ -77,12 +75,13 @@ TEST(a_body_is_kept_up_to_the_limit_and_says_whether_it_was_cut) {
                                       std::string_view(longest).substr(0, input), most);
         ck_assert_msg(one.text() == std::string_view(longest).substr(0, kept), "%s of %s, most %zu: %zu bytes", method,
                       length, most, one.body().size());
-        ck_assert_msg(one.is_cut() == cut, "%s of %s, most %zu: cut is %d", method, length, most, one.is_cut());
+        ck_assert_msg(one.is_truncated() == cut, "%s of %s, most %zu: cut is %d", method, length, most,
+                      one.is_truncated());
         ck_assert_int_eq(one.form().empty(), cut || kept == 0 || kept > 131072);
     }
     unsetenv("CONTENT_LENGTH");
-    ck_assert(!read_request({{"REQUEST_METHOD", "POST"}}, longest.substr(0, 131071)).is_cut());
-    ck_assert(read_request({{"REQUEST_METHOD", "POST"}}, longest.substr(0, 131072)).is_cut());
+    ck_assert(!read_request({{"REQUEST_METHOD", "POST"}}, longest.substr(0, 131071)).is_truncated());
+    ck_assert(read_request({{"REQUEST_METHOD", "POST"}}, longest.substr(0, 131072)).is_truncated());
 }
 
 TEST(parts_of_a_form_with_uploads) {
@@ -95,14 +94,14 @@ TEST(parts_of_a_form_with_uploads) {
                                    {"CONTENT_TYPE", "Multipart/Form-Data;boundary=b-b"}},
                                   body);
     assert_text_eq(model::listed(one.uploads()), "[n]-[text/plain][1\r\n--b-bb][up][C:\\x\\\"y;.png][image/png][\0]"s);
-    ck_assert_ptr_eq(one.uploads()->at(1).bytes.data(), one.body().data() + body.find('\0'));
+    ck_assert_ptr_eq(value_of(one.uploads()).at(1).bytes.data(), one.body().data() + body.find('\0'));
     const std::string_view ends = "--b --\r\n--b--";
     const std::vector<uint8_t> none(ends.begin(), ends.end());
     for (const char *type : {"multipart/mixed; boundary=b", "multipart/form-data", "multipart/form-data; boundary=\"b",
                              "multipart/form-data; boundary=b; boundary=b", "multipart/form-data; boundary=\"b \"",
                              "multipart/form-data; boundary=b\xE9", "multipart/form-data; boundary="})
         ck_assert_msg(!vela::cgi::parse_multipart(type, none), "%s", type);
-    ck_assert(vela::cgi::parse_multipart("multipart/form-data; boundary=b;", none)->empty());
+    ck_assert(value_of(vela::cgi::parse_multipart("multipart/form-data; boundary=b;", none)).empty());
 }
 
 // Limits, and pieces in any order.
@@ -188,7 +187,7 @@ TEST(a_response_is_sent_once_and_its_head_alone_where_that_is_wanted) {
                         "Content-Type: application/json\r\nContent-Length: 3\r\n\r\n");
 }
 
-TEST(json_text_is_json_and_utf_8) {
+TEST(a_json_string_is_json_and_utf_8) {
     const std::string_view rows[][2] = {
         {"a\"\\\n\0\x7F</b>&"sv, R"("a\"\\\u000a\u0000\u007f\u003c/b\u003e\u0026")"},
         {"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xB7", "\"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xB7\""},
@@ -197,5 +196,5 @@ TEST(json_text_is_json_and_utf_8) {
         {"\xF4\x8F\xBF\xBF\xED\x9F\xBF\xE0\xA0\x80\xF0\x90\x80\x80\xE2\x82x",
          "\"\xF4\x8F\xBF\xBF\xED\x9F\xBF\xE0\xA0\x80\xF0\x90\x80\x80\\ufffd\\ufffdx\""}};
     for (const auto &[text, json] : rows)
-        assert_text_eq(vela::cgi::json_text(text), std::string(json));
+        assert_text_eq(vela::cgi::json_string(text), std::string(json));
 }

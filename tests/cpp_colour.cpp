@@ -37,7 +37,7 @@ TEST(pieces_are_converted_one_behind_the_other) {
     const model::pixels rgb = {1, 20, 255, 40, 5, 160, 200, 190, 0, 77, 88, 99, 255, 0, 128};
     model::pixels whole(15), pieces(15);
     ck_assert(from_rgb(variant::full, rgb, whole));
-    ck_assert(vela::internal::colour_convert(srgb_to_yccfull, rgb, pieces, 6));
+    ck_assert(vela::colour::internal::convert(srgb_to_yccfull, rgb, pieces, 6));
     ck_assert(whole == pieces);
 }
 

@@ -12,7 +12,7 @@ const curves::knots kPeak = {{0, 0}, {4, 100}, {8, 0}};
 template <class Number>
 void expect(method how, const curves::knots &points, const std::vector<Number> &expected) {
     std::vector<Number> table(expected.size());
-    ck_assert(vela::curve::make(how, points)->fill(table));
+    ck_assert(value_of(vela::curve::make(how, points)).fill(table));
     agree_all("fill", std::string("a curve"), table, expected);
 }
 
@@ -33,21 +33,27 @@ TEST(each_method_has_its_table) {
 TEST(splines_stay_within_16_bits) {
     expect(method::spline, {{0, 32767}, {10923, 32767}}, std::vector<int16_t>(10924, 32767));
     std::vector<int16_t> high(21);
-    ck_assert(vela::curve::make(method::spline, curves::knots{{0, 0}, {9, 32767}, {11, 32767}, {20, 0}})->fill(high));
+    const curves::knots plateau = {{0, 0}, {9, 32767}, {11, 32767}, {20, 0}};
+    ck_assert(value_of(vela::curve::make(method::spline, plateau)).fill(high));
     ck_assert_int_eq(high[10], 32767);
 }
 
 TEST(tables_of_other_sizes_or_kinds_and_knots_out_of_order_are_refused) {
     std::vector<int16_t> table(10);
     std::vector<float> single(9);
-    const std::span<int16_t> room(table);
-    ck_assert(!vela::curve::make(method::spline, kPeak)->fill(room.first(8)));
-    ck_assert(!vela::curve::make(method::spline, kPeak)->fill(room));
-    ck_assert(!vela::curve::make(method::line, kPeak)->fill(single));
+    const vela::curve spline = value_of(vela::curve::make(method::spline, kPeak));
+    ck_assert(!spline.fill(std::span(table).first(8)));
+    ck_assert(!spline.fill(table));
+    ck_assert(!value_of(vela::curve::make(method::line, kPeak)).fill(single));
     for (const method how : {method::line, method::spline, method::fixed_spline}) {
         ck_assert(!vela::curve::make(how, {}));
         ck_assert(!vela::curve::make(how, curves::knots{{0, 0}, {5, 5}, {3, 3}}));
-        ck_assert(!vela::curve::make(how, curves::knots(32768)));
+        curves::knots most;
+        for (int16_t x = -16383; most.size() < 32767; ++x)
+            most.push_back({x, 0});
+        ck_assert_uint_eq(value_of(vela::curve::make(how, most)).size(), 32767);
+        most.push_back({16384, 0});
+        ck_assert(!vela::curve::make(how, most));
         ck_assert_int_eq(vela::curve::make(how, curves::knots{{0, 0}, {0, 5}}).has_value(), how == method::line);
     }
 }

@@ -1,4 +1,4 @@
-// The hull's owner in C++, against the C functions that it stands on.
+// The hull for C++, against the C functions.
 #include "generated.hpp"
 #include "models/chull.hpp"
 #include "support.hpp"
@@ -16,11 +16,7 @@ static_assert(sizeof(vela::hull) == sizeof(chull_ctx *));
 static_assert(std::is_nothrow_move_constructible_v<vela::hull> && !std::is_copy_constructible_v<vela::hull>);
 static_assert(std::forward_iterator<decltype(std::declval<vela::hull>().faces().begin())>);
 
-vela::hull made_of(const bytes &pixels) {
-    auto made = vela::hull::of_pixels(pixels);
-    ck_assert(made.has_value());
-    return std::move(*made);
-}
+vela::hull made_of(const bytes &pixels) { return value_of(vela::hull::of_pixels(pixels)); }
 
 } // namespace
 
@@ -31,9 +27,9 @@ TEST(pixels_and_arrays_make_the_same_hull) {
         pixels.insert(pixels.end(), {xs[i], ys[i], zs[i]});
         wide.insert(wide.end(), {xs[i], ys[i], zs[i], 7, 8});
     }
-    const std::string expected = model::content(vela::hull::of_points(xs, ys, zs)->get());
+    const std::string expected = model::content(value_of(vela::hull::of_points(xs, ys, zs)).get());
     assert_text_eq(model::content(made_of(pixels).get()), expected);
-    assert_text_eq(model::content(vela::hull::of_pixels(wide, 5)->get()), expected);
+    assert_text_eq(model::content(value_of(vela::hull::of_pixels(wide, 5)).get()), expected);
 }
 
 TEST(what_is_no_hull_is_refused) {
@@ -74,16 +70,17 @@ TEST(answers_are_those_of_c_and_none_where_that_wraps) {
     ck_assert_double_eq(hull.volume() * 6, chull_volume6(hull.get()));
     generator random{4};
     for (int i = 0; i < 2000; ++i) {
-        const vela::hull_point p = {random.below(400) - 70, random.below(400) - 70, random.below(400) - 70};
+        const vela::hull::point p = {random.below(400) - 70, random.below(400) - 70, random.below(400) - 70};
         ck_assert_int_eq(hull.contains(p), is_in_chull(hull.get(), p.x, p.y, p.z));
         uint32_t nearest, farthest;
         ck_assert_int_eq(dist_to_chull(hull.get(), p.x, p.y, p.z, &nearest, &farthest), 0);
-        ck_assert_uint_eq(hull.distances(p)->nearest, nearest);
-        ck_assert_uint_eq(hull.distances(p)->farthest, farthest);
+        const vela::hull::squared_distances found = value_of(hull.distances(p));
+        ck_assert_uint_eq(found.nearest, nearest);
+        ck_assert_uint_eq(found.farthest, farthest);
     }
     ck_assert(hull.distances({5255, -5000, 0}).has_value());
     for (const int32_t far : {INT32_MIN, -5001, 5256, INT32_MAX})
-        for (const vela::hull_point p : {vela::hull_point{far, 0, 0}, {0, far, 0}, {0, 0, far}}) {
+        for (const vela::hull::point p : {vela::hull::point{far, 0, 0}, {0, far, 0}, {0, 0, far}}) {
             ck_assert(!hull.contains(p));
             ck_assert(!hull.distances(p));
         }
@@ -95,14 +92,14 @@ TEST(membership_is_right_at_both_ends_of_every_column) {
     const bytes needle = {0, 0, 0, 255, 254, 253, 254, 255, 255, 255, 255, 254};
     for (const bytes &pixels : {kTetrahedron, cube, needle, noise<uint8_t>(900, 7), noise<uint8_t>(90, 8)}) {
         const vela::hull hull = made_of(pixels);
-        const auto known = hull.membership();
-        const auto expect = [&hull](int x, int y, int z, int expected) {
+        const auto table = value_of(hull.membership());
+        const auto expect = [&](int x, int y, int z, int expected) {
             if (is_in_chull(hull.get(), x, y, z) != expected)
-                ck_abort_msg("%d for (%d, %d, %d)", expected, x, y, z);
+                ck_abort_msg("(%d, %d, %d) of %zu bytes: expected %d", x, y, z, pixels.size(), expected);
         };
         for (int x = 0; x < 256; ++x)
             for (int y = 0; y < 256; ++y) {
-                const auto column = (*known)(static_cast<uint8_t>(x), static_cast<uint8_t>(y));
+                const auto column = table(static_cast<uint8_t>(x), static_cast<uint8_t>(y));
                 if (column.empty()) {
                     expect(x, y, (x * 7 + y * 3) % 256, 0);
                     continue;
@@ -116,18 +113,18 @@ TEST(membership_is_right_at_both_ends_of_every_column) {
 }
 
 TEST(membership_tests_pictures) {
-    const auto known = made_of(kTetrahedron).membership();
+    const auto table = value_of(made_of(kTetrahedron).membership());
     const bytes picture = {0, 0, 0, 9, 200, 200, 200, 9, 85, 85, 86, 9, 85, 85, 85, 9};
     bytes inside(4, 7);
     for (const size_t size : {2U, 3U}) {
-        ck_assert(!known->test(picture, inside, size));
-        ck_assert(!known->count(picture, size));
+        ck_assert(!table.test(picture, inside, size));
+        ck_assert(!table.count(picture, size));
     }
-    ck_assert(!known->test(picture, std::span(inside).first(3), 4));
+    ck_assert(!table.test(picture, std::span(inside).first(3), 4));
     ck_assert(inside == bytes(4, 7));
-    ck_assert(known->test(picture, inside, 4));
+    ck_assert(table.test(picture, inside, 4));
     ck_assert(inside == bytes({1, 0, 0, 1}));
-    ck_assert_uint_eq(*known->count(picture, 4), 2);
+    ck_assert_uint_eq(value_of(table.count(picture, 4)), 2);
 }
 
 TEST(off_files_are_those_of_c_and_tell_of_a_full_disk) {
@@ -143,7 +140,7 @@ TEST(records_go_to_c_and_back) {
     chull_ctx *record = hull.release();
     hull = made_of(noise<uint8_t>(27, 6));
     ck_assert_ptr_ne(hull.get(), record);
-    ck_assert_ptr_eq(vela::hull::adopt(record)->release(), record);
+    ck_assert_ptr_eq(value_of(vela::hull::adopt(record)).release(), record);
     record->vertices->coord[1] = 256;
     ck_assert(!vela::hull::adopt(record));
     free_chull(record);

@@ -25,58 +25,58 @@ TEST(packets_of_any_size_lose_nothing) {
                 char name[100];
                 std::snprintf(name, sizeof name, "%u to %u, %u lobes, packets of up to %d", in_rate, out_rate, lobes,
                               longest);
-                model::expect_pushes(*resampler::with_lobes(out_rate, in_rate, lobes), noise<uint8_t>(3000, 1), from,
-                                     to, name, counts_to(longest));
+                model::expect_pushes(value_of(resampler::with_lobes(out_rate, in_rate, lobes)), noise<uint8_t>(3000, 1),
+                                     from, to, name, counts_to(longest));
             }
 }
 
 TEST(a_pulse_arrives_after_the_latency) {
     for (const auto &[out_rate, in_rate] : kRates) {
-        auto made = resampler::make(out_rate, in_rate, vela::resampler_kernel::lanczos2);
+        resampler made = value_of(resampler::make(out_rate, in_rate, resampler::kernel::lanczos2));
         samples in(4000), out;
         in[2000] = 30000;
-        made->push(in, out);
+        made.push(in, out);
         const auto peak = static_cast<double>(std::max_element(out.begin(), out.end()) - out.begin());
-        ck_assert_double_eq_tol(peak, 2000.0 * out_rate / in_rate + made->latency(),
+        ck_assert_double_eq_tol(peak, 2000.0 * out_rate / in_rate + made.latency(),
                                 std::max(1.0, 1.0 * out_rate / in_rate));
     }
 }
 
 TEST(what_does_not_fit_is_refused_and_changes_nothing) {
-    auto made = resampler::make(16000, 8000, vela::resampler_kernel::bilinear);
+    resampler made = value_of(resampler::make(16000, 8000, resampler::kernel::bilinear));
     samples out(20), few(19);
-    ck_assert(!made->push(noise<int16_t>(10, 3), std::span(few)));
+    ck_assert(!made.push(noise<int16_t>(10, 3), std::span(few)));
     ck_assert(few == samples(19));
-    ck_assert_uint_eq(made->push(noise<int16_t>(10, 3), std::span(out)).value().size(), 20);
+    ck_assert_uint_eq(value_of(made.push(noise<int16_t>(10, 3), std::span(out))).size(), 20);
     model::bytes bytes;
-    ck_assert(!made->push(model::bytes(3), vela::sample_format::big_endian, bytes, vela::sample_format::ulaw));
+    ck_assert(!made.push(model::bytes(3), resampler::format::big_endian, bytes, resampler::format::ulaw));
     ck_assert(bytes.empty());
-    ck_assert(!resampler::make(0, 1, vela::resampler_kernel::lanczos));
+    ck_assert(!resampler::make(0, 1, resampler::kernel::lanczos));
     for (const uint32_t lobes : {0U, 32769U, UINT32_MAX})
         ck_assert(!resampler::with_lobes(1, 1, lobes));
-    ck_assert_uint_eq(resampler::with_lobes(1, 1, 1).value().get()->history_len, 0);
+    ck_assert_uint_eq(value_of(resampler::with_lobes(1, 1, 1)).get()->history_len, 0);
 }
 
 TEST(channels_are_converted_each_by_itself) {
     const samples frames = noise<int16_t>(1000, 6);
     samples out;
-    const auto one = [] { return resampler::with_lobes(8000, 48000, 4); };
-    auto stereo = vela::interleaved_resampler::make(2, one);
-    ck_assert(!stereo->push(std::span(frames).first(3), out));
-    ck_assert(stereo->push(std::span(frames).first(334), out));
-    ck_assert(stereo->push(std::span(frames).subspan(334), out));
-    stereo->flush(out);
+    const auto make = [] { return resampler::with_lobes(8000, 48000, 4); };
+    auto stereo = value_of(vela::interleaved_resampler::make(2, make));
+    ck_assert(!stereo.push(std::span(frames).first(3), out));
+    ck_assert(stereo.push(std::span(frames).first(334), out));
+    ck_assert(stereo.push(std::span(frames).subspan(334), out));
+    stereo.flush(out);
     for (size_t channel = 0; channel < 2; ++channel) {
         samples in, expected;
         for (size_t i = channel; i < frames.size(); i += 2)
             in.push_back(frames[i]);
-        auto mono = one();
-        mono->push(in, expected);
-        mono->flush(expected);
+        resampler mono = value_of(make());
+        mono.push(in, expected);
+        mono.flush(expected);
         ck_assert_uint_eq(out.size(), 2 * expected.size());
         for (size_t i = 0; i < expected.size(); ++i)
             ck_assert_int_eq(out[2 * i + channel], expected[i]);
     }
-    ck_assert(!vela::interleaved_resampler::make(0, one));
+    ck_assert(!vela::interleaved_resampler::make(0, make));
     ck_assert(!vela::interleaved_resampler::make(1, [] { return resampler::with_lobes(1, 1, 0); }));
 }

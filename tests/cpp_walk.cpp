@@ -6,36 +6,35 @@
 
 using namespace std::literals;
 using vela::walk;
-using vela::walk_flags;
 
 static_assert(std::forward_iterator<walk::iterator>);
 static_assert(!std::is_copy_constructible_v<walk>);
 
 TEST(a_walk_finds_what_its_flags_name) {
     const scratch here({"a", ".h", "d/b", "l>a"});
-    const std::pair<walk_flags, const char *> rows[] = {
-        {walk_flags::none, " ./a"},
-        {walk_flags::recurse, " ./a ./d/b"},
-        {walk_flags::links, " ./a ./l"},
-        {walk_flags::hidden, " ./.h ./a"},
-        {walk_flags::recurse | walk_flags::directories, " ./a ./d ./d/b"}};
+    const std::pair<walk::flags, const char *> rows[] = {
+        {walk::flags::none, " ./a"},
+        {walk::flags::recurse, " ./a ./d/b"},
+        {walk::flags::links, " ./a ./l"},
+        {walk::flags::hidden, " ./.h ./a"},
+        {walk::flags::recurse | walk::flags::directories, " ./a ./d ./d/b"}};
     for (const auto &[flags, names] : rows) {
-        const auto found = walk::make(".", "", flags);
-        ck_assert(found->is_complete());
-        assert_text_eq(sorted(*found), names);
+        const walk found = value_of(walk::make(".", "", flags));
+        ck_assert(found.is_complete());
+        assert_text_eq(sorted(found), names);
     }
 }
 
 TEST(nothing_found_is_another_thing_than_trouble) {
-    const auto none = walk::make("/proc/self/fd", "x$");
-    ck_assert(none->is_complete());
-    ck_assert(none->empty());
-    ck_assert(none->begin() == none->end());
-    ck_assert(!none->get());
+    const walk none = value_of(walk::make("/proc/self/fd", "x$"));
+    ck_assert(none.is_complete());
+    ck_assert(none.empty());
+    ck_assert(none.begin() == none.end());
+    ck_assert(!none.get());
     captured(stderr, [] {
-        const auto missing = walk::make("/missing", "");
-        ck_assert(!missing->is_complete());
-        ck_assert(missing->empty());
+        const walk missing = value_of(walk::make("/missing", ""));
+        ck_assert(!missing.is_complete());
+        ck_assert(missing.empty());
     });
     for (const auto &[dir, pattern] :
          {std::pair(""s + '\0', ""s), {".", "("}, {".", "a"s + '\0'}, {std::string(4095, 'd'), ""}})
@@ -48,7 +47,7 @@ TEST(what_was_found_is_given_back) {
     const scratch here({"a", "b"});
     size_t taken[2] = {};
     for (int i = 0; i < 110; ++i) {
-        ck_assert_uint_eq(walk::make(".", "")->size(), 2);
+        ck_assert_uint_eq(value_of(walk::make(".", "")).size(), 2);
         taken[i >= 10] = mallinfo2().uordblks;
     }
     ck_assert_uint_lt(taken[1], taken[0] + 3000);
@@ -57,8 +56,8 @@ TEST(what_was_found_is_given_back) {
 
 TEST(a_list_moves_and_is_handed_over) {
     const scratch here({"a", "b"});
-    auto found = walk::make(".", "");
-    walk moved = std::move(*found);
+    walk found = value_of(walk::make(".", ""));
+    walk moved = std::move(found);
     ck_assert_uint_eq(moved.size(), 2);
     auto at = moved.begin();
     ck_assert(*at++ == moved[0]);

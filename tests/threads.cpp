@@ -72,10 +72,10 @@ std::string pictures(uint32_t seed) {
 std::string sounds(uint32_t seed) {
     const bytes samples = noise<uint8_t>(2000, seed);
     std::string results;
-    for (const auto kernel : {vela::resampler_kernel::bilinear, vela::resampler_kernel::lanczos}) {
+    for (const auto kernel : {vela::resampler::kernel::bilinear, vela::resampler::kernel::lanczos}) {
         auto converter = vela::resampler::make(16000, 44100, kernel);
         bytes out;
-        if (converter->push(samples, vela::sample_format::alaw, out, vela::sample_format::little_endian))
+        if (converter->push(samples, vela::resampler::format::alaw, out, vela::resampler::format::little_endian))
             add(results, out);
     }
     return results;

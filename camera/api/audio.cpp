@@ -21,7 +21,7 @@ constexpr uint32_t kStepsPerSecond = 20;
 
 struct wanted {
     uint32_t rate, lobes;
-    vela::sample_format format;
+    vela::resampler::format format;
     bool basic;
 };
 
@@ -35,18 +35,18 @@ wanted read_wanted(const exchange &one) {
     if (basic && (format != "ulaw" || rate != 8000))
         throw refusal{400, "audio/basic is ulaw at 8000 Hz"};
     return {static_cast<uint32_t>(rate), static_cast<uint32_t>(lobes),
-            format == "alaw"   ? vela::sample_format::alaw
-            : format == "ulaw" ? vela::sample_format::ulaw
-                               : vela::sample_format::little_endian,
+            format == "alaw"   ? vela::resampler::format::alaw
+            : format == "ulaw" ? vela::resampler::format::ulaw
+                               : vela::resampler::format::little_endian,
             basic};
 }
 
 // A WAV file's head; a length of 0xFFFFFFFF bytes is one that nobody knows yet.
 std::string wav_head(const wanted &what, uint32_t bytes) {
-    const auto size = static_cast<uint32_t>(vela::size_of(what.format));
-    const uint32_t tag = what.format == vela::sample_format::alaw   ? 6
-                         : what.format == vela::sample_format::ulaw ? 7
-                                                                    : 1;
+    const auto size = static_cast<uint32_t>(vela::resampler::sample_size(what.format));
+    const uint32_t tag = what.format == vela::resampler::format::alaw   ? 6
+                         : what.format == vela::resampler::format::ulaw ? 7
+                                                                        : 1;
     std::string head;
     const auto put = [&head](uint32_t value, int count) {
         for (; count > 0; --count, value >>= 8)
@@ -93,8 +93,8 @@ vela::resampler resampler_for(const wanted &what, uint32_t from) {
 
 // Samples of this processor, resampled and coded.
 void convert(vela::resampler &by, const std::vector<int16_t> &samples, const wanted &what, std::vector<uint8_t> &out) {
-    constexpr auto kNative = std::endian::native == std::endian::little ? vela::sample_format::little_endian
-                                                                        : vela::sample_format::big_endian;
+    constexpr auto kNative = std::endian::native == std::endian::little ? vela::resampler::format::little_endian
+                                                                        : vela::resampler::format::big_endian;
     const auto *const bytes = reinterpret_cast<const uint8_t *>(samples.data());
     if (!by.push(std::span(bytes, 2 * samples.size()), kNative, out, what.format))
         throw store::trouble{"half a sample"};
@@ -118,7 +118,7 @@ void send_speech(exchange &one) {
 void send_live(exchange &one) {
     const wanted what = read_wanted(one);
     const int32_t seconds = one.whole("seconds", 1, 86400, 0);
-    const uint64_t size = vela::size_of(what.format),
+    const uint64_t size = vela::resampler::sample_size(what.format),
                    most = uint64_t{what.rate} * static_cast<uint64_t>(seconds) * size;
     const sound heard;
     auto by = resampler_for(what, heard.rate());

@@ -48,7 +48,7 @@ void send_json(exchange &one) {
     std::map<const chull_vertex *, size_t> numbers;
     web::json::array vertices, faces;
     for (const chull_vertex &each : colours.vertices()) {
-        const auto p = vela::point_of(each);
+        const auto p = vela::hull::point_of(each);
         numbers.emplace(&each, numbers.size());
         vertices.raw("[" + std::to_string(p.x) + "," + std::to_string(p.y) + "," + std::to_string(p.z) + "]");
     }

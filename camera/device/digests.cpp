@@ -117,7 +117,8 @@ void of_matrices(source &from, sum &to) {
 void of_resampling(source &from, sum &to) {
     auto resampler = vela::resampler::with_lobes(8000, 44100, 16);
     std::vector<uint8_t> coded;
-    if (resampler->push(from.bytes(2 * 44100), vela::sample_format::little_endian, coded, vela::sample_format::ulaw))
+    if (resampler->push(from.bytes(2 * 44100), vela::resampler::format::little_endian, coded,
+                        vela::resampler::format::ulaw))
         to.add(std::span<const uint8_t>(coded));
 }
 

@@ -31,9 +31,9 @@ void check_body(const vela::cgi::request &request) {
         throw refusal{415, "a change is a form: application/x-www-form-urlencoded"};
     if (request.header("Content-Length").value_or("").empty())
         throw refusal{411, "the length of the form is missing"};
-    if (request.is_cut() && request.body().size() < kLongestForm)
+    if (request.is_truncated() && request.body().size() < kLongestForm)
         throw refusal{400, "the form was cut"};
-    if (request.is_cut())
+    if (request.is_truncated())
         throw refusal{413, "a form has at most 131072 bytes"};
 }
 
@@ -190,30 +190,15 @@ std::string token() {
     return made;
 }
 
+// UTF-8 without control characters: C0, DEL, and C1, whose first byte is 0xC2.
 bool is_printable(std::string_view text) {
-    for (size_t i = 0; i < text.size();) {
-        const auto first = static_cast<unsigned char>(text[i]);
-        const size_t more = first < 0x80   ? 0
-                            : first < 0xC2 ? 9
-                            : first < 0xE0 ? 1
-                            : first < 0xF0 ? 2
-                            : first < 0xF5 ? 3
-                                           : 9;
-        if (first < 0x20 || first == 0x7F || more == 9 || i + more >= text.size())
+    for (size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+        if (byte < 0x20 || byte == 0x7F || (byte == 0xC2 && next < 0xA0))
             return false;
-        uint32_t code = more ? first & (0x3Fu >> more) : first;
-        for (size_t k = 1; k <= more; ++k) {
-            const auto next = static_cast<unsigned char>(text[i + k]);
-            if ((next & 0xC0) != 0x80)
-                return false;
-            code = code << 6 | (next & 0x3F);
-        }
-        if ((more == 2 && (code < 0x800 || (code >= 0xD800 && code < 0xE000))) ||
-            (more == 3 && (code < 0x10000 || code > 0x10FFFF)) || (code >= 0x80 && code < 0xA0))
-            return false;
-        i += more + 1;
     }
-    return true;
+    return vela::cgi::is_utf8(text);
 }
 
 namespace json {

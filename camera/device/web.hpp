@@ -85,7 +85,7 @@ bool is_printable(std::string_view text);
 // JSON, built from the inside out.
 namespace json {
 
-inline std::string quoted(std::string_view text) { return vela::cgi::json_text(text); }
+inline std::string quoted(std::string_view text) { return vela::cgi::json_string(text); }
 std::string number(double value, int decimals = 3);
 inline std::string boolean(bool value) { return value ? "true" : "false"; }
 

@@ -17,7 +17,7 @@ constexpr double kAmplitude = 32000;
 
 vela::resampler make_resampler(uint32_t lobes) {
     auto made = lobes ? vela::resampler::with_lobes(kOutRate, kInRate, lobes)
-                      : vela::resampler::make(kOutRate, kInRate, vela::resampler_kernel::bilinear);
+                      : vela::resampler::make(kOutRate, kInRate, vela::resampler::kernel::bilinear);
     if (!made)
         std::abort();
     return std::move(*made);

@@ -17,7 +17,7 @@ bool c_resampler(uint32_t out_rate, uint32_t in_rate) {
 }
 
 bool cpp_resampler(uint32_t out_rate, uint32_t in_rate) {
-    auto made = vela::resampler::make(out_rate, in_rate, vela::resampler_kernel::lanczos2);
+    auto made = vela::resampler::make(out_rate, in_rate, vela::resampler::kernel::lanczos2);
     if (!made)
         return false;
     use(made->get());

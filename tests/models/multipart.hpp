@@ -45,7 +45,7 @@ inline std::string expected_part(const std::string &lines) {
     static const regex_t of_form = compiled("^form-data[ \t]*(;|$)"), plain = compiled("^(7bit|8bit|binary)$");
     const size_t end = lines.find("\r\n\r\n");
     const auto headers = fields_of(lines.substr(0, end + 2), line);
-    if (end > vela::cgi::most_part_header || !headers || headers->count("content-disposition") != 1)
+    if (end > vela::cgi::max_part_header || !headers || headers->count("content-disposition") != 1)
         return "";
     for (auto [it, last] = headers->equal_range("content-transfer-encoding"); it != last; ++it)
         if (regexec(&plain, it->second.c_str(), 0, nullptr, 0) != 0)
@@ -74,7 +74,7 @@ inline std::string expected_parts(const std::string &boundary, const std::string
             continue;
         }
         const std::string part = parts < 0 ? "" : expected_part(lines);
-        if (++parts > 0 && (part.empty() || parts > static_cast<int>(vela::cgi::most_parts)))
+        if (++parts > 0 && (part.empty() || parts > static_cast<int>(vela::cgi::max_parts)))
             return "nothing";
         text += part;
         if (is_last)

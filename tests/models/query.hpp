@@ -44,13 +44,14 @@ inline std::string expected_parameters(const std::string &text) {
 inline void check_query(const std::string &text) {
     agree("query", text, listed(vela::query(text)), expected_parameters(text));
     agree("url::decode", text, vela::url::decode(text), decoded_form(text, false));
-    vela::url_builder builder("http", "h");
-    const std::optional<std::string> built = builder.segment(text).parameter(text, text).fragment(text).text();
+    vela::url::builder builder("http", "h");
+    const std::optional<std::string> built = builder.segment(text).parameter(text, text).fragment(text).build();
     agree("whether a URL comes of the segment", text, built.has_value(), text != "." && text != "..");
     if (!built)
         return;
     agree("characters that no URL has, built", text, built->find_first_of(" \"<>\\^`{|}\x7F") == built->npos, true);
     const std::optional<vela::url> parts = vela::url::parse(*built);
+    agree("whether that is a URL", text, parts.has_value(), true);
     agree("the segment, built", text, vela::url::decode(parts->path().value_or("-").substr(1)), text);
     agree("the parameter, built", text, listed(vela::query(parts->query().value_or("-"))),
           "[" + text + "][" + text + "]");

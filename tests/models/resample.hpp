@@ -199,7 +199,8 @@ struct changed_record {
 template <class Cut>
 void expect_pushes(vela::resampler made, const bytes &in, uint32_t from, uint32_t to, const std::string &name,
                    Cut cut) {
-    const auto in_format = static_cast<vela::sample_format>(from), out_format = static_cast<vela::sample_format>(to);
+    const auto in_format = static_cast<vela::resampler::format>(from),
+               out_format = static_cast<vela::resampler::format>(to);
     samples input = decoded(in, from);
     const size_t count = input.size(), factor = made.get()->interp_factor;
     input.resize(count + (made.get()->num_coeffs / 2U + factor - 1) / factor); // up to the middle of the kernel
@@ -212,7 +213,7 @@ void expect_pushes(vela::resampler made, const bytes &in, uint32_t from, uint32_
         for (size_t at = 0, some; at < count; at += some) {
             some = std::min<size_t>(count - at, cut());
             block piece(part(in, at, some, size_of(from)));
-            const auto due = static_cast<size_t>(made.outputs_of(some)) * size_of(to) + out.size();
+            const auto due = static_cast<size_t>(made.output_count(some)) * size_of(to) + out.size();
             agree("push", name, made.push(std::span(piece.bytes(), piece.size()), in_format, out, out_format), true);
             agree("bytes of a push", name, out.size(), due);
         }

@@ -1,13 +1,16 @@
 /**
  * @file
- * Base64 in one go and by pieces, both ways: vela/base64.h for C++.
+ * Base64 of whole texts and of streams: vela/base64.h for C++.
  *
  *     const std::string text = vela::base64::encode(bytes);
- *     const auto back = vela::base64::decode(text); // std::optional<std::vector<uint8_t>>
+ *     const auto back = vela::base64::decode(text); // std::optional<std::vector<std::uint8_t>>
  *
- * The decoders here are strict, where those in C take any text for Base64: a text is groups of four characters of the
- * standard alphabet of RFC 4648, the last one padded with "=" where it is not full. White space is skipped wherever it
- * stands; anything else is refused. Any thread may call any function at any time; an encoder or decoder belongs to one.
+ * The decoders here are strict, where those in C accept any text: a text is groups of four characters of the standard
+ * alphabet of RFC 4648, the last one padded with "=" if it is not full. White space is skipped anywhere; any other
+ * character is an error.
+ *
+ * What appends to a string or a vector throws what that throws, which is std::bad_alloc; nothing else throws. Any
+ * thread may call any function at any time; an encoder or decoder is used by one thread at a time.
  */
 #pragma once
 
@@ -26,100 +29,100 @@
 namespace vela::base64 {
 
 /**
- * The length of a text.
+ * The length of an encoded text.
  *
  * @param size  number of bytes
- * @return 4 characters for each three bytes, and for what is left
+ * @return 4 characters for each three bytes, and for the remainder
  */
-[[nodiscard]] constexpr size_t encoded_size(size_t size) { return (size / 3 + (size % 3 != 0)) * 4; }
+[[nodiscard]] constexpr std::size_t encoded_size(std::size_t size) noexcept { return (size / 3 + (size % 3 != 0)) * 4; }
 
 /**
- * The most bytes that a text gives.
+ * An upper bound of the size of the decoded bytes.
  *
  * @param length  number of characters
  * @return 3 for each four characters
  */
-[[nodiscard]] constexpr size_t most_decoded(size_t length) { return length / 4 * 3; }
+[[nodiscard]] constexpr std::size_t max_decoded_size(std::size_t length) noexcept { return length / 4 * 3; }
 
 /**
- * Encodes bytes that arrive piece by piece, into one unbroken text.
+ * Encodes a stream of bytes into one unbroken text.
  *
  *     vela::base64::encoder encoder;
- *     while (const auto piece = next())
- *         encoder.push(*piece, text);
+ *     while (const auto chunk = next())
+ *         encoder.push(*chunk, text);
  *     encoder.finish(text);
  */
 class encoder {
 public:
     /**
-     * Takes the next bytes.
+     * Encodes the next bytes.
      *
      * @param bytes  any number
-     * @param text   the characters of all whole groups are appended to it
+     * @param text   the characters of all complete groups are appended to it
      */
-    void push(std::span<const uint8_t> bytes, std::string &text) {
-        text.reserve(text.size() + encoded_size(waiting + bytes.size()));
-        if (waiting != 0) {
-            const size_t missing = std::min(3 - waiting, bytes.size());
-            std::copy_n(bytes.data(), missing, tail + waiting);
+    void push(std::span<const std::uint8_t> bytes, std::string &text) {
+        text.reserve(text.size() + encoded_size(pending_ + bytes.size()));
+        if (pending_ != 0) {
+            const std::size_t missing = std::min(3 - pending_, bytes.size());
+            std::copy_n(bytes.data(), missing, group_ + pending_);
             bytes = bytes.subspan(missing);
-            if ((waiting += missing) < 3)
+            if ((pending_ += missing) < 3)
                 return;
-            append({tail, 3}, text);
+            append({group_, 3}, text);
         }
-        waiting = bytes.size() % 3;
-        append(bytes.first(bytes.size() - waiting), text);
-        std::copy(bytes.end() - static_cast<ptrdiff_t>(waiting), bytes.end(), tail);
+        pending_ = bytes.size() % 3;
+        append(bytes.first(bytes.size() - pending_), text);
+        std::copy(bytes.end() - static_cast<std::ptrdiff_t>(pending_), bytes.end(), group_);
     }
 
     /**
-     * Ends the text, after which another may begin.
+     * Ends the text. The encoder is then ready for another one.
      *
-     * @param text  the last group, padded, is appended to it, if bytes are left for one
+     * @param text  the last group, padded, is appended to it if bytes remain
      */
     void finish(std::string &text) {
-        append({tail, waiting}, text);
-        waiting = 0;
+        append({group_, pending_}, text);
+        pending_ = 0;
     }
 
 private:
-    // In pieces whose length the C function can count; only the last one may have less than whole groups.
-    static void append(std::span<const uint8_t> bytes, std::string &text) {
-        constexpr size_t most = 3 << 20;
+    // The C function counts in 32 bits. Only the last chunk may end within a group.
+    static void append(std::span<const std::uint8_t> bytes, std::string &text) {
+        constexpr std::size_t kMaxChunk = 3 << 20;
         while (!bytes.empty()) {
-            const auto piece = bytes.first(std::min(bytes.size(), most));
-            const size_t before = text.size(), length = encoded_size(piece.size());
+            const auto chunk = bytes.first(std::min(bytes.size(), kMaxChunk));
+            const std::size_t before = text.size(), length = encoded_size(chunk.size());
             text.resize(before + length);
-            static_cast<void>(base64_encode(piece.data(), static_cast<uint32_t>(piece.size()), text.data() + before,
-                                            static_cast<uint32_t>(length)));
-            bytes = bytes.subspan(piece.size());
+            static_cast<void>(base64_encode(chunk.data(), static_cast<std::uint32_t>(chunk.size()),
+                                            text.data() + before, static_cast<std::uint32_t>(length)));
+            bytes = bytes.subspan(chunk.size());
         }
     }
 
-    uint8_t tail[3] = {};
-    size_t waiting = 0; // bytes of the tail
+    std::uint8_t group_[3] = {};
+    std::size_t pending_ = 0; // bytes of the group
 };
 
 /**
- * Decodes a text that arrives piece by piece, cut anywhere.
+ * Decodes a text that arrives in chunks, split anywhere.
  *
  *     vela::base64::decoder decoder;
- *     while (const auto piece = next())
- *         if (!decoder.push(*piece, bytes)) return fail();
+ *     while (const auto chunk = next())
+ *         if (!decoder.push(*chunk, bytes)) return fail();
  *     if (!decoder.finish()) return fail();
  */
 class decoder {
 public:
     /**
-     * Takes the next characters.
+     * Decodes the next characters.
      *
      * @param text   any number
-     * @param bytes  those of all whole groups are appended to it, up to a fault
-     * @return whether the text is Base64 so far; once it is not, it stays so until finish()
+     * @param bytes  those of all complete groups before the first error are appended to it
+     * @return whether the text is Base64 so far; after an error false until finish()
      */
-    [[nodiscard]] bool push(std::string_view text, std::vector<uint8_t> &bytes) {
-        while (!broken && !text.empty()) {
-            if (const size_t whole = waiting == 0 && !padded ? whole_groups(text) : 0; whole != 0) {
+    [[nodiscard]] bool push(std::string_view text, std::vector<std::uint8_t> &bytes) {
+        while (!failed_ && !text.empty()) {
+            if (const std::size_t whole = pending_ == 0 && !padded_ ? whole_groups(text) : 0; whole != 0) {
                 append(text.substr(0, whole), bytes);
                 text.remove_prefix(whole);
                 continue;
@@ -128,69 +131,69 @@ public:
             text.remove_prefix(1);
             if (is_space(ch))
                 continue;
-            broken = !accepts(ch);
-            group[waiting++] = ch;
-            if (waiting == sizeof group) {
-                if (!broken)
-                    append({group, sizeof group}, bytes);
-                waiting = 0;
+            failed_ = !accepts(ch);
+            group_[pending_++] = ch;
+            if (pending_ == sizeof group_) {
+                if (!failed_)
+                    append({group_, sizeof group_}, bytes);
+                pending_ = 0;
             }
         }
-        return !broken;
+        return !failed_;
     }
 
     /**
-     * Ends the text, after which another may begin.
+     * Ends the text. The decoder is then ready for another one.
      *
      * @return whether the text was Base64, with its last group complete
      */
-    [[nodiscard]] bool finish() {
-        const bool good = !broken && waiting == 0;
+    [[nodiscard]] bool finish() noexcept {
+        const bool good = !failed_ && pending_ == 0;
         *this = decoder();
         return good;
     }
 
 private:
-    static constexpr bool is_space(char ch) { return ch == ' ' || ('\t' <= ch && ch <= '\r'); }
+    static constexpr bool is_space(char ch) noexcept { return ch == ' ' || ('\t' <= ch && ch <= '\r'); }
 
-    static constexpr auto is_of_alphabet = [] {
+    static constexpr auto kIsOfAlphabet = [] {
         std::array<bool, 256> table = {};
         for (const char ch : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"))
             table[static_cast<unsigned char>(ch)] = true;
         return table;
     }();
 
-    // How many characters in front make groups of the alphabet alone.
-    static size_t whole_groups(std::string_view text) {
-        size_t length = 0;
-        while (length < text.size() && is_of_alphabet[static_cast<unsigned char>(text[length])])
+    // The length of the complete groups at the front, of characters of the alphabet alone.
+    static std::size_t whole_groups(std::string_view text) noexcept {
+        std::size_t length = 0;
+        while (length < text.size() && kIsOfAlphabet[static_cast<unsigned char>(text[length])])
             ++length;
         return length - length % 4;
     }
 
-    // Padding takes the last places of a group, and nothing comes behind it.
-    bool accepts(char ch) {
+    // Padding takes one or two places at the end of the last group.
+    bool accepts(char ch) noexcept {
         if (ch != '=')
-            return !padded && is_of_alphabet[static_cast<unsigned char>(ch)];
-        padded = true;
-        return waiting >= 2;
+            return !padded_ && kIsOfAlphabet[static_cast<unsigned char>(ch)];
+        padded_ = true;
+        return pending_ >= 2;
     }
 
-    // Whole groups, in pieces whose length the C function can count.
-    static void append(std::string_view groups, std::vector<uint8_t> &bytes) {
-        constexpr size_t most = size_t{1} << 28;
-        for (; !groups.empty(); groups.remove_prefix(std::min(groups.size(), most))) {
-            const std::string_view piece = groups.substr(0, most);
-            const size_t before = bytes.size(), room = most_decoded(piece.size());
-            bytes.resize(before + room);
-            bytes.resize(before + base64_decode(piece.data(), static_cast<uint32_t>(piece.size()),
-                                                bytes.data() + before, static_cast<uint32_t>(room)));
+    // The C function counts in 32 bits.
+    static void append(std::string_view groups, std::vector<std::uint8_t> &bytes) {
+        constexpr std::size_t kMaxChunk = std::size_t{1} << 28;
+        for (; !groups.empty(); groups.remove_prefix(std::min(groups.size(), kMaxChunk))) {
+            const std::string_view chunk = groups.substr(0, kMaxChunk);
+            const std::size_t before = bytes.size(), capacity = max_decoded_size(chunk.size());
+            bytes.resize(before + capacity);
+            bytes.resize(before + base64_decode(chunk.data(), static_cast<std::uint32_t>(chunk.size()),
+                                                bytes.data() + before, static_cast<std::uint32_t>(capacity)));
         }
     }
 
-    char group[4] = {};
-    size_t waiting = 0; // characters of the group
-    bool padded = false, broken = false;
+    char group_[4] = {};
+    std::size_t pending_ = 0; // characters of the group
+    bool padded_ = false, failed_ = false;
 };
 
 /**
@@ -198,14 +201,15 @@ private:
  *
  * @param bytes  any number below 2^30
  * @param text   receives the characters
- * @return their number, encoded_size(); nothing where there is too little room or too much input
+ * @return their number, encoded_size(); empty, with nothing written, when @p text is too short or @p bytes too long
  */
-[[nodiscard]] inline std::optional<size_t> encode(std::span<const uint8_t> bytes, std::span<char> text) {
-    const size_t length = encoded_size(bytes.size());
-    if (bytes.size() >= size_t{1} << 30 || text.size() < length)
+[[nodiscard]] inline std::optional<std::size_t> encode(std::span<const std::uint8_t> bytes,
+                                                       std::span<char> text) noexcept {
+    const std::size_t length = encoded_size(bytes.size());
+    if (bytes.size() >= std::size_t{1} << 30 || text.size() < length)
         return std::nullopt;
-    static_cast<void>(
-        base64_encode(bytes.data(), static_cast<uint32_t>(bytes.size()), text.data(), static_cast<uint32_t>(length)));
+    static_cast<void>(base64_encode(bytes.data(), static_cast<std::uint32_t>(bytes.size()), text.data(),
+                                    static_cast<std::uint32_t>(length)));
     return length;
 }
 
@@ -215,7 +219,7 @@ private:
  * @param bytes  any number
  * @return the text
  */
-[[nodiscard]] inline std::string encode(std::span<const uint8_t> bytes) {
+[[nodiscard]] inline std::string encode(std::span<const std::uint8_t> bytes) {
     std::string text;
     encoder whole;
     whole.push(bytes, text);
@@ -223,20 +227,20 @@ private:
     return text;
 }
 
-/** The same of a string's bytes. */
+/** The same, for the bytes of a string. */
 [[nodiscard]] inline std::string encode(std::string_view bytes) {
-    return encode(std::span(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()));
+    return encode(std::span(reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size()));
 }
 
 /**
  * Decodes a whole text.
  *
  * @param text  any number of characters
- * @return the bytes; nothing where it is not Base64
+ * @return the bytes; empty when it is not Base64
  */
-[[nodiscard]] inline std::optional<std::vector<uint8_t>> decode(std::string_view text) {
-    std::vector<uint8_t> bytes;
-    bytes.reserve(most_decoded(text.size()));
+[[nodiscard]] inline std::optional<std::vector<std::uint8_t>> decode(std::string_view text) {
+    std::vector<std::uint8_t> bytes;
+    bytes.reserve(max_decoded_size(text.size()));
     decoder whole;
     if (!whole.push(text, bytes) || !whole.finish())
         return std::nullopt;

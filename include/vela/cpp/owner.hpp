@@ -2,10 +2,10 @@
  * @file
  * What the C++ headers share: ownership of the records that the C functions make.
  *
- * Every class under vela/cpp/ that holds a record is move-only, as large as the pointer that it holds, and releases the
- * record through its module's own function. get() lends the record to C functions; release() hands it over to a caller
- * who then releases it as the C header says. What was moved from, or released, holds nothing: it may be destroyed or
- * assigned to, nothing else.
+ * Every class under vela/cpp/ that holds a record is move-only and releases the record by its module's own function.
+ * get() lends the record to C functions; release() hands it over to the caller, who releases it as the C header says;
+ * adopt() takes one over. After a move or release() an object is empty: it may be destroyed or assigned to, nothing
+ * else.
  */
 #pragma once
 
@@ -13,16 +13,16 @@
 
 namespace vela::internal {
 
-template <auto release>
-struct releases {
+template <auto function>
+struct released_by {
     template <class Record>
     void operator()(Record *record) const noexcept {
-        release(record);
+        function(record);
     }
 };
 
-/** A record that is released by the function `release` when its owner ends. */
-template <class Record, auto release>
-using owner = std::unique_ptr<Record, releases<release>>;
+/** A record that `function` releases. */
+template <class Record, auto function>
+using owner = std::unique_ptr<Record, released_by<function>>;
 
 } // namespace vela::internal

@@ -2,13 +2,13 @@
  * @file
  * Wall-clock times as values: vela/time.h for C++.
  *
- *     const auto began = vela::timestamp::now();
+ *     const auto start = vela::timestamp::now();
  *     ...
- *     if (const auto ended = vela::timestamp::now(); began && ended && *ended - *began > 2s)
+ *     if (const auto end = vela::timestamp::now(); start && end && *end - *start > 2s)
  *         log("slow, or the clock was set");
  *
- * Times are those of struct timeval, and exact as far as its seconds reach; differences are std::chrono's, exact within
- * 292,000 years, and wrap around beyond. Any thread may call any function at any time.
+ * Times have the range of struct timeval. Differences are std::chrono's, exact up to 292,000 years, and wrap around
+ * beyond. Nothing throws. Any thread may call any function at any time.
  */
 #pragma once
 
@@ -20,71 +20,74 @@
 
 namespace vela {
 
-/**
- * A time since 1970 (UTC) in microseconds: copied, compared and moved like a number.
- */
+/** Microseconds since the epoch, 1970-01-01 00:00 UTC: copied, compared and added to like a number. */
 class timestamp {
 public:
-    /** The begin of 1970. */
-    constexpr timestamp() = default;
+    /** The epoch. */
+    constexpr timestamp() noexcept = default;
 
-    /** @param time  seconds and microseconds, balanced or not */
-    explicit timestamp(timeval time) : balanced(time) { time_balance(&balanced); }
+    /** @param time  seconds and microseconds, normalized or not */
+    explicit timestamp(timeval time) noexcept : time_(time) { time_balance(&time_); }
 
-    /** @param since_1970  since the begin of 1970; what the seconds of a struct timeval can't hold wraps around */
-    explicit timestamp(std::chrono::microseconds since_1970) : balanced(as_timeval(since_1970)) {}
+    /** @param since_epoch  since the epoch; wraps around beyond the seconds of a struct timeval */
+    explicit timestamp(std::chrono::microseconds since_epoch) noexcept : time_(as_timeval(since_epoch)) {}
 
-    /** @return the current time, if the system tells it */
-    [[nodiscard]] static std::optional<timestamp> now() {
+    /** @return the current time; empty when the system call fails */
+    [[nodiscard]] static std::optional<timestamp> now() noexcept {
         timestamp made;
-        return gettime(&made.balanced) == 0 ? std::optional(made) : std::nullopt;
+        return gettime(&made.time_) == 0 ? std::optional(made) : std::nullopt;
     }
 
     /** @return seconds, and microseconds from 0 to 999999 */
-    [[nodiscard]] const timeval &get() const { return balanced; }
-    /** @return the microseconds since the begin of 1970 */
-    [[nodiscard]] std::chrono::microseconds since_1970() const { return as_microseconds(balanced); }
+    [[nodiscard]] const timeval &get() const noexcept { return time_; }
+    /** @return the time since the epoch */
+    [[nodiscard]] std::chrono::microseconds since_epoch() const noexcept { return as_microseconds(time_); }
     /** @return the same for std::chrono::system_clock */
-    [[nodiscard]] std::chrono::sys_time<std::chrono::microseconds> to_sys_time() const {
-        return std::chrono::sys_time<std::chrono::microseconds>(since_1970());
+    [[nodiscard]] std::chrono::sys_time<std::chrono::microseconds> to_sys_time() const noexcept {
+        return std::chrono::sys_time<std::chrono::microseconds>(since_epoch());
     }
 
-    /** @return the time between two, negative where the first is earlier */
-    [[nodiscard]] friend std::chrono::microseconds operator-(const timestamp &a, const timestamp &b) {
-        return as_microseconds(time_sub(&a.balanced, &b.balanced));
+    /** @return the time from b to a, negative when a is earlier */
+    [[nodiscard]] friend std::chrono::microseconds operator-(const timestamp &a, const timestamp &b) noexcept {
+        return as_microseconds(time_sub(&a.time_, &b.time_));
     }
-    /** Moves the time forward. */
-    timestamp &operator+=(std::chrono::microseconds by) {
+    /** Adds a duration. */
+    timestamp &operator+=(std::chrono::microseconds by) noexcept {
         const timeval difference = as_timeval(by);
-        balanced = time_add(&balanced, &difference);
+        time_ = time_add(&time_, &difference);
         return *this;
     }
-    /** Moves the time back. */
-    timestamp &operator-=(std::chrono::microseconds by) {
+    /** Subtracts a duration. */
+    timestamp &operator-=(std::chrono::microseconds by) noexcept {
         const timeval difference = as_timeval(by);
-        balanced = time_sub(&balanced, &difference);
+        time_ = time_sub(&time_, &difference);
         return *this;
     }
-    /** @return the time moved forward */
-    [[nodiscard]] friend timestamp operator+(timestamp time, std::chrono::microseconds by) { return time += by; }
-    /** @return the time moved back */
-    [[nodiscard]] friend timestamp operator-(timestamp time, std::chrono::microseconds by) { return time -= by; }
+    /** @return the time, a duration later */
+    [[nodiscard]] friend timestamp operator+(timestamp time, std::chrono::microseconds by) noexcept {
+        return time += by;
+    }
+    /** @return the time, a duration earlier */
+    [[nodiscard]] friend timestamp operator-(timestamp time, std::chrono::microseconds by) noexcept {
+        return time -= by;
+    }
 
-    /** Which one is later. */
-    [[nodiscard]] friend std::strong_ordering operator<=>(const timestamp &a, const timestamp &b) {
-        return time_compare(&a.balanced, &b.balanced) <=> 0;
+    /** Compares by time. */
+    [[nodiscard]] friend std::strong_ordering operator<=>(const timestamp &a, const timestamp &b) noexcept {
+        return time_compare(&a.time_, &b.time_) <=> 0;
     }
     /** Whether they are the same. */
-    [[nodiscard]] friend bool operator==(const timestamp &a, const timestamp &b) { return (a <=> b) == 0; }
+    [[nodiscard]] friend bool operator==(const timestamp &a, const timestamp &b) noexcept { return (a <=> b) == 0; }
 
 private:
-    static std::chrono::microseconds as_microseconds(const timeval &time) {
-        const auto seconds = static_cast<uint64_t>(int64_t{time.tv_sec});
-        return std::chrono::microseconds(static_cast<int64_t>(seconds * 1000000 + static_cast<uint64_t>(time.tv_usec)));
+    static std::chrono::microseconds as_microseconds(const timeval &time) noexcept {
+        const auto seconds = static_cast<std::uint64_t>(std::int64_t{time.tv_sec});
+        const auto total = seconds * 1000000 + static_cast<std::uint64_t>(time.tv_usec);
+        return std::chrono::microseconds(static_cast<std::int64_t>(total));
     }
 
     // The microseconds of a struct timeval may have 32 bits.
-    static timeval as_timeval(std::chrono::microseconds time) {
+    static timeval as_timeval(std::chrono::microseconds time) noexcept {
         timeval made{};
         made.tv_sec = static_cast<decltype(made.tv_sec)>(time.count() / 1000000);
         made.tv_usec = static_cast<decltype(made.tv_usec)>(time.count() % 1000000);
@@ -92,7 +95,7 @@ private:
         return made;
     }
 
-    timeval balanced = {};
+    timeval time_ = {};
 };
 
 } // namespace vela

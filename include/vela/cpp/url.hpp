@@ -1,16 +1,18 @@
 /**
  * @file
- * URLs taken apart, queries read and URLs put together: vela/url.h for C++.
+ * URLs parsed and built, and queries parsed: vela/url.h for C++.
  *
  *     const auto link = vela::url::parse("https://camera/find?name=Gate+1&name=Yard");
  *     for (const auto &[name, value] : vela::query(link->query().value_or("")))
  *         ...
- *     const auto next = vela::url_builder("https", "camera").segment("a b").parameter("q", "1+1").text();
+ *     const auto next = vela::url::builder("https", "camera").segment("a b").parameter("q", "1+1").build();
  *     // https://camera/a%20b?q=1%2B1
  *
- * A path and a query have codes of their own: a space is "%20" in the one and "+" in the other. What is a letter does
- * not depend on the locale here, but for schemes that url::parse() reads. Any thread may call any function at any time;
- * an object belongs to one.
+ * A path and a query are encoded differently: a space is "%20" in the one and "+" in the other. Letters are those of
+ * ASCII whatever the locale, except in the scheme that url::parse() reads.
+ *
+ * What returns or appends to a std::string or std::vector throws std::bad_alloc; nothing else throws. Any thread may
+ * call any function at any time; an object is used by one thread at a time.
  */
 #pragma once
 
@@ -27,227 +29,236 @@
 
 namespace vela::internal {
 
-constexpr bool url_is_letter_or_digit(char ch) {
+constexpr bool is_letter_or_digit(char ch) noexcept {
     return ('A' <= ch && ch <= 'Z') || ('a' <= ch && ch <= 'z') || ('0' <= ch && ch <= '9');
 }
 
-constexpr int url_digit_value(char ch) {
+constexpr int hex_value(char ch) noexcept {
     return '0' <= ch && ch <= '9'   ? ch - '0'
            : 'a' <= ch && ch <= 'f' ? ch - 'a' + 10
            : 'A' <= ch && ch <= 'F' ? ch - 'A' + 10
                                     : -1;
 }
 
-// Appends text with a "%" and two digits for each character that is neither a letter, a digit nor one of these.
-inline void url_append_encoded(std::string &to, std::string_view text, std::string_view as_they_are) {
+// Characters that need no encoding, besides letters and digits: the unreserved ones of RFC 3986, and those of a
+// segment.
+inline constexpr std::string_view kUnreserved = "-._~", kSegment = "-._~!$&'()*+,;=:@";
+
+// Percent-encodes all but letters, digits and the characters of `kept`.
+inline void append_encoded(std::string &to, std::string_view text, std::string_view kept) {
     constexpr char digits[] = "0123456789ABCDEF";
     for (const char ch : text) {
         const auto byte = static_cast<unsigned char>(ch);
-        if (url_is_letter_or_digit(ch) || as_they_are.find(ch) != as_they_are.npos)
+        if (is_letter_or_digit(ch) || kept.find(ch) != kept.npos)
             to += ch;
         else
             (to += '%').append({digits[byte >> 4], digits[byte & 15]});
     }
 }
 
-inline std::string url_decoded(std::string_view text, bool plus_is_space) {
+// Invalid escapes are kept as they are; a "+" becomes `plus`.
+inline std::string percent_decoded(std::string_view text, char plus) {
     std::string bytes;
     bytes.reserve(text.size());
-    for (size_t i = 0; i < text.size(); ++i) {
-        const int high = text[i] == '%' && text.size() - i > 2 ? url_digit_value(text[i + 1]) : -1;
-        const int low = high >= 0 ? url_digit_value(text[i + 2]) : -1;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const int high = text[i] == '%' && text.size() - i > 2 ? hex_value(text[i + 1]) : -1;
+        const int low = high >= 0 ? hex_value(text[i + 2]) : -1;
         if (low >= 0) {
             bytes += static_cast<char>(high << 4 | low);
             i += 2;
         } else {
-            bytes += plus_is_space && text[i] == '+' ? ' ' : text[i];
+            bytes += text[i] == '+' ? plus : text[i];
         }
     }
     return bytes;
 }
 
-inline constexpr std::string_view kUrlUnreserved = "-._~"; // of RFC 3986, besides letters and digits
-inline constexpr std::string_view kUrlSegment = "-._~!$&'()*+,;=:@";
+// Splits a text at a separator, and calls back with each item's name and with its value: what follows the first "=".
+template <class Each>
+void for_each_pair(std::string_view text, char separator, Each &&each) {
+    while (!text.empty()) {
+        const std::string_view item = text.substr(0, text.find(separator)), name = item.substr(0, item.find('='));
+        each(name, name.size() == item.size() ? std::nullopt : std::optional(item.substr(name.size() + 1)));
+        text.remove_prefix(item.size() == text.size() ? item.size() : item.size() + 1);
+    }
+}
 
 } // namespace vela::internal
 
 namespace vela {
 
 /**
- * The parts of a URL.
+ * The components of a URL.
  *
- *     if (const auto one = vela::url::parse("http://camera:8080/live#top"))
- *         connect(one->host().value_or("localhost"), one->port_number().value_or(80));
+ *     if (const auto link = vela::url::parse("http://camera:8080/live#top"))
+ *         connect(link->host().value_or("localhost"), link->port_number().value_or(80));
  */
 class url {
 public:
+    class builder;
+
     /**
-     * Takes a URL apart as url_alloc() does: a scheme of letters and digits, an authority, a path and a query. A
-     * fragment is taken off before, so that it stays in none of these. Nothing is decoded.
+     * Splits a URL as url_alloc() does: a scheme of letters and digits, an authority, a path and a query. A fragment is
+     * split off first and is part of none of these. Nothing is decoded.
      *
-     * @param text  the URL; white space in front of it is skipped
-     * @return its parts; nothing for a text without a scheme or with a NUL in it, and without memory
+     * @param text  the URL; leading white space is skipped
+     * @return its components; empty for a text without a scheme or with a NUL in it, and when memory runs out
      */
     [[nodiscard]] static std::optional<url> parse(std::string_view text) {
         if (text.find('\0') != text.npos)
             return std::nullopt;
-        const size_t hash = text.find('#');
+        const std::size_t hash = text.find('#');
         url made(url_alloc(std::string(text.substr(0, hash)).c_str()));
-        if (!made.record)
+        if (!made.record_)
             return std::nullopt;
         if (hash != text.npos)
-            made.behind = text.substr(hash + 1);
+            made.fragment_ = text.substr(hash + 1);
         return made;
     }
 
     /** @return the letters and digits before the first ":" */
-    [[nodiscard]] std::string_view scheme() const { return record->scheme; }
-    /** @return the user's name, if there is one */
-    [[nodiscard]] std::optional<std::string_view> user() const { return part(record->user); }
-    /** @return the password, if there is one */
-    [[nodiscard]] std::optional<std::string_view> password() const { return part(record->password); }
-    /** @return the name or address, if there is one; an IPv6 address in its brackets */
-    [[nodiscard]] std::optional<std::string_view> host() const { return part(record->host); }
-    /** @return what stands behind the host's ":", if there is one */
-    [[nodiscard]] std::optional<std::string_view> port() const { return part(record->port); }
-    /** @return the path with its leading "/", if there is one */
-    [[nodiscard]] std::optional<std::string_view> path() const { return part(record->path); }
-    /** @return what stands behind "?", if there is one */
-    [[nodiscard]] std::optional<std::string_view> query() const { return part(record->query); }
-    /** @return what stands behind "#", if there is one */
-    [[nodiscard]] std::optional<std::string_view> fragment() const { return behind; }
+    [[nodiscard]] std::string_view scheme() const noexcept { return record_->scheme; }
+    /** @return the user's name, if any */
+    [[nodiscard]] std::optional<std::string_view> user() const noexcept { return component(record_->user); }
+    /** @return the password, if any */
+    [[nodiscard]] std::optional<std::string_view> password() const noexcept { return component(record_->password); }
+    /** @return the name or address, if any; an IPv6 address in its brackets */
+    [[nodiscard]] std::optional<std::string_view> host() const noexcept { return component(record_->host); }
+    /** @return the text after the host's ":", if any */
+    [[nodiscard]] std::optional<std::string_view> port() const noexcept { return component(record_->port); }
+    /** @return the path with its leading "/", if any */
+    [[nodiscard]] std::optional<std::string_view> path() const noexcept { return component(record_->path); }
+    /** @return the text after "?", if any */
+    [[nodiscard]] std::optional<std::string_view> query() const noexcept { return component(record_->query); }
+    /** @return the text after "#", if any */
+    [[nodiscard]] std::optional<std::string_view> fragment() const noexcept { return fragment_; }
 
-    /** @return the port as a number; nothing where there is none, or no number from 0 to 65535 in decimal digits alone
-     */
-    [[nodiscard]] std::optional<uint16_t> port_number() const {
+    /** @return the port as a number; empty when there is none or it is not 0 to 65535 in decimal digits alone */
+    [[nodiscard]] std::optional<std::uint16_t> port_number() const noexcept {
         const std::string_view digits = port().value_or("");
-        uint16_t number = 0;
+        std::uint16_t number = 0;
         const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
         if (digits.empty() || error != std::errc() || end != digits.data() + digits.size())
             return std::nullopt;
         return number;
     }
 
-    /** @return the record, which stays this object's */
-    [[nodiscard]] const url_record *get() const { return record.get(); }
-    /** @return the record, from now on the caller's, for url_free(); the fragment is no part of it */
-    [[nodiscard]] url_record *release() { return record.release(); }
+    /** @return the record, for C functions; it remains this object's */
+    [[nodiscard]] const url_record *get() const noexcept { return record_.get(); }
+    /** @return the record, now the caller's, who releases it by url_free(); the fragment is not part of it */
+    [[nodiscard]] url_record *release() noexcept { return record_.release(); }
 
     /**
-     * Codes for a segment of a path: "%" and two digits for what may not stand there, a "/" among it.
+     * Percent-encodes a segment of a path, in which a "/" is encoded as well.
      *
      * @param text  the segment
-     * @return its code
+     * @return the encoded segment
      */
     [[nodiscard]] static std::string encode_segment(std::string_view text) {
-        std::string code;
-        internal::url_append_encoded(code, text, internal::kUrlSegment);
-        return code;
+        std::string encoded;
+        internal::append_encoded(encoded, text, internal::kSegment);
+        return encoded;
     }
 
     /**
-     * Codes for a name or a value in a query or a form: "+" for a space, "%" and two digits for all but letters, digits
+     * Encodes a name or a value of a query or a form: "+" for a space, "%" and two digits for all but letters, digits
      * and "-._~".
      *
      * @param text  the name or the value
-     * @return its code
+     * @return the encoded text
      */
     [[nodiscard]] static std::string encode_form(std::string_view text) {
-        std::string code;
-        internal::url_append_encoded(code, text, "-._~ ");
-        for (char &ch : code)
+        std::string encoded;
+        internal::append_encoded(encoded, text, "-._~ ");
+        for (char &ch : encoded)
             ch = ch == ' ' ? '+' : ch;
-        return code;
+        return encoded;
     }
 
     /**
-     * Decodes a segment of a path, or any part but a query: "%" and two hexadecimal digits become a byte. A "%" without
-     * two digits behind it stays as it is, and so does "+".
+     * Percent-decodes a segment of a path, or any component but a query: "%" and two hexadecimal digits become a byte.
+     * A "%" without two digits after it is kept, and so is "+".
      *
-     * @param text  the code
-     * @return the bytes, which may be NUL as well
+     * @param text  the encoded text
+     * @return the bytes, which may include NUL
      */
-    [[nodiscard]] static std::string decode(std::string_view text) { return internal::url_decoded(text, false); }
+    [[nodiscard]] static std::string decode(std::string_view text) { return internal::percent_decoded(text, '+'); }
 
     /**
      * Decodes a name or a value of a query or a form: as decode(), and "+" becomes a space.
      *
-     * @param text  the code
-     * @return the bytes, which may be NUL as well
+     * @param text  the encoded text
+     * @return the bytes, which may include NUL
      */
-    [[nodiscard]] static std::string decode_form(std::string_view text) { return internal::url_decoded(text, true); }
+    [[nodiscard]] static std::string decode_form(std::string_view text) { return internal::percent_decoded(text, ' '); }
 
 private:
-    explicit url(url_record *made) : record(made) {}
+    explicit url(url_record *record) noexcept : record_(record) {}
 
-    static std::optional<std::string_view> part(const char *text) {
+    static std::optional<std::string_view> component(const char *text) noexcept {
         return text ? std::optional<std::string_view>(text) : std::nullopt;
     }
 
-    internal::owner<url_record, url_free> record;
-    std::optional<std::string> behind;
+    internal::owner<url_record, url_free> record_;
+    std::optional<std::string> fragment_;
 };
 
 /**
- * The names and values of a query or of a form's body, in their order, decoded; a name may come several times.
+ * The decoded names and values of a query or of a form's body, in their order; a name may occur several times.
  *
  *     const vela::query parameters("pan=12&preset=gate+1&preset=yard");
  *     const std::string_view pan = parameters.get("pan").value_or("0");
  */
 class query {
 public:
-    /** A name with its value, empty where there was no "=". */
+    /** A name with its value, empty if there was no "=". */
     struct parameter {
         std::string name;  /**< decoded */
         std::string value; /**< decoded */
 
-        /** Whether names and values are the same. */
-        [[nodiscard]] friend bool operator==(const parameter &, const parameter &) = default;
+        /** Whether names and values are equal. */
+        [[nodiscard]] friend bool operator==(const parameter &, const parameter &) noexcept = default;
     };
 
-    query() = default;
+    query() noexcept = default;
 
     /**
-     * Reads "name=value" for each piece between "&". Nothing is refused: empty pieces are skipped, a value reaches from
-     * the first "=" to the end of its piece.
+     * Parses "name=value" between "&". Nothing is refused: empty parameters are skipped, and a value extends from the
+     * first "=" of its parameter.
      *
      * @param text  the query without its "?"
      */
     explicit query(std::string_view text) {
-        for (size_t at = 0; at < text.size();) {
-            const std::string_view piece = text.substr(at, text.find('&', at) - at);
-            at += piece.size() + 1;
-            const size_t equals = piece.find('=');
-            if (!piece.empty())
-                add(url::decode_form(piece.substr(0, equals)),
-                    equals == piece.npos ? "" : url::decode_form(piece.substr(equals + 1)));
-        }
+        internal::for_each_pair(text, '&', [this](std::string_view name, std::optional<std::string_view> value) {
+            if (!name.empty() || value)
+                add(url::decode_form(name), url::decode_form(value.value_or("")));
+        });
     }
 
     /**
-     * Looks a name up, exactly as it is written.
+     * Looks a name up; case matters.
      *
      * @param name  the name, decoded
-     * @return the first value of that name, if there is one; it lives as long as this object is not changed
+     * @return the first value of that name, if any; it lives until this object changes
      */
-    [[nodiscard]] std::optional<std::string_view> get(std::string_view name) const {
-        for (const parameter &one : all)
-            if (one.name == name)
-                return one.value;
+    [[nodiscard]] std::optional<std::string_view> get(std::string_view name) const noexcept {
+        for (const parameter &candidate : parameters_)
+            if (candidate.name == name)
+                return candidate.value;
         return std::nullopt;
     }
 
     /**
-     * Looks a name up that may come several times.
+     * Looks a name up that may occur several times.
      *
      * @param name  the name, decoded
-     * @return its values in their order; they live as long as this object is not changed
+     * @return its values in their order; they live until this object changes
      */
     [[nodiscard]] std::vector<std::string_view> get_all(std::string_view name) const {
         std::vector<std::string_view> values;
-        for (const parameter &one : all)
-            if (one.name == name)
-                values.push_back(one.value);
+        for (const parameter &candidate : parameters_)
+            if (candidate.name == name)
+                values.push_back(candidate.value);
         return values;
     }
 
@@ -257,79 +268,79 @@ public:
      * @param name   its name, decoded
      * @param value  its value, decoded
      */
-    void add(std::string name, std::string value) { all.push_back({std::move(name), std::move(value)}); }
+    void add(std::string name, std::string value) { parameters_.push_back({std::move(name), std::move(value)}); }
 
     /** @return whether there is a parameter of that name */
-    [[nodiscard]] bool contains(std::string_view name) const { return get(name).has_value(); }
+    [[nodiscard]] bool contains(std::string_view name) const noexcept { return get(name).has_value(); }
     /** @return the number of parameters */
-    [[nodiscard]] size_t size() const { return all.size(); }
-    /** @return whether there is none */
-    [[nodiscard]] bool empty() const { return all.empty(); }
+    [[nodiscard]] std::size_t size() const noexcept { return parameters_.size(); }
+    /** @return whether there are none */
+    [[nodiscard]] bool empty() const noexcept { return parameters_.empty(); }
     /** @return the first parameter */
-    [[nodiscard]] auto begin() const { return all.begin(); }
-    /** @return behind the last one */
-    [[nodiscard]] auto end() const { return all.end(); }
+    [[nodiscard]] auto begin() const noexcept { return parameters_.begin(); }
+    /** @return one past the last parameter */
+    [[nodiscard]] auto end() const noexcept { return parameters_.end(); }
 
 private:
-    std::vector<parameter> all;
+    std::vector<parameter> parameters_;
 };
 
 /**
- * Puts a URL together, each part in its own code. Parts may be given in any order; segments and parameters keep theirs.
+ * Builds a URL, each component with its own encoding. Components may be given in any order; segments and parameters
+ * keep theirs.
  *
  *     const std::optional<std::string> link =
- *         vela::url_builder("https", "camera").port(8443).segment("rec 7").parameter("from", "10:00").text();
+ *         vela::url::builder("https", "camera").port(8443).segment("rec 7").parameter("from", "10:00").build();
  */
-class url_builder {
+class url::builder {
 public:
     /** A path without scheme and host, for links within a site. */
-    url_builder() = default;
+    builder() noexcept = default;
 
     /**
-     * @param scheme  as "https": a letter, and then letters, digits, "+", "-" and "."
-     * @param host    a name, an IPv4 address, or an IPv6 address with or without its brackets; not encoded yet
+     * @param scheme  such as "https": a letter, and then letters, digits, "+", "-" and "."
+     * @param host    a name, an IPv4 address, or an IPv6 address with or without its brackets; not encoded
      */
-    url_builder(std::string_view scheme, std::string_view host)
-        : has_authority(true), good(is_scheme(scheme)), front(std::string(scheme) + "://") {
-        const bool bracketed = host.starts_with('[') && host.ends_with(']') && host.size() > 2;
-        const std::string_view address = bracketed ? host.substr(1, host.size() - 2) : host;
-        if (!bracketed && address.find(':') == address.npos) {
-            internal::url_append_encoded(host_text, address, internal::kUrlUnreserved);
+    builder(std::string_view scheme, std::string_view host)
+        : has_authority_(true), valid_(is_scheme(scheme)), scheme_(std::string(scheme) + "://") {
+        const bool is_bracketed = host.starts_with('[') && host.ends_with(']') && host.size() > 2;
+        const std::string_view address = is_bracketed ? host.substr(1, host.size() - 2) : host;
+        if (!is_bracketed && address.find(':') == address.npos) {
+            internal::append_encoded(host_, address, internal::kUnreserved);
             return;
         }
         for (const char ch : address)
-            good = good && (internal::url_digit_value(ch) >= 0 || ch == ':' || ch == '.');
-        host_text.append("[").append(address).append("]");
+            valid_ = valid_ && (internal::hex_value(ch) >= 0 || ch == ':' || ch == '.');
+        host_.append("[").append(address).append("]");
     }
 
-    /** @param user  a user name; needs a host */
-    url_builder &user(std::string_view user) {
-        credentials.clear();
-        internal::url_append_encoded(credentials, user, internal::kUrlUnreserved);
+    /** @param name  a user name; needs a host */
+    builder &user(std::string_view name) {
+        user_.clear();
+        internal::append_encoded(user_, name, internal::kUnreserved);
         return *this;
     }
 
     /**
-     * @param user      a user name; needs a host
+     * @param name      a user name; needs a host
      * @param password  the password, which whoever sees the URL can read
      */
-    url_builder &user(std::string_view user, std::string_view password) {
-        this->user(user);
-        internal::url_append_encoded(credentials += ':', password, internal::kUrlUnreserved);
+    builder &user(std::string_view name, std::string_view password) {
+        user(name);
+        internal::append_encoded(user_ += ':', password, internal::kUnreserved);
         return *this;
     }
 
     /** @param number  a port; needs a host */
-    url_builder &port(uint16_t number) {
-        port_text = ":" + std::to_string(number);
+    builder &port(std::uint16_t number) {
+        port_ = ":" + std::to_string(number);
         return *this;
     }
 
-    /** @param text  one more segment of the path, in which a "/" is a character like others; "." and ".." are refused
-     */
-    url_builder &segment(std::string_view text) {
-        good = good && text != "." && text != "..";
-        internal::url_append_encoded(path += '/', text, internal::kUrlSegment);
+    /** @param text  one more segment of the path, in which a "/" is an ordinary character; "." and ".." are refused */
+    builder &segment(std::string_view text) {
+        valid_ = valid_ && text != "." && text != "..";
+        internal::append_encoded(path_ += '/', text, internal::kSegment);
         return *this;
     }
 
@@ -337,40 +348,39 @@ public:
      * @param name   of one more parameter of the query
      * @param value  its value
      */
-    url_builder &parameter(std::string_view name, std::string_view value) {
-        parameters.append(parameters.empty() ? "?" : "&").append(url::encode_form(name)).append("=");
-        parameters.append(url::encode_form(value));
+    builder &parameter(std::string_view name, std::string_view value) {
+        query_.append(query_.empty() ? "?" : "&").append(encode_form(name)).append("=").append(encode_form(value));
         return *this;
     }
 
-    /** @param text  the place within what the URL names, behind "#" */
-    url_builder &fragment(std::string_view text) {
-        behind = "#";
-        internal::url_append_encoded(behind, text, "-._~!$&'()*+,;=:@/?");
+    /** @param text  the fragment, after "#" */
+    builder &fragment(std::string_view text) {
+        fragment_ = "#";
+        internal::append_encoded(fragment_, text, "-._~!$&'()*+,;=:@/?");
         return *this;
     }
 
     /**
-     * @return the URL; nothing where the scheme is none, an address is none, a segment is "." or "..", a path without a
-     * host would begin with "//", or a user or a port has no host
+     * @return the URL; empty when the scheme or an address is invalid, a segment is "." or "..", a path without a host
+     *         would begin with "//", or a user or a port has no host
      */
-    [[nodiscard]] std::optional<std::string> text() const {
-        const std::string authority = (credentials.empty() ? "" : credentials + "@") + host_text + port_text;
-        if (!good || (host_text.empty() && !authority.empty()) || (!has_authority && path.starts_with("//")))
+    [[nodiscard]] std::optional<std::string> build() const {
+        const std::string authority = (user_.empty() ? "" : user_ + "@") + host_ + port_;
+        if (!valid_ || (host_.empty() && !authority.empty()) || (!has_authority_ && path_.starts_with("//")))
             return std::nullopt;
-        return front + authority + path + parameters + behind;
+        return scheme_ + authority + path_ + query_ + fragment_;
     }
 
 private:
-    static constexpr bool is_scheme(std::string_view text) {
+    static constexpr bool is_scheme(std::string_view text) noexcept {
         for (const char ch : text)
-            if (!internal::url_is_letter_or_digit(ch) && ch != '+' && ch != '-' && ch != '.')
+            if (!internal::is_letter_or_digit(ch) && ch != '+' && ch != '-' && ch != '.')
                 return false;
-        return !text.empty() && internal::url_is_letter_or_digit(text[0]) && (text[0] < '0' || text[0] > '9');
+        return !text.empty() && internal::is_letter_or_digit(text[0]) && (text[0] < '0' || text[0] > '9');
     }
 
-    bool has_authority = false, good = true;
-    std::string front, credentials, host_text, port_text, path, parameters, behind;
+    bool has_authority_ = false, valid_ = true;
+    std::string scheme_, user_, host_, port_, path_, query_, fragment_;
 };
 
 } // namespace vela

@@ -6,8 +6,8 @@
  *     sessions[vela::uuid::random()] = ...;
  *     if (const auto id = vela::uuid::parse(cookie); id && sessions.contains(*id)) ...
  *
- * random() draws from the kernel's device as uuid_create() does, with its fallback and its rule for threads; all else
- * may be called by any thread at any time.
+ * random() reads the kernel's random device as uuid_create() does, with its fallback and its rule for threads; any
+ * thread may call anything else at any time. to_string() throws std::bad_alloc; nothing else throws.
  */
 #pragma once
 
@@ -27,7 +27,7 @@
 namespace vela {
 
 /**
- * Sixteen bytes: copied, compared byte by byte and hashed like a number, read from text and written as text.
+ * Sixteen bytes: copied, compared byte by byte, hashed, parsed from text and formatted.
  *
  *     const auto id = vela::uuid::parse("{00112233-4455-6677-8899-aabbccddeeff}");
  *     if (id)
@@ -36,108 +36,112 @@ namespace vela {
 class uuid {
 public:
     /** The forms of its text. */
-    enum class form : uint8_t {
+    enum class form : std::uint8_t {
         braced, /**< {00112233-4455-6677-8899-aabbccddeeff} */
         dashed, /**< 00112233-4455-6677-8899-aabbccddeeff */
         plain   /**< 00112233445566778899aabbccddeeff */
     };
 
     /** The nil UUID: sixteen bytes of 0. */
-    constexpr uuid() = default;
+    constexpr uuid() noexcept = default;
 
-    /** @param bytes  the sixteen bytes, the one first in the text first */
-    constexpr explicit uuid(std::span<const uint8_t, 16> bytes) { std::copy(bytes.begin(), bytes.end(), all.begin()); }
+    /** @param bytes  the sixteen bytes, in the order of the text */
+    constexpr explicit uuid(std::span<const std::uint8_t, 16> bytes) noexcept {
+        std::copy(bytes.begin(), bytes.end(), bytes_.begin());
+    }
 
     /**
-     * A random UUID of version 4 as RFC 9562 lays it out: 122 random bits.
+     * A random UUID of version 4 in the layout of RFC 9562: 122 random bits.
      *
      * @return another one each time
      */
-    [[nodiscard]] static uuid random() {
+    [[nodiscard]] static uuid random() noexcept {
         uuid made;
-        uuid_create(made.all.data());
-        made.all[6] = static_cast<uint8_t>((made.all[6] & 0x0F) | 0x40);
-        made.all[8] = static_cast<uint8_t>((made.all[8] & 0x3F) | 0x80);
+        uuid_create(made.bytes_.data());
+        made.bytes_[6] = static_cast<std::uint8_t>((made.bytes_[6] & 0x0F) | 0x40);
+        made.bytes_[8] = static_cast<std::uint8_t>((made.bytes_[8] & 0x3F) | 0x80);
         return made;
     }
 
     /**
-     * Reads a text that is a UUID and nothing else, in one of the three forms, with letters in either case. What
-     * uuid_scan() takes besides (white space, signs, digits that are missing, anything behind) is refused.
+     * Parses a text that is a UUID and nothing else, in one of the three forms, with letters in either case. What
+     * uuid_scan() accepts beyond that (white space, signs, missing digits, any suffix) is refused.
      *
      * @param text  the text
-     * @return the UUID, or nothing
+     * @return the UUID, or empty
      */
-    [[nodiscard]] static std::optional<uuid> parse(std::string_view text) {
+    [[nodiscard]] static std::optional<uuid> parse(std::string_view text) noexcept {
         char copy[39] = {};
         if (text.size() >= sizeof copy)
             return std::nullopt;
-        text.copy(copy, text.size());
+        std::copy(text.begin(), text.end(), copy);
         uuid found;
-        if (uuid_scan(copy, found.all.data()) != 0)
+        if (uuid_scan(copy, found.bytes_.data()) != 0)
             return std::nullopt;
         const auto lower_case = [](char ch) {
             return 'A' <= ch && ch <= 'F' ? static_cast<char>(ch + ('a' - 'A')) : ch;
         };
         std::transform(copy, copy + text.size(), copy, lower_case);
-        for (const form one : {form::braced, form::dashed, form::plain})
-            if (found.written(one).view() == std::string_view(copy, text.size()))
+        for (const form shape : {form::braced, form::dashed, form::plain})
+            if (found.formatted(shape).view() == std::string_view(copy, text.size()))
                 return found;
         return std::nullopt;
     }
 
     /** @return the sixteen bytes */
-    [[nodiscard]] constexpr const std::array<uint8_t, 16> &bytes() const { return all; }
+    [[nodiscard]] constexpr const std::array<std::uint8_t, 16> &bytes() const noexcept { return bytes_; }
 
-    /** @return the version that RFC 9562 gives the UUID, 0 to 15: 4 for random ones; it says nothing of other layouts
-     */
-    [[nodiscard]] constexpr unsigned version() const { return all[6] >> 4; }
+    /** @return the version field of RFC 9562, 0 to 15: 4 for random ones; meaningless in other layouts */
+    [[nodiscard]] constexpr unsigned version() const noexcept { return bytes_[6] >> 4; }
 
     /** @return whether all bytes are 0 */
-    [[nodiscard]] constexpr bool is_nil() const { return *this == uuid(); }
+    [[nodiscard]] constexpr bool is_nil() const noexcept { return *this == uuid(); }
 
     /**
      * The text, in lower case.
      *
-     * @param one  in which form
+     * @param shape  its form
      * @return 38, 36 or 32 characters
      */
-    [[nodiscard]] std::string to_string(form one = form::dashed) const { return std::string(written(one).view()); }
-
-    /**
-     * Writes the text, in lower case and without a NUL, where no memory is to be allocated.
-     *
-     * @param to   receives it
-     * @param one  in which form
-     * @return the number of characters, 38, 36 or 32; nothing where there is too little room
-     */
-    [[nodiscard]] std::optional<size_t> to_chars(std::span<char> to, form one = form::dashed) const {
-        const text made = written(one);
-        if (to.size() < made.view().size())
-            return std::nullopt;
-        return made.view().copy(to.data(), to.size());
+    [[nodiscard]] std::string to_string(form shape = form::dashed) const {
+        return std::string(formatted(shape).view());
     }
 
-    /** Compares byte by byte, the first one first, as uuid_compare(). */
-    [[nodiscard]] friend constexpr std::strong_ordering operator<=>(const uuid &, const uuid &) = default;
+    /**
+     * Writes the text, in lower case and without a NUL, to memory of the caller's.
+     *
+     * @param to     receives it
+     * @param shape  its form
+     * @return the number of characters, 38, 36 or 32; empty, with nothing written, when @p to is too short
+     */
+    [[nodiscard]] std::optional<std::size_t> to_chars(std::span<char> to, form shape = form::dashed) const noexcept {
+        const text made = formatted(shape);
+        if (to.size() < made.length)
+            return std::nullopt;
+        std::copy_n(made.characters + made.first, made.length, to.data());
+        return made.length;
+    }
+
+    /** Compares byte by byte, the first byte first, as uuid_compare(). */
+    [[nodiscard]] friend constexpr std::strong_ordering operator<=>(const uuid &, const uuid &) noexcept = default;
 
 private:
     struct text {
         char characters[39];
-        size_t first, length;
-        std::string_view view() const { return {characters + first, length}; }
+        std::size_t first, length;
+        std::string_view view() const noexcept { return {characters + first, length}; }
     };
 
-    text written(form one) const {
-        text made = {{}, one != form::braced, one == form::braced ? size_t{38} : 36};
-        uuid_sprint(made.characters, all.data());
-        if (one == form::plain)
-            made.length = static_cast<size_t>(std::remove(made.characters + 1, made.characters + 37, '-') -
-                                              (made.characters + 1));
+    text formatted(form shape) const noexcept {
+        text made = {{}, shape != form::braced, shape == form::braced ? std::size_t{38} : 36};
+        uuid_sprint(made.characters, bytes_.data());
+        if (shape == form::plain)
+            made.length = static_cast<std::size_t>(std::remove(made.characters + 1, made.characters + 37, '-') -
+                                                   (made.characters + 1));
         return made;
     }
 
-    std::array<uint8_t, 16> all = {};
+    std::array<std::uint8_t, 16> bytes_ = {};
 };
 
 } // namespace vela
@@ -146,11 +150,11 @@ private:
 // UUIDs as keys of unordered containers.
 template <>
 struct std::hash<vela::uuid> {
-    [[nodiscard]] size_t operator()(const vela::uuid &one) const noexcept {
-        uint64_t halves[2];
-        std::memcpy(halves, one.bytes().data(), sizeof halves);
-        const uint64_t mixed = (halves[0] ^ (halves[1] * 0x9E3779B97F4A7C15)) * 0xFF51AFD7ED558CCD;
-        return static_cast<size_t>(mixed ^ mixed >> 32);
+    [[nodiscard]] std::size_t operator()(const vela::uuid &id) const noexcept {
+        std::uint64_t halves[2];
+        std::memcpy(halves, id.bytes().data(), sizeof halves);
+        const std::uint64_t mixed = (halves[0] ^ (halves[1] * 0x9E3779B97F4A7C15)) * 0xFF51AFD7ED558CCD;
+        return static_cast<std::size_t>(mixed ^ mixed >> 32);
     }
 };
 /** @endcond */
