@@ -5,8 +5,10 @@
 #include "simd_levels.hpp"
 #include <check.h>
 #undef fail // a macro that would break the standard headers below
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <fnmatch.h>
 #include <numeric>
 #include <random>
@@ -104,10 +106,16 @@ struct registered_test : TTest {
     static const registered_test name##_test({#name, name, __FILE__, __LINE__});                                       \
     static void name(int)
 
-// The tests of NAME.cpp, once for each SIMD level of this machine, in a case of its name.
+// The tests of NAME.cpp, once for each SIMD level of this machine, in a case of its name. A file without a test ends the
+// program.
 inline Suite *suite_of(const char *name) {
     Suite *suite = suite_create(name); // which keeps it
     const std::string file = std::string("/") + name + ".cpp";
+    const auto is_ours = [&](const TTest *test) { return std::string_view(test->file).ends_with(file); };
+    if (std::none_of(all_tests.begin(), all_tests.end(), is_ours)) {
+        std::fprintf(stderr, "%s holds no test\n", file.c_str() + 1);
+        std::abort();
+    }
     for (const simd::level &level : simd::levels) {
         if (!level.is_supported())
             continue;
@@ -115,7 +123,7 @@ inline Suite *suite_of(const char *name) {
         tcase_set_timeout(cases, 240);
         tcase_add_checked_fixture(cases, level.use, nullptr);
         for (const TTest *test : all_tests)
-            if (std::string_view(test->file).ends_with(file))
+            if (is_ours(test))
                 tcase_add_test(cases, test);
         suite_add_tcase(suite, cases);
     }
