@@ -216,7 +216,7 @@ TEST(a_warped_picture_shows_what_the_view_sees) {
         direction from, to;
         double from_fov, to_fov, tolerance; // of the position, in pixels
         bool shows_some;
-    } rows[] = {{centre, centre, 60, 60, 0, true},        {centre, {350.1, 10.05}, 60, 60, 0.02, true},
+    } rows[] = {{centre, centre, 60, 60, 0, true},       {centre, {350.1, 10.05}, 60, 60, 0.02, true},
                 {centre, {375, -4}, 60, 45, 0.1, true},  {centre, {330, 25}, 110, 100, 0.5, true},
                 {{0, 80}, {160, 85}, 60, 60, 0.1, true}, {centre, {170, 5}, 60, 60, 0, false}};
     std::vector<uint32_t> picture, out(kWidth * kHeight);

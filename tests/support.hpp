@@ -106,8 +106,8 @@ struct registered_test : TTest {
     static const registered_test name##_test({#name, name, __FILE__, __LINE__});                                       \
     static void name(int)
 
-// The tests of NAME.cpp, once for each SIMD level of this machine, in a case of its name. A file without a test ends the
-// program.
+// The tests of NAME.cpp, once for each SIMD level of this machine, in a case of its name. A file without a test ends
+// the program.
 inline Suite *suite_of(const char *name) {
     Suite *suite = suite_create(name); // which keeps it
     const std::string file = std::string("/") + name + ".cpp";
