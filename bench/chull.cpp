@@ -1,13 +1,11 @@
 // Convex hulls of 8-bit points: get_chull() against Qhull and CGAL, which get the same points as doubles. A hull is
-// built and released again each time.
+// built and released each time.
 //
-// How our time grows with the number of points n: the time of a point that changes nothing hardly depends on the hull.
-// It is a look at its column, which settles most points of a full body, or else a walk over a step or two of the
-// surface. A point that changes the hull costs about as much as a dozen of them, however large the hull is. So the time
-// per point follows the share of the points that change the hull. In cube and ball that share falls from the start: the
-// hull of n random points has O(log^2 n) and O(n^(1/2)) vertices, and so the time per point falls by an order of
-// magnitude from 10^3 to 10^6. On the shell nearly every point is a vertex, until the 8-bit grid is full: it has no
-// more than some ten thousand of them. There the time per point is flat up to 10^4 and falls from then on.
+// The time per point depends on the share of points that change the hull. A point inside is found by a look at its
+// column, or by a walk of one or two steps over the surface. A point outside costs about a dozen times as much, however
+// large the hull is. The hull of n random points has O(log^2 n) vertices in a cube and O(n^(1/2)) in a ball, so there
+// the time per point falls as n grows. On the shell nearly every point is a vertex, until the 8-bit grid is full at
+// some ten thousand vertices.
 #include "clouds.hpp"
 #include "ratios.hpp"
 #include <cstdint>
@@ -77,11 +75,7 @@ void register_builds(const char *name, shape kind, int count) {
     const std::string case_name = std::string("hull of ") + name + "/" + std::to_string(count);
     const auto points = std::make_shared<const cloud>(cloud_of(kind, count));
     const auto add = [&](const char *implementation, auto build) {
-        ratios::add(case_name, implementation, [points, build](benchmark::State &state) {
-            for (auto _ : state)
-                build();
-            state.SetItemsProcessed(state.iterations() * points->count());
-        })->Unit(benchmark::kMicrosecond);
+        ratios::add(case_name, implementation, static_cast<size_t>(count), build);
     };
     add("vela", [points] { ours(*points); });
 #ifdef HAVE_QHULL_R
@@ -100,11 +94,11 @@ void register_builds(const char *name, shape kind, int count) {
     });
 #endif
     const double against_qhull = count < 1000000 ? 2 : kind == shape::shell ? 3 : 10;
-    ratios::bar(case_name, against_qhull, {"qhull"});
-    ratios::bar(case_name, 2, {"cgal"});
+    ratios::target(case_name, against_qhull, {"qhull"});
+    ratios::target(case_name, 2, {"cgal"});
 }
 
-// The rise of the memory's high-water mark while a hull is built in a process of its own, in KiB, or -1.
+// The rise of the peak resident memory while a process of its own builds a hull, in KiB, or -1.
 long peak_memory(const cloud &points) {
     int ends[2];
     if (pipe(ends) != 0)
@@ -118,7 +112,7 @@ long peak_memory(const cloud &points) {
                     return std::atol(line.c_str() + field.size());
             return -1L;
         };
-        // No memory that is there already may hide what the hull takes.
+        // Memory that is free already must not hide what the hull takes.
         malloc_trim(0);
         std::ofstream("/proc/self/clear_refs") << 5;
         const long before = status("VmRSS:");
@@ -139,23 +133,19 @@ void note_memory(const char *name, shape kind) {
     constexpr int kCount = 1000000;
     const long kibibytes = peak_memory(cloud_of(kind, kCount));
     char line[120];
-    std::snprintf(line, sizeof line, "memory for 10^6 points of a %s: %.1f MiB, %.2f bytes a point (bar 128 MiB %s)",
+    std::snprintf(line, sizeof line, "memory for 10^6 points of a %s: %.1f MiB, %.2f bytes per point (limit 128 MiB%s)",
                   name, static_cast<double>(kibibytes) / 1024, static_cast<double>(kibibytes) * 1024 / kCount,
-                  kibibytes >= 0 && kibibytes <= 128 * 1024 ? "met" : "MISSED");
+                  kibibytes >= 0 && kibibytes <= 128 * 1024 ? "" : ", **exceeded**");
     ratios::note(line);
 }
 
-// Asks about points of the inside, for which every face is looked at.
+// Points inside, for which every face is examined.
 template <class Query>
 void register_query(const char *name, const hull &built, Query query) {
     const std::string case_name = std::string(name) + ", " + std::to_string(chull_num_faces(built.ctx)) + " faces";
-    ratios::add(case_name, "vela", [&built, query](benchmark::State &state) {
-        int32_t i = 0;
-        for (auto _ : state) {
-            benchmark::DoNotOptimize(query(built.ctx, 120 + i % 16, 120 + i / 16 % 16, 128));
-            ++i;
-        }
-        state.SetItemsProcessed(state.iterations());
+    ratios::add(case_name, "vela", 1, [&built, query, i = 0]() mutable {
+        ++i;
+        return query(built.ctx, 120 + i % 16, 120 + i / 16 % 16, 128);
     });
 }
 
@@ -169,8 +159,8 @@ void register_queries() {
     });
 }
 
-// Which of a million random pixels lie inside: the table of all points, made anew each time, and the hull asked for
-// each.
+// How many of a million random pixels are inside: by a table of all colours, which is made each time, and by a query
+// for each.
 void register_picture() {
     static const cloud points = cloud_of(shape::shell, 257);
     static const auto colours = vela::hull::of_points(points.xs, points.ys, points.zs);
@@ -183,11 +173,7 @@ void register_picture() {
     }();
     const std::string case_name = "million pixels, " + std::to_string(colours->face_count()) + " faces";
     const auto add = [&](const char *implementation, auto count) {
-        ratios::add(case_name, implementation, [count](benchmark::State &state) {
-            for (auto _ : state)
-                benchmark::DoNotOptimize(count());
-            state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(picture.size() / 3));
-        })->Unit(benchmark::kMillisecond);
+        ratios::add(case_name, implementation, picture.size() / 3, count);
     };
     add("vela", [] { return colours->membership()->count(picture); });
     add("is_in_chull", [] {
@@ -196,7 +182,7 @@ void register_picture() {
             inside += is_in_chull(colours->get(), picture[i], picture[i + 1], picture[i + 2]);
         return inside;
     });
-    ratios::bar(case_name, 100, {"is_in_chull"});
+    ratios::target(case_name, 100, {"is_in_chull"});
 }
 
 const bool registered = [] {

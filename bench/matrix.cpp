@@ -1,17 +1,16 @@
-// Decompositions, inverses, products and fits of random matrices, against Eigen, LAPACK and GSL on one core; what the
-// times buy is the distance from the same in double.
+// Decompositions, inverses, products and fits of random matrices, against Eigen, LAPACK and GSL on one core, and the
+// error of each against a result in double or better.
 #include "ratios.hpp"
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 #include <vela/cpp/matrix.hpp>
-#ifdef HAVE_EIGEN3
 #define EIGEN_NO_DEBUG
 #include <Eigen/Dense>
-#endif
 #ifdef HAVE_LAPACKE
 #include <lapacke.h>
 #endif
@@ -25,48 +24,35 @@ extern "C" void openblas_set_num_threads(int);
 
 namespace {
 
-using benchmark::State;
+using elements = std::vector<float>;
+template <class Scalar>
+using matrix = Eigen::Matrix<Scalar, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
 
-std::vector<float> random_elements(size_t count) {
+elements random_elements(size_t count) {
     std::mt19937 random(1);
-    std::uniform_real_distribution<float> elements(-1, 1);
-    std::vector<float> values(count);
+    std::uniform_real_distribution<float> uniform(-1, 1);
+    elements values(count);
     for (float &value : values)
-        value = elements(random);
+        value = uniform(random);
     return values;
 }
 
-fmatrix matrix_of(std::vector<float> &elements, int rows, int cols) { return {rows, cols, elements.data()}; }
-
-// Counts one item an iteration.
-template <class Work>
-auto each(Work work) {
-    return [work](State &state) mutable {
-        for (auto _ : state)
-            work();
-        state.SetItemsProcessed(state.iterations());
-    };
+matrix<float> random_matrix(int rows, int cols) {
+    const elements values = random_elements(static_cast<size_t>(rows * cols));
+    return Eigen::Map<const matrix<float>>(values.data(), rows, cols);
 }
 
-#ifdef HAVE_EIGEN3
-template <class Scalar>
-using eigen_matrix = Eigen::Matrix<Scalar, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
+fmatrix record_of(matrix<float> &a) { return {static_cast<int>(a.rows()), static_cast<int>(a.cols()), a.data()}; }
 
-eigen_matrix<float> eigen_of(const std::vector<float> &elements, int rows, int cols) {
-    return Eigen::Map<const eigen_matrix<float>>(elements.data(), rows, cols);
-}
-#endif
-
-// Thin decompositions with both sets of vectors. Each is made anew by decompose() and then has its singular values.
+// Thin singular value decompositions with both sets of vectors: decompose() and then values().
 struct our_svd {
-    std::vector<float> elements;
-    int m, n;
-    std::vector<double> w = std::vector<double>(static_cast<size_t>(n));
+    matrix<float> a;
+    std::vector<double> w = std::vector<double>(static_cast<size_t>(a.cols()));
 
     void decompose() {
-        const fmatrix a = matrix_of(elements, m, n);
+        const fmatrix from = record_of(a);
         fmatrix *u = nullptr, *values = nullptr, *v = nullptr;
-        benchmark::DoNotOptimize(svdcmp(&a, &u, &values, &v));
+        benchmark::DoNotOptimize(svdcmp(&from, &u, &values, &v));
         for (size_t i = 0; i < w.size(); ++i)
             w[i] = double{values->data[i * (w.size() + 1)]};
         for (fmatrix *result : {u, values, v})
@@ -75,7 +61,6 @@ struct our_svd {
     [[nodiscard]] std::vector<double> values() const { return w; }
 };
 
-#ifdef HAVE_EIGEN3
 template <class Svd>
 struct eigen_svd {
     typename Svd::MatrixType a;
@@ -86,283 +71,221 @@ struct eigen_svd {
         return {svd.singularValues().begin(), svd.singularValues().end()};
     }
 };
-#endif
 
 #ifdef HAVE_LAPACKE
 struct lapack_svd {
-    std::vector<float> elements;
-    int m, n;
-    size_t rows = static_cast<size_t>(m), cols = static_cast<size_t>(n);
-    std::vector<float> work = std::vector<float>(64 * rows), copy = elements, u = std::vector<float>(rows * cols),
-                       v = std::vector<float>(cols * cols), w = std::vector<float>(cols);
+    Eigen::MatrixXf a; // by columns, as LAPACK expects
+    int m = static_cast<int>(a.rows()), n = static_cast<int>(a.cols());
+    Eigen::MatrixXf copy = a, u = a, v = Eigen::MatrixXf(n, n);
+    Eigen::VectorXf w = Eigen::VectorXf(n), work = Eigen::VectorXf(64 * m);
 
     void decompose() {
-        // Column by column, which is LAPACK's own order, so that nothing is transposed.
-        copy = elements;
+        copy = a;
         benchmark::DoNotOptimize(LAPACKE_sgesvd_work(LAPACK_COL_MAJOR, 'S', 'S', m, n, copy.data(), m, w.data(),
-                                                     u.data(), m, v.data(), n, work.data(),
-                                                     static_cast<int>(work.size())));
+                                                     u.data(), m, v.data(), n, work.data(), 64 * m));
     }
     [[nodiscard]] std::vector<double> values() const { return {w.begin(), w.end()}; }
 };
 #endif
 
 #ifdef HAVE_GSL
-// In double, as all that it has.
-struct gsl_svd {
-    gsl_matrix *a, *u, *v;
-    gsl_vector *w, *work;
+using gsl_pointer = std::shared_ptr<gsl_matrix>;
+gsl_pointer gsl_make(size_t rows, size_t cols) { return {gsl_matrix_alloc(rows, cols), gsl_matrix_free}; }
 
-    gsl_svd(const std::vector<float> &elements, size_t m, size_t n)
-        : a(gsl_matrix_alloc(m, n)), u(gsl_matrix_alloc(m, n)), v(gsl_matrix_alloc(n, n)), w(gsl_vector_alloc(n)),
-          work(gsl_vector_alloc(n)) {
-        std::copy(elements.begin(), elements.end(), a->data);
+gsl_pointer gsl_of(const matrix<double> &a) {
+    const gsl_pointer made = gsl_make(static_cast<size_t>(a.rows()), static_cast<size_t>(a.cols()));
+    std::copy_n(a.data(), a.size(), made->data);
+    return made;
+}
+
+// In double, as everything in GSL.
+struct gsl_svd {
+    gsl_pointer a;
+    gsl_pointer u = gsl_make(a->size1, a->size2), v = gsl_make(a->size2, a->size2), vectors = gsl_make(2, a->size2);
+    gsl_vector_view w = gsl_matrix_row(vectors.get(), 0), work = gsl_matrix_row(vectors.get(), 1);
+
+    void decompose() {
+        gsl_matrix_memcpy(u.get(), a.get());
+        gsl_linalg_SV_decomp(u.get(), v.get(), &w.vector, &work.vector);
     }
-    void decompose() const {
-        gsl_matrix_memcpy(u, a);
-        gsl_linalg_SV_decomp(u, v, w, work);
-    }
-    [[nodiscard]] std::vector<double> values() const { return {w->data, w->data + w->size}; }
+    [[nodiscard]] std::vector<double> values() const { return {w.vector.data, w.vector.data + w.vector.size}; }
 };
 #endif
 
-#ifdef HAVE_EIGEN3
-// The worst error of a singular value of 20 matrices, beside the largest one.
+// The worst error of a singular value in 20 matrices, relative to the largest one.
 template <class Make>
 double worst_error(Make make, int m, int n) {
-    const auto size = static_cast<size_t>(m) * static_cast<size_t>(n);
-    const std::vector<float> all = random_elements(20 * size);
+    const matrix<float> all = random_matrix(20 * m, n);
     double worst = 0;
-    for (auto at = all.begin(); at != all.end(); at += static_cast<std::ptrdiff_t>(size)) {
-        const std::vector<float> elements(at, at + static_cast<std::ptrdiff_t>(size));
-        const eigen_matrix<long double> a = eigen_of(elements, m, n).cast<long double>();
-        const eigen_matrix<double> exact =
-            Eigen::JacobiSVD<eigen_matrix<long double>>(a).singularValues().cast<double>();
-        auto svd = make(elements);
+    for (int i = 0; i < 20; ++i) {
+        const matrix<float> a = all.middleRows(i * m, m);
+        const Eigen::VectorXd exact =
+            Eigen::JacobiSVD<matrix<long double>>(a.cast<long double>()).singularValues().cast<double>();
+        auto svd = make(a);
         svd.decompose();
         std::vector<double> values = svd.values();
         std::sort(values.begin(), values.end(), std::greater<>());
-        for (size_t i = 0; i < values.size(); ++i)
-            worst = std::max(worst, std::fabs(values[i] - exact(static_cast<Eigen::Index>(i), 0)) / exact(0, 0));
+        for (Eigen::Index k = 0; k < n; ++k)
+            worst = std::max(worst, std::fabs(values[static_cast<size_t>(k)] - exact(k)) / exact(0));
     }
     return worst;
 }
-#endif
 
-void add_decompositions(int m, int n, double factor) {
-    using elements = std::vector<float>;
+void add_decompositions(int m, int n) {
     const std::string name = "svd " + std::to_string(m) + "x" + std::to_string(n);
-    const auto add_way = [&](const char *implementation, auto make) {
-        const elements some = random_elements(static_cast<size_t>(m) * static_cast<size_t>(n));
-        ratios::add(name, implementation, each([svd = make(some)]() mutable { svd.decompose(); }));
-#ifdef HAVE_EIGEN3
-        ratios::quality({name, "worst error of a singular value, of the largest", name, implementation,
-                         [=] { return worst_error(make, m, n); }});
-#endif
+    const auto add = [&](const char *implementation, auto make) {
+        ratios::add(name, implementation, 1, [svd = make(random_matrix(m, n))]() mutable { svd.decompose(); });
+        ratios::add({name, "worst error of a singular value, relative to the largest", implementation,
+                     [=] { return worst_error(make, m, n); }});
     };
-    add_way("vela", [=](const elements &a) { return our_svd{a, m, n}; });
-#ifdef HAVE_EIGEN3
-    using single = eigen_matrix<float>;
-    using wide = eigen_matrix<double>;
-    add_way("eigen-jacobi", [=](const elements &a) { return eigen_svd<Eigen::JacobiSVD<single>>{eigen_of(a, m, n)}; });
-    add_way("eigen-bdc", [=](const elements &a) { return eigen_svd<Eigen::BDCSVD<single>>{eigen_of(a, m, n)}; });
-    add_way("eigen-bdc-double",
-            [=](const elements &a) { return eigen_svd<Eigen::BDCSVD<wide>>{eigen_of(a, m, n).cast<double>()}; });
-#endif
+    using single = const matrix<float> &;
+    add("vela", [](single a) { return our_svd{a}; });
+    add("eigen-jacobi", [](single a) { return eigen_svd<Eigen::JacobiSVD<matrix<float>>>{a}; });
+    add("eigen-bdc", [](single a) { return eigen_svd<Eigen::BDCSVD<matrix<float>>>{a}; });
+    add("eigen-bdc-double", [](single a) { return eigen_svd<Eigen::BDCSVD<matrix<double>>>{a.cast<double>()}; });
 #ifdef HAVE_LAPACKE
-    add_way("lapack", [=](const elements &a) {
-        elements by_columns = a;
-        for (int i = 0; i < m; ++i)
-            for (int j = 0; j < n; ++j)
-                by_columns[static_cast<size_t>(j * m + i)] = a[static_cast<size_t>(i * n + j)];
-        return lapack_svd{by_columns, m, n};
-    });
+    add("lapack", [](single a) { return lapack_svd{a}; });
 #endif
 #ifdef HAVE_GSL
-    add_way("gsl", [=](const elements &a) { return gsl_svd(a, static_cast<size_t>(m), static_cast<size_t>(n)); });
+    add("gsl", [](single a) { return gsl_svd{gsl_of(a.cast<double>())}; });
 #endif
-    ratios::bar(name, factor);
+    ratios::target(name, 1);
 }
 
-#ifdef HAVE_EIGEN3
-template <int size>
-void add_small_eigen_inverse(const char *name, const std::vector<float> &elements) {
-    using matrix = Eigen::Matrix<float, size, size>;
-    ratios::add(name, "eigen",
-                each([a = matrix(Eigen::Map<const matrix>(elements.data())), out = matrix(matrix::Zero())]() mutable {
-                    benchmark::DoNotOptimize(a.data());
-                    bool invertible;
-                    a.computeInverseWithCheck(out, invertible, 1e-14F);
-                    benchmark::DoNotOptimize(invertible);
-                    benchmark::DoNotOptimize(out.data());
-                    benchmark::ClobberMemory();
-                }));
+// Times compute(a, result) for a random square matrix, and registers error(a, result).
+template <class Scalar, class Compute, class Error>
+void add_square(const char *name, const char *implementation, int size, Compute compute, const char *measure,
+                Error error) {
+    ratios::add(name, implementation, 1,
+                [=, a = matrix<Scalar>(random_matrix(size, size).cast<Scalar>()),
+                 result = matrix<Scalar>(size, size)]() mutable { compute(a, result); });
+    ratios::add({name, measure, implementation, [=]() mutable {
+                     matrix<Scalar> a = random_matrix(size, size).cast<Scalar>(), result(size, size);
+                     compute(a, result);
+                     return error(a.template cast<double>(), result.template cast<double>());
+                 }});
 }
-#endif
 
-void add_inverses() {
-    auto elements = random_elements(24 * 24);
-    ratios::add("inverse 24x24", "vela", each([elements, out = elements]() mutable {
-                    const fmatrix a = matrix_of(elements, 24, 24);
-                    fmatrix inverse = matrix_of(out, 24, 24);
-                    benchmark::DoNotOptimize(matrix_inverse(&a, &inverse));
-                    benchmark::ClobberMemory();
-                }));
-    auto small = random_elements(16);
-    ratios::add("inverse 4x4", "vela", each([small, out = small]() mutable {
-                    benchmark::DoNotOptimize(inverse_4x4(small.data(), out.data()));
-                    benchmark::ClobberMemory();
-                }));
-    ratios::add("inverse 3x3", "vela", each([small, out = small]() mutable {
-                    benchmark::DoNotOptimize(inverse_3x3(small.data(), out.data()));
-                    benchmark::ClobberMemory();
-                }));
-#ifdef HAVE_EIGEN3
-    ratios::add("inverse 24x24", "eigen",
-                each([a = eigen_of(elements, 24, 24), out = eigen_of(elements, 24, 24),
-                      lu = Eigen::PartialPivLU<eigen_matrix<float>>(24)]() mutable {
-                    lu.compute(a);
-                    out = lu.inverse();
-                    benchmark::DoNotOptimize(out.data());
-                    benchmark::ClobberMemory();
-                }));
-    add_small_eigen_inverse<4>("inverse 4x4", small);
-    add_small_eigen_inverse<3>("inverse 3x3", small);
-
-    // How far the product with the inverse is from the unit matrix.
-    const auto measure = [=](const char *implementation, auto invert) {
-        ratios::quality({"inverse 24x24", "worst element beside the unit matrix", "inverse 24x24", implementation, [=] {
-                             const eigen_matrix<float> a = eigen_of(elements, 24, 24);
-                             const eigen_matrix<double> product = a.cast<double>() * invert(a).template cast<double>();
-                             return (product - eigen_matrix<double>::Identity(24, 24)).cwiseAbs().maxCoeff();
-                         }});
+void add_large_inverses() {
+    const auto error = [](const matrix<double> &a, const matrix<double> &inverse) {
+        return (a * inverse - matrix<double>::Identity(a.rows(), a.cols())).cwiseAbs().maxCoeff();
     };
-    measure("vela", [](eigen_matrix<float> a) {
-        eigen_matrix<float> inverse(24, 24);
-        const fmatrix from = {24, 24, a.data()};
-        fmatrix to = {24, 24, inverse.data()};
-        benchmark::DoNotOptimize(matrix_inverse(&from, &to));
-        return inverse;
+    const char *const name = "inverse 24x24", *const measure = "worst element of A * inverse - unit matrix";
+    add_square<float>(
+        name, "vela", 24,
+        [](matrix<float> &a, matrix<float> &result) {
+            const fmatrix from = record_of(a);
+            fmatrix to = record_of(result);
+            benchmark::DoNotOptimize(matrix_inverse(&from, &to));
+        },
+        measure, error);
+    add_square<float>(
+        name, "eigen", 24,
+        [lu = Eigen::PartialPivLU<matrix<float>>(24)](matrix<float> &a, matrix<float> &result) mutable {
+            lu.compute(a);
+            result = lu.inverse();
+        },
+        measure, error);
+    ratios::target(name, 1, {"eigen"});
+}
+
+template <int size>
+void add_small_inverses(const char *name, int32_t (*inverse)(const float *, float *)) {
+    using fixed = Eigen::Matrix<float, size, size>;
+    const elements values = random_elements(size * size);
+    ratios::add(name, "vela", 1, [=, from = values, to = values]() mutable { return inverse(from.data(), to.data()); });
+    ratios::add(name, "eigen", 1, [a = fixed(Eigen::Map<const fixed>(values.data())), out = fixed(fixed::Zero())]() mutable {
+        benchmark::DoNotOptimize(a.data());
+        bool invertible;
+        a.computeInverseWithCheck(out, invertible, 1e-14F);
+        benchmark::DoNotOptimize(out.data());
+        return static_cast<int>(invertible);
     });
-    measure("eigen", [](const eigen_matrix<float> &a) {
-        return eigen_matrix<float>(Eigen::PartialPivLU<eigen_matrix<float>>(a).inverse());
-    });
-#endif
-    ratios::bar("inverse 24x24", 1, {"eigen"});
 }
 
 void add_products() {
-    auto elements = random_elements(64 * 64);
-    ratios::add("product 64x64x64", "vela", each([x = elements, y = elements, z = elements]() mutable {
-                    const fmatrix a = matrix_of(x, 64, 64), b = matrix_of(y, 64, 64);
-                    fmatrix c = matrix_of(z, 64, 64);
-                    benchmark::DoNotOptimize(matrix_mult(&a, &b, &c));
-                    benchmark::ClobberMemory();
-                }));
-#ifdef HAVE_EIGEN3
-    const auto add_eigen = [](const char *implementation, auto factor) {
-        ratios::add("product 64x64x64", implementation, each([a = factor, c = factor]() mutable {
-                        c.noalias() = a * a;
-                        benchmark::DoNotOptimize(c.data());
-                        benchmark::ClobberMemory();
-                    }));
+    const auto error = [](const matrix<double> &a, const matrix<double> &product) {
+        return (product - a * a).cwiseAbs().maxCoeff();
     };
-    const eigen_matrix<float> factor = eigen_of(elements, 64, 64);
-    add_eigen("eigen", factor);
-    add_eigen("eigen-double", eigen_matrix<double>(factor.cast<double>()));
-#endif
-    ratios::bar("product 64x64x64", 1 / 2.5, {"eigen-double"});
-#ifdef HAVE_EIGEN3
-    // Against the product of the same elements in double.
-    const auto measure = [=](const char *implementation, auto product) {
-        ratios::quality({"product", "worst error of an element", "product 64x64x64", implementation, [=] {
-                             const eigen_matrix<float> a = eigen_of(elements, 64, 64);
-                             const eigen_matrix<double> exact = a.cast<double>() * a.cast<double>();
-                             return (product(a) - exact).cwiseAbs().maxCoeff();
-                         }});
-    };
-    measure("vela", [](eigen_matrix<float> a) {
-        eigen_matrix<float> c(64, 64);
-        const fmatrix from = {64, 64, a.data()};
-        fmatrix to = {64, 64, c.data()};
-        benchmark::DoNotOptimize(matrix_mult(&from, &from, &to));
-        return eigen_matrix<double>(c.cast<double>());
-    });
-    measure("eigen", [](const eigen_matrix<float> &a) {
-        return eigen_matrix<double>(eigen_matrix<float>(a * a).cast<double>());
-    });
-#endif
+    const auto by_eigen = [](auto &a, auto &result) { result.noalias() = a * a; };
+    const char *const name = "product 64x64x64", *const measure = "worst error of an element";
+    add_square<float>(
+        name, "vela", 64,
+        [](matrix<float> &a, matrix<float> &result) {
+            const fmatrix from = record_of(a);
+            fmatrix to = record_of(result);
+            benchmark::DoNotOptimize(matrix_mult(&from, &from, &to));
+        },
+        measure, error);
+    add_square<float>(name, "eigen", 64, by_eigen, measure, error);
+    add_square<double>(name, "eigen-double", 64, by_eigen, measure, error);
+    ratios::target(name, 1 / 2.5, {"eigen-double"});
 }
+
+// Least squares of a surface through samples (x, y, z), as a program would write it.
+template <class Scalar, class Coordinates>
+matrix<Scalar> design_of(const Coordinates &xs, const Coordinates &ys) {
+    matrix<Scalar> design(static_cast<Eigen::Index>(xs.size()), 6);
+    for (size_t i = 0; i < xs.size(); ++i) {
+        const auto x = static_cast<Scalar>(xs[i]), y = static_cast<Scalar>(ys[i]);
+        design.row(static_cast<Eigen::Index>(i)) << 1, y, x, y * y, x * y, x * x;
+    }
+    return design;
+}
+
+Eigen::VectorXf eigen_fit(const matrix<float> &design, const elements &zs) {
+    return design.bdcSvd(Eigen::ComputeThinU | Eigen::ComputeThinV)
+        .solve(Eigen::Map<const Eigen::VectorXf>(zs.data(), design.rows()));
+}
+
+#ifdef HAVE_GSL
+Eigen::VectorXd gsl_fit(const matrix<double> &design, const elements &zs) {
+    const gsl_pointer a = gsl_of(design), covariance = gsl_make(6, 6);
+    const std::vector<double> heights(zs.begin(), zs.end());
+    const gsl_vector_const_view z = gsl_vector_const_view_array(heights.data(), heights.size());
+    Eigen::VectorXd coeffs(6);
+    gsl_vector_view c = gsl_vector_view_array(coeffs.data(), 6);
+    double residual;
+    const std::unique_ptr<gsl_multifit_linear_workspace, void (*)(gsl_multifit_linear_workspace *)> work(
+        gsl_multifit_linear_alloc(heights.size(), 6), gsl_multifit_linear_free);
+    gsl_multifit_linear(a.get(), &z.vector, &c.vector, covariance.get(), &residual, work.get());
+    return coeffs;
+}
+#endif
 
 // The fit of a surface, per point, beside one plain pass over its three input arrays.
 void add_surface() {
     constexpr int n = 100000;
+    const char *const name = "surface 10^5 points";
     std::mt19937 random(2);
     std::vector<uint16_t> xs(n), ys(n);
-    std::vector<float> zs = random_elements(n);
+    const elements zs = random_elements(n);
     for (std::vector<uint16_t> *coordinates : {&xs, &ys})
         for (uint16_t &coordinate : *coordinates)
             coordinate = static_cast<uint16_t>(random() % 64);
-    const auto per_point = [](auto work) {
-        return [work](State &state) mutable {
-            for (auto _ : state)
-                work(state);
-            state.SetItemsProcessed(state.iterations() * n);
-        };
-    };
-    ratios::add("surface 10^5 points", "vela", per_point([=](State &state) {
-                    float coeffs[6];
-                    if (polyfit2D(xs.data(), ys.data(), zs.data(), n, coeffs) != 0)
-                        state.SkipWithError("no fit");
-                    benchmark::DoNotOptimize(coeffs);
-                }));
-    ratios::add("surface 10^5 points", "plain-read", per_point([=](State &) {
-                    uint32_t sum = 0;
-                    float heights[8] = {};
-                    for (size_t i = 0; i < n; i += 8)
-                        for (size_t lane = 0; lane < 8; ++lane) {
-                            sum += xs[i + lane] + ys[i + lane];
-                            heights[lane] += zs[i + lane];
-                        }
-                    benchmark::DoNotOptimize(sum);
-                    benchmark::DoNotOptimize(heights);
-                }));
-#ifdef HAVE_EIGEN3
-    ratios::add("surface 10^5 points", "eigen-bdc", per_point([=](State &) {
-                    Eigen::MatrixXf design(n, 6);
-                    for (int i = 0; i < n; ++i) {
-                        const auto x = static_cast<float>(xs[static_cast<size_t>(i)]),
-                                   y = static_cast<float>(ys[static_cast<size_t>(i)]);
-                        design.row(i) << 1, y, x, y * y, x * y, x * x;
-                    }
-                    const Eigen::VectorXf coeffs = design.bdcSvd(Eigen::ComputeThinU | Eigen::ComputeThinV)
-                                                       .solve(Eigen::Map<const Eigen::VectorXf>(zs.data(), n));
-                    benchmark::DoNotOptimize(coeffs.data());
-                }));
-#endif
+    ratios::add(name, "vela", n, [=] {
+        float coeffs[6];
+        return polyfit2D(xs.data(), ys.data(), zs.data(), n, coeffs) == 0;
+    });
+    ratios::add(name, "plain-read", n, [=] {
+        uint32_t sum = 0;
+        float heights[8] = {};
+        for (size_t i = 0; i < n; i += 8)
+            for (size_t lane = 0; lane < 8; ++lane) {
+                sum += xs[i + lane] + ys[i + lane];
+                heights[lane] += zs[i + lane];
+            }
+        benchmark::DoNotOptimize(heights);
+        return sum;
+    });
+    ratios::add(name, "eigen-bdc", n, [=] { return eigen_fit(design_of<float>(xs, ys), zs)(0); });
 #ifdef HAVE_GSL
-    ratios::add("surface 10^5 points", "gsl", per_point([=](State &) {
-                    gsl_matrix *design = gsl_matrix_alloc(n, 6), *covariance = gsl_matrix_alloc(6, 6);
-                    gsl_vector *heights = gsl_vector_alloc(n), *coeffs = gsl_vector_alloc(6);
-                    gsl_multifit_linear_workspace *work = gsl_multifit_linear_alloc(n, 6);
-                    for (size_t i = 0; i < n; ++i) {
-                        const double x = xs[i], y = ys[i], row[] = {1, y, x, y * y, x * y, x * x};
-                        std::copy_n(row, 6, design->data + i * design->tda);
-                        heights->data[i] = double{zs[i]};
-                    }
-                    double residual;
-                    gsl_multifit_linear(design, heights, coeffs, covariance, &residual, work);
-                    benchmark::DoNotOptimize(coeffs->data);
-                    gsl_multifit_linear_free(work);
-                    gsl_matrix_free(design);
-                    gsl_matrix_free(covariance);
-                    gsl_vector_free(heights);
-                    gsl_vector_free(coeffs);
-                }));
+    ratios::add(name, "gsl", n, [=] { return gsl_fit(design_of<double>(xs, ys), zs)(0); });
 #endif
+    ratios::lower_bound("plain-read");
 }
 
-// Noisy samples of a surface at random places of a picture.
+// Noisy samples of a surface at random positions of a picture.
 struct picture {
     static constexpr size_t kSamples = 100;
     std::vector<uint16_t> xs, ys;
@@ -384,49 +307,41 @@ struct picture {
     }
 };
 
-// Fits take a picture and give each height that the surface has there, or say that they fail. Timed over a few
-// pictures, and measured over 2000: how many surfaces are off by more than 0.2 somewhere or fail, and the mean of what
-// each of the others is off at most.
+// Fits take a picture and give the height of the surface at each sample, or fail.
 using heights = std::vector<double>;
 using fit = std::function<bool(const picture &, heights &)>;
 
+// How many of 2000 surfaces fail or are off by more than 0.2 somewhere, and the mean of the others' largest errors.
 struct judgement {
     int bad = 0;
     double error = 0;
+
+    explicit judgement(const fit &of) {
+        constexpr int kFits = 2000;
+        std::mt19937 random(3);
+        for (int i = 0; i < kFits; ++i) {
+            const picture samples(random);
+            heights found(picture::kSamples);
+            double worst = of(samples, found) ? 0 : 1;
+            for (size_t k = 0; k < found.size(); ++k)
+                worst = std::max(worst, std::fabs(found[k] - samples.truth[k]));
+            bad += worst > 0.2;
+            error += worst > 0.2 ? 0 : worst;
+        }
+        error /= std::max(kFits - bad, 1);
+    }
 };
 
-judgement judge(const fit &way) {
-    constexpr int kFits = 2000;
+void add_fit(const char *implementation, const fit &by) {
+    const std::string name = "surface over 1920x1080, 100 samples";
     std::mt19937 random(3);
-    judgement result;
-    for (int i = 0; i < kFits; ++i) {
-        const picture samples(random);
-        heights found(picture::kSamples);
-        double worst = way(samples, found) ? 0 : 1;
-        for (size_t k = 0; k < found.size(); ++k)
-            worst = std::max(worst, std::fabs(found[k] - samples.truth[k]));
-        result.bad += worst > 0.2;
-        result.error += worst > 0.2 ? 0 : worst;
-    }
-    result.error /= std::max(kFits - result.bad, 1);
-    return result;
-}
-
-void add_fit(const char *implementation, const fit &way) {
-    const std::string name = "surface over 1920x1080, 100 samples", group = "surfaces over 1920x1080";
-    ratios::add(name, implementation, [=](State &state) {
-        std::mt19937 random(3);
-        const std::vector<picture> pictures = {picture(random), picture(random), picture(random), picture(random)};
-        heights found(picture::kSamples);
-        for (size_t i = 0; auto _ : state) {
-            benchmark::DoNotOptimize(way(pictures[i++ % pictures.size()], found));
-            benchmark::DoNotOptimize(found.data());
-        }
-        state.SetItemsProcessed(state.iterations());
+    const std::vector<picture> pictures = {picture(random), picture(random), picture(random), picture(random)};
+    ratios::add(name, implementation, 1, [=, found = heights(picture::kSamples), i = size_t{0}]() mutable {
+        benchmark::DoNotOptimize(by(pictures[i++ % pictures.size()], found));
     });
-    ratios::quality(
-        {group, "of 2000 fail or are off by more than 0.2", name, implementation, [=] { return judge(way).bad; }});
-    ratios::quality({group, "mean error of the others", name, implementation, [=] { return judge(way).error; }});
+    ratios::add({name, "fits of 2000 that fail or are off by more than 0.2", implementation,
+                 [=] { return judgement(by).bad; }});
+    ratios::add({name, "mean error of the others", implementation, [=] { return judgement(by).error; }});
 }
 
 void add_fits() {
@@ -445,43 +360,19 @@ void add_fits() {
             found[i] = double{(*surface)(p.xs[i], p.ys[i])};
         return surface.has_value();
     });
-#ifdef HAVE_EIGEN3
-    add_fit("eigen-float", [](const picture &p, heights &found) {
-        Eigen::MatrixXf design(picture::kSamples, 6);
-        for (Eigen::Index i = 0; i < design.rows(); ++i) {
-            const float x = p.xs[static_cast<size_t>(i)], y = p.ys[static_cast<size_t>(i)];
-            design.row(i) << 1, y, x, y * y, x * y, x * x;
-        }
-        const Eigen::VectorXf c = design.bdcSvd(Eigen::ComputeThinU | Eigen::ComputeThinV)
-                                      .solve(Eigen::Map<const Eigen::VectorXf>(p.zs.data(), picture::kSamples));
-        const Eigen::VectorXf all = design * c;
-        std::copy_n(all.data(), found.size(), found.begin());
-        return c.allFinite();
+    const auto by_design = [](const auto &design, const auto &coeffs, heights &found) {
+        for (size_t i = 0; i < found.size(); ++i)
+            found[i] = static_cast<double>(design.row(static_cast<Eigen::Index>(i)) * coeffs);
+        return coeffs.allFinite();
+    };
+    add_fit("eigen-float", [=](const picture &p, heights &found) {
+        const matrix<float> design = design_of<float>(p.xs, p.ys);
+        return by_design(design, eigen_fit(design, p.zs), found);
     });
-#endif
 #ifdef HAVE_GSL
-    add_fit("gsl", [](const picture &p, heights &found) {
-        gsl_matrix *design = gsl_matrix_alloc(picture::kSamples, 6), *covariance = gsl_matrix_alloc(6, 6);
-        gsl_vector *zs = gsl_vector_alloc(picture::kSamples), *c = gsl_vector_alloc(6);
-        gsl_multifit_linear_workspace *work = gsl_multifit_linear_alloc(picture::kSamples, 6);
-        for (size_t i = 0; i < picture::kSamples; ++i) {
-            const double x = p.xs[i], y = p.ys[i], row[] = {1, y, x, y * y, x * y, x * x};
-            std::copy_n(row, 6, design->data + i * design->tda);
-            zs->data[i] = double{p.zs[i]};
-        }
-        double residual;
-        const bool good = gsl_multifit_linear(design, zs, c, covariance, &residual, work) == 0;
-        for (size_t i = 0; i < found.size(); ++i) {
-            found[i] = 0;
-            for (size_t j = 0; j < 6; ++j)
-                found[i] += c->data[j] * design->data[i * design->tda + j];
-        }
-        gsl_multifit_linear_free(work);
-        gsl_matrix_free(design);
-        gsl_matrix_free(covariance);
-        gsl_vector_free(zs);
-        gsl_vector_free(c);
-        return good;
+    add_fit("gsl", [=](const picture &p, heights &found) {
+        const matrix<double> design = design_of<double>(p.xs, p.ys);
+        return by_design(design, gsl_fit(design, p.zs), found);
     });
 #endif
 }
@@ -490,13 +381,14 @@ const bool registered = [] {
 #ifdef HAVE_OPENBLAS
     openblas_set_num_threads(1);
 #endif
-    add_decompositions(24, 24, 1);
-    add_decompositions(100, 6, 1);
-    add_decompositions(100, 3, 1);
-    add_inverses();
+    add_decompositions(24, 24);
+    add_decompositions(100, 6);
+    add_decompositions(100, 3);
+    add_large_inverses();
+    add_small_inverses<4>("inverse 4x4", inverse_4x4);
+    add_small_inverses<3>("inverse 3x3", inverse_3x3);
     add_products();
     add_surface();
-    ratios::floor("plain-read");
     add_fits();
     return true;
 }();

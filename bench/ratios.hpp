@@ -1,45 +1,59 @@
-// Benchmarks against peers, and what is reported of them.
+// Benchmarks against alternatives, and the report on them.
 //
-// A benchmark is registered as "CASE/IMPLEMENTATION", ours being "vela" and further ways of ours "vela-...", and counts
-// what it processes with state.SetItemsProcessed(). Absolute times do not repeat on shared machines, so all
-// implementations of a case run interleaved in one process and the report ends with a table of medians: time per item,
-// and peer time / our time. A program takes --figures=FILE to write the same to a file, whose lines ratios.cpp
-// explains.
+// An implementation of a case is registered under its name: "vela", "vela-..." for other methods of the library, or the
+// alternative's name. Absolute times do not repeat on shared machines, so all implementations of a case run interleaved
+// in one process, and the report compares the medians of their times per item.
 #pragma once
 
 #include <benchmark/benchmark.h>
 #include <functional>
 #include <initializer_list>
 #include <string>
+#include <type_traits>
 
 namespace ratios {
 
-// Demands that ours is at least `factor` times as fast per item as each of the named implementations (of all
-// others, where none is named). The table says whether it is.
-void bar(std::string case_name, double factor, std::initializer_list<const char *> peers = {});
+using benchmark::State;
 
-// Says that the implementations of that name do less than their cases ask, so that nobody expects to be faster.
-void floor(std::string implementation);
+// Registers a function that times and calls state.SetItemsProcessed().
+benchmark::internal::Benchmark *add(const std::string &case_name, const std::string &implementation,
+                                    std::function<void(State &)> run);
 
-// What an implementation gives for its time. Of a measure in dB more is better, of any other less; figures of one group
-// belong side by side. It is computed once the case has run.
-struct measured {
-    std::string group, measure, case_name, implementation;
+// Registers work that handles `items` in each call. A result of false is an error; any other result is kept from the
+// optimiser.
+template <class Work>
+benchmark::internal::Benchmark *add(const std::string &case_name, const std::string &implementation, size_t items,
+                                    Work work) {
+    return add(case_name, implementation, [=](State &state) mutable {
+        for (auto _ : state) {
+            using result = std::invoke_result_t<Work &>;
+            if constexpr (std::is_void_v<result>)
+                work();
+            else if constexpr (std::is_same_v<result, bool>) {
+                if (!work())
+                    state.SkipWithError("failed");
+            } else
+                benchmark::DoNotOptimize(work());
+            benchmark::ClobberMemory();
+        }
+        state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(items));
+    });
+}
+
+// The ratio to reach: ours is to be at least `factor` times as fast as the named alternatives, or as all.
+void target(const std::string &case_name, double factor, std::initializer_list<const char *> alternatives = {});
+
+// Implementations of that name do less than their cases demand, such as a plain copy.
+void lower_bound(const std::string &implementation);
+
+// A figure of accuracy beside a time. It is computed after the case has run.
+struct accuracy {
+    std::string case_name, measure, implementation;
     std::function<double()> figure;
 };
-void quality(measured one);
+void add(accuracy one);
 
-// A line printed under the table, for what else belongs beside the times (a size, a remark).
+// A line below the tables.
 void note(std::string line);
-
-// Keeps the order of the cases.
-void enlist(const std::string &case_name);
-
-// Registers one implementation of a case.
-template <class Function>
-benchmark::internal::Benchmark *add(const std::string &case_name, const std::string &implementation, Function run) {
-    enlist(case_name);
-    return benchmark::RegisterBenchmark((case_name + "/" + implementation).c_str(), run);
-}
 
 } // namespace ratios

@@ -1,6 +1,6 @@
 // The resampler against the converters that a program would otherwise link, 16-bit samples on both sides, and its
-// G.711 conversions against those of a telephony library. What the times buy is noted beside them: the
-// signal-to-noise ratio of a tone and of a sweep, each against the ideal signal at the output's rate.
+// G.711 conversions against those of a telephony library. Accuracy is the signal-to-noise ratio of a tone and of a
+// sweep against the ideal signal at the output rate.
 #include "ratios.hpp"
 #include <algorithm>
 #include <array>
@@ -42,7 +42,7 @@ constexpr rates kRates[] = {{44100, 48000}, {48000, 8000}, {8000, 16000}, {44100
 constexpr uint32_t kBlock = 4096; // input samples a call
 constexpr double kPi = 3.141592653589793;
 
-// Converts the next block of a stream and returns how many samples it made.
+// Converts the next block of a stream and returns the number of output samples.
 using converter = std::function<uint32_t(const samples &in, samples &out)>;
 
 struct implementation {
@@ -63,7 +63,7 @@ implementation ours(const char *name, uint32_t kernel) {
 
 implementation of_lobes(const char *name, uint32_t lobes) {
     return {name, [lobes](rates rates) {
-                std::shared_ptr<vela::resampler> state =
+                auto state =
                     std::make_shared<vela::resampler>(*vela::resampler::with_lobes(rates.out, rates.in, lobes));
                 return [state](const samples &in, samples &out) {
                     const auto made = state->push(in, std::span(out));
@@ -72,54 +72,47 @@ implementation of_lobes(const char *name, uint32_t lobes) {
             }};
 }
 
-// The conversion as resample.h defines it, by a loop over outputs and taps for each pair of formats: what a program
-// would write by itself. Only the first outputs look for their samples in the history, and where consecutive taps have
-// consecutive coefficients, two samples share one of the symmetric table.
-struct linear_samples {
-    static int16_t get(const int16_t *from) { return *from; }
-    static void put(int16_t *to, int32_t sample) { *to = static_cast<int16_t>(std::clamp(sample, -32768, 32767)); }
-};
-
-template <class From>
+// The conversion that resample.h defines as a loop over outputs and taps, which a program would write itself. Only the
+// first outputs look for their samples in the history.
 int32_t plain_sum(const resample_state &state, const int16_t *in, uint32_t base, uint32_t phase) {
     const uint32_t L = state.interp_factor, T = state.num_coeffs;
     int32_t sum = 0;
     if (base < state.history_len) {
         auto at = static_cast<int32_t>(base);
         for (uint32_t k = phase; k < T; k += L, --at)
-            sum += state.coeffs[k] * (at < 0 ? state.history[state.history_len + at] : From::get(in + at));
+            sum += state.coeffs[k] * (at < 0 ? state.history[state.history_len + at] : in[at]);
         return sum;
     }
     const int16_t *newest = in + base;
     if (L > 1) {
         for (uint32_t k = phase; k < T; k += L)
-            sum += state.coeffs[k] * From::get(newest--);
+            sum += state.coeffs[k] * *newest--;
         return sum;
     }
+    // Consecutive coefficients of a symmetric table: two samples share one.
     const int16_t *oldest = newest - (T - 1);
     for (uint32_t k = 0; k < T / 2; ++k)
-        sum += state.coeffs[k] * (From::get(newest - k) + From::get(oldest + k));
-    return sum + state.coeffs[T / 2] * From::get(oldest + T / 2);
+        sum += state.coeffs[k] * (newest[-static_cast<int32_t>(k)] + oldest[k]);
+    return sum + state.coeffs[T / 2] * oldest[T / 2];
 }
 
-template <class From, class To>
-void plain_loop(resample_state &state, const int16_t *in, uint32_t &in_count, int16_t *out, uint32_t &out_count) {
-    const uint32_t L = state.interp_factor, M = state.decim_factor, end = L * in_count;
-    uint32_t position = state.phase, base = position / L, phase = position % L, made = 0, last = base;
-    for (; made < out_count && position < end; ++made, position += M) {
-        To::put(out + made, plain_sum<From>(state, in, base, phase) >> state.coeff_shift);
+void plain_loop(resample_state *state, const int16_t *in, uint32_t *in_count, int16_t *out, uint32_t *out_count) {
+    const uint32_t L = state->interp_factor, M = state->decim_factor, end = L * *in_count;
+    uint32_t position = state->phase, base = position / L, phase = position % L, made = 0, last = base;
+    for (; made < *out_count && position < end; ++made, position += M) {
+        const int32_t sample = plain_sum(*state, in, base, phase) >> state->coeff_shift;
+        out[made] = static_cast<int16_t>(std::clamp(sample, -32768, 32767));
         last = base;
         for (phase += M; phase >= L; phase -= L)
             ++base;
     }
-    const uint32_t consumed = made ? last + (base != last) : in_count;
-    const uint32_t fresh = std::min<uint32_t>(consumed, state.history_len), kept = state.history_len - fresh;
-    std::memmove(state.history, state.history + fresh, kept * sizeof *state.history);
-    for (uint32_t i = 0; i < fresh; ++i)
-        state.history[kept + i] = From::get(in + (consumed - fresh + i));
-    state.phase = position - L * consumed;
-    in_count = consumed;
-    out_count = made;
+    const uint32_t consumed = made ? last + (base != last) : *in_count;
+    const uint32_t fresh = std::min<uint32_t>(consumed, state->history_len), kept = state->history_len - fresh;
+    std::memmove(state->history, state->history + fresh, kept * sizeof *state->history);
+    std::copy_n(in + (consumed - fresh), fresh, state->history + kept);
+    state->phase = position - L * consumed;
+    *in_count = consumed;
+    *out_count = made;
 }
 
 #ifdef HAVE_SPEEXDSP
@@ -154,7 +147,7 @@ implementation soxr_of(const char *name, unsigned long recipe) {
 #endif
 
 #ifdef HAVE_SAMPLERATE
-// Its samples are floats, so a program with 16-bit samples converts them with its helpers.
+// Its samples are floats; a program with 16-bit samples converts them with its helpers.
 implementation samplerate(const char *name, int type) {
     return {name, [type](rates rates) {
                 std::shared_ptr<SRC_STATE> state(src_new(type, 1, nullptr), src_delete);
@@ -177,7 +170,7 @@ implementation samplerate(const char *name, int type) {
 }
 #endif
 
-// What a program takes when little is to be computed, and what it takes when little is to be lost.
+// For little computation, and for good quality.
 const std::vector<implementation> &quick() {
     static const std::vector<implementation> all = {
         ours("vela", RESAMPLE_LAN2),
@@ -223,7 +216,7 @@ const std::vector<implementation> &thorough() {
     return all;
 }
 
-// A signal whose frequency goes from one value to another in a second, at half of full scale.
+// A sine at half of full scale whose frequency changes linearly within a second.
 struct sweep {
     double from, to;
     double at(double seconds) const {
@@ -238,8 +231,8 @@ samples sampled(const sweep &signal, uint32_t rate) {
     return made;
 }
 
-// The signal-to-noise ratio in dB of every `stride`th sample of a converted sweep, away from its ends, if the converter
-// delays by `delay` seconds and amplifies by whatever fits best.
+// The signal-to-noise ratio in dB of every `stride`th sample of a converted sweep, away from its ends, for a delay in
+// seconds and the gain that fits best.
 double ratio_at(const sweep &signal, const samples &converted, uint32_t rate, double delay, size_t stride) {
     double power = 0, correlation = 0, total = 0;
     for (size_t i = rate / 20; i < converted.size() - rate / 20; i += stride) {
@@ -248,25 +241,25 @@ double ratio_at(const sweep &signal, const samples &converted, uint32_t rate, do
         correlation += ideal * is;
         total += is * is;
     }
-    const double wanted = correlation * correlation / power;
-    return 10 * std::log10(wanted / (total - wanted));
+    const double expected = correlation * correlation / power;
+    return 10 * std::log10(expected / (total - expected));
 }
 
-// A second of the signal as the converter gives it.
+// A second of the signal, converted.
 samples converted(const implementation &one, rates rates, const sweep &signal) {
     samples out(2 * rates.out);
     out.resize(one.make(rates)(sampled(signal, rates.in), out));
     return out;
 }
 
-// With the delay that suits it best.
+// With the best delay.
 double signal_to_noise(const implementation &one, rates rates, const sweep &signal) {
     const samples out = converted(one, rates, signal);
-    constexpr double step = 10e-6, widest = 20e-3;
-    double best = 0, most = -1000;
-    for (double delay = -widest; delay <= widest; delay += step)
-        if (const double ratio = ratio_at(signal, out, rates.out, delay, 31); ratio > most)
-            most = ratio, best = delay;
+    constexpr double step = 10e-6, max_delay = 20e-3;
+    double best = 0, highest = -1000;
+    for (double delay = -max_delay; delay <= max_delay; delay += step)
+        if (const double ratio = ratio_at(signal, out, rates.out, delay, 31); ratio > highest)
+            highest = ratio, best = delay;
     double low = best - step, high = best + step;
     for (int i = 0; i < 40; ++i) {
         const double third = (high - low) / 3;
@@ -277,7 +270,7 @@ double signal_to_noise(const implementation &one, rates rates, const sweep &sign
     return ratio_at(signal, out, rates.out, low, 3);
 }
 
-// How many dB a converted signal lies below what it was.
+// The attenuation in dB of a converted signal.
 double loss(const implementation &one, rates rates, const sweep &signal) {
     const samples out = converted(one, rates, signal);
     double power = 0;
@@ -287,7 +280,7 @@ double loss(const implementation &one, rates rates, const sweep &signal) {
     return -10 * std::log10(std::max(power, 1e-9) / static_cast<double>(end - begin));
 }
 
-void run_conversion(benchmark::State &state, const implementation &one, rates rates) {
+void run_conversion(ratios::State &state, const implementation &one, rates rates) {
     const samples in(sampled({300, 3000}, kBlock));
     samples out(3 * kBlock);
     const converter convert = one.make(rates);
@@ -299,49 +292,39 @@ void run_conversion(benchmark::State &state, const implementation &one, rates ra
     state.SetItemsProcessed(made);
 }
 
-// What is kept of a tone, of speech and of everything up to 85 % of the lower rate's half, and what is stopped of
-// everything from 115 % on, which would come back as other frequencies.
-void add_quality(const std::string &name, const implementation &one, rates rates) {
-    const std::string group = std::to_string(rates.in) + "->" + std::to_string(rates.out);
-    const double half = std::min(rates.in, rates.out) / 2.0;
-    const auto add = [&](const char *measure, auto figure) {
-        ratios::quality({group, measure, name, one.name, [=, &one] { return figure(one, rates); }});
+// The signal-to-noise ratio of a tone, of speech, and of everything up to 85 % of the lower Nyquist frequency; the
+// rejection of everything from 115 % on, which would alias.
+void add_accuracy(const std::string &name, const implementation &one, rates rates) {
+    const double nyquist = std::min(rates.in, rates.out) / 2.0;
+    const auto add_ratio = [&](const char *measure, sweep signal) {
+        ratios::add({name, measure, one.name, [=, &one] { return signal_to_noise(one, rates, signal); }});
     };
-    add("SNR of 1 kHz, dB", [](const auto &of, auto at) { return signal_to_noise(of, at, {1000, 1000}); });
-    add("SNR of 0.2 to 3.4 kHz, dB", [](const auto &of, auto at) { return signal_to_noise(of, at, {200, 3400}); });
-    if (half > 4000)
-        add("SNR of 0.2 to 18.7 kHz, dB", [=](const auto &of, auto at) {
-            return signal_to_noise(of, at, {200, 0.85 * half});
-        });
+    add_ratio("SNR of 1 kHz, dB", {1000, 1000});
+    add_ratio("SNR of 0.2 to 3.4 kHz, dB", {200, 3400});
+    if (nyquist > 4000)
+        add_ratio("SNR of 0.2 to 18.7 kHz, dB", {200, 0.85 * nyquist});
     if (rates.out < rates.in)
-        add("stopped of 4.6 kHz and more, dB", [=](const auto &of, auto at) {
-            return loss(of, at, {1.15 * half, 0.45 * at.in});
-        });
+        ratios::add({name, "rejection of 4.6 kHz and more, dB", one.name, [=, &one] {
+                         return loss(one, rates, {1.15 * nyquist, 0.45 * rates.in});
+                     }});
 }
 
 void add_conversions(const std::string &kernel, const std::vector<implementation> &all, rates rates) {
     const std::string name = kernel + " " + std::to_string(rates.in) + "->" + std::to_string(rates.out);
     for (const implementation &one : all) {
-        ratios::add(name, one.name, [&one, rates](benchmark::State &state) { run_conversion(state, one, rates); });
-        add_quality(name, one, rates);
+        ratios::add(name, one.name, [&one, rates](ratios::State &state) { run_conversion(state, one, rates); });
+        add_accuracy(name, one, rates);
     }
 }
 
 // One direction of a G.711 law for a block of samples.
 template <class From, class To, class Convert>
 void add_law(const std::string &name, const char *implementation, Convert convert) {
-    ratios::add(name, implementation, [convert](benchmark::State &state) {
-        std::vector<From> in(kBlock);
-        std::vector<To> out(kBlock);
-        for (size_t i = 0; i < kBlock; ++i)
-            in[i] = static_cast<From>(i * 40503 >> 3);
-        for (auto _ : state) {
-            convert(in.data(), out.data());
-            benchmark::DoNotOptimize(out.data());
-            benchmark::ClobberMemory();
-        }
-        state.SetItemsProcessed(state.iterations() * kBlock);
-    });
+    std::vector<From> in(kBlock);
+    for (size_t i = 0; i < kBlock; ++i)
+        in[i] = static_cast<From>(i * 40503 >> 3);
+    ratios::add(name, implementation, kBlock,
+                [=, out = std::vector<To>(kBlock)]() mutable { convert(in.data(), out.data()); });
 }
 
 auto recoding(uint32_t from, uint32_t to) {
@@ -361,8 +344,8 @@ void add_laws() {
         const std::string encode = std::string(law.name) + " encode", decode = std::string(law.name) + " decode";
         add_law<int16_t, uint8_t>(encode, "vela", recoding(RESAMPLE_LEND, law.format));
         add_law<uint8_t, int16_t>(decode, "vela", recoding(law.format, RESAMPLE_LEND));
-        ratios::bar(encode, 3);
-        ratios::bar(decode, 1.5);
+        ratios::target(encode, 3);
+        ratios::target(decode, 1.5);
     }
 #ifdef HAVE_SPANDSP
     const auto each = [](auto convert) {
@@ -378,89 +361,71 @@ void add_laws() {
 #endif
 }
 
-// How more lobes turn from what passes to what is stopped.
-void note_lobes() {
-    constexpr rates rates = {48000, 8000};
-    for (const implementation &one : thorough()) {
-        const auto level = [&](double frequency) { return -loss(one, rates, {frequency, frequency}); };
-        char text[160];
-        std::snprintf(text, sizeof text, "dB at 3000 / 3400 / 3700 / 5000 Hz, 48000->8000, %s: %.2f %.2f %.2f %.1f",
-                      one.name, level(3000), level(3400), level(3700), level(5000));
-        ratios::note(text);
-    }
-}
+// Short calls, a filter that is too long for a table of rows, and a table that the caller replaced.
+struct call {
+    rates at;
+    uint32_t kernel, outputs;
+    bool has_own_table;
 
-// Short calls, a filter that is too long for rows, and a table of the caller's own: what room a call has, in outputs.
-void add_plain_loops() {
-    const struct {
-        rates at;
-        uint32_t kernel, room;
-        bool replaced;
-    } cases[] = {{{44100, 48000}, RESAMPLE_LAN2, 8, false},  {{44100, 48000}, RESAMPLE_LAN2, 24, false},
-                 {{44100, 48000}, RESAMPLE_LAN2, 480, true}, {{44100, 8000}, RESAMPLE_LAN2, 8, false},
-                 {{44100, 8000}, RESAMPLE_LAN2, 24, false},  {{8000, 16000}, RESAMPLE_LANC, 8, false},
-                 {{65, 1}, RESAMPLE_LANC, 480, false},       {{600, 1}, RESAMPLE_LAN2, 8, false},
-                 {{600, 1}, RESAMPLE_LAN2, 480, false}};
-    const auto run = [](benchmark::State &timed, const auto &one, auto convert) {
-        std::unique_ptr<resample_state, void (*)(resample_state *)> state(
-            resample_alloc(one.at.out, one.at.in, one.kernel), resample_free);
-        if (one.replaced) {
-            std::vector<int16_t> table(state->coeffs, state->coeffs + state->num_coeffs);
-            std::free(state->coeffs);
-            state->coeffs = static_cast<int16_t *>(std::malloc(table.size() * sizeof table[0]));
-            std::copy(table.begin(), table.end(), state->coeffs);
+    void run(ratios::State &timed, decltype(&plain_loop) convert) const {
+        std::unique_ptr<resample_state, void (*)(resample_state *)> state(resample_alloc(at.out, at.in, kernel),
+                                                                          resample_free);
+        if (has_own_table) {
+            int16_t *const coeffs = state->coeffs;
+            state->coeffs = static_cast<int16_t *>(std::malloc(state->num_coeffs * sizeof *coeffs));
+            std::copy_n(coeffs, state->num_coeffs, state->coeffs);
+            std::free(coeffs);
         }
         const samples in(sampled({300, 3000}, 480 * 600));
-        samples out(one.room);
+        const uint32_t max_inputs = (outputs + 1) * ((at.in - 1) / at.out + 1);
+        samples out(outputs);
         int64_t total = 0;
-        for (uint32_t at = 0; auto _ : timed) {
-            const uint32_t most = (one.room + 1) * ((one.at.in - 1) / one.at.out + 1);
-            at = at + most > in.size() ? 0 : at;
-            uint32_t used = most, made = one.room;
-            convert(*state, in.data() + at, used, out.data(), made);
-            at += used;
+        for (uint32_t begin = 0; auto _ : timed) {
+            begin = begin + max_inputs > in.size() ? 0 : begin;
+            uint32_t used = max_inputs, made = outputs;
+            convert(state.get(), in.data() + begin, &used, out.data(), &made);
+            begin += used;
             total += made;
-            benchmark::DoNotOptimize(out.data());
             benchmark::ClobberMemory();
         }
         timed.SetItemsProcessed(total);
-    };
-    for (const auto &one : cases) {
-        const std::string name = std::to_string(one.at.in) + "->" + std::to_string(one.at.out) + ", " +
-                                 std::to_string(one.room) + (one.replaced ? " a call, own table" : " a call");
-        ratios::add(name, "vela", [=](benchmark::State &state) {
-            run(state, one,
-                [](resample_state &record, const int16_t *in, uint32_t &used, int16_t *out, uint32_t &made) {
-                    resample_test(&record, in, &used, out, &made);
-                });
-        });
-        ratios::add(name, "plain-loop",
-                    [=](benchmark::State &state) { run(state, one, plain_loop<linear_samples, linear_samples>); });
-        ratios::bar(name, 1);
     }
-}
+};
 
-void add_creation() {
-    for (const implementation &one : quick())
-        ratios::add("creation, 44100->48000", one.name, [&one](benchmark::State &state) {
-            for (auto _ : state)
-                benchmark::DoNotOptimize(one.make({44100, 48000}));
-            state.SetItemsProcessed(state.iterations());
+void add_plain_loops() {
+    constexpr call calls[] = {{{44100, 48000}, RESAMPLE_LAN2, 8, false},  {{44100, 48000}, RESAMPLE_LAN2, 24, false},
+                              {{44100, 48000}, RESAMPLE_LAN2, 480, true}, {{44100, 8000}, RESAMPLE_LAN2, 8, false},
+                              {{44100, 8000}, RESAMPLE_LAN2, 24, false},  {{8000, 16000}, RESAMPLE_LANC, 8, false},
+                              {{65, 1}, RESAMPLE_LANC, 480, false},       {{600, 1}, RESAMPLE_LAN2, 8, false},
+                              {{600, 1}, RESAMPLE_LAN2, 480, false}};
+    for (const call &one : calls) {
+        const std::string name = std::to_string(one.at.in) + "->" + std::to_string(one.at.out) + ", " +
+                                 std::to_string(one.outputs) +
+                                 (one.has_own_table ? " per call, own table" : " per call");
+        ratios::add(name, "vela", [=](ratios::State &state) {
+            one.run(state, [](resample_state *record, const int16_t *in, uint32_t *used, int16_t *out, uint32_t *made) {
+                resample_test(record, in, used, out, made);
+            });
         });
-    ratios::note("the bar of creation, 44100->48000: 100000 ns");
+        ratios::add(name, "plain-loop", [=](ratios::State &state) { one.run(state, plain_loop); });
+        ratios::target(name, 1);
+    }
 }
 
 const bool registered = [] {
     for (const rates rates : kRates) {
         add_conversions("LAN2", quick(), rates);
         add_conversions("16 lobes", thorough(), rates);
-        ratios::bar("LAN2 " + std::to_string(rates.in) + "->" + std::to_string(rates.out), 3,
-                    {"speexdsp-q0", "soxr-QQ", "samplerate-linear"});
+        ratios::target("LAN2 " + std::to_string(rates.in) + "->" + std::to_string(rates.out), 3,
+                       {"speexdsp-q0", "soxr-QQ", "samplerate-linear"});
     }
     add_laws();
-    note_lobes();
     add_plain_loops();
-    add_creation();
+    for (const implementation &one : quick())
+        ratios::add("creation, 44100->48000", one.name, 1, [&one] {
+            const converter made = one.make({44100, 48000});
+            return static_cast<int>(made != nullptr);
+        });
     return true;
 }();
 

@@ -1,9 +1,9 @@
-// Directions onto the screen and back, against the same mapping with the maths library in double and in single
-// precision; what the times buy is the distance from the mapping in double before it is cut to whole numbers.
+// Directions onto the screen and back, against the same projection with libm in double and in single precision,
+// and the error of each against the projection in double before it is truncated to integers.
 #include "ratios.hpp"
 #include <algorithm>
 #include <cmath>
-#include <functional>
+#include <numeric>
 #include <string>
 #include <vector>
 #include <vela/overlay.hpp>
@@ -15,9 +15,12 @@ constexpr smap_view kView = {640, 480, 102400, 10240, 61440};
 constexpr smap_screen_pt kCentre = {kView.width / 2, kView.height / 2};
 constexpr double kToRadians = 3.14159265358979323846 / 184320;
 
-// Directions all over the view and its surroundings, some behind it.
-std::vector<smap_sphere_pt> directions(size_t count) {
-    std::vector<smap_sphere_pt> result(count);
+// Directions in the view, around it and behind it.
+using sphere_points = std::vector<smap_sphere_pt>;
+using screen_points = std::vector<smap_screen_pt>;
+
+sphere_points directions(size_t count) {
+    sphere_points result(count);
     uint32_t state = 1;
     const auto within = [&state](int32_t range) {
         state = state * 1664525 + 1013904223;
@@ -28,15 +31,12 @@ std::vector<smap_sphere_pt> directions(size_t count) {
     return result;
 }
 
-std::vector<smap_screen_pt> positions(size_t count) {
-    std::vector<smap_screen_pt> result(count);
+screen_points positions(size_t count) {
+    screen_points result(count);
     for (size_t i = 0; i < count; ++i)
         result[i] = {static_cast<int32_t>(i * 7919 % 640), static_cast<int32_t>(i * 104729 % 480)};
     return result;
 }
-
-using sphere_points = std::vector<smap_sphere_pt>;
-using screen_points = std::vector<smap_screen_pt>;
 
 template <class Real>
 struct position {
@@ -44,7 +44,7 @@ struct position {
     bool is_in_front = true;
 };
 
-// Written once for both precisions, by std's overloads; `sincos` is the compiler's to find.
+// For both precisions. The compiler combines sin() and cos() into sincos().
 template <class Real>
 struct mapping {
     static constexpr Real kRadian = static_cast<Real>(kToRadians), kWidth = kView.width;
@@ -82,7 +82,7 @@ void libm_onto_screen(const sphere_points &from, screen_points &to) {
 }
 
 template <class Real>
-void libm_onto_sphere(const screen_points &from, sphere_points &to) {
+void libm_onto_sphere(sphere_points &to, const screen_points &from) {
     const mapping<Real> map;
     for (size_t i = 0; i < from.size(); ++i) {
         const position<Real> at = map.onto_sphere(from[i]);
@@ -91,7 +91,7 @@ void libm_onto_sphere(const screen_points &from, sphere_points &to) {
     }
 }
 
-// In whole pixels too.
+// Rounded to integers.
 void overlay_onto_screen(const sphere_points &from, screen_points &to) {
     static const auto view = vela::overlay::view::make(kView);
     for (size_t i = 0; i < from.size(); ++i) {
@@ -101,44 +101,32 @@ void overlay_onto_screen(const sphere_points &from, screen_points &to) {
     }
 }
 
+// Times run(sphere, screen).
 template <class Run>
-void add(const std::string &case_name, const std::string &implementation, size_t count, Run run) {
-    ratios::add(case_name, implementation, [=](benchmark::State &state) {
-        std::vector<smap_sphere_pt> sphere = directions(count);
-        std::vector<smap_screen_pt> screen = positions(count);
-        for (auto _ : state) {
-            run(sphere, screen);
-            benchmark::DoNotOptimize(sphere.data());
-            benchmark::DoNotOptimize(screen.data());
-            benchmark::ClobberMemory();
-        }
-        state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(count));
-    });
+void add(const std::string &name, const char *implementation, size_t count, Run run) {
+    ratios::add(name, implementation, count,
+                [=, sphere = directions(count), screen = positions(count)]() mutable { run(sphere, screen); });
 }
 
-// Registers the mean and the worst of distances(result), which has one for each point that counts.
-template <class Run, class Distances>
-void measure(const char *group, const char *unit, const std::string &case_name, const char *implementation, Run run,
-             Distances distances) {
+// Registers the mean and the worst of errors(sphere, screen) after run().
+template <class Run, class Errors>
+void measure(const char *unit, const std::string &name, const char *implementation, Run run, Errors errors) {
     const auto add = [&](const char *which, auto figure) {
-        ratios::quality({group, std::string(which) + " error, " + unit, case_name, implementation, [=] {
-                             sphere_points sphere = directions(1024);
-                             screen_points screen = positions(1024);
-                             run(sphere, screen);
-                             return figure(distances(sphere, screen));
-                         }});
+        ratios::add({name, std::string(which) + " error, " + unit, implementation, [=] {
+                         sphere_points sphere = directions(1024);
+                         screen_points screen = positions(1024);
+                         run(sphere, screen);
+                         return figure(errors(sphere, screen));
+                     }});
     };
     add("mean", [](const std::vector<double> &all) {
-        double sum = 0;
-        for (const double one : all)
-            sum += one;
-        return sum / static_cast<double>(all.size());
+        return std::accumulate(all.begin(), all.end(), 0.0) / static_cast<double>(all.size());
     });
     add("worst", [](const std::vector<double> &all) { return *std::max_element(all.begin(), all.end()); });
 }
 
 // Of the points that the screen shows.
-std::vector<double> screen_distances(const sphere_points &, const screen_points &screen) {
+std::vector<double> screen_errors(const sphere_points &, const screen_points &screen) {
     const sphere_points from = directions(screen.size());
     const mapping<double> map;
     std::vector<double> result;
@@ -151,7 +139,7 @@ std::vector<double> screen_distances(const sphere_points &, const screen_points 
     return result;
 }
 
-std::vector<double> sphere_distances(const sphere_points &sphere, const screen_points &screen) {
+std::vector<double> sphere_errors(const sphere_points &sphere, const screen_points &screen) {
     const mapping<double> map;
     std::vector<double> result;
     for (size_t i = 0; i < screen.size(); ++i) {
@@ -162,44 +150,43 @@ std::vector<double> sphere_distances(const sphere_points &sphere, const screen_p
     return result;
 }
 
-void add_onto_screen(size_t count, bool are_measured) {
+void add_onto_screen(size_t count) {
     const std::string name = "onto screen/" + std::to_string(count) + " points";
-    const auto add_way = [&](const char *implementation, auto run) {
+    const auto add_both = [&](const char *implementation, auto run) {
         add(name, implementation, count, run);
-        if (are_measured)
-            measure("onto screen", "pixels", name, implementation, run, screen_distances);
+        if (count == 1024)
+            measure("pixels", name, implementation, run, screen_errors);
     };
-    add_way("vela", [](sphere_points &sphere, screen_points &screen) {
+    add_both("vela", [](sphere_points &sphere, screen_points &screen) {
         const smap_sphere_poly source = {static_cast<uint32_t>(sphere.size()), sphere.data()};
         smap_screen_poly target = {static_cast<uint32_t>(screen.size()), screen.data()};
         smap_sphere_to_screen(&source, &kView, &target);
     });
-    add_way("vela-overlay", overlay_onto_screen);
-    add_way("libm", libm_onto_screen<double>);
-    add_way("libm-float", libm_onto_screen<float>);
-    ratios::bar(name, 3, {"libm"});
+    add_both("vela-overlay", overlay_onto_screen);
+    add_both("libm", libm_onto_screen<double>);
+    add_both("libm-float", libm_onto_screen<float>);
+    ratios::target(name, 3, {"libm"});
 }
 
 void add_onto_sphere() {
     const char *const name = "onto sphere/1024 points";
-    const auto add_way = [&](const char *implementation, auto run) {
+    const auto add_both = [&](const char *implementation, auto run) {
         add(name, implementation, 1024, run);
-        measure("onto sphere", "1/1024 degree", name, implementation, run, sphere_distances);
+        measure("1/1024 degree", name, implementation, run, sphere_errors);
     };
-    add_way("vela", [](sphere_points &sphere, screen_points &screen) {
+    add_both("vela", [](sphere_points &sphere, screen_points &screen) {
         const smap_screen_poly source = {static_cast<uint32_t>(screen.size()), screen.data()};
         smap_sphere_poly target = {static_cast<uint32_t>(sphere.size()), sphere.data()};
         smap_screen_to_sphere(&source, &kView, &target);
     });
-    add_way("libm", [](sphere_points &sphere, screen_points &screen) { libm_onto_sphere<double>(screen, sphere); });
-    add_way("libm-float",
-            [](sphere_points &sphere, screen_points &screen) { libm_onto_sphere<float>(screen, sphere); });
-    ratios::bar(name, 1, {"libm"});
+    add_both("libm", libm_onto_sphere<double>);
+    add_both("libm-float", libm_onto_sphere<float>);
+    ratios::target(name, 1, {"libm"});
 }
 
 const bool registered = [] {
-    for (const size_t count : {size_t{4}, size_t{32}, size_t{1024}})
-        add_onto_screen(count, count == 1024);
+    for (const size_t count : {4, 32, 1024})
+        add_onto_screen(count);
     add("onto screen/one by one", "vela", 1024, [](sphere_points &sphere, screen_points &screen) {
         for (size_t i = 0; i < sphere.size(); ++i)
             smap_sphere_pt_to_screen_pt(&sphere[i], &kView, &screen[i]);

@@ -8,15 +8,10 @@ constexpr uint32_t kBytes = 65536;
 
 template <class Convert>
 void add(const std::string &name, const char *implementation, Convert convert) {
-    ratios::add(name, implementation, [=](benchmark::State &state) {
-        std::string text(2 * kBytes, '7');
-        std::vector<uint8_t> bytes(kBytes, 0xA5);
-        for (auto _ : state) {
-            convert(text.data(), bytes.data());
-            benchmark::ClobberMemory();
-        }
-        state.SetItemsProcessed(state.iterations() * kBytes);
-    });
+    ratios::add(name, implementation, kBytes,
+                [=, text = std::string(2 * kBytes, '7'), bytes = std::vector<uint8_t>(kBytes, 0xA5)]() mutable {
+                    convert(text.data(), bytes.data());
+                });
 }
 
 const bool registered = [] {
@@ -33,8 +28,8 @@ const bool registered = [] {
             bytes[i] = static_cast<uint8_t>(16 * hex2int(static_cast<uint8_t>(text[2 * i])) +
                                             hex2int(static_cast<uint8_t>(text[2 * i + 1])));
     });
-    ratios::bar("bin2hex", 5);
-    ratios::bar("hex2bin", 5);
+    ratios::target("bin2hex", 5);
+    ratios::target("hex2bin", 5);
     return true;
 }();
 

@@ -34,78 +34,48 @@ std::string encoded(const std::string &text) {
     return code;
 }
 
-void count(benchmark::State &state, size_t items) {
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * items));
-}
-
-void add_encode(size_t length, const std::string &name) {
-    const std::string text = mixed_text(length);
-    ratios::add(name, "vela", [text](benchmark::State &state) {
-        std::string code(3 * text.size() + 5, '\0');
-        for (auto _ : state)
-            benchmark::DoNotOptimize(url_encode(text.data(), static_cast<uint32_t>(text.size()), code.data(),
-                                                static_cast<uint32_t>(code.size())));
-        count(state, text.size());
+// add_conversion("url_encode", ...): ours, and libcurl's function that returns new text.
+template <class Ours, class Theirs>
+void add_conversion(const std::string &name, double factor, const std::string &text, Ours ours,
+                    [[maybe_unused]] Theirs theirs) {
+    ratios::add(name, "vela", text.size(), [=, result = std::string(3 * text.size() + 5, '\0')]() mutable {
+        return ours(text.data(), static_cast<uint32_t>(text.size()), result.data(),
+                    static_cast<uint32_t>(result.size()));
     });
 #ifdef HAVE_LIBCURL
-    ratios::add(name, "libcurl", [text](benchmark::State &state) {
-        CURL *curl = curl_easy_init();
-        for (auto _ : state)
-            curl_free(curl_easy_escape(curl, text.data(), static_cast<int>(text.size())));
-        curl_easy_cleanup(curl);
-        count(state, text.size());
-    });
+    static CURL *const curl = curl_easy_init();
+    ratios::add(name, "libcurl", text.size(),
+                [=] { curl_free(theirs(curl, text.data(), static_cast<int>(text.size()))); });
 #endif
-    ratios::bar(name, 3, {"libcurl"});
-}
-
-void add_decode(size_t length, const std::string &name) {
-    const std::string code = encoded(mixed_text(length));
-    ratios::add(name, "vela", [code](benchmark::State &state) {
-        std::string bytes(code.size() + 1, '\0');
-        for (auto _ : state)
-            benchmark::DoNotOptimize(url_decode(code.data(), static_cast<uint32_t>(code.size()), bytes.data(),
-                                                static_cast<uint32_t>(bytes.size())));
-        count(state, code.size());
-    });
-#ifdef HAVE_LIBCURL
-    ratios::add(name, "libcurl", [code](benchmark::State &state) {
-        CURL *curl = curl_easy_init();
-        int length_of_bytes;
-        for (auto _ : state)
-            curl_free(curl_easy_unescape(curl, code.data(), static_cast<int>(code.size()), &length_of_bytes));
-        curl_easy_cleanup(curl);
-        count(state, code.size());
-    });
-#endif
-    ratios::bar(name, 1.5, {"libcurl"});
+    ratios::target(name, factor, {"libcurl"});
 }
 
 const bool registered = [] {
-    add_encode(16, "url_encode/16");
-    add_encode(64, "url_encode/64");
-    add_encode(4096, "url_encode/4096");
-    add_decode(16, "url_decode/16");
-    add_decode(64, "url_decode/64");
-    add_decode(4096, "url_decode/4096");
-    ratios::add("url_alloc and url_free", "vela", [](benchmark::State &state) {
-        for (auto _ : state)
-            url_free(url_alloc(kUrl));
-        count(state, 1);
-    });
+    for (const size_t length : {16, 64, 4096}) {
+        const std::string text = mixed_text(length), after = "/" + std::to_string(length);
+#ifdef HAVE_LIBCURL
+        const auto escape = curl_easy_escape;
+        const auto unescape = [](CURL *curl, const char *code, int size) {
+            int length_of_bytes;
+            return curl_easy_unescape(curl, code, size, &length_of_bytes);
+        };
+#else
+        constexpr int escape = 0, unescape = 0;
+#endif
+        add_conversion("url_encode" + after, 3, text, url_encode, escape);
+        add_conversion("url_decode" + after, 1.5, encoded(text), url_decode, unescape);
+    }
+    ratios::add("url_alloc and url_free", "vela", 1, [] { url_free(url_alloc(kUrl)); });
 #ifdef HAVE_LIBURIPARSER
-    ratios::add("url_alloc and url_free", "uriparser", [](benchmark::State &state) {
-        for (auto _ : state) {
-            UriUriA uri;
-            const char *error;
-            if (uriParseSingleUriA(&uri, kUrl, &error) != URI_SUCCESS)
-                state.SkipWithError("not parsed");
-            uriFreeUriMembersA(&uri);
-        }
-        count(state, 1);
+    ratios::add("url_alloc and url_free", "uriparser", 1, [] {
+        UriUriA uri;
+        const char *error;
+        const bool is_parsed = uriParseSingleUriA(&uri, kUrl, &error) == URI_SUCCESS;
+        uriFreeUriMembersA(&uri);
+        return is_parsed;
     });
 #endif
-    ratios::bar("url_alloc and url_free", 1.5, {"uriparser"});
+    ratios::target("url_alloc and url_free", 1.5, {"uriparser"});
     return true;
 }();
 
