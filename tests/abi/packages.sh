@@ -79,16 +79,6 @@ runs "$work/musl"
 
 quietly cmake -G "$generator" -S . -B "$work/installed" -DCMAKE_PREFIX_PATH="$prefix"
 quietly cmake -G "$generator" -S . -B "$work/subdirectory" -DVELA_SOURCE="$source"
-mkdir readme
-{
-    echo 'cmake_minimum_required(VERSION 3.25)'
-    echo 'project(program LANGUAGES C CXX)'
-    echo 'add_executable(program ../first.c)'
-    program cmake README.md
-} >readme/CMakeLists.txt
-quietly cmake -G "$generator" -S readme -B "$work/readme" -DCMAKE_PREFIX_PATH="$prefix"
-quietly cmake --build "$work/readme"
-runs "$work/readme/program"
 for kind in installed subdirectory; do
     quietly cmake --build "$work/$kind"
     runs "$work/$kind/shared"
