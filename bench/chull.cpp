@@ -11,13 +11,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <malloc.h>
 #include <memory>
 #include <random>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 #include <vela/cpp/hull.hpp>
 
@@ -98,44 +97,27 @@ void register_builds(const char *name, shape kind, int count) {
     ratios::target(case_name, 2, {"cgal"});
 }
 
-// The rise of the peak resident memory while a process of its own builds a hull, in KiB, or -1.
-long peak_memory(const cloud &points) {
-    int ends[2];
-    if (pipe(ends) != 0)
-        return -1;
-    const pid_t child = fork();
-    if (child == 0) {
-        const auto status = [](const std::string &field) {
-            std::ifstream file("/proc/self/status");
-            for (std::string line; std::getline(file, line);)
-                if (line.rfind(field, 0) == 0)
-                    return std::atol(line.c_str() + field.size());
-            return -1L;
-        };
-        // Memory that is free already must not hide what the hull takes.
-        malloc_trim(0);
-        std::ofstream("/proc/self/clear_refs") << 5;
-        const long before = status("VmRSS:");
-        const hull built(points);
-        const long rise = status("VmHWM:") - before;
-        _exit(write(ends[1], &rise, sizeof rise) == sizeof rise ? 0 : 1);
-    }
-    long rise = -1;
-    if (child < 0 || read(ends[0], &rise, sizeof rise) != sizeof rise)
-        rise = -1;
-    waitpid(child, nullptr, 0);
-    close(ends[0]);
-    close(ends[1]);
-    return rise;
+long status_of_process(const char *field) {
+    std::ifstream file("/proc/self/status");
+    for (std::string line; std::getline(file, line);)
+        if (line.rfind(field, 0) == 0)
+            return std::atol(line.c_str() + std::strlen(field));
+    return -1;
 }
 
+// The rise of the peak resident memory while a hull is built.
 void note_memory(const char *name, shape kind) {
     constexpr int kCount = 1000000;
-    const long kibibytes = peak_memory(cloud_of(kind, kCount));
+    const cloud points = cloud_of(kind, kCount);
+    malloc_trim(0);                              // free memory must not hide what the hull takes
+    std::ofstream("/proc/self/clear_refs") << 5; // resets the peak
+    const long before = status_of_process("VmRSS:");
+    const hull built(points);
+    const long kibibytes = status_of_process("VmHWM:") - before;
     char line[120];
     std::snprintf(line, sizeof line, "memory for 10^6 points of a %s: %.1f MiB, %.2f bytes per point (limit 128 MiB%s)",
                   name, static_cast<double>(kibibytes) / 1024, static_cast<double>(kibibytes) * 1024 / kCount,
-                  kibibytes >= 0 && kibibytes <= 128 * 1024 ? "" : ", **exceeded**");
+                  kibibytes <= 128 * 1024 ? "" : ", **exceeded**");
     ratios::note(line);
 }
 

@@ -1,5 +1,5 @@
-// Encodes a file or the standard input as lines of 76 characters, or decodes such text: a stream of any size, in
-// constant memory.
+// Encodes a file or the standard input to lines of 76 characters, or decodes it: streams of any size in constant
+// memory.
 #include "options.hpp"
 #include <array>
 #include <cstdio>
@@ -20,7 +20,7 @@ constexpr cmdline_option kOptions[] = {
 
 constexpr uint32_t kLine = 76;
 constexpr uint32_t kLines = 1024;
-constexpr uint32_t kBytes = kLine / 4 * 3 * kLines; // what fills so many lines
+constexpr uint32_t kBytes = kLine / 4 * 3 * kLines; // fill kLines lines
 constexpr uint32_t kText = kLine * kLines;
 
 int usage() {
@@ -35,7 +35,7 @@ int fail(const char *what) {
 
 bool write(const void *bytes, size_t count) { return std::fwrite(bytes, 1, count, stdout) == count; }
 
-// Reads up to the size of the buffer; less only at the end.
+// Reads a full buffer, or less at the end.
 template <class Buffer>
 size_t read(FILE *input, Buffer &buffer) {
     return std::fread(buffer.data(), 1, buffer.size(), input);
@@ -65,11 +65,11 @@ int decode(FILE *input) {
         if (!write(bytes.data(), bytes.size()))
             return fail("cannot write");
         if (!good)
-            return fail("the input is no Base64");
+            return fail("the input is not Base64");
     }
     if (std::ferror(input))
         return fail("cannot read");
-    return decoder.finish() ? EXIT_SUCCESS : fail("the input ends within a group of four");
+    return decoder.finish() ? EXIT_SUCCESS : fail("the input ends within a group of four characters");
 }
 
 } // namespace

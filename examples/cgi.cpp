@@ -1,5 +1,5 @@
-// A CGI program for a camera: it is asked for a position (GET) or given the name of a preset (POST), and says what it
-// understood. It runs behind a web server, or by hand:
+// A CGI program for a camera: GET takes a position and POST the name of a preset; the response repeats them. It runs
+// under a web server, or by hand:
 //
 //     REQUEST_METHOD=GET QUERY_STRING='pan=12&tilt=-3' ./cgi
 #include <cstdio>
@@ -20,13 +20,13 @@ void respond(const cgi_request *cgi, const std::string &body) {
         std::fwrite(body.data(), 1, body.size(), output);
 }
 
-// What the browser says about itself, which every answer repeats.
-std::string who(cgi_request *cgi) {
+// A cookie and a header field, which every response repeats.
+std::string client(cgi_request *cgi) {
     const char *session = cgi_cookie(cgi, "session"), *camera = cgi_header(cgi, "X-Camera-Id");
     return std::string("session ") + (session ? session : "none") + "\ncamera " + (camera ? camera : "any") + "\n";
 }
 
-// Reads an angle in degrees; answers with an error unless there is one.
+// Reads an angle in degrees, or responds with an error.
 bool read_angle(cgi_request *cgi, const char *name, long *angle) {
     const char *text = cgi_query_param(cgi, name);
     if (!text) {
@@ -36,7 +36,7 @@ bool read_angle(cgi_request *cgi, const char *name, long *angle) {
     char *end;
     *angle = std::strtol(text, &end, 10);
     if (end == text || *end || *angle < -180 || *angle > 180) {
-        cgi_error(cgi, kBadRequest, "%s is no angle: %s", name, text);
+        cgi_error(cgi, kBadRequest, "%s is not an angle: %s", name, text);
         return false;
     }
     return true;
@@ -45,11 +45,11 @@ bool read_angle(cgi_request *cgi, const char *name, long *angle) {
 void move(cgi_request *cgi) {
     long pan, tilt;
     if (read_angle(cgi, "pan", &pan) && read_angle(cgi, "tilt", &tilt))
-        respond(cgi, "pan " + std::to_string(pan) + "\ntilt " + std::to_string(tilt) + "\n" + who(cgi));
+        respond(cgi, "pan " + std::to_string(pan) + "\ntilt " + std::to_string(tilt) + "\n" + client(cgi));
 }
 
 void save_preset(cgi_request *cgi) {
-    // A body that is longer than the library reads arrives cut.
+    // The library truncates long bodies.
     const char *announced = std::getenv("CONTENT_LENGTH");
     if (announced && std::strtoll(announced, nullptr, 10) > cgi->body_len) {
         cgi_error(cgi, kTooLarge, "only %d bytes", static_cast<int>(cgi->body_len));
@@ -60,18 +60,18 @@ void save_preset(cgi_request *cgi) {
         cgi_error(cgi, kBadRequest, "missing: name");
         return;
     }
-    respond(cgi, "preset " + std::string(name) + "\nbody " + std::to_string(cgi->body_len) + "\n" + who(cgi));
+    respond(cgi, "preset " + std::string(name) + "\nbody " + std::to_string(cgi->body_len) + "\n" + client(cgi));
 }
 
 } // namespace
 
-// A web server may pass parts of the request as arguments, so they are looked at only where there is none.
+// A web server may pass parts of the request as arguments, so they are examined only without a request.
 int main(int argc, char **argv) {
     cgi_request *cgi;
     if (cgi_setup(&cgi) != 0) {
         const bool help = argc == 2 && std::strcmp(argv[1], "--help") == 0;
         std::fputs(help ? "usage: REQUEST_METHOD=GET QUERY_STRING='pan=12&tilt=-3' cgi\n"
-                        : "cgi: no request: REQUEST_METHOD is not set; --help explains\n",
+                        : "cgi: no request: REQUEST_METHOD is not set; see --help\n",
                    help ? stdout : stderr);
         return help ? EXIT_SUCCESS : EXIT_FAILURE;
     }

@@ -1,4 +1,4 @@
-// Takes a PPM picture to YCbCr and back and says how much it lost: the PSNR of each colour and of all.
+// Converts a PPM picture to YCbCr and back, and prints the loss: the PSNR of each channel and of all.
 #include "options.hpp"
 #include "ppm.hpp"
 #include <algorithm>
@@ -13,8 +13,8 @@ namespace {
 
 constexpr cmdline_option kOptions[] = {
     {'c', "conversion", "full (the default), bt601, bt709 or 422", CMDLINE_REQUIRED},
-    {'y', "ycc", "where to put Y, Cb and Cr of each pixel (PPM), or quads (bare)", CMDLINE_REQUIRED},
-    {'o', "output", "where to put the picture that came back", CMDLINE_REQUIRED},
+    {'y', "ycc", "output file for Y, Cb, Cr of each pixel (PPM) or for 4:2:2 (raw)", CMDLINE_REQUIRED},
+    {'o', "output", "output file for the resulting picture", CMDLINE_REQUIRED},
     {'m', "matrices", "print the conversion's matrices", 0},
     {},
 };
@@ -54,8 +54,8 @@ bool write_bytes(const char *name, const bytes &content) {
     return std::fclose(file) == 0 && written;
 }
 
-// Rows of quads Cb, Y0, Cr, Y1 from pixels Y, Cb, Cr; chroma is the mean of a pair's. The last pixel of an odd row is
-// paired with itself.
+// Rows of Cb, Y0, Cr, Y1 from pixels Y, Cb, Cr; chroma is the mean of a pair. The last pixel of an odd row is paired
+// with itself.
 bytes pack_422(const bytes &ycc, uint32_t width, uint32_t height) {
     bytes packed;
     for (uint32_t y = 0; y < height; ++y)
@@ -68,7 +68,7 @@ bytes pack_422(const bytes &ycc, uint32_t width, uint32_t height) {
     return packed;
 }
 
-// Leaves in `ycc` what lies in between.
+// `ycc` is the intermediate picture.
 bool there_and_back(const conversion &c, const picture &from, bytes &ycc, bytes &back) {
     ycc.resize(from.pixels.size());
     back.resize(from.pixels.size());
@@ -92,7 +92,7 @@ void print_psnr(const char *what, double squares, size_t count) {
     if (squares > 0)
         std::printf("%.2f dB", 10 * std::log10(255.0 * 255.0 * static_cast<double>(count) / squares));
     else
-        std::printf("without loss");
+        std::printf("lossless");
 }
 
 void print_loss(const conversion &c, const picture &from, const bytes &back) {
@@ -140,7 +140,7 @@ int main(int argc, char **argv) {
     const auto *c = std::find_if(std::begin(kConversions), std::end(kConversions),
                                  [name](const conversion &one) { return std::strcmp(one.name, name) == 0; });
     if (c == std::end(kConversions))
-        return fail("no such conversion", name);
+        return fail("unknown conversion", name);
 
     const char *input = argv[cmdline_optidx];
     FILE *file = std::fopen(input, "rb");
@@ -150,11 +150,11 @@ int main(int argc, char **argv) {
     const bool whole = ppm::read(file, original);
     std::fclose(file);
     if (!whole)
-        return fail("no whole binary PPM picture of 255 shades", input);
+        return fail("not a complete binary PPM picture with 8 bits", input);
 
     bytes ycc, back;
     if (!there_and_back(*c, original, ycc, back))
-        return fail("no conversion of this size", input);
+        return fail("pictures of this size cannot be converted", input);
     const auto same_size = [&original](const bytes &pixels) {
         return picture{original.width, original.height, pixels};
     };

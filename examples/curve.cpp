@@ -1,4 +1,4 @@
-// Joins knots to a curve: a table as text, or a plot of it as a PGM picture.
+// Tabulates a curve through knots as text, or plots it as a PGM picture.
 #include "options.hpp"
 #include <algorithm>
 #include <cmath>
@@ -12,7 +12,7 @@ namespace {
 constexpr cmdline_option kOptions[] = {
     {'l', "line", "join the knots by line segments", 0},
     {'f', "float", "spline in single precision instead of fixed point", 0},
-    {'p', "plot", "write a PGM picture of the curve, a pixel for each x", 0},
+    {'p', "plot", "write a PGM picture of the curve, one column per x", 0},
     {'h', "height", "height of the picture (256)", CMDLINE_REQUIRED},
     {},
 };
@@ -45,7 +45,7 @@ bool read_height(const char *text, int &height) {
     return std::sscanf(text, "%d%n", &height, &used) == 1 && !text[used] && height >= 2 && height <= 4096;
 }
 
-// The table, as numbers that hold every value of either element type; empty for knots that make no curve.
+// The table as double, which holds every value of both types; empty if the knots are invalid.
 std::vector<double> table_of(const std::vector<interp_knot> &knots, const curve_options &options) {
     using enum vela::curve::method;
     const auto curve = vela::curve::make(options.line ? line : options.single ? spline : fixed_spline, knots);
@@ -59,17 +59,19 @@ std::vector<double> table_of(const std::vector<interp_knot> &knots, const curve_
                           : std::vector<double>(integers.begin(), integers.end());
 }
 
-// White paper, the curve in black with its jumps joined, the knots' columns in grey.
+// A black curve without gaps on white; the columns of the knots are grey.
 void write_plot(const std::vector<double> &table, const std::vector<interp_knot> &knots, int height) {
-    const double least = *std::min_element(table.begin(), table.end());
-    const double most = *std::max_element(table.begin(), table.end());
-    const double scale = most > least ? (height - 1) / (most - least) : 0;
+    const double lowest = *std::min_element(table.begin(), table.end());
+    const double highest = *std::max_element(table.begin(), table.end());
+    const double scale = highest > lowest ? (height - 1) / (highest - lowest) : 0;
     const size_t width = table.size(), rows = static_cast<size_t>(height);
     std::vector<unsigned char> picture(width * rows, 255);
     for (const interp_knot &knot : knots)
         for (size_t row = 0; row < rows; ++row)
             picture[row * width + static_cast<size_t>(knot.x - knots.front().x)] = 208;
-    const auto row_of = [&](size_t column) { return static_cast<size_t>(std::lround((most - table[column]) * scale)); };
+    const auto row_of = [&](size_t column) {
+        return static_cast<size_t>(std::lround((highest - table[column]) * scale));
+    };
     for (size_t column = 0; column < width; ++column) {
         const auto [top, bottom] = std::minmax({row_of(column), row_of(column ? column - 1 : 0)});
         for (size_t row = top; row <= bottom; ++row)
@@ -84,7 +86,7 @@ void write_plot(const std::vector<double> &table, const std::vector<interp_knot>
 int main(int argc, char **argv) {
     curve_options options;
     std::vector<interp_knot> knots;
-    // A knot may begin with a minus, so the command line is sorted by hand: what reads as a knot is one.
+    // A knot may begin with a minus sign, so knots are taken out before the options are read.
     int kept = 1;
     for (int i = 1; i < argc; ++i) {
         interp_knot knot;
@@ -113,15 +115,15 @@ int main(int argc, char **argv) {
         }
     }
     if (cmdline_optidx < kept)
-        return fail("no knot", argv[cmdline_optidx]);
+        return fail("not a knot", argv[cmdline_optidx]);
     if (options.line && options.single)
-        return fail("out of place", "--float, since line segments have integer steps");
+        return fail("unexpected option", "--float with --line");
     if (knots.size() < 2)
         return fail("no curve", "at least two knots are needed");
 
     const std::vector<double> table = table_of(knots, options);
     if (table.empty())
-        return fail("no curve", "x must rise from knot to knot");
+        return fail("no curve", "x must increase from knot to knot");
     if (options.plot)
         write_plot(table, knots, options.height);
     else

@@ -1,4 +1,4 @@
-// Lists the paths below a folder that match an extended regular expression.
+// Lists the paths below a directory that match an extended regular expression.
 #include "options.hpp"
 #include <cstdio>
 #include <cstdlib>
@@ -12,7 +12,7 @@ constexpr cmdline_option kOptions[] = {
     {'l', "links", "list symbolic links too", 0},
     {'h', "hidden", "visit names that begin with a dot", 0},
     {'d', "dirs", "list directories too", 0},
-    {'0', "null", "end each path with a NUL instead of a new line", 0},
+    {'0', "null", "end each path with a NUL instead of a newline", 0},
     {},
 };
 
@@ -54,7 +54,7 @@ int main(int argc, char **argv) {
     const char *dir = argv[cmdline_optidx], *pattern = argv[cmdline_optidx + 1];
     const auto found = vela::walk::make(dir, pattern, flags);
     if (!found) {
-        std::fprintf(stderr, "find: \"%s\" is no regular expression, or the folder's path is too long\n", pattern);
+        std::fprintf(stderr, "find: \"%s\" is not a regular expression, or the path is too long\n", pattern);
         return EXIT_FAILURE;
     }
     for (const std::string_view path : *found) {

@@ -16,22 +16,22 @@ namespace {
 
 constexpr cmdline_option kOptions[] = {
     {'d', "degree", "of the polynomial: 0, 1 or 2 (the default)", CMDLINE_REQUIRED},
-    {'r', "residuals", "list the samples, what the fit says, and the difference", 0},
-    {'p', "plot", "draw samples and fit with gnuplot into this PNG", CMDLINE_REQUIRED},
+    {'r', "residuals", "list each sample with the fit and the difference", 0},
+    {'p', "plot", "output file for a plot of samples and fit (PNG, by gnuplot)", CMDLINE_REQUIRED},
     {},
 };
 
 constexpr const char *kPolynomialTerms[] = {"1", "x", "x^2"};
 constexpr const char *kSurfaceTerms[] = {"1", "y", "x", "y^2", "x y", "x^2"};
 constexpr size_t kSurfaceSize = std::size(kSurfaceTerms);
-constexpr float kLargestCoordinate = 46340;
+constexpr float kMaxCoordinate = 46340;
 
 int usage() {
     cmdline_usage(kOptions, "fit", "[options] [FILE]");
     return EXIT_FAILURE;
 }
 
-// The samples, by columns; zs stays empty when there are two.
+// The samples by column; zs is empty if there are two columns.
 struct table {
     std::vector<float> xs, ys, zs;
 
@@ -39,7 +39,7 @@ struct table {
     const std::vector<float> &values() const { return is_surface() ? zs : ys; }
 };
 
-// Splits a line into numbers; says what is wrong with it, or nothing.
+// Splits a line into numbers. Returns an error message, or nothing.
 std::string parse_line(std::string_view line, std::vector<float> &numbers) {
     constexpr std::string_view kBlanks = " \t\r\n";
     numbers.clear();
@@ -55,18 +55,18 @@ std::string parse_line(std::string_view line, std::vector<float> &numbers) {
         numbers.push_back(number);
         begin = end + 1;
     }
-    return numbers.size() == 2 || numbers.size() == 3 ? "" : "two or three columns are needed";
+    return numbers.size() == 2 || numbers.size() == 3 ? "" : "expected two or three columns";
 }
 
-// Adds a line's numbers to the samples; says what is wrong with them, or nothing.
+// Adds the numbers of a line to the samples. Returns an error message, or nothing.
 std::string add_sample(const std::vector<float> &numbers, table &samples) {
     if (!samples.xs.empty() && (numbers.size() == 3) != samples.is_surface())
-        return "another number of columns than before";
+        return "the number of columns differs from the first line";
     const auto is_coordinate = [](float number) {
-        return number >= 0 && number <= kLargestCoordinate && number == std::floor(number);
+        return number >= 0 && number <= kMaxCoordinate && number == std::floor(number);
     };
     if (numbers.size() == 3 && !(is_coordinate(numbers[0]) && is_coordinate(numbers[1])))
-        return "x and y of a surface are whole numbers from 0 to 46340";
+        return "x and y of a surface must be integers from 0 to 46340";
     samples.xs.push_back(numbers[0]);
     samples.ys.push_back(numbers[1]);
     if (numbers.size() == 3)
@@ -74,26 +74,26 @@ std::string add_sample(const std::vector<float> &numbers, table &samples) {
     return "";
 }
 
-// Reads the whole table. Empty lines and lines that begin with '#' are passed over.
+// Reads the table, without empty lines and lines that begin with '#'.
 bool read_table(FILE *file, const char *name, table &samples) {
     char *line = nullptr;
-    size_t room = 0, number = 0;
-    std::string wrong;
+    size_t capacity = 0, number = 0;
+    std::string error;
     std::vector<float> numbers;
-    while (wrong.empty() && getline(&line, &room, file) >= 0) {
+    while (error.empty() && getline(&line, &capacity, file) >= 0) {
         ++number;
         if (line[0] == '#' || line[std::strspn(line, " \t\r\n")] == '\0')
             continue;
-        wrong = parse_line(line, numbers);
-        if (wrong.empty())
-            wrong = add_sample(numbers, samples);
+        error = parse_line(line, numbers);
+        if (error.empty())
+            error = add_sample(numbers, samples);
     }
     std::free(line);
-    if (!wrong.empty())
-        std::fprintf(stderr, "fit: %s:%zu: %s\n", name, number, wrong.c_str());
+    if (!error.empty())
+        std::fprintf(stderr, "fit: %s:%zu: %s\n", name, number, error.c_str());
     else if (std::ferror(file))
-        std::fprintf(stderr, "fit: %s: cannot be read\n", name);
-    return wrong.empty() && !std::ferror(file);
+        std::fprintf(stderr, "fit: cannot read %s\n", name);
+    return error.empty() && !std::ferror(file);
 }
 
 bool fit(const table &samples, std::vector<float> &coeffs) {
@@ -143,7 +143,7 @@ void send_samples(FILE *gnuplot, const table &samples) {
     std::fputs("e\n", gnuplot);
 }
 
-// The fit over the samples' range, as gnuplot's data: a line, or a grid of lines.
+// The fit over the range of the samples, as data of gnuplot: a line or a grid.
 void send_fit(FILE *gnuplot, const table &samples, const std::vector<float> &coeffs) {
     const auto [left, right] = std::minmax_element(samples.xs.begin(), samples.xs.end());
     const auto [low, high] = std::minmax_element(samples.ys.begin(), samples.ys.end());
@@ -163,7 +163,7 @@ void send_fit(FILE *gnuplot, const table &samples, const std::vector<float> &coe
 }
 
 bool plot(const char *output, const table &samples, const std::vector<float> &coeffs) {
-    std::signal(SIGPIPE, SIG_IGN); // a missing gnuplot shows in its exit status
+    std::signal(SIGPIPE, SIG_IGN); // if gnuplot is missing, pclose() reports it
     FILE *gnuplot = popen("gnuplot", "w");
     if (!gnuplot)
         return false;
@@ -205,7 +205,7 @@ int main(int argc, char **argv) {
     const char *name = is_named ? argv[cmdline_optidx] : "standard input";
     FILE *file = is_named ? std::fopen(name, "r") : stdin;
     if (!file) {
-        std::fprintf(stderr, "fit: %s: cannot be opened\n", name);
+        std::fprintf(stderr, "fit: cannot open %s\n", name);
         return EXIT_FAILURE;
     }
     table samples;
@@ -213,12 +213,12 @@ int main(int argc, char **argv) {
         return EXIT_FAILURE;
     std::vector<float> coeffs(samples.is_surface() ? kSurfaceSize : static_cast<size_t>(degree[0] - '0') + 1);
     if (samples.xs.size() < coeffs.size()) {
-        std::fprintf(stderr, "fit: %s: %zu samples are too few for %zu coefficients\n", name, samples.xs.size(),
+        std::fprintf(stderr, "fit: %s: %zu samples are not enough for %zu coefficients\n", name, samples.xs.size(),
                      coeffs.size());
         return EXIT_FAILURE;
     }
     if (!fit(samples, coeffs)) {
-        std::fprintf(stderr, "fit: %s: nothing fits\n", name);
+        std::fprintf(stderr, "fit: %s: no fit\n", name);
         return EXIT_FAILURE;
     }
     print_fit(samples, coeffs, with_residuals);

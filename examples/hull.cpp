@@ -1,5 +1,5 @@
-// The colours of a PPM picture as a body in the cube of red, green and blue: its convex hull in figures, as an OFF file
-// and as seen from outside, and which other colours lie in it.
+// The convex hull of the colours of a PPM picture in the cube of red, green and blue: figures, an OFF file, a view, and
+// whether other colours are inside.
 #include "options.hpp"
 #include "ppm.hpp"
 #include <algorithm>
@@ -15,10 +15,10 @@
 namespace {
 
 constexpr cmdline_option kOptions[] = {
-    {'o', "off", "where to put the hull (OFF)", CMDLINE_REQUIRED},
-    {'v', "view", "where to put a view of it (PPM)", CMDLINE_REQUIRED},
+    {'o', "off", "output file for the hull (OFF)", CMDLINE_REQUIRED},
+    {'v', "view", "output file for a view (PPM)", CMDLINE_REQUIRED},
     {'s', "size", "width and height of the view, 16 to 4096 (480)", CMDLINE_REQUIRED},
-    {'t', "turn", "degrees by which the view is turned about the grey axis (20)", CMDLINE_REQUIRED},
+    {'t', "turn", "rotation of the view about the grey axis in degrees (20)", CMDLINE_REQUIRED},
     {},
 };
 
@@ -34,11 +34,11 @@ int fail(const char *what, const char *of) {
     return EXIT_FAILURE;
 }
 
-// An option's whole number within limits, or -1.
-long number_in(const char *text, long least, long most) {
+// An integer within limits, or -1.
+long number_in(const char *text, long lowest, long highest) {
     char *end = nullptr;
     const long number = std::strtol(text, &end, 10);
-    return *text && !*end && number >= least && number <= most ? number : -1;
+    return *text && !*end && number >= lowest && number <= highest ? number : -1;
 }
 
 void print_figures(const vela::hull &hull, uint32_t pixels) {
@@ -61,8 +61,8 @@ bool print_colour(const vela::hull &hull, const char *text) {
     return true;
 }
 
-// A view from outside: the cube stands on its black corner, turned about the grey axis and tipped a little towards the
-// eye. The projection is orthographic, and depth grows away from the eye.
+// An orthographic view from outside. The cube stands on its black corner, is rotated about the grey axis and tilted
+// towards the viewer.
 class view {
 public:
     view(uint32_t size, double degrees) : size_(size) {
@@ -81,7 +81,7 @@ public:
         picture_.pixels.assign(size_t{3} * size * size, 24);
     }
 
-    // Every colour that the eye sees in its own colour; edges are darker.
+    // The visible surface in its own colours, with darker edges.
     void draw(const vela::hull &hull) {
         draw_cube();
         for (const chull_face &face : hull.faces())
@@ -131,12 +131,12 @@ private:
                 static_cast<uint32_t>(from.y + (to.y - from.y) * i / steps), {96, 96, 96});
     }
 
-    // Twice the area of a triangle, positive when it is counter-clockwise as the picture is looked at (y points down).
+    // Twice the area of a triangle, positive if it is counter-clockwise in the picture (y points down).
     static double area(const pixel &a, const pixel &b, const pixel &c) {
         return (c.x - a.x) * (b.y - a.y) - (b.x - a.x) * (c.y - a.y);
     }
 
-    // The hull is convex: what faces the eye is not covered by anything.
+    // The hull is convex, so nothing covers a face that is turned to the viewer.
     void draw_face(const chull_face &face) {
         const std::array<pixel, 3> corners = {projected(face.vert[0]), projected(face.vert[1]),
                                               projected(face.vert[2])};
@@ -203,15 +203,15 @@ int main(int argc, char **argv) {
     const bool whole = ppm::read(file, picture);
     std::fclose(file);
     if (!whole)
-        return fail("no whole binary PPM picture of 255 shades", name);
+        return fail("not a complete binary PPM picture with 8 bits", name);
     auto hull = vela::hull::of_pixels(picture.pixels);
     if (!hull)
-        return fail("its colours don't make a body", name);
+        return fail("its colours have no hull", name);
 
     print_figures(*hull, picture.width * picture.height);
     for (int i = cmdline_optidx + 1; i < argc; ++i)
         if (!print_colour(*hull, argv[i]))
-            return fail("no colour of six hexadecimal digits", argv[i]);
+            return fail("not a colour of six hexadecimal digits", argv[i]);
     if (off && !hull->write_off(off))
         return fail("cannot write", off);
     if (view_file) {

@@ -1,5 +1,5 @@
-// Hides what is inside polygons of directions in a picture of a view, or in a grid of the sphere where no picture is
-// given, and draws their outlines.
+// Draws privacy masks, given as polygons of directions, and their outlines on a picture of a view, or on a grid of the
+// sphere if there is no picture.
 #include "options.hpp"
 #include "ppm.hpp"
 #include <array>
@@ -16,12 +16,12 @@ using namespace vela::overlay;
 using colour = std::array<uint8_t, 3>;
 
 constexpr cmdline_option kOptions[] = {
-    {'i', "input", "PPM picture of the view; a grid of the sphere is drawn without", CMDLINE_REQUIRED},
-    {'s', "size", "of the grid's view in pixels (640x360)", CMDLINE_REQUIRED},
+    {'i', "input", "PPM picture of the view (a grid of the sphere)", CMDLINE_REQUIRED},
+    {'s', "size", "size of the grid in pixels (640x360)", CMDLINE_REQUIRED},
     {'p', "pan", "pan of the view, in degrees (0)", CMDLINE_REQUIRED},
     {'t', "tilt", "tilt of the view, in degrees (0)", CMDLINE_REQUIRED},
     {'f', "fov", "horizontal field of view, in degrees (60)", CMDLINE_REQUIRED},
-    {'c', "centres", "hide pixels whose centre is hidden, not each that a mask touches", 0},
+    {'c', "centres", "hide only pixels whose centre a mask covers", 0},
     {'o', "output", "PPM picture with the masks (masks.ppm)", CMDLINE_REQUIRED},
     {},
 };
@@ -31,7 +31,8 @@ constexpr colour kMask = {40, 44, 52}, kOutline = {255, 140, 0}, kLine = {110, 1
 
 int usage() {
     cmdline_usage(kOptions, "masks", "[options]");
-    std::puts("Each line of the standard input is a mask: \"PAN TILT PAN TILT PAN TILT ...\", three corners or more.");
+    std::puts(
+        "Reads one mask per line from the standard input: \"PAN TILT PAN TILT PAN TILT ...\", at least three corners.");
     return EXIT_FAILURE;
 }
 
@@ -49,10 +50,10 @@ bool read_number(const char *text, double &number) {
 bool read_size(const char *text, int &width, int &height) {
     int used = -1;
     return std::sscanf(text, "%dx%d%n", &width, &height, &used) == 2 && used >= 0 && !text[used] && width > 0 &&
-           height > 0 && width <= ppm::kLongestSide && height <= ppm::kLongestSide;
+           height > 0 && width <= ppm::kMaxSide && height <= ppm::kMaxSide;
 }
 
-// The corners of a line; none where it is no list of pairs.
+// The corners in a line; none if it is not a list of pairs.
 std::vector<direction> read_corners(const char *text) {
     std::vector<double> numbers;
     for (char *end;; text = end) {
@@ -91,7 +92,7 @@ private:
     ppm::picture &to;
 };
 
-// Sky, ground, and lines every ten degrees or as close as suits the view.
+// Sky, ground, and lines every ten degrees, or closer in narrow views.
 void draw_grid(canvas &on, const view &seen, double fov) {
     for (int y = 0; y < seen.height(); ++y)
         for (int x = 0; x < seen.width(); ++x) {
@@ -99,7 +100,7 @@ void draw_grid(canvas &on, const view &seen, double fov) {
             on.put(x, y, !shown ? kNothing : shown->tilt < 0 ? kGround : kSky);
         }
     const double step = fov > 20 ? 10 : fov > 4 ? 1 : 0.1, whole = std::round(360 / step);
-    // Around the view's own direction where lines are close, else all of them.
+    // All lines, or those near the centre of a narrow view.
     const auto middle =
         seen.unproject({std::floor(seen.width() / 2.0), std::floor(seen.height() / 2.0)}).value_or(direction{});
     const double reach = fov > 20 ? whole : std::ceil(2 * fov / step);
@@ -154,7 +155,7 @@ int main(int argc, char **argv) {
             return fail("out of range", cmdline_optarg);
     }
     if (cmdline_optidx < argc)
-        return fail("no option", argv[cmdline_optidx]);
+        return fail("unexpected operand", argv[cmdline_optidx]);
 
     ppm::picture picture;
     if (input) {
@@ -163,7 +164,7 @@ int main(int argc, char **argv) {
         if (file)
             std::fclose(file);
         if (!good)
-            return fail("no PPM picture", input);
+            return fail("not a PPM picture", input);
         width = static_cast<int>(picture.width);
         height = static_cast<int>(picture.height);
     } else {
@@ -173,7 +174,7 @@ int main(int argc, char **argv) {
     }
     const auto seen = view::make(width, height, {pan, tilt}, fov);
     if (!seen)
-        return fail("no view", "see --help");
+        return fail("cannot make a view", "see --help");
     canvas on(picture);
     if (!input)
         draw_grid(on, *seen, fov);
@@ -183,7 +184,7 @@ int main(int argc, char **argv) {
         std::vector<direction> corners = read_corners(line);
         std::optional<mask> hidden = mask::make(corners);
         if (!hidden)
-            return fail("no mask", line);
+            return fail("not a mask", line);
         size_t pixels = 0;
         const auto hide = [&](int y, int begin, int end) {
             pixels += static_cast<size_t>(end - begin);
@@ -193,7 +194,7 @@ int main(int argc, char **argv) {
         hidden->draw(*seen, hide, how);
         corners.push_back(corners.front());
         if (!project_path(*seen, corners, [&](position p, position q) { on.draw_line(p, q, kOutline); }))
-            return fail("no path", line);
+            return fail("cannot project", line);
         std::printf("%zu pixels hidden\n", pixels);
     }
     if (!ppm::write(output, picture))

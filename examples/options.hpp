@@ -5,8 +5,8 @@
 #include <cstring>
 #include <vela/cmdline.h>
 
-// Takes the next option, past the operands, and is -1 when none is left. Shows the usage screen and ends the program,
-// well after --help and as a failure where an option is unknown or lacks its value, which the library has said by then.
+// The next option, or -1 when only operands are left. Prints the usage screen and exits: with success for --help, with
+// failure for an unknown option or a missing value, after the library's message.
 inline int next_option(int argc, char **argv, const cmdline_option *options, int (*usage)()) {
     for (;;) {
         const int32_t before = cmdline_optidx;
@@ -15,7 +15,7 @@ inline int next_option(int argc, char **argv, const cmdline_option *options, int
             std::exit(EXIT_SUCCESS);
         }
         const int option = cmdline_getopt(argc, argv, options);
-        // 0 is an operand, which moves to the end, or an option without its value, which is passed over.
+        // 0 is an operand, which moves to the end, or an option whose value is missing, which is skipped.
         if (option == '?' || (option == 0 && cmdline_optidx != before))
             std::exit(usage());
         if (option != 0)

@@ -1,4 +1,4 @@
-// Binary PPM pictures of 255 shades.
+// Binary PPM pictures with 8 bits per channel.
 #pragma once
 
 #include <cctype>
@@ -8,21 +8,21 @@
 
 namespace ppm {
 
-constexpr long kLongestSide = 16384;
+constexpr long kMaxSide = 16384;
 
 struct picture {
     uint32_t width = 0, height = 0;
-    std::vector<uint8_t> pixels; // red, green and blue of each
+    std::vector<uint8_t> pixels; // red, green, blue
 };
 
-// The next number of a PPM's head, which blanks and comments may precede, or -1.
+// The next number of the header after white space and comments, or -1.
 inline long read_number(FILE *file) {
     int ch = std::fgetc(file);
     for (bool comment = ch == '#'; comment || std::isspace(ch); comment = ch == '#' || (comment && ch != '\n'))
         if ((ch = std::fgetc(file)) == EOF)
             return -1;
     long number = std::isdigit(ch) ? 0 : -1;
-    for (; std::isdigit(ch) && number <= kLongestSide; ch = std::fgetc(file))
+    for (; std::isdigit(ch) && number <= kMaxSide; ch = std::fgetc(file))
         number = 10 * number + (ch - '0');
     return number;
 }
@@ -32,7 +32,7 @@ inline bool read(FILE *file, picture &result) {
     if (magic[0] != 'P' || magic[1] != '6')
         return false;
     const long width = read_number(file), height = read_number(file), brightest = read_number(file);
-    if (width < 1 || width > kLongestSide || height < 1 || height > kLongestSide || brightest != 255)
+    if (width < 1 || width > kMaxSide || height < 1 || height > kMaxSide || brightest != 255)
         return false;
     result.width = static_cast<uint32_t>(width);
     result.height = static_cast<uint32_t>(height);

@@ -1,9 +1,8 @@
-// Converts a mono WAV file to another sample rate and sample format: 16-bit linear, A-law or mu-law on either side. The
-// output begins where the input begins (the filter's delay is taken out) and lasts as long.
+// Converts a mono WAV file to another sample rate and format: 16-bit linear, A-law or mu-law. The latency of the filter
+// is removed, and the output is as long as the input.
 #include "options.hpp"
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cmath>
 #include <cstdarg>
 #include <cstdint>
@@ -12,20 +11,19 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <unistd.h>
 #include <vector>
 #include <vela/cpp/resampler.hpp>
 
 namespace {
 
 constexpr cmdline_option kOptions[] = {
-    {'r', "rate", "output rate in Hz (that of the input)", CMDLINE_REQUIRED},
-    {'f', "format", "output samples: linear, alaw or ulaw (those of the input)", CMDLINE_REQUIRED},
-    {'k', "kernel", "lan2 (the default), lanc or bili", CMDLINE_REQUIRED},
+    {'r', "rate", "output rate in Hz (as the input)", CMDLINE_REQUIRED},
+    {'f', "format", "output samples: linear, alaw or ulaw (as the input)", CMDLINE_REQUIRED},
+    {'l', "lobes", "lobes of the kernel, 1 to 64 (16)", CMDLINE_REQUIRED},
     {},
 };
 
-// The sample formats with what a WAV file says for them, and what is silent in them.
+// The formats, their codes in a WAV file, and silence.
 struct sample_format {
     const char *name;
     vela::resampler::format code;
@@ -38,16 +36,8 @@ constexpr sample_format kFormats[] = {
     {"ulaw", vela::resampler::format::ulaw, 7, 8, 0xFF},
 };
 
-struct kernel {
-    const char *name;
-    vela::resampler::kernel code;
-};
-constexpr kernel kKernels[] = {{"lan2", vela::resampler::kernel::lanczos2},
-                               {"lanc", vela::resampler::kernel::lanczos},
-                               {"bili", vela::resampler::kernel::bilinear}};
-
-constexpr uint32_t kBlock = 4096;             // samples read at once
-constexpr uint32_t kUnknownSize = UINT32_MAX; // of a stream that can't be known beforehand
+constexpr uint32_t kBlock = 4096;             // samples per read
+constexpr uint32_t kUnknownSize = UINT32_MAX; // of a stream
 
 [[noreturn, gnu::format(printf, 1, 2)]] void fail(const char *format, ...) {
     va_list arguments;
@@ -59,12 +49,19 @@ constexpr uint32_t kUnknownSize = UINT32_MAX; // of a stream that can't be known
     std::exit(EXIT_FAILURE);
 }
 
-template <class Entry, size_t count>
-const Entry &find(const Entry (&table)[count], const char *name, const char *what) {
-    for (const Entry &entry : table)
-        if (std::strcmp(entry.name, name) == 0)
-            return entry;
-    fail("there is no %s \"%s\"", what, name);
+const sample_format &format_named(const char *name) {
+    for (const sample_format &format : kFormats)
+        if (std::strcmp(format.name, name) == 0)
+            return format;
+    fail("unknown format: %s", name);
+}
+
+uint32_t number_in(const char *text, uint32_t highest) {
+    char *end;
+    const unsigned long number = std::strtoul(text, &end, 10);
+    if (*end || number == 0 || number > highest)
+        fail("not a number from 1 to %u: %s", highest, text);
+    return static_cast<uint32_t>(number);
 }
 
 // ---- WAV files
@@ -72,7 +69,7 @@ const Entry &find(const Entry (&table)[count], const char *name, const char *wha
 struct audio {
     uint32_t rate;
     const sample_format *format;
-    uint32_t samples; // kUnknownSize if it ends where the file does
+    uint32_t samples; // or kUnknownSize
 
     uint32_t sample_size() const { return format->bits / 8U; }
 };
@@ -92,39 +89,42 @@ void append(std::vector<uint8_t> &to, uint32_t value, int bytes) {
 
 void append(std::vector<uint8_t> &to, const char *text) { to.insert(to.end(), text, text + std::strlen(text)); }
 
+using file_owner = std::unique_ptr<FILE, int (*)(FILE *)>;
+
+// "-" is a standard stream.
+file_owner open_file(const char *&name, const char *mode) {
+    const bool is_stream = std::strcmp(name, "-") == 0, reads = *mode == 'r';
+    file_owner file(is_stream ? reads ? stdin : stdout : std::fopen(name, mode), std::fclose);
+    if (!file)
+        fail("%s: %s", name, std::strerror(errno));
+    if (is_stream)
+        name = reads ? "standard input" : "standard output";
+    return file;
+}
+
 class wav_reader {
 public:
     audio sound;
 
-    explicit wav_reader(const char *path) : name(path) {
-        if (std::strcmp(path, "-") == 0) {
-            file.reset(stdin);
-            name = "standard input";
-        } else {
-            file.reset(std::fopen(path, "rb"));
-        }
-        if (!file)
-            fail("%s: %s", name, std::strerror(errno));
-        read_header();
-    }
+    explicit wav_reader(const char *path) : name(path) { read_header(); }
 
-    // Reads the next samples, fewer than wanted only at the end of the sound.
-    uint32_t read(uint8_t *samples, uint32_t wanted) {
+    // Reads `count` samples, or less at the end.
+    uint32_t read(uint8_t *samples, uint32_t count) {
         const bool has_size = sound.samples != kUnknownSize;
         if (has_size)
-            wanted = std::min(wanted, sound.samples - taken);
-        const auto got = static_cast<uint32_t>(std::fread(samples, sound.sample_size(), wanted, file.get()));
+            count = std::min(count, sound.samples - taken);
+        const auto got = static_cast<uint32_t>(std::fread(samples, sound.sample_size(), count, file.get()));
         if (std::ferror(file.get()))
             fail("%s: %s", name, std::strerror(errno));
-        if (got < wanted && has_size)
-            fail("%s is truncated: %u of %u samples are there", name, taken + got, sound.samples);
+        if (got < count && has_size)
+            fail("%s is truncated: it has %u of %u samples", name, taken + got, sound.samples);
         taken += got;
         return got;
     }
 
 private:
     const char *name;
-    std::unique_ptr<FILE, int (*)(FILE *)> file{nullptr, std::fclose};
+    file_owner file = open_file(name, "rb");
     uint32_t taken = 0;
 
     void read_bytes(uint8_t *bytes, size_t count) {
@@ -142,7 +142,7 @@ private:
         uint8_t header[12];
         if (std::fread(header, 1, sizeof header, file.get()) != sizeof header || std::memcmp(header, "RIFF", 4) != 0 ||
             std::memcmp(header + 8, "WAVE", 4) != 0)
-            fail("%s is no WAV file", name);
+            fail("%s is not a WAV file", name);
         sound.format = nullptr;
         for (;;) {
             uint8_t chunk[8];
@@ -169,7 +169,7 @@ private:
             if (known.wav_tag == tag && known.bits == bits)
                 sound.format = &known;
         if (!sound.format)
-            fail("%s has samples of another format (WAV tag %u, %u bits)", name, tag, bits);
+            fail("%s has an unknown sample format (WAV tag %u, %u bits)", name, tag, bits);
         if (channels != 1)
             fail("%s is not mono, it has %u channels", name, channels);
         if (sound.rate == 0)
@@ -179,32 +179,22 @@ private:
     void begin_data(uint32_t size) {
         if (!sound.format)
             fail("%s has a broken header", name);
-        // Programs that write to a pipe claim as much as they dare.
-        constexpr uint32_t claimed = 0x7FFFF000;
-        sound.samples = size == 0 || size >= claimed ? kUnknownSize : size / sound.sample_size();
+        // Programs that write to a pipe give 0 or a huge size.
+        constexpr uint32_t huge = 0x7FFFF000;
+        sound.samples = size == 0 || size >= huge ? kUnknownSize : size / sound.sample_size();
     }
 };
 
 class wav_writer {
 public:
-    wav_writer(const char *path, const audio &what) : sound(what), name(path) {
-        if (std::strcmp(path, "-") == 0) {
-            file.reset(stdout);
-            name = "standard output";
-        } else {
-            file.reset(std::fopen(path, "wb"));
-        }
-        if (!file)
-            fail("%s: %s", name, std::strerror(errno));
-        write_header();
-    }
+    wav_writer(const char *path, const audio &what) : sound(what), name(path) { write_header(); }
 
     void write(const uint8_t *samples, uint32_t count) {
         write_bytes(samples, size_t{count} * sound.sample_size());
         written += count;
     }
 
-    // Ends the file, with its true length in the header where that can still be written.
+    // Closes the file, and corrects the length in the header if that is possible.
     void finish() {
         if (written * sound.sample_size() % 2)
             write_bytes(reinterpret_cast<const uint8_t *>(""), 1);
@@ -219,7 +209,7 @@ public:
 private:
     audio sound;
     const char *name;
-    std::unique_ptr<FILE, int (*)(FILE *)> file{nullptr, std::fclose};
+    file_owner file = open_file(name, "wb");
     uint32_t written = 0;
 
     void write_bytes(const uint8_t *bytes, size_t count) {
@@ -227,7 +217,7 @@ private:
             fail("%s: %s", name, std::strerror(errno));
     }
 
-    // G.711 has an (empty) extension of the format and a chunk with the number of samples.
+    // G.711 needs an (empty) extension of the format and a chunk with the number of samples.
     void write_header() {
         const uint32_t sample_size = sound.sample_size();
         const bool is_linear = sound.format->code == vela::resampler::format::little_endian,
@@ -261,30 +251,7 @@ private:
 
 // ---- The conversion
 
-// Shows on a terminal how far a work has come that lasts longer than a second.
-class progress {
-public:
-    explicit progress(uint32_t all) : total(all), is_shown(all != kUnknownSize && isatty(STDERR_FILENO)) {}
-    ~progress() {
-        if (has_begun)
-            std::fputc('\n', stderr);
-    }
-    void at(uint32_t done) {
-        const auto now = std::chrono::steady_clock::now();
-        if (!is_shown || now < next)
-            return;
-        std::fprintf(stderr, "\rresample: %u %%", static_cast<unsigned>(uint64_t{done} * 100 / total));
-        has_begun = true;
-        next = now + std::chrono::milliseconds(200);
-    }
-
-private:
-    uint32_t total;
-    bool is_shown, has_begun = false;
-    std::chrono::steady_clock::time_point next = std::chrono::steady_clock::now() + std::chrono::seconds(1);
-};
-
-// What as many inputs last in output samples; not so many come out of them, since the output is late.
+// The length of the inputs in output samples.
 uint32_t length_of(const vela::resampler &resampler, uint64_t inputs) {
     const uint64_t up = resampler.get()->interp_factor, down = resampler.get()->decim_factor;
     return static_cast<uint32_t>((inputs * up + down - 1) / down);
@@ -294,10 +261,9 @@ void convert(wav_reader &from, wav_writer &to, vela::resampler &resampler, const
     const sample_format &in_format = *from.sound.format;
     const uint32_t in_size = in_format.bits / 8U, out_size = out_format.bits / 8U;
     std::vector<uint8_t> in(kBlock * in_size), out;
-    progress shown(from.sound.samples);
 
-    // So many outputs come too early, and at the end so many more are made from silence.
-    auto too_early = static_cast<uint32_t>(std::lround(resampler.latency()));
+    // The first outputs are the latency; silence at the end makes up for them.
+    auto latency = static_cast<uint32_t>(std::lround(resampler.latency()));
     uint32_t taken = 0, made_in_all = 0;
     for (bool at_end = false; !at_end || made_in_all < length_of(resampler, taken);) {
         const uint32_t got = at_end ? 0 : from.read(in.data(), kBlock);
@@ -307,13 +273,12 @@ void convert(wav_reader &from, wav_writer &to, vela::resampler &resampler, const
 
         out.clear();
         if (!resampler.push(in, in_format.code, out, out_format.code))
-            fail("samples are not whole");
-        const auto made = static_cast<uint32_t>(out.size() / out_size), dropped = std::min(made, too_early);
-        too_early -= dropped;
+            fail("incomplete samples");
+        const auto made = static_cast<uint32_t>(out.size() / out_size), dropped = std::min(made, latency);
+        latency -= dropped;
         const uint32_t kept = std::min(made - dropped, length_of(resampler, taken) - made_in_all);
         to.write(out.data() + dropped * out_size, kept);
         made_in_all += kept;
-        shown.at(taken);
     }
 }
 
@@ -325,38 +290,29 @@ int usage() {
 } // namespace
 
 int main(int argc, char **argv) {
-    const char *rate = nullptr, *format = nullptr, *kernel_name = "lan2";
+    uint32_t rate = 0, lobes = 16;
+    const sample_format *format = nullptr;
     for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;)
         switch (option) {
         case 'r':
-            rate = cmdline_optarg;
+            rate = number_in(cmdline_optarg, 1000000);
             break;
         case 'f':
-            format = cmdline_optarg;
-            break;
-        case 'k':
-            kernel_name = cmdline_optarg;
+            format = &format_named(cmdline_optarg);
             break;
         default:
-            break;
+            lobes = number_in(cmdline_optarg, 64);
         }
     if (argc - cmdline_optidx != 2)
         return usage();
 
-    const kernel &kernel = find(kKernels, kernel_name, "kernel");
-    const sample_format *out_format = format ? &find(kFormats, format, "format") : nullptr;
-    char *end = nullptr;
-    const unsigned long out_rate = rate ? std::strtoul(rate, &end, 10) : 0;
-    if (rate && (*end || out_rate == 0 || out_rate > 1000000))
-        fail("\"%s\" is no sample rate", rate);
-
     wav_reader from(argv[cmdline_optidx]);
     audio sound = from.sound;
-    sound.rate = rate ? static_cast<uint32_t>(out_rate) : from.sound.rate;
-    sound.format = out_format ? out_format : from.sound.format;
-    auto resampler = vela::resampler::make(sound.rate, from.sound.rate, kernel.code);
+    sound.rate = rate ? rate : from.sound.rate;
+    sound.format = format ? format : from.sound.format;
+    auto resampler = vela::resampler::with_lobes(sound.rate, from.sound.rate, lobes);
     if (!resampler)
-        fail("no filter can be made from %u to %u Hz", from.sound.rate, sound.rate);
+        fail("no filter from %u to %u Hz", from.sound.rate, sound.rate);
     if (sound.samples != kUnknownSize)
         sound.samples = length_of(*resampler, sound.samples);
 

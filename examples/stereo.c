@@ -1,11 +1,10 @@
-/* Stereo audio from one rate to another: interleaved 16-bit samples, least significant byte first, from the standard
-   input to the standard output. Each channel has a record and buffers of its own; both records take and make equally
-   many samples, so that left and right stay together. */
-#include "rate.h"
+/* Stereo audio from one rate to another: interleaved 16-bit little-endian samples from the standard input to the
+   standard output. Each channel has its own record and buffers. Both records use and make the same number of samples,
+   so the channels stay aligned. */
+#include "resampling.h"
 #include <stdio.h>
 #include <string.h>
 #include <vela/cmdline.h>
-#include <vela/resample.h>
 
 enum { CHANNELS = 2, BLOCK = 1024 };
 
@@ -14,8 +13,8 @@ static int fail(const char *message) {
     return EXIT_FAILURE;
 }
 
-/* One step: what the channels' first `count` samples give is written, and the samples that were used go.
-   Returns how many were made, or -1 where the output can't be written. */
+/* Converts the first `count` samples of the channels, writes the result, and removes the samples that were used.
+   Returns the number of frames written, or -1 on failure. */
 static int step(resample_state *states[CHANNELS], int16_t in[CHANNELS][BLOCK], uint32_t *count) {
     int16_t out[BLOCK], frames[BLOCK][CHANNELS];
     uint32_t used = 0, made = 0;
@@ -44,11 +43,11 @@ static int convert(resample_state *states[CHANNELS]) {
         while ((made = step(states, in, &waiting)) > 0)
             ;
         if (made < 0)
-            return fail("the output can't be written");
+            return fail("cannot write the output");
     }
     if (ferror(stdin))
-        return fail("the input can't be read");
-    return fflush(stdout) == 0 ? EXIT_SUCCESS : fail("the output can't be written");
+        return fail("cannot read the input");
+    return fflush(stdout) == 0 ? EXIT_SUCCESS : fail("cannot write the output");
 }
 
 int main(int argc, char **argv) {
@@ -60,14 +59,13 @@ int main(int argc, char **argv) {
             return option == 'h' ? EXIT_SUCCESS : EXIT_FAILURE;
         }
     if (argc - cmdline_optidx != 2)
-        return fail("two rates are needed; --help explains");
+        return fail("two rates are needed; see --help");
     const uint32_t from = rate_of(argv[cmdline_optidx]), to = rate_of(argv[cmdline_optidx + 1]);
     if (!from || !to)
-        return fail("rates are from 4000 to 192000 Hz");
+        return fail("rates must be from 4000 to 192000 Hz");
 
-    resample_state *states[CHANNELS] = {resample_alloc(to, from, RESAMPLE_LAN2),
-                                        resample_alloc(to, from, RESAMPLE_LAN2)};
-    const int status = states[0] && states[1] ? convert(states) : fail("no filter can be made for these rates");
+    resample_state *states[CHANNELS] = {make_resampler(to, from), make_resampler(to, from)};
+    const int status = states[0] && states[1] ? convert(states) : fail("no filter for these rates");
     resample_free(states[0]);
     resample_free(states[1]);
     return status;

@@ -1,4 +1,4 @@
-// Splits URLs into their components, a fragment among them, or codes form text.
+// Splits URLs into their components, or encodes or decodes form text.
 #include "options.hpp"
 #include <cstdio>
 #include <cstdlib>
@@ -24,14 +24,14 @@ int usage() {
 }
 
 void print(const std::string &text) {
-    std::fwrite(text.data(), 1, text.size(), stdout); // decoded it may hold NUL
+    std::fwrite(text.data(), 1, text.size(), stdout); // decoded text may contain NUL
     std::putchar('\n');
 }
 
 bool split(const char *text) {
     const auto url = vela::url::parse(text);
     if (!url) {
-        std::fprintf(stderr, "url: no URL: %s\n", text);
+        std::fprintf(stderr, "url: not a URL: %s\n", text);
         return false;
     }
     const std::pair<const char *, std::optional<std::string_view>> components[] = {
@@ -65,7 +65,7 @@ int main(int argc, char **argv) {
             action = decode;
     }
     if (cmdline_optidx == argc) {
-        std::fputs("url: no text given; --help explains\n", stderr);
+        std::fputs("url: text is missing; see --help\n", stderr);
         return EXIT_FAILURE;
     }
     bool good = true;

@@ -1,4 +1,4 @@
-// Makes random UUIDs, or reads some in any form and prints them in one.
+// Makes random UUIDs, or reads UUIDs in any form and prints them in one form.
 #include "options.hpp"
 #include <cstdio>
 #include <cstdlib>
@@ -7,13 +7,13 @@
 namespace {
 
 constexpr cmdline_option kOptions[] = {
-    {'n', "count", "how many to make (1)", CMDLINE_REQUIRED},
+    {'n', "count", "number of UUIDs to make (1)", CMDLINE_REQUIRED},
     {'b', "braced", "print them in braces", 0},
     {'p', "plain", "print them without dashes", 0},
     {},
 };
 
-constexpr long kMost = 1000000;
+constexpr long kMaxCount = 1000000;
 
 int usage() {
     cmdline_usage(kOptions, "uuid", "[options] [UUID...]");
@@ -22,11 +22,11 @@ int usage() {
 
 void print(const vela::uuid &uuid, vela::uuid::form form) { std::puts(uuid.to_string(form).c_str()); }
 
-// A number from 1 to kMost, or 0.
+// A number from 1 to kMaxCount, or 0.
 long count_of(const char *text) {
     char *end;
     const long count = std::strtol(text, &end, 10);
-    return end != text && !*end && 0 < count && count <= kMost ? count : 0;
+    return end != text && !*end && 0 < count && count <= kMaxCount ? count : 0;
 }
 
 } // namespace
@@ -40,7 +40,7 @@ int main(int argc, char **argv) {
         if (option == 'p')
             form = vela::uuid::form::plain;
         if (option == 'n' && !(count = count_of(cmdline_optarg))) {
-            std::fprintf(stderr, "uuid: no count from 1 to %ld: %s\n", kMost, cmdline_optarg);
+            std::fprintf(stderr, "uuid: not a count from 1 to %ld: %s\n", kMaxCount, cmdline_optarg);
             return EXIT_FAILURE;
         }
     }
@@ -51,7 +51,7 @@ int main(int argc, char **argv) {
     for (; cmdline_optidx < argc; ++cmdline_optidx) {
         const auto uuid = vela::uuid::parse(argv[cmdline_optidx]);
         if (!uuid) {
-            std::fprintf(stderr, "uuid: no UUID: %s\n", argv[cmdline_optidx]);
+            std::fprintf(stderr, "uuid: not a UUID: %s\n", argv[cmdline_optidx]);
             return EXIT_FAILURE;
         }
         print(*uuid, form);

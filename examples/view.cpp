@@ -1,4 +1,4 @@
-// Where pan/tilt targets are on the screen of a view, or which directions its pixels show: a table, one target a line.
+// Projects directions to pixels of a view, or pixels to directions: a table with one line per target.
 #include "options.hpp"
 #include <cmath>
 #include <cstdio>
@@ -15,12 +15,12 @@ constexpr cmdline_option kOptions[] = {
     {'p', "pan", "pan of the view, in degrees (0)", CMDLINE_REQUIRED},
     {'t', "tilt", "tilt of the view, in degrees (0)", CMDLINE_REQUIRED},
     {'f', "fov", "horizontal field of view, in degrees (60)", CMDLINE_REQUIRED},
-    {'b', "back", "targets are pixels X,Y and their directions are wanted", 0},
+    {'b', "back", "from pixels X,Y to directions", 0},
     {},
 };
 
-constexpr double kUnits = 1024; // of a degree, Q10
-constexpr double kFarthest = 1 << 20;
+constexpr double kUnits = 1024;        // of a degree, Q10
+constexpr double kMaxNumber = 1 << 20; // of an angle or a pixel
 
 struct target {
     double first, second;
@@ -29,7 +29,7 @@ struct target {
 
 int usage() {
     cmdline_usage(kOptions, "view", "[options] [PAN,TILT...]");
-    std::puts("Without targets on the command line, each line of the standard input is one: \"PAN TILT NAME\".");
+    std::puts("Without targets as arguments, reads them from the standard input, one per line: \"PAN TILT NAME\".");
     return EXIT_FAILURE;
 }
 
@@ -38,11 +38,11 @@ int fail(const char *what, const char *text) {
     return EXIT_FAILURE;
 }
 
-// A number that fits the library's angles and pixels, up to the given end.
+// Reads a number and advances the text.
 bool read_number(const char *&text, double &number) {
     char *end;
     number = std::strtod(text, &end);
-    const bool good = end != text && std::fabs(number) <= kFarthest;
+    const bool good = end != text && std::fabs(number) <= kMaxNumber;
     text = end;
     return good;
 }
@@ -61,7 +61,7 @@ bool read_size(const char *text, smap_view &view) {
            view.width > 0 && view.width < 65536 && view.height > 0 && view.height < 65536;
 }
 
-// Two numbers with a comma or white space between them, and what follows, behind a space, as the name.
+// Two numbers, separated by a comma or white space, and a name after a space.
 bool read_target(const char *text, target &result) {
     if (!read_number(text, result.first) || !*text)
         return false;
@@ -94,13 +94,13 @@ void print_direction(const target &at, const smap_view &view) {
                 at.name.c_str());
 }
 
-// The targets of the standard input; false, with a message, at a line that is none.
+// Reads the targets from the standard input. False after a message if a line is not a target.
 bool read_lines(std::vector<target> &targets) {
     char line[256];
     while (std::fgets(line, sizeof line, stdin)) {
         line[std::strcspn(line, "\n")] = 0;
         if (!read_target(line, targets.emplace_back())) {
-            fail("no target", line);
+            fail("not a target", line);
             return false;
         }
     }
@@ -111,7 +111,7 @@ bool read_lines(std::vector<target> &targets) {
 
 int main(int argc, char **argv) {
     std::vector<target> targets;
-    // A target may begin with a minus, so the command line is sorted by hand: what reads as a target is one.
+    // A target may begin with a minus sign, so targets are taken out before the options are read.
     int kept = 1;
     for (int i = 1; i < argc; ++i) {
         target at;
@@ -149,7 +149,7 @@ int main(int argc, char **argv) {
     }
 
     if (cmdline_optidx < kept)
-        return fail("no target", argv[cmdline_optidx]);
+        return fail("not a target", argv[cmdline_optidx]);
     if (targets.empty() && !read_lines(targets))
         return EXIT_FAILURE;
 

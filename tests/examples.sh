@@ -1,5 +1,5 @@
 #!/bin/sh
-# Each example does its work, explains itself, and goes no further where an option is unknown or lacks its value.
+# Runs each example: its output, --help, an unknown option, and options without a value.
 # usage: examples.sh PROGRAMS-DIR [EMULATOR [ARGUMENT...]]
 set -eu
 programs=$1 status=0
@@ -37,7 +37,7 @@ works() {
     cgi) REQUEST_METHOD=GET QUERY_STRING='pan=1%32&tilt=-3' $run | line 'pan 12' ;;
     colour)
         $run "$dir/ppm" |
-            line 'full, 2 x 2, red 54.15 dB, green without loss, blue 51.14 dB, all 54.15 dB'
+            line 'full, 2 x 2, red 54.15 dB, green lossless, blue 51.14 dB, all 54.15 dB'
         ;;
     curve) $run 0,0 4,8 | line '3 6' ;;
     find) $run "$dir" '/pp' | line "$dir/ppm" ;;
@@ -47,7 +47,7 @@ works() {
         $run "$dir/ppm" 808080 |
             line '4 pixels; 4 vertices, 6 edges, 4 faces; volume 2763562.5, 16.67 % of the cube'
         ;;
-    # Through the device's rate and back, a level stays what it is.
+    # A level stays the same through the rate of the device and back.
     live) { $run <"$dir/level" | $run -b | tail -c 3 | od -An -tx1; } 2>/dev/null | line ' 80 80 80' ;;
     masks) echo '-5 5 5 5 5 -5 -5 -5' | $run -o "$dir/masks" | line '11539 pixels hidden' ;;
     resample) $run "$dir/missing" "$dir/none" 2>&1 | line '.*: No such file or directory' ;;
@@ -55,8 +55,8 @@ works() {
         printf 'operator=M%%c3%%bc+;' | REQUEST_METHOD=POST $run | tr -d '\r' |
             line 'Set-Cookie: operator=M%C3%BC+%3B; HttpOnly; SameSite=Strict'
         ;;
-    # Left and right, however they are cut.
-    stereo) $run 48000 8000 <"$dir/frames" | tail -c 4 | od -An -tx1 | line ' ad 40 53 bf' ;;
+    # Left and right stay apart.
+    stereo) $run 48000 8000 <"$dir/frames" | tail -c 4 | od -An -tx1 | line ' 4f 40 b1 bf' ;;
     url) $run 'http://a.b:80/c?d' | line 'host=a.b' ;;
     uuid) $run -b 00112233445566778899aabbccddeeff | line '{00112233-4455-6677-8899-aabbccddeeff}' ;;
     view) $run -p 10 -t 5 10,5 | line '.* 320    240  seen' ;;

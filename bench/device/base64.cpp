@@ -14,7 +14,7 @@ std::string sample() {
     return bytes;
 }
 
-// The sample's text in lines of so many characters.
+// The sample's text in lines of `line` characters.
 std::string sample_text(size_t line) {
     std::string text(base64_encode_len(nullptr, kBytes), '\0'), lines;
     base64_encode(sample().data(), kBytes, text.data(), static_cast<uint32_t>(text.size()));
@@ -23,18 +23,16 @@ std::string sample_text(size_t line) {
     return lines;
 }
 
-device::work encoding() {
-    return [bytes = sample(), text = std::string(base64_encode_len(nullptr, kBytes), '\0')](unsigned times) mutable {
-        while (times--)
-            base64_encode(bytes.data(), kBytes, text.data(), static_cast<uint32_t>(text.size()));
+auto encoding() {
+    return [bytes = sample(), text = std::string(base64_encode_len(nullptr, kBytes), '\0')]() mutable {
+        base64_encode(bytes.data(), kBytes, text.data(), static_cast<uint32_t>(text.size()));
     };
 }
 
-device::work decoding(size_t line) {
-    return [text = sample_text(line), bytes = std::string(sample_text(line).size(), '\0')](unsigned times) mutable {
-        while (times--)
-            base64_decode(text.data(), static_cast<uint32_t>(text.size()), bytes.data(),
-                          static_cast<uint32_t>(bytes.size()));
+auto decoding(size_t line) {
+    return [text = sample_text(line), bytes = std::string(sample_text(line).size(), '\0')]() mutable {
+        base64_decode(text.data(), static_cast<uint32_t>(text.size()), bytes.data(),
+                      static_cast<uint32_t>(bytes.size()));
     };
 }
 

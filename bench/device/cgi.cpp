@@ -13,12 +13,10 @@ static const device::cases registered([] {
         setenv("REQUEST_METHOD", "GET", 1);
         setenv("QUERY_STRING", query.c_str(), 1);
         setenv("HTTP_COOKIE", cookies.c_str(), 1);
-        return [](unsigned times) {
-            while (times--) {
-                cgi_request *cgi;
-                if (cgi_setup(&cgi) == 0)
-                    cgi_cleanup(cgi);
-            }
+        return [] {
+            cgi_request *cgi;
+            if (cgi_setup(&cgi) == 0)
+                cgi_cleanup(cgi);
         };
     });
 });

@@ -1,9 +1,8 @@
-// Building hulls of 10,000 points, and asking a hull of 200 faces.
+// Hulls of 10,000 points, and queries of a hull of 200 faces.
 #include "../clouds.hpp"
 #include "device.hpp"
 #include <cstdint>
 #include <cstdlib>
-#include <memory>
 #include <vela/chull.h>
 
 namespace {
@@ -14,39 +13,26 @@ void build(chull_ctx *hull, const cloud &points) {
     get_chull(points.xs.data(), points.ys.data(), points.zs.data(), points.count(), hull);
 }
 
-device::work building(shape kind) {
-    return [points = cloud_of(kind, 10000)](unsigned times) {
-        while (times--) {
-            chull_ctx *hull;
-            alloc_chull(&hull);
-            build(hull, points);
-            free_chull(hull);
-            free(hull);
-        }
+auto building(shape kind) {
+    return [points = cloud_of(kind, 10000)] {
+        chull_ctx *hull;
+        alloc_chull(&hull);
+        build(hull, points);
+        free_chull(hull);
+        free(hull);
     };
 }
 
-// Queries of a hull of 200 faces, all of which see the point from inside.
+// The point of the queries is inside, so that all faces are examined.
 template <class Query>
-device::work querying(Query query) {
-    const std::shared_ptr<chull_ctx> hull(
-        [] {
-            chull_ctx *made;
-            alloc_chull(&made);
-            return made;
-        }(),
-        [](chull_ctx *made) {
-            free_chull(made);
-            free(made);
-        });
-    for (int count = 100; chull_num_faces(hull.get()) < 200; ++count) {
-        free_chull(hull.get());
-        build(hull.get(), cloud_of(shape::shell, count));
+auto querying(Query query) {
+    chull_ctx *hull; // until the program ends
+    alloc_chull(&hull);
+    for (int count = 100; chull_num_faces(hull) < 200; ++count) {
+        free_chull(hull);
+        build(hull, cloud_of(shape::shell, count));
     }
-    return [hull, query](unsigned times) {
-        while (times--)
-            query(hull.get());
-    };
+    return [hull, query] { query(hull); };
 }
 
 } // namespace

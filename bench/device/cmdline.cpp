@@ -6,7 +6,7 @@
 static const device::cases registered([] {
     constexpr unsigned kArguments = 12;
     device::add("cmdline_getopt", "argument", kArguments, [] {
-        return [](unsigned times) {
+        return [] {
             static constexpr cmdline_option options[] = {
                 {'F', "nofork", "", 0},
                 {'v', "verbose", "", 0},
@@ -15,17 +15,13 @@ static const device::cases registered([] {
                 {'o', "output", "", CMDLINE_OPTIONAL},
                 {},
             };
-            char program[] = "program", cluster[] = "-vq", suite[] = "--suite", name[] = "resample",
-                 verbose[] = "--verbose", output[] = "-o", operand[] = "file";
-            const std::array<char *, kArguments + 1> given = {program, cluster, suite,   name,  operand,
-                                                              verbose, output,  operand, suite, cluster,
-                                                              operand, output,  cluster};
-            while (times--) {
-                std::array<char *, kArguments + 1> argv = given;
-                cmdline_reset();
-                while (cmdline_getopt(kArguments + 1, argv.data(), options) >= 0)
-                    ;
-            }
+            static char program[] = "program", cluster[] = "-vq", suite[] = "--suite", name[] = "resample",
+                        verbose[] = "--verbose", output[] = "-o", operand[] = "file";
+            std::array<char *, kArguments + 1> argv = {program, cluster, suite,   name,    operand, verbose, output,
+                                                       operand, suite,   cluster, operand, output,  cluster};
+            cmdline_reset();
+            while (cmdline_getopt(kArguments + 1, argv.data(), options) >= 0)
+                ;
         };
     });
 });

@@ -8,10 +8,9 @@ namespace {
 template <class Value>
 void add(const char *name, uint32_t type, int32_t (*interpolate)(const interp_curve *, Value *)) {
     device::add(name, "entry", kEntries, [=] {
-        return [=, knots = tone_curve(), table = std::vector<Value>(kEntries)](unsigned times) mutable {
+        return [=, knots = tone_curve(), table = std::vector<Value>(kEntries)]() mutable {
             const interp_curve curve = {type, kKnots, knots.data()};
-            while (times--)
-                interpolate(&curve, table.data());
+            interpolate(&curve, table.data());
         };
     });
 }

@@ -1,5 +1,5 @@
-// Runs a registered case: "PROGRAM NAME TIMES". "PROGRAM --list" prints each case's name, unit and items per
-// time, "PROGRAM --neon" whether the processor has the vector unit.
+// Runs a registered case: "PROGRAM NAME TIMES". "PROGRAM --list" prints each case's name, unit and items,
+// "PROGRAM --neon" whether the processor has the vector unit.
 #include "device.hpp"
 #include <cstdio>
 #include <cstdlib>
@@ -34,7 +34,7 @@ bool has_neon() {
 
 } // namespace
 
-void device::add(std::string name, std::string unit, double items, std::function<work()> prepare) {
+void device::add_work(std::string name, std::string unit, double items, std::function<work()> prepare) {
     records().push_back({std::move(name), std::move(unit), items, std::move(prepare)});
 }
 

@@ -17,15 +17,13 @@ std::vector<float> random_elements(size_t count) {
     return values;
 }
 
-device::work decomposition(int32_t rows, int32_t cols) {
-    return [rows, cols, elements = random_elements(static_cast<size_t>(rows * cols))](unsigned times) mutable {
+auto decomposition(int32_t rows, int32_t cols) {
+    return [rows, cols, elements = random_elements(static_cast<size_t>(rows * cols))]() mutable {
         const fmatrix a = {rows, cols, elements.data()};
-        while (times--) {
-            fmatrix *u = nullptr, *w = nullptr, *v = nullptr;
-            svdcmp(&a, &u, &w, &v);
-            for (fmatrix *result : {u, w, v})
-                free_matrix(result);
-        }
+        fmatrix *u = nullptr, *w = nullptr, *v = nullptr;
+        svdcmp(&a, &u, &w, &v);
+        for (fmatrix *result : {u, w, v})
+            free_matrix(result);
     };
 }
 
@@ -36,26 +34,22 @@ static const device::cases registered([] {
     device::add("svdcmp/24x24", "matrix", 1, [] { return decomposition(24, 24); });
     device::add("svdcmp/100x6", "matrix", 1, [] { return decomposition(100, 6); });
     device::add("matrix_inverse/24x24", "matrix", 1, [] {
-        return [elements = random_elements(kSize * kSize),
-                out = std::vector<float>(kSize * kSize)](unsigned times) mutable {
+        return [elements = random_elements(kSize * kSize), out = std::vector<float>(kSize * kSize)]() mutable {
             const fmatrix a = {kSize, kSize, elements.data()};
             fmatrix inverse = {kSize, kSize, out.data()};
-            while (times--)
-                matrix_inverse(&a, &inverse);
+            matrix_inverse(&a, &inverse);
         };
     });
     device::add("matrix_mult/64x64x64", "product", 64 * 64 * 64, [] {
-        return [elements = random_elements(64 * 64), out = std::vector<float>(64 * 64)](unsigned times) mutable {
+        return [elements = random_elements(64 * 64), out = std::vector<float>(64 * 64)]() mutable {
             const fmatrix a = {64, 64, elements.data()};
             fmatrix c = {64, 64, out.data()};
-            while (times--)
-                matrix_mult(&a, &a, &c);
+            matrix_mult(&a, &a, &c);
         };
     });
     device::add("inverse_4x4", "matrix", 1, [] {
-        return [elements = random_elements(16), out = std::vector<float>(16)](unsigned times) mutable {
-            while (times--)
-                inverse_4x4(elements.data(), out.data());
+        return [elements = random_elements(16), out = std::vector<float>(16)]() mutable {
+            inverse_4x4(elements.data(), out.data());
         };
     });
     device::add("polyfit2D", "point", kPoints, [] {
@@ -64,10 +58,9 @@ static const device::cases registered([] {
             xs[i] = static_cast<uint16_t>(i % 25);
             ys[i] = static_cast<uint16_t>(i / 25);
         }
-        return [xs, ys, zs = random_elements(kPoints)](unsigned times) {
+        return [xs, ys, zs = random_elements(kPoints)] {
             float coeffs[6];
-            while (times--)
-                polyfit2D(xs.data(), ys.data(), zs.data(), kPoints, coeffs);
+            polyfit2D(xs.data(), ys.data(), zs.data(), kPoints, coeffs);
         };
     });
 });

@@ -18,17 +18,15 @@ void add_conversion(const std::string &name, uint32_t in_rate, uint32_t out_rate
         std::vector<int16_t> in(kBlock), out(outputs);
         for (uint32_t i = 0; i < kBlock; ++i)
             in[i] = static_cast<int16_t>(i * 40503 >> 3);
-        return [=](unsigned times) mutable {
-            while (times--) {
-                uint32_t used = kBlock, made = outputs;
-                resample_reset(state.get());
-                resample_mono(state.get(), in.data(), &used, out.data(), &made, from, to);
-            }
+        return [=]() mutable {
+            uint32_t used = kBlock, made = outputs;
+            resample_reset(state.get());
+            resample_mono(state.get(), in.data(), &used, out.data(), &made, from, to);
         };
     });
 }
 
-// A packet of a stream that goes on, as many milliseconds of it.
+// A packet within a stream.
 void add_packet(const std::string &name, uint32_t in_rate, uint32_t out_rate, uint32_t milliseconds, uint32_t from,
                 uint32_t to) {
     const uint32_t inputs = in_rate * milliseconds / 1000, outputs = out_rate * milliseconds / 1000;
@@ -37,11 +35,9 @@ void add_packet(const std::string &name, uint32_t in_rate, uint32_t out_rate, ui
         std::vector<int16_t> in(inputs), out(outputs);
         for (uint32_t i = 0; i < inputs; ++i)
             in[i] = static_cast<int16_t>(i * 40503 >> 3);
-        return [=](unsigned times) mutable {
-            while (times--) {
-                uint32_t used = inputs, made = outputs;
-                resample_mono(state.get(), in.data(), &used, out.data(), &made, from, to);
-            }
+        return [=]() mutable {
+            uint32_t used = inputs, made = outputs;
+            resample_mono(state.get(), in.data(), &used, out.data(), &made, from, to);
         };
     });
 }

@@ -11,7 +11,7 @@ struct points {
     std::vector<smap_sphere_pt> sphere = std::vector<smap_sphere_pt>(kPoints);
     std::vector<smap_screen_pt> screen = std::vector<smap_screen_pt>(kPoints);
 
-    // Directions all over the view and its surroundings, and positions on the screen.
+    // Directions in and around the view, and positions on the screen.
     points() {
         uint32_t state = 1;
         const auto within = [&state](int32_t range) {
@@ -27,26 +27,23 @@ struct points {
 
 const device::cases registered([] {
     device::add("smap_sphere_to_screen", "point", kPoints, [] {
-        return [at = points()](unsigned times) mutable {
+        return [at = points()]() mutable {
             const smap_sphere_poly from = {kPoints, at.sphere.data()};
             smap_screen_poly to = {kPoints, at.screen.data()};
-            while (times--)
-                smap_sphere_to_screen(&from, &kView, &to);
+            smap_sphere_to_screen(&from, &kView, &to);
         };
     });
     device::add("smap_sphere_pt_to_screen_pt", "point", kPoints, [] {
-        return [at = points()](unsigned times) mutable {
-            while (times--)
-                for (size_t i = 0; i < kPoints; ++i)
-                    smap_sphere_pt_to_screen_pt(&at.sphere[i], &kView, &at.screen[i]);
+        return [at = points()]() mutable {
+            for (size_t i = 0; i < kPoints; ++i)
+                smap_sphere_pt_to_screen_pt(&at.sphere[i], &kView, &at.screen[i]);
         };
     });
     device::add("smap_screen_to_sphere", "point", kPoints, [] {
-        return [at = points()](unsigned times) mutable {
+        return [at = points()]() mutable {
             const smap_screen_poly from = {kPoints, at.screen.data()};
             smap_sphere_poly to = {kPoints, at.sphere.data()};
-            while (times--)
-                smap_screen_to_sphere(&from, &kView, &to);
+            smap_screen_to_sphere(&from, &kView, &to);
         };
     });
 });

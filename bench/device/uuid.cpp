@@ -3,18 +3,17 @@
 
 static const device::cases registered([] {
     device::add("uuid_scan", "UUID", 1, [] {
-        return [](unsigned times) {
+        return [] {
             uint8_t uuid[16];
-            while (times--)
-                uuid_scan("{00112233-4455-6677-8899-aabbccddeeff}", uuid);
+            uuid_scan("{00112233-4455-6677-8899-aabbccddeeff}", uuid);
         };
     });
     device::add("uuid_sprint", "UUID", 1, [] {
-        return [](unsigned times) {
-            constexpr uint8_t uuid[16] = {0, 17, 34, 51, 68, 85, 102, 119, 136, 153, 170, 187, 204, 221, 238, 255};
+        return [] {
+            static constexpr uint8_t uuid[16] = {0,   17,  34,  51,  68,  85,  102, 119,
+                                                 136, 153, 170, 187, 204, 221, 238, 255};
             char text[39];
-            while (times--)
-                uuid_sprint(text, uuid);
+            uuid_sprint(text, uuid);
         };
     });
 });

@@ -1,4 +1,4 @@
-# What the parts of the demo share; each sources it as "$DEMO_LIB".
+# Shared by the parts of the demo, which source it as "$DEMO_LIB".
 
 say() { echo "$*"; }
 
@@ -7,7 +7,7 @@ fail() {
     exit 1
 }
 
-# picture FILE: a picture of 500 x 375 pixels, the same each time: evening at the sea, with a lighthouse.
+# picture FILE: draws a picture of 500 x 375 pixels, always the same: evening at the sea with a lighthouse.
 picture() {
     # ridge BASE HEIGHT FREQUENCY: a line of hills from the left edge to the right, closed below.
     ridge() {

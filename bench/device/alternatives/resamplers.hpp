@@ -1,4 +1,4 @@
-// What the cases of the resamplers share: the rate pairs, and a second of each pair's input.
+// What the resamplers share: the pairs of rates, and a second of input for each.
 #pragma once
 
 #include "../device.hpp"
@@ -20,9 +20,8 @@ void add_resampler(const std::string &name, Prepare prepare) {
             std::mt19937 random(1);
             for (int16_t &sample : input)
                 sample = static_cast<int16_t>(random() >> 18);
-            return [input, output = std::vector<int16_t>(pair.out + 64), run = prepare(pair)](unsigned times) mutable {
-                while (times--)
-                    run(input, output);
+            return [input, output = std::vector<int16_t>(pair.out + 64), run = prepare(pair)]() mutable {
+                run(input, output);
             };
         });
 }

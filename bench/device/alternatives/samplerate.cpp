@@ -1,7 +1,7 @@
 #include "resamplers.hpp"
 #include <samplerate.h>
 
-// The library converts float samples; 16-bit ones pass through its own conversions.
+// Its samples are floats; it converts 16-bit samples itself.
 static const device::cases registered([] {
     device::add_resampler("src_process/linear", [](device::rate_pair pair) {
         int error;

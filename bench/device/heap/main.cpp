@@ -1,4 +1,4 @@
-// Prints the heap that each kind of object takes while it lives, in bytes with the allocator's own: "OBJECT\tBYTES".
+// Prints the heap of each kind of object, in bytes including the allocator's overhead: "OBJECT\tBYTES".
 #include <cstdio>
 #include <cstdlib>
 #include <malloc.h>
@@ -8,7 +8,7 @@
 
 namespace {
 
-// Calls make, whose object stays, and prints what it took.
+// Calls make() and prints how much heap it allocated.
 template <class Make>
 void print_heap(const char *object, Make make) {
     const size_t before = mallinfo2().uordblks;
