@@ -1,8 +1,8 @@
-// The strict coders for C++, whole and by pieces, against the model.
+// The strict coders for C++, of whole texts and in chunks, against the model.
 #include "models/base64.hpp"
 #include "support.hpp"
 
-TEST(texts_are_whole_groups_padded_at_their_end) {
+TEST(a_text_is_complete_groups_padded_at_the_end) {
     std::vector<std::string> texts = {
         "",  "Zg==", "Zm8=", "Zm9v",  "Zm 9v\r\n", " \t\n\v\f\r", "Zg= =\n", "Zh==", // good
         "Z", "Zg",   "Zg=",  "Zm9vY", "Zg===",     "Zg==Zm9v",    "Z===",    "====", "=", "Zm=v", "Zm9-", "Zm9vÄ"};
@@ -21,7 +21,17 @@ TEST(texts_are_whole_groups_padded_at_their_end) {
         model::check_coders(text, [&] { return random() % 40; });
 }
 
-TEST(behind_a_fault_nothing_is_decoded) {
+// The C functions are called for chunks.
+TEST(long_bytes_make_one_unbroken_text) {
+    const std::string bytes((3 << 20) + 100, 'M'), text = vela::base64::encode(bytes);
+    ck_assert_uint_eq(text.size(), vela::base64::encoded_size(bytes.size()));
+    for (size_t at = 0; at + 4 < text.size(); at += 4)
+        if (text.compare(at, 4, "TU1N") != 0)
+            ck_abort_msg("%s at %zu", text.substr(at, 4).c_str(), at);
+    ck_assert_str_eq(text.c_str() + text.size() - 4, "TQ==");
+}
+
+TEST(nothing_is_decoded_after_an_error) {
     vela::base64::decoder decoder;
     std::vector<uint8_t> bytes;
     for (const char *text : {"Zm9vZm9-Zm9v", "Zm9v", ""})
@@ -29,11 +39,11 @@ TEST(behind_a_fault_nothing_is_decoded) {
     assert_text_eq(std::string(bytes.begin(), bytes.end()), "foo");
 }
 
-TEST(encoding_into_memory_needs_its_room) {
-    char room[9] = "unhurt--";
+TEST(encoding_into_a_short_span_writes_nothing) {
+    char text[9] = "unhurt--";
     const uint8_t bytes[] = {'f', 'o', 'o', 'b'};
-    ck_assert(!vela::base64::encode(bytes, std::span(room, 7)).has_value());
-    ck_assert_str_eq(room, "unhurt--");
-    ck_assert_uint_eq(vela::base64::encode(bytes, std::span(room, 8)).value_or(0), 8);
-    ck_assert_str_eq(room, "Zm9vYg==");
+    ck_assert(!vela::base64::encode(bytes, std::span(text, 7)).has_value());
+    ck_assert_str_eq(text, "unhurt--");
+    ck_assert_uint_eq(vela::base64::encode(bytes, std::span(text, 8)).value_or(0), 8);
+    ck_assert_str_eq(text, "Zm9vYg==");
 }

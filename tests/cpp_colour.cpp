@@ -1,4 +1,4 @@
-// Colour on spans: which sizes are taken, and that each variant calls its own function.
+// Colour on spans: checked sizes, and each variant calls its own function.
 #include "models/colour.hpp"
 #include "support.hpp"
 #include <vela/cpp/colour.hpp>
@@ -21,7 +21,7 @@ TEST(each_variant_is_its_own) {
     }
 }
 
-TEST(broken_pixels_short_rooms_and_shared_parts_are_refused) {
+TEST(incomplete_pixels_short_spans_and_partial_overlap_are_refused) {
     model::pixels all(30, 7);
     const std::span<uint8_t> memory(all);
     ck_assert(from_rgb(variant::full, {}, {}));
@@ -33,15 +33,15 @@ TEST(broken_pixels_short_rooms_and_shared_parts_are_refused) {
     ck_assert(to_rgb(variant::full, memory.first(15), memory.last(15)));
 }
 
-TEST(pieces_are_converted_one_behind_the_other) {
+TEST(long_pictures_are_converted_in_chunks) {
     const model::pixels rgb = {1, 20, 255, 40, 5, 160, 200, 190, 0, 77, 88, 99, 255, 0, 128};
-    model::pixels whole(15), pieces(15);
+    model::pixels whole(15), chunks(15);
     ck_assert(from_rgb(variant::full, rgb, whole));
-    ck_assert(vela::colour::internal::convert(srgb_to_yccfull, rgb, pieces, 6));
-    ck_assert(whole == pieces);
+    ck_assert(vela::colour::internal::convert(srgb_to_yccfull, rgb, chunks, 6));
+    ck_assert(whole == chunks);
 }
 
-TEST(a_picture_needs_its_bytes_and_its_room) {
+TEST(short_pictures_and_short_spans_are_refused) {
     const uint8_t packed[] = {255, 29, 107, 100, 1, 85, 76, 255, 200, 1};
     model::pixels rgb(18);
     ck_assert_uint_eq(packed_size(3, 2, 5), 12);

@@ -29,13 +29,15 @@ TEST(each_method_has_its_table) {
     expect<float>(method::spline, {{-3, 7}}, {7});
 }
 
-// Nor does fixed point limit them.
-TEST(splines_stay_within_16_bits) {
+// And not limited by fixed point.
+TEST(splines_are_clamped_to_16_bits) {
     expect(method::spline, {{0, 32767}, {10923, 32767}}, std::vector<int16_t>(10924, 32767));
     std::vector<int16_t> high(21);
-    const curves::knots plateau = {{0, 0}, {9, 32767}, {11, 32767}, {20, 0}};
-    ck_assert(value_of(vela::curve::make(method::spline, plateau)).fill(high));
-    ck_assert_int_eq(high[10], 32767);
+    for (const int16_t limit : {int16_t{INT16_MAX}, int16_t{INT16_MIN}}) {
+        const curves::knots plateau = {{0, 0}, {9, limit}, {11, limit}, {20, 0}};
+        ck_assert(value_of(vela::curve::make(method::spline, plateau)).fill(high));
+        ck_assert_int_eq(high[10], limit);
+    }
 }
 
 TEST(tables_of_other_sizes_or_kinds_and_knots_out_of_order_are_refused) {

@@ -32,7 +32,7 @@ TEST(pixels_and_arrays_make_the_same_hull) {
     assert_text_eq(model::content(value_of(vela::hull::of_pixels(wide, 5)).get()), expected);
 }
 
-TEST(what_is_no_hull_is_refused) {
+TEST(points_without_a_hull_are_refused) {
     const bytes none, coplanar = {0, 0, 0, 9, 0, 0, 0, 9, 0, 9, 9, 0};
     assert_text_eq(captured(stderr, [&] { ck_assert(!vela::hull::of_pixels(coplanar)); }),
                    "DoubleTriangle: All points coplanar!\n");
@@ -49,7 +49,7 @@ TEST(what_is_no_hull_is_refused) {
     ck_assert_uint_eq(hull.vertex_count(), 4);
 }
 
-TEST(ranges_show_the_lists) {
+TEST(ranges_iterate_over_the_lists) {
     vela::hull hull = made_of(noise<uint8_t>(180, 2));
     ck_assert(hull.grow_by_pixels(kTetrahedron));
     const auto compare = [](auto records, auto *head, size_t count) {
@@ -65,7 +65,7 @@ TEST(ranges_show_the_lists) {
     compare(hull.faces(), hull.get()->faces, hull.face_count());
 }
 
-TEST(answers_are_those_of_c_and_none_where_that_wraps) {
+TEST(answers_are_those_of_c_unless_it_overflows) {
     const vela::hull hull = made_of(noise<uint8_t>(240, 3));
     ck_assert_double_eq(hull.volume() * 6, chull_volume6(hull.get()));
     generator random{4};
@@ -86,7 +86,7 @@ TEST(answers_are_those_of_c_and_none_where_that_wraps) {
         }
 }
 
-// In the whole space, the ends of every column, and a point of every column that is empty.
+// The ends of every column, and a point of every empty column.
 TEST(membership_is_right_at_both_ends_of_every_column) {
     const bytes cube = {0, 0, 0, 0, 0, 255, 0, 255, 0, 0, 255, 255, 255, 0, 0, 255, 0, 255, 255, 255, 0, 255, 255, 255};
     const bytes needle = {0, 0, 0, 255, 254, 253, 254, 255, 255, 255, 255, 254};
@@ -127,7 +127,7 @@ TEST(membership_tests_pictures) {
     ck_assert_uint_eq(value_of(table.count(picture, 4)), 2);
 }
 
-TEST(off_files_are_those_of_c_and_tell_of_a_full_disk) {
+TEST(off_files_are_those_of_c_and_a_full_disk_is_an_error) {
     vela::hull hull = made_of(noise<uint8_t>(120, 5));
     const auto written = captured(stdout, [&] { ck_assert(hull.write_off("/dev/stdout")); });
     assert_text_eq(written, captured(stdout, [&] { ck_assert_int_eq(chull_to_file(hull.get(), "/dev/stdout"), 0); }));
@@ -135,14 +135,16 @@ TEST(off_files_are_those_of_c_and_tell_of_a_full_disk) {
     ck_assert(!hull.write_off("/nonexistent/hull.off"));
 }
 
-TEST(records_go_to_c_and_back) {
+TEST(records_are_released_and_adopted) {
     vela::hull hull = made_of(kTetrahedron);
     chull_ctx *record = hull.release();
     hull = made_of(noise<uint8_t>(27, 6));
     ck_assert_ptr_ne(hull.get(), record);
     ck_assert_ptr_eq(value_of(vela::hull::adopt(record)).release(), record);
-    record->vertices->coord[1] = 256;
-    ck_assert(!vela::hull::adopt(record));
+    for (const int32_t outside : {256, -1}) {
+        record->vertices->coord[1] = outside;
+        ck_assert(!vela::hull::adopt(record));
+    }
     free_chull(record);
     ck_assert(!vela::hull::adopt(record));
     ck_assert(!vela::hull::adopt(nullptr));

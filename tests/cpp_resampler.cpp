@@ -1,4 +1,4 @@
-// The resampler for C++: nothing lost between packets, latency, flush, channels and longer kernels.
+// The resampler for C++: packets, latency, flush, channels and longer kernels.
 #include "generated.hpp"
 #include "models/resample.hpp"
 #include "support.hpp"
@@ -42,12 +42,26 @@ TEST(a_pulse_arrives_after_the_latency) {
     }
 }
 
-TEST(what_does_not_fit_is_refused_and_changes_nothing) {
+TEST(the_latency_is_half_of_the_kernel) {
+    const struct {
+        uint32_t out_rate, in_rate, lobes;
+        double latency;
+    } rows[] = {{1, 1, 1, 0}, {8000, 48000, 16, 95 / 6.0}, {48000, 8000, 16, 95}, {44100, 48000, 3, 479 / 160.0}};
+    for (const auto &[out_rate, in_rate, lobes, latency] : rows)
+        ck_assert_double_eq(value_of(resampler::with_lobes(out_rate, in_rate, lobes)).latency(), latency);
+    ck_assert_double_eq(value_of(resampler::make(16000, 8000, resampler::kernel::bilinear)).latency(), 1);
+}
+
+TEST(what_is_refused_changes_nothing) {
     resampler made = value_of(resampler::make(16000, 8000, resampler::kernel::bilinear));
     samples out(20), few(19);
     ck_assert(!made.push(noise<int16_t>(10, 3), std::span(few)));
     ck_assert(few == samples(19));
     ck_assert_uint_eq(value_of(made.push(noise<int16_t>(10, 3), std::span(out))).size(), 20);
+    resample_state *const record = made.release();
+    ck_assert_uint_eq(record->interp_factor, 2);
+    resample_free(record);
+    made = value_of(resampler::make(16000, 8000, resampler::kernel::bilinear));
     model::bytes bytes;
     ck_assert(!made.push(model::bytes(3), resampler::format::big_endian, bytes, resampler::format::ulaw));
     ck_assert(bytes.empty());
@@ -55,9 +69,10 @@ TEST(what_does_not_fit_is_refused_and_changes_nothing) {
     for (const uint32_t lobes : {0U, 32769U, UINT32_MAX})
         ck_assert(!resampler::with_lobes(1, 1, lobes));
     ck_assert_uint_eq(value_of(resampler::with_lobes(1, 1, 1)).get()->history_len, 0);
+    ck_assert_uint_eq(value_of(resampler::with_lobes(1, 1, 32768)).get()->num_coeffs, 65535);
 }
 
-TEST(channels_are_converted_each_by_itself) {
+TEST(channels_are_converted_independently) {
     const samples frames = noise<int16_t>(1000, 6);
     samples out;
     const auto make = [] { return resampler::with_lobes(8000, 48000, 4); };

@@ -1,4 +1,4 @@
-// URLs taken apart, queries read and URLs put together.
+// URLs parsed and built, and queries parsed.
 #include "models/query.hpp"
 #include "support.hpp"
 
@@ -21,7 +21,7 @@ std::string built(const url::builder &builder) { return builder.build().value_or
 
 } // namespace
 
-TEST(parts_without_the_fragment_in_them) {
+TEST(a_fragment_is_part_of_no_other_component) {
     const std::string_view rows[][2] = {{"s://u:p@h:8080/a/b?x=1#top", "s <u> <p> <h> <8080> </a/b> <x=1> <top>"},
                                         {"s://h#a?b/c@d#e", "s - - <h> - - - <a?b/c@d#e>"},
                                         {" s:/h/?#", "s - - <h> - </> <> <>"},
@@ -49,7 +49,7 @@ TEST(a_port_is_a_number_of_sixteen_bits) {
     }
 }
 
-TEST(names_may_come_again_and_values_may_be_missing) {
+TEST(names_may_repeat_and_values_may_be_missing) {
     const query one("a=1&b&&a=2+3=4&=x&a%3Db=%zz%4&");
     assert_text_eq(model::listed(one), "[a][1][b][][a][2 3=4][][x][a=b][%zz%4]");
     ck_assert_uint_eq(one.size(), 5);
@@ -62,7 +62,7 @@ TEST(names_may_come_again_and_values_may_be_missing) {
     ck_assert(query("&&").empty());
 }
 
-TEST(each_part_has_its_own_code) {
+TEST(each_component_has_its_own_encoding) {
     assert_text_eq(built(url::builder("https", "camera")
                              .user("a@b", ":/")
                              .port(8443)
@@ -78,7 +78,7 @@ TEST(each_part_has_its_own_code) {
         assert_text_eq(built(url::builder("svn+ssh", address).segment("r")), "svn+ssh://[fe80::1]/r");
 }
 
-TEST(what_would_be_another_url_is_refused) {
+TEST(what_would_make_another_url_is_refused) {
     // clang-format off
     for (const url::builder &wrong : {
         url::builder("", "h"), url::builder("1s", "h"), url::builder("s:", "h"), url::builder("s", "a:b/c"),
@@ -91,7 +91,7 @@ TEST(what_would_be_another_url_is_refused) {
     assert_text_eq(built(url::builder("s", "[]")), "s://%5B%5D");
 }
 
-TEST(any_text_goes_and_comes_back) {
+TEST(any_text_survives_encoding_and_decoding) {
     std::mt19937 random(11);
     for (int round = 0; round < 20000; ++round)
         model::check_query(random_text(random, random() % 12, round % 2 ? "&&==%%+a4fG#/." : any_byte()));

@@ -10,24 +10,24 @@ using vela::uuid;
 static_assert(sizeof(uuid) == 16);
 static_assert(uuid().is_nil());
 
-TEST(text_comes_and_goes_in_each_form) {
+TEST(text_is_written_and_parsed_in_each_form) {
     const uuid one(kUuid);
     assert_text_eq(one.to_string(), kUuidTexts[1]);
-    char room[38];
+    char written[38];
     for (const auto form : {uuid::form::braced, uuid::form::dashed, uuid::form::plain}) {
         std::string text = kUuidTexts[static_cast<int>(form)];
         assert_text_eq(one.to_string(form), text);
-        ck_assert(!one.to_chars(std::span(room, text.size() - 1), form).has_value());
-        ck_assert_uint_eq(one.to_chars(std::span(room, text.size()), form).value_or(0), text.size());
-        ck_assert_mem_eq(room, text.data(), text.size());
+        ck_assert(!one.to_chars(std::span(written, text.size() - 1), form).has_value());
+        ck_assert_uint_eq(one.to_chars(std::span(written, text.size()), form).value_or(0), text.size());
+        ck_assert_mem_eq(written, text.data(), text.size());
         ck_assert(uuid::parse(text) == one);
         std::transform(text.begin(), text.end(), text.begin(), [](unsigned char ch) { return std::toupper(ch); });
-        ck_assert_msg(uuid::parse(text) == one, "%s was not read", text.c_str());
+        ck_assert_msg(uuid::parse(text) == one, "%s was refused", text.c_str());
     }
 }
 
 // Every near miss of one character more, less or another.
-TEST(nothing_but_a_uuid_is_read) {
+TEST(nothing_but_a_uuid_is_parsed) {
     std::set<std::string> misses = {"", "{}", "0011-2233", "00112233-4455-6677-8899-aabbccddee",
                                     "00 11 22 33 44 55 66 77 88 99 aa bb cc dd ee ff"};
     for (const std::string &text : kUuidTexts)
@@ -41,11 +41,11 @@ TEST(nothing_but_a_uuid_is_read) {
                     misses.insert(std::string(text).erase(place, 1));
             }
     for (const std::string &text : misses)
-        ck_assert_msg(!uuid::parse(text), "%s was read", text.c_str());
+        ck_assert_msg(!uuid::parse(text), "%s was accepted", text.c_str());
 }
 
-// Each bit that version 4 leaves open is 0 in one and 1 in another of a thousand.
-TEST(random_ones_are_of_version_4_and_differ) {
+// Each random bit of version 4 is 0 in one and 1 in another of a thousand.
+TEST(random_uuids_are_of_version_4_and_differ) {
     std::array<uint8_t, 16> always = uuid::random().bytes(), once = always, fixed = {}, open;
     std::set<uuid> seen;
     for (int i = 0; i < 1000; ++i) {

@@ -10,7 +10,7 @@ using vela::walk;
 static_assert(std::forward_iterator<walk::iterator>);
 static_assert(!std::is_copy_constructible_v<walk>);
 
-TEST(a_walk_finds_what_its_flags_name) {
+TEST(a_walk_finds_what_its_flags_say) {
     const scratch here({"a", ".h", "d/b", "l>a"});
     const std::pair<walk::flags, const char *> rows[] = {
         {walk::flags::none, " ./a"},
@@ -25,7 +25,7 @@ TEST(a_walk_finds_what_its_flags_name) {
     }
 }
 
-TEST(nothing_found_is_another_thing_than_trouble) {
+TEST(no_paths_differ_from_an_error) {
     const walk none = value_of(walk::make("/proc/self/fd", "x$"));
     ck_assert(none.is_complete());
     ck_assert(none.empty());
@@ -41,20 +41,20 @@ TEST(nothing_found_is_another_thing_than_trouble) {
         ck_assert_msg(!walk::make(dir, pattern), "%zu characters for %s", dir.size(), pattern.c_str());
 }
 
-// The last hundred of some walks take next to nothing; what the allocator keeps at hand counts as taken.
+// A hundred walks don't grow the heap; what the allocator keeps in its caches counts as allocated.
 #ifdef __GLIBC__
-TEST(what_was_found_is_given_back) {
+TEST(the_paths_are_released) {
     const scratch here({"a", "b"});
-    size_t taken[2] = {};
+    size_t allocated[2] = {};
     for (int i = 0; i < 110; ++i) {
         ck_assert_uint_eq(value_of(walk::make(".", "")).size(), 2);
-        taken[i >= 10] = mallinfo2().uordblks;
+        allocated[i >= 10] = mallinfo2().uordblks;
     }
-    ck_assert_uint_lt(taken[1], taken[0] + 3000);
+    ck_assert_uint_lt(allocated[1], allocated[0] + 3000);
 }
 #endif
 
-TEST(a_list_moves_and_is_handed_over) {
+TEST(a_list_is_moved_and_released) {
     const scratch here({"a", "b"});
     walk found = value_of(walk::make(".", ""));
     walk moved = std::move(found);

@@ -1,4 +1,4 @@
-// Masks and marks on the view, against a model that asks point by point, and against the sphere map.
+// Masks and paths on the view, against a model that goes point by point, and against the sphere map.
 #include "models/overlay.hpp"
 #include "generated.hpp"
 #include "support.hpp"
@@ -16,7 +16,7 @@ mask mask_of(const corners &polygon) { return value_of(mask::make(polygon)); }
 
 } // namespace
 
-TEST(masks_cover_what_the_model_has_inside) {
+TEST(masks_cover_the_inside_of_the_model) {
     for (uint32_t i = 0; i < 300; ++i) {
         generator random{i};
         const auto below = [&random](int limit) { return random.below(static_cast<uint32_t>(limit)); };
@@ -25,8 +25,8 @@ TEST(masks_cover_what_the_model_has_inside) {
     }
 }
 
-// The last rows have sides through places that levels are counted from, or a corner on the row of one.
-TEST(inside_is_the_smaller_side_and_what_is_wound_around) {
+// The last rows have edges through the anchors of the winding number, or a corner on the scanline of one.
+TEST(the_inside_is_the_smaller_region_or_wound_around) {
     const struct {
         corners polygon;
         direction inside, outside;
@@ -67,7 +67,19 @@ TEST(a_line_is_covered_conservatively_only) {
     ck_assert_int_eq(one[1].y, -1);
 }
 
-TEST(what_is_no_mask_or_view_is_refused) {
+TEST(records_of_c_make_the_same_masks) {
+    smap_sphere_pt points[] = {{20 * 1024, 4 * 1024}, {40 * 1024, 5 * 1024}, {28 * 1024, 20 * 1024 + 512}};
+    std::vector<run> runs[2] = {std::vector<run>(1080), std::vector<run>(1080)};
+    mask from_record = value_of(mask::make(smap_sphere_poly{3, points}));
+    mask from_directions = mask_of({{20, 4}, {40, 5}, {28, 20.5}});
+    runs[0].resize(from_record.runs(usual_view(), runs[0]));
+    runs[1].resize(from_directions.runs(usual_view(), runs[1]));
+    ck_assert_uint_gt(runs[0].size(), 100);
+    const auto is_same = [](const run &a, const run &b) { return a.y == b.y && a.begin == b.begin && a.end == b.end; };
+    ck_assert(std::equal(runs[0].begin(), runs[0].end(), runs[1].begin(), runs[1].end(), is_same));
+}
+
+TEST(invalid_masks_views_and_paths_are_refused) {
     // clang-format off
     const corners refused[] = {
         {}, {{0, 0}, {1, 0}}, {{3, 3}, {3, 3}, {363, 3}}, {{0, 90}, {90, 90}, {180, 90}},
@@ -82,6 +94,7 @@ TEST(what_is_no_mask_or_view_is_refused) {
     const view seen = usual_view();
     ck_assert(!view::make(0, 480, {0, 0}, 60));
     ck_assert(!view::make(640, 65536, {0, 0}, 60));
+    ck_assert(view::make(65535, 1, {0, 0}, 180).has_value());
     ck_assert(!view::make(640, 480, {NAN, 0}, 60));
     ck_assert(!seen.project({NAN, 0}));
     ck_assert(!seen.unproject({NAN, 0}));
@@ -120,7 +133,7 @@ TEST(projection_and_unprojection_are_those_of_the_lens) {
     ck_assert(!usual_view().project({210, -10}));
 }
 
-// Half a pixel, looked at in a hundred points of each arc; and what lies between two lines is off the screen. Some go
+// Within half a pixel at a hundred points of each arc; what is between two lines is off the screen. Some paths go
 // straight up.
 TEST(paths_follow_their_arcs) {
     using complex = std::complex<double>;

@@ -1,5 +1,5 @@
-// Forms with uploads, taken apart by lines and regular expressions where vela/cpp/cgi.hpp looks for delimiters, and
-// what a response must write.
+// Forms with uploads, parsed by lines and regular expressions where vela/cpp/multipart.hpp searches for delimiters, and
+// the text of a response.
 #pragma once
 
 #include "query.hpp"
@@ -10,8 +10,8 @@ namespace model {
 
 using fields = std::multimap<std::string, std::string>;
 
-// What a pattern takes off a text, one piece behind the other: names in lower case (its second group) and values (the
-// third, or within quotation marks the fourth); nothing where something else is there.
+// The successive matches of a pattern: names in lower case (its second group) and values (the third, or within quotation
+// marks the fourth); nothing when they do not cover the text.
 inline std::optional<fields> fields_of(const std::string &text, const regex_t &pattern) {
     fields found;
     regmatch_t at[5];
@@ -31,13 +31,13 @@ inline std::optional<fields> fields_of(const std::string &text, const regex_t &p
     return found;
 }
 
-// The value of a name in brackets, or what stands for one that isn't there; "" where it comes again.
+// The value of a name in brackets, or another text for a missing one; "" when it is repeated.
 inline std::string only(const fields &all, const char *name, const char *otherwise) {
     const auto found = all.find(name);
     return all.count(name) > 1 ? "" : found == all.end() ? otherwise : "[" + found->second + "]";
 }
 
-// A part as a text, from its lines; "" for a wrong one.
+// A part as a text, from its lines; "" for an invalid one.
 inline std::string expected_part(const std::string &lines) {
     static const std::string token = "(([!#$%&'*+.^_`|~[:alnum:]-]+)";
     static const regex_t line = compiled("^" + token + ":[ \t]*(|[^\1-\10\12-\37\177]*[^\1-\40\177])[ \t]*\r\n)");
@@ -60,10 +60,10 @@ inline std::string expected_part(const std::string &lines) {
     return complete ? name + file + type + "[" + content.substr(0, std::max<size_t>(content.size(), 2) - 2) + "]" : "";
 }
 
-// All parts as a text; "nothing" for a wrong form.
+// All parts as a text; "nothing" for an invalid form.
 inline std::string expected_parts(const std::string &boundary, const std::string &body) {
     std::string text, lines;
-    int parts = -1; // what stands in front of the first delimiter is none
+    int parts = -1; // the text before the first delimiter is none
     for (size_t at = 0, end; at <= body.size(); at = end + 2) {
         end = std::min(body.find("\r\n", at), body.size());
         const std::string line = body.substr(at, end - at), dashes = "--" + boundary;
@@ -99,7 +99,7 @@ inline void check_multipart(const std::string &boundary, const std::string &body
     agree("parts of a form", body, listed(parts), expected_parts(boundary, body));
 }
 
-// What a response writes.
+// The text that a response writes.
 template <class Write>
 std::string written(Write write) {
     char *text = nullptr;
@@ -112,7 +112,7 @@ std::string written(Write write) {
     return all;
 }
 
-// Any text as a header, a cookie and a body: as many lines as were asked for, or nothing.
+// Any text as a header, a cookie and a body: adds no line, or is refused.
 inline void check_response(const std::string &text) {
     const std::string all = written([&](FILE *stream) {
         vela::cgi::response response(stream);
