@@ -12,15 +12,15 @@ wrong() {
     status=1
 }
 
-# refused MESSAGE PROGRAM ARGUMENT...: fails, behind the library's message.
+# refused MESSAGE PROGRAM ARGUMENT...: it fails after the message of the library.
 refused() {
     message=$1
     shift
-    if said=$($run "$@" 2>&1 </dev/null); then wrong "$* goes on"; fi
-    echo "$said" | grep -q "^$message" || wrong "$* says: $said"
+    if said=$($run "$@" 2>&1 </dev/null); then wrong "$* succeeds"; fi
+    echo "$said" | grep -q "^$message" || wrong "$* prints: $said"
 }
 
-# line TEXT: it is among what comes.
+# line TEXT: the standard input has this line.
 line() {
     cat >"$dir/said"
     grep -qx -e "$1" "$dir/said" || {
@@ -30,7 +30,7 @@ line() {
     }
 }
 
-# works: the program at work prints a line that it should; one without a line here fails.
+# works: the program prints the expected line; a program without one here fails.
 works() {
     case ${program##*/} in
     base64) printf foo | $run | line Zm9v ;;
@@ -71,8 +71,8 @@ for program in "$programs"/*; do
     if [ ! -x "$program" ] || [ -d "$program" ]; then continue; fi
     run="$* $program"
     help=$($run --help) || wrong "$program --help fails"
-    case $help in usage:*) ;; *) wrong "$program --help says: $help" ;; esac
-    works || wrong "$program doesn't do its work"
+    case $help in usage:*) ;; *) wrong "$program --help prints: $help" ;; esac
+    works || wrong "$program does not print the expected line"
     case ${program##*/} in cgi | status) continue ;; esac
     refused "unknown option: no-such-option" a --no-such-option b
     for option in $(echo "$help" | sed -n 's/^  -\(.\),.*=VAL.*/\1/p'); do
