@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,7 +16,6 @@ namespace {
 constexpr cmdline_option kOptions[] = {
     {'d', "degree", "of the polynomial: 0, 1 or 2 (the default)", CMDLINE_REQUIRED},
     {'r', "residuals", "list each sample with the fit and the difference", 0},
-    {'p', "plot", "output file for a plot of samples and fit (PNG, by gnuplot)", CMDLINE_REQUIRED},
     {},
 };
 
@@ -136,68 +134,16 @@ void print_fit(const table &samples, const std::vector<float> &coeffs, bool with
                 about_mean > 0 ? 1 - about_fit / about_mean : 0);
 }
 
-void send_samples(FILE *gnuplot, const table &samples) {
-    for (size_t i = 0; i < samples.xs.size(); ++i)
-        std::fprintf(gnuplot, "%.9g %.9g %.9g\n", double{samples.xs[i]}, double{samples.ys[i]},
-                     double{samples.values()[i]});
-    std::fputs("e\n", gnuplot);
-}
-
-// The fit over the range of the samples, as data of gnuplot: a line or a grid.
-void send_fit(FILE *gnuplot, const table &samples, const std::vector<float> &coeffs) {
-    const auto [left, right] = std::minmax_element(samples.xs.begin(), samples.xs.end());
-    const auto [low, high] = std::minmax_element(samples.ys.begin(), samples.ys.end());
-    const int columns = samples.is_surface() ? 24 : 200, rows = samples.is_surface() ? 24 : 0;
-    for (int row = 0; row <= rows; ++row) {
-        const float y = rows ? *low + (*high - *low) * static_cast<float>(row) / static_cast<float>(rows) : 0;
-        for (int column = 0; column <= columns; ++column) {
-            const float x = *left + (*right - *left) * static_cast<float>(column) / static_cast<float>(columns);
-            if (rows)
-                std::fprintf(gnuplot, "%.9g %.9g %.9g\n", double{x}, double{y}, value(coeffs, x, y));
-            else
-                std::fprintf(gnuplot, "%.9g %.9g\n", double{x}, value(coeffs, x, y));
-        }
-        std::fputs(rows ? "\n" : "", gnuplot);
-    }
-    std::fputs("e\n", gnuplot);
-}
-
-bool plot(const char *output, const table &samples, const std::vector<float> &coeffs) {
-    std::signal(SIGPIPE, SIG_IGN); // if gnuplot is missing, pclose() reports it
-    FILE *gnuplot = popen("gnuplot", "w");
-    if (!gnuplot)
-        return false;
-    std::string quoted;
-    for (const char *ch = output; *ch; ++ch)
-        quoted += *ch == '\'' ? std::string("''") : std::string(1, *ch);
-    std::fprintf(gnuplot,
-                 "set terminal png size 800,600\nset output '%s'\n%s '-' title 'samples' with points pt 7, '-' title "
-                 "'fit' with lines\n",
-                 quoted.c_str(), samples.is_surface() ? "splot" : "plot");
-    send_samples(gnuplot, samples);
-    send_fit(gnuplot, samples, coeffs);
-    return pclose(gnuplot) == 0;
-}
-
 } // namespace
 
 int main(int argc, char **argv) {
-    const char *output = nullptr, *degree = "2";
+    const char *degree = "2";
     bool with_residuals = false;
     for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;)
-        switch (option) {
-        case 'd':
+        if (option == 'd')
             degree = cmdline_optarg;
-            break;
-        case 'r':
+        else
             with_residuals = true;
-            break;
-        case 'p':
-            output = cmdline_optarg;
-            break;
-        default:
-            break;
-        }
     if (argc - cmdline_optidx > 1 || std::strspn(degree, "012") != 1 || degree[1])
         return usage();
 
@@ -222,9 +168,5 @@ int main(int argc, char **argv) {
         return EXIT_FAILURE;
     }
     print_fit(samples, coeffs, with_residuals);
-    if (output && !plot(output, samples, coeffs)) {
-        std::fprintf(stderr, "fit: gnuplot did not draw %s\n", output);
-        return EXIT_FAILURE;
-    }
     return EXIT_SUCCESS;
 }

@@ -22,8 +22,8 @@
  *
  * With enough output space a call writes (n L - phase - 1) / M + 1 outputs for n inputs, rounded down, or none if phase
  * is n L or more. It leaves up to (M - 1) / L inputs that no output needs yet: of a first packet of 960 from 48000 to
- * 8000 Hz it uses 955, and the other 5 must be passed again at the start of the next call. The output is delayed by (T
- * - 1) / 2 steps, which is (T - 1) / (2 M) output samples: nearly 2 with RESAMPLE_LAN2 when downsampling. To get the
+ * 8000 Hz it uses 955, and the other 5 must be passed again at the start of the next call. The output is delayed by
+ * (T - 1) / 2 steps, which is (T - 1) / (2 M) output samples: nearly 2 with RESAMPLE_LAN2 when downsampling. To get the
  * last outputs at the end of a stream, append (T / 2 + L - 1) / L zeros to its input. Stereo takes a record for each
  * channel, and each channel's samples in a separate buffer.
  *

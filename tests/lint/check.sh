@@ -9,7 +9,7 @@ files() {
 }
 cpp() { files '*.h' '*.hpp' '*.c' '*.cpp'; }
 python() { files '*.py' && grep -l '^#!.*python' $(files scripts); }
-shell() { grep -lE '^#!.*sh$' $(files .ci scripts tests packaging camera examples); }
+shell() { grep -lE '^#!.*sh$' $(files .ci scripts tests packaging camera examples docs); }
 javascript() { files "$@" '*.js' '*.mjs'; }
 
 # on FILES COMMAND...: runs the command on the files, of which there must be some.
