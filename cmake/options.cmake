@@ -3,6 +3,7 @@ add_library(vela_options INTERFACE)
 target_compile_options(vela_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
   $<$<COMPILE_LANGUAGE:CXX>:-Wno-psabi>
+  $<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion> # which GCC's -Wconversion leaves out in C++
   $<$<BOOL:${VELA_WERROR}>:-Werror>
   # The same bits on every machine: no fused multiply-add, nothing reassociated.
   -ffp-contract=off

@@ -24,7 +24,7 @@ void check_decomposition(const matrix &a) {
     if (svdcmp(&a, &u, &w, &v) == 0) {
         const float largest = std::max(1.F, *std::max_element(w->data, w->data + a.cols * a.cols));
         const bool is_sure =
-            std::none_of(w->data, w->data + a.cols * a.cols, [=](float x) { return x && x < 1e-12F * largest; });
+            std::none_of(w->data, w->data + a.cols * a.cols, [=](float x) { return x != 0 && x < 1e-12F * largest; });
         check_decomposition(a, matrix(*w), matrix(*v), is_sure ? 0x1p-16 : INFINITY);
     }
     free_matrix(u), free_matrix(w), free_matrix(v);
