@@ -31,6 +31,7 @@
  */
 #pragma once
 
+#include <vela/overlay/edge_list.hpp>
 #include <vela/overlay/mask.hpp>
 #include <vela/overlay/path.hpp>
 #include <vela/overlay/polygon.hpp>

@@ -16,7 +16,7 @@
 #include <optional>
 #include <span>
 #include <utility>
-#include <vela/overlay/polygon.hpp>
+#include <vela/overlay/edge_list.hpp>
 #include <vela/overlay/view.hpp>
 
 namespace vela::overlay {
