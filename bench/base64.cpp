@@ -52,34 +52,29 @@ void openssl(const buffer &from, buffer &to) {
 }
 #endif
 
-void add_encoders(const std::string &name, const buffer &bytes) {
-    add(name, "vela", bytes, encode);
-    add(name, "memcpy", bytes, copy);
-#ifdef HAVE_LIBCRYPTO
-    add(name, "openssl", bytes, openssl<EVP_EncodeBlock>);
-#endif
 #ifdef HAVE_GLIB_2_0
-    add(name, "glib", bytes, [](const buffer &from, buffer &to) {
-        int state = 0, save = 0;
-        const gsize length = g_base64_encode_step(reinterpret_cast<const guchar *>(from.data()), from.size(), FALSE,
-                                                  to.data(), &state, &save);
-        g_base64_encode_close(FALSE, to.data() + length, &state, &save);
-    });
-#endif
+void glib_encode(const buffer &from, buffer &to) {
+    int state = 0, save = 0;
+    const gsize length = g_base64_encode_step(reinterpret_cast<const guchar *>(from.data()), from.size(), FALSE,
+                                              to.data(), &state, &save);
+    g_base64_encode_close(FALSE, to.data() + length, &state, &save);
 }
 
-void add_decoders(const std::string &name, const buffer &text) {
-    add(name, "vela", text, decode);
-    add(name, "memcpy", text, copy);
+void glib_decode(const buffer &from, buffer &to) {
+    int state = 0;
+    guint save = 0;
+    g_base64_decode_step(from.data(), from.size(), reinterpret_cast<guchar *>(to.data()), &state, &save);
+}
+#endif
+
+void add_all(const std::string &name, const buffer &from, bool encodes) {
+    add(name, "vela", from, encodes ? encode : decode);
+    add(name, "memcpy", from, copy);
 #ifdef HAVE_LIBCRYPTO
-    add(name, "openssl", text, openssl<EVP_DecodeBlock>);
+    add(name, "openssl", from, encodes ? openssl<EVP_EncodeBlock> : openssl<EVP_DecodeBlock>);
 #endif
 #ifdef HAVE_GLIB_2_0
-    add(name, "glib", text, [](const buffer &from, buffer &to) {
-        int state = 0;
-        guint save = 0;
-        g_base64_decode_step(from.data(), from.size(), reinterpret_cast<guchar *>(to.data()), &state, &save);
-    });
+    add(name, "glib", from, encodes ? glib_encode : glib_decode);
 #endif
 }
 
@@ -87,8 +82,8 @@ const bool registered = [] {
     for (const size_t length : {48, 1 << 10, 64 << 10, 1 << 20}) {
         const buffer bytes = random_bytes(length);
         const std::string size = length < 1024 ? std::to_string(length) + " B" : std::to_string(length >> 10) + " KiB";
-        add_encoders("encode " + size, bytes);
-        add_decoders("decode " + size, text_of(bytes));
+        add_all("encode " + size, bytes, true);
+        add_all("decode " + size, text_of(bytes), false);
         add("decode lines of 76, " + size, "vela", text_of(bytes, 76), decode);
         add("decode lines of 76, " + size, "unbroken", text_of(bytes), decode);
     }

@@ -1,5 +1,5 @@
-# Install rules: the shared library; what programs are built with: headers, the static library, a CMake package, a
-# pkg-config file, manual pages. By their component alone, for packages: the reference, the examples' source.
+# Install rules for the components library (the shared library) and development (headers, static library, CMake package,
+# pkg-config file, manual pages). The components documentation and examples are for packages and not installed by default.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS vela vela_static EXPORT vela-targets
@@ -23,7 +23,7 @@ install(EXPORT vela-targets FILE vela-config.cmake NAMESPACE vela:: DESTINATION 
 write_basic_package_version_file(vela-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vela-config-version.cmake DESTINATION ${vela_package_dir})
 
-# The file finds its prefix from where it lies, so that an installation can be put or moved anywhere.
+# The file computes its prefix from its own location, so an installed tree can be moved.
 set(vela_pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH vela_prefix_from_pc ${CMAKE_INSTALL_PREFIX}/${vela_pc_dir} ${CMAKE_INSTALL_PREFIX})
 set(vela_time64_flags "")

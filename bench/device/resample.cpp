@@ -1,78 +1,65 @@
 #include "device.hpp"
 #include <cstdint>
-#include <initializer_list>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 #include <vela/resample.h>
 
 namespace {
 
-constexpr uint32_t kBlock = 4096; // input samples, converted in one call from a fresh start
+struct conversion {
+    uint32_t in_rate, out_rate, kernel = RESAMPLE_LAN2, from = RESAMPLE_LEND, to = RESAMPLE_LEND;
+};
 
-void add_conversion(const std::string &name, uint32_t in_rate, uint32_t out_rate, uint32_t kernel, uint32_t from,
-                    uint32_t to) {
-    const auto outputs = static_cast<uint32_t>((uint64_t{kBlock} * out_rate + in_rate - 1) / in_rate);
+// Converts `inputs` samples in one call: from a fresh start, or as a packet within a stream.
+void add(const std::string &name, const conversion &c, uint32_t inputs, uint32_t outputs, bool is_fresh) {
     device::add(name, "output", outputs, [=] {
-        std::shared_ptr<resample_state> state(resample_alloc(out_rate, in_rate, kernel), resample_free);
-        std::vector<int16_t> in(kBlock), out(outputs);
-        for (uint32_t i = 0; i < kBlock; ++i)
-            in[i] = static_cast<int16_t>(i * 40503 >> 3);
-        return [=]() mutable {
-            uint32_t used = kBlock, made = outputs;
-            resample_reset(state.get());
-            resample_mono(state.get(), in.data(), &used, out.data(), &made, from, to);
-        };
-    });
-}
-
-// A packet within a stream.
-void add_packet(const std::string &name, uint32_t in_rate, uint32_t out_rate, uint32_t milliseconds, uint32_t from,
-                uint32_t to) {
-    const uint32_t inputs = in_rate * milliseconds / 1000, outputs = out_rate * milliseconds / 1000;
-    device::add(name + "/" + std::to_string(milliseconds) + "ms", "output", outputs, [=] {
-        std::shared_ptr<resample_state> state(resample_alloc(out_rate, in_rate, RESAMPLE_LAN2), resample_free);
+        std::shared_ptr<resample_state> state(resample_alloc(c.out_rate, c.in_rate, c.kernel), resample_free);
         std::vector<int16_t> in(inputs), out(outputs);
         for (uint32_t i = 0; i < inputs; ++i)
             in[i] = static_cast<int16_t>(i * 40503 >> 3);
         return [=]() mutable {
             uint32_t used = inputs, made = outputs;
-            resample_mono(state.get(), in.data(), &used, out.data(), &made, from, to);
+            if (is_fresh)
+                resample_reset(state.get());
+            resample_mono(state.get(), in.data(), &used, out.data(), &made, c.from, c.to);
         };
     });
+}
+
+void add_block(const std::string &name, const conversion &c) {
+    constexpr uint32_t kBlock = 4096;
+    const auto outputs = static_cast<uint32_t>((uint64_t{kBlock} * c.out_rate + c.in_rate - 1) / c.in_rate);
+    add("resample_mono/" + name, c, kBlock, outputs, true);
+}
+
+void add_packet(const std::string &name, const conversion &c, uint32_t milliseconds) {
+    add("resample_mono/" + name + "/" + std::to_string(milliseconds) + "ms", c, c.in_rate * milliseconds / 1000,
+        c.out_rate * milliseconds / 1000, false);
 }
 
 } // namespace
 
 static const device::cases registered([] {
-    const struct {
-        const char *name;
-        uint32_t tag;
-    } kernels[] = {{"LAN2", RESAMPLE_LAN2}, {"LANC", RESAMPLE_LANC}, {"BILI", RESAMPLE_BILI}};
-    const struct {
-        const char *name;
-        uint32_t in, out;
-    } rates[] = {{"44100-48000", 44100, 48000},
-                 {"48000-8000", 48000, 8000},
-                 {"8000-16000", 8000, 16000},
-                 {"44100-8000", 44100, 8000}};
-    for (const auto &kernel : kernels)
-        for (const auto &pair : rates)
-            add_conversion(std::string("resample_mono/") + kernel.name + "/" + pair.name, pair.in, pair.out, kernel.tag,
-                           RESAMPLE_LEND, RESAMPLE_LEND);
-    const std::string recoding = "resample_mono/LAN2/8000-16000/mu-law-to-A-law";
-    add_conversion(recoding, 8000, 16000, RESAMPLE_LAN2, RESAMPLE_ULAW, RESAMPLE_ALAW);
+    const std::pair<std::string, uint32_t> kernels[] = {
+        {"LAN2/", RESAMPLE_LAN2}, {"LANC/", RESAMPLE_LANC}, {"BILI/", RESAMPLE_BILI}};
+    const std::pair<const char *, conversion> rates[] = {{"44100-48000", {44100, 48000}},
+                                                         {"48000-8000", {48000, 8000}},
+                                                         {"8000-16000", {8000, 16000}},
+                                                         {"44100-8000", {44100, 8000}}};
+    const conversion recoding = {8000, 16000, RESAMPLE_LAN2, RESAMPLE_ULAW, RESAMPLE_ALAW};
+    for (const auto &[kernel, tag] : kernels)
+        for (const auto &[pair, c] : rates)
+            add_block(kernel + pair, {c.in_rate, c.out_rate, tag});
+    add_block("LAN2/8000-16000/mu-law-to-A-law", recoding);
     for (const uint32_t milliseconds : {10, 20}) {
-        for (const auto &pair : rates)
-            add_packet(std::string("resample_mono/LAN2/") + pair.name, pair.in, pair.out, milliseconds, RESAMPLE_LEND,
-                       RESAMPLE_LEND);
-        add_packet(recoding, 8000, 16000, milliseconds, RESAMPLE_ULAW, RESAMPLE_ALAW);
+        for (const auto &[pair, c] : rates)
+            add_packet(std::string("LAN2/") + pair, c, milliseconds);
+        add_packet("LAN2/8000-16000/mu-law-to-A-law", recoding, milliseconds);
     }
-    const auto add_law = [](const char *name, uint32_t from, uint32_t to) {
-        add_conversion(std::string("resample_mono/G.711/") + name, 8000, 8000, RESAMPLE_BILI, from, to);
-    };
-    add_law("A-law-encode", RESAMPLE_LEND, RESAMPLE_ALAW);
-    add_law("A-law-decode", RESAMPLE_ALAW, RESAMPLE_LEND);
-    add_law("mu-law-encode", RESAMPLE_LEND, RESAMPLE_ULAW);
-    add_law("mu-law-decode", RESAMPLE_ULAW, RESAMPLE_LEND);
+    add_block("G.711/A-law-encode", {8000, 8000, RESAMPLE_BILI, RESAMPLE_LEND, RESAMPLE_ALAW});
+    add_block("G.711/A-law-decode", {8000, 8000, RESAMPLE_BILI, RESAMPLE_ALAW, RESAMPLE_LEND});
+    add_block("G.711/mu-law-encode", {8000, 8000, RESAMPLE_BILI, RESAMPLE_LEND, RESAMPLE_ULAW});
+    add_block("G.711/mu-law-decode", {8000, 8000, RESAMPLE_BILI, RESAMPLE_ULAW, RESAMPLE_LEND});
 });
