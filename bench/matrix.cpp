@@ -194,13 +194,14 @@ void add_small_inverses(const char *name, int32_t (*inverse)(const float *, floa
     using fixed = Eigen::Matrix<float, size, size>;
     const elements values = random_elements(size * size);
     ratios::add(name, "vela", 1, [=, from = values, to = values]() mutable { return inverse(from.data(), to.data()); });
-    ratios::add(name, "eigen", 1, [a = fixed(Eigen::Map<const fixed>(values.data())), out = fixed(fixed::Zero())]() mutable {
-        benchmark::DoNotOptimize(a.data());
-        bool invertible;
-        a.computeInverseWithCheck(out, invertible, 1e-14F);
-        benchmark::DoNotOptimize(out.data());
-        return static_cast<int>(invertible);
-    });
+    ratios::add(name, "eigen", 1,
+                [a = fixed(Eigen::Map<const fixed>(values.data())), out = fixed(fixed::Zero())]() mutable {
+                    benchmark::DoNotOptimize(a.data());
+                    bool invertible;
+                    a.computeInverseWithCheck(out, invertible, 1e-14F);
+                    benchmark::DoNotOptimize(out.data());
+                    return static_cast<int>(invertible);
+                });
 }
 
 void add_products() {
