@@ -1,4 +1,4 @@
-# Debian packages, by `cpack`; scripts/package builds what goes into them.
+# Debian packages, by `cpack`; scripts/package builds their contents.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_CONTACT "Vela developers <developers@vela.invalid>" CACHE STRING "Maintainer of the packages")
@@ -16,12 +16,12 @@ endif()
 string(TIMESTAMP vela_package_date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 file(WRITE ${PROJECT_BINARY_DIR}/packages/changelog "vela (${PROJECT_VERSION}) stable; urgency=medium
 
-  * What changes for a user of the library stands in CHANGELOG.md of its source.
+  * The changes are in CHANGELOG.md of the source, and in the reference of the package vela-doc.
 
  -- ${CPACK_PACKAGE_CONTACT}  ${vela_package_date}
 ")
 
-# vela_package(COMPONENT NAME ARCHITECTURE DEPENDS TEXT): every package has a changelog and a word on rights.
+# vela_package(COMPONENT NAME ARCHITECTURE DEPENDS TEXT): every package has a changelog and a copyright file.
 function(vela_package component name architecture depends text)
   string(TOUPPER ${component} part)
   set(doc ${PROJECT_BINARY_DIR}/packages/${name})
@@ -39,19 +39,19 @@ endfunction()
 
 set(same_library "libvela1 (= ${PROJECT_VERSION})")
 vela_package(library libvela1 any ""
-  "The shared library: fixed-point maths, a camera's sphere, audio
+  "The shared library: fixed-point maths, pan/tilt geometry, audio
 resampling with G.711, convex hulls, small linear algebra, splines, colour
 conversion, CGI, URLs, text, Base64, UUIDs, the command line, times and
-files, with the same bits on every machine.")
+files. Results are bit-identical on every machine.")
 vela_package(development libvela-dev any "${same_library}"
-  "What programs are built with: headers for C11 and C++20, the static
-library, manual pages, a CMake package and a pkg-config file.")
-vela_package(documentation vela-doc all "" "The reference of all functions, as pages for a browser.")
-vela_package(examples vela-examples all "" "The source of small programs, one or more for each module.")
+  "Development files: headers for C11 and C++20, the static library, manual
+pages, a CMake package and a pkg-config file.")
+vela_package(documentation vela-doc all "" "The reference of all functions in HTML.")
+vela_package(examples vela-examples all "" "The source of small example programs for each module.")
 vela_package(camera vela-camera any "${same_library}, lighttpd"
-  "A pan/tilt camera with a web interface, all of it done by the library: live
-pictures and sound of a painted scene, masks that stay on their place,
-presets and patrols, recordings, a tone curve, the hull of its colours.")
+  "An example pan/tilt camera with a web interface, built on the library: live
+pictures and sound of a painted scene, privacy masks, presets and patrols,
+recordings, a tone curve, the hull of its colours.")
 set(CPACK_DEBIAN_CAMERA_PACKAGE_RECOMMENDS "espeak-ng, imagemagick")
 set(CPACK_DEBIAN_CAMERA_PACKAGE_SECTION web)
 execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/camera/server/vela-camera.1
