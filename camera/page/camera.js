@@ -214,7 +214,7 @@ const middle = () => {
 };
 const take = () => {
   grip = pointers.size ? { ...middle(), spread: spread(), ...sight } : null;
-  if (grip && overlay) grip.held = overlay.at(sight, ...pixel(grip));
+  if (grip && overlay) grip.held = overlay.unproject(sight, ...pixel(grip));
 };
 const pixel = ({ x, y }) => {
   const box = view.getBoundingClientRect();
@@ -244,7 +244,7 @@ function turned(fov, x, y) {
   }
   let wanted = reachable({ ...ahead ?? grip, fov });
   for (let i = 0; i < 10; ++i) {
-    const at = overlay.place({ ...size, ...wanted }, grip.held.pan, grip.held.tilt);
+    const at = overlay.project({ ...size, ...wanted }, grip.held.pan, grip.held.tilt);
     if (!at || Math.hypot(at.x - x, at.y - y) < 0.1) break;
     wanted = reachable({ pan: wanted.pan + (at.x - x) * scale * reach(grip.held.tilt), tilt: wanted.tilt - (at.y - y) * scale, fov });
   }

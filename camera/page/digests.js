@@ -98,7 +98,7 @@ const works = {
 
   spheremap({ spheremap }, from, to) {
     for (let i = 0; i < 20000; ++i) {
-      const view = { width: 1280, height: 720, pan: from.below(368640), tilt: from.below(184321) - 92160, fov: 2048 + from.below(110000) };
+      const view = { width: 1280, height: 720, panQ10: from.below(368640), tiltQ10: from.below(184321) - 92160, fovQ10: 2048 + from.below(110000) };
       const seen = spheremap.screenToSphere(Int32Array.of(from.below(1280), from.below(720)), view);
       const { points, inFront } = spheremap.sphereToScreen(seen, view);
       to.numbers([...seen, Number(inFront), ...points]);
@@ -122,9 +122,9 @@ const works = {
 
   url({ url }, from, to) {
     for (let i = 0; i < 500; ++i) {
-      const code = url.encode(from.bytes(60));
+      const code = url.encodeForm(from.bytes(60)).replace(/[-._~]/g, (one) => `%${one.charCodeAt().toString(16).toUpperCase()}`);
       to.text(url.parse(`http://camera:8080/a/${code}?b=${code}`).path);
-      to.bytes(url.decodeBytes(code));
+      to.bytes(url.decodeBytes(code.replaceAll('+', '%20')));
     }
   },
 

@@ -43,7 +43,7 @@ export function draw(view) {
   if (!picture) return;
   picture.draw(view, shown.data, ground);
   for (const one of hidden) {
-    const runs = one.list(view);
+    const runs = one.runs(view);
     for (let i = 0; i < runs.length; i += 3) rows.fill(black, runs[i] * size.width + runs[i + 1], runs[i] * size.width + runs[i + 2]);
   }
   screen.putImageData(shown, 0, 0);

@@ -65,13 +65,13 @@ const number = (value) => Number(value.toFixed(6));
 async function places(directions) {
   if (!here()) return (await get('/api/mask/outline', { ...size, corners: pairs(directions) })).points;
   return directions.map(([pan, tilt]) => {
-    const found = overlay.place(sight, pan, tilt);
+    const found = overlay.project(sight, pan, tilt);
     return found && [number(found.x), number(found.y)];
   });
 }
 async function direction(x, y) {
   if (!here()) return (await get('/api/mask/directions', { ...size, points: `${(x * size.width).toFixed(1)},${(y * size.height).toFixed(1)}` })).corners[0];
-  const found = overlay.at(sight, x * size.width, y * size.height);
+  const found = overlay.unproject(sight, x * size.width, y * size.height);
   return found && [number(found.pan), number(found.tilt)];
 }
 
@@ -79,7 +79,7 @@ async function direction(x, y) {
 function area(points) {
   if (!here()) return points.length > 1 && points.every((one) => one) ? [shape('polygon', { class: 'area', points: points.join(' ') })] : [];
   const path = Float64Array.from([...corners, corners[0]].flat());
-  const mask = corners.length > 2 ? overlay.Mask.make(path) : null, runs = mask?.list(sight) ?? [], sides = overlay.trace(sight, path) ?? [];
+  const mask = corners.length > 2 ? overlay.Mask.make(path) : null, runs = mask?.runs(sight) ?? [], sides = overlay.projectPath(sight, path) ?? [];
   mask?.free();
   let inside = '', along = '';
   for (let i = 0; i < runs.length; i += 3) inside += `M${runs[i + 1]} ${runs[i]}H${runs[i + 2]}v1H${runs[i + 1]}z`;

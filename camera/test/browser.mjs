@@ -70,8 +70,8 @@ async function each_frame(kind, x = 0, y = 0) {
     view.addEventListener('sight', ({ detail }) => { sight = { ...detail, width: 1280, height: 720 }; });
     while (!sight) await new Promise(next);
     const circles = () => [...document.querySelectorAll('#sketch .corner')].map((one) => ['cx', 'cy'].map((name) => Number(one.getAttribute(name))));
-    const held = overlay.at(sight, ...kind === 'turn' ? circles()[0] : pixel([x, y]));
-    const stands = () => Object.values(overlay.place(sight, held.pan, held.tilt));
+    const held = overlay.unproject(sight, ...kind === 'turn' ? circles()[0] : pixel([x, y]));
+    const stands = () => Object.values(overlay.project(sight, held.pan, held.tilt));
     // What must hold when the pointer is at a place, or of a time.
     const shows = {
       drag: (at) => away(stands(), pixel(at)) < 1,
@@ -228,7 +228,7 @@ async function following() {
     };
     const shown = () => new Promise((done) => view.addEventListener('sight', ({ detail }) => done({ sight: detail, pixels: read(document.getElementById('glass')) }), { once: true }));
     const covered = (sight) => {
-      const all = new Uint8Array(width * height), runs = mask.list(sight, 'centres');
+      const all = new Uint8Array(width * height), runs = mask.runs(sight, 'centres');
       for (let i = 0; i < runs.length; i += 3) all.fill(1, width * runs[i] + runs[i + 1], width * runs[i] + runs[i + 2]);
       return all;
     };

@@ -1,174 +1,240 @@
-// One instance of the module: its memory, calls into it, what it asks of its host, and the checks of arguments.
+// One instance of a module: its memory, calls of its bindings, what it imports, and the checks of arguments.
 import { decodeUtf8, encodeUtf8 } from './utf8.js';
 
 export class VelaError extends Error {
-  constructor(message, { expression = null, file = null, line = null, function: name = null } = {}) {
-    super(message);
-    Object.assign(this, { name: 'VelaError', expression, file, line, function: name });
-  }
+    constructor(message, { expression = null, file = null, line = null, function: name = null } = {}) {
+        super(message);
+        Object.assign(this, { name: 'VelaError', expression, file, line, function: name });
+    }
 }
 
-// crypto gives that many bytes at once.
-const mostRandom = 65536;
+// The largest array that crypto fills at once.
+const maxRandom = 65536;
 
 function systemRandom(bytes) {
-  if (typeof crypto === 'undefined') throw new VelaError('there are no random numbers here: instantiate() takes a source of them');
-  crypto.getRandomValues(bytes);
+    if (typeof crypto === 'undefined') throw new VelaError('no random source available: pass { random }');
+    crypto.getRandomValues(bytes);
 }
 
-// Memory as numbers of each kind.
+// What typed arrays say of themselves cannot be overridden by subclasses, and holds for those of other realms, too.
+const typedArray = Object.getPrototypeOf(Uint8Array.prototype);
+const getter = (property) => {
+    const { get } = Object.getOwnPropertyDescriptor(typedArray, property);
+    return (value) => get.call(value);
+};
+export const kindOf = getter(Symbol.toStringTag); // undefined for anything else
+export const lengthOf = getter('length');
+const setElements = (to, from, offset) => typedArray.set.call(to, from, offset);
+
+const views = [Uint8Array, Int16Array, Uint16Array, Int32Array, Uint32Array, Float32Array, Float64Array];
+
 class Heap {
-  constructor(buffer) {
-    this.buffer = buffer;
-    this.u8 = new Uint8Array(buffer);
-    this.i16 = new Int16Array(buffer);
-    this.u16 = new Uint16Array(buffer);
-    this.i32 = new Int32Array(buffer);
-    this.u32 = new Uint32Array(buffer);
-    this.i64 = new BigInt64Array(buffer);
-    this.f32 = new Float32Array(buffer);
-    this.f64 = new Float64Array(buffer);
-  }
+    constructor(buffer) {
+        this.buffer = buffer;
+        for (const View of views) this[View.name] = new View(buffer);
+        this.Uint8ClampedArray = this.Uint8Array;
+    }
 }
+
+// The elements of a returned block follow its size.
+const blockHeader = 8;
 
 export class Core {
-  #heap;
-  #stack;
+    #exports;
+    #heap;
 
-  constructor(module, { random = systemRandom } = {}) {
-    const fail = (expression, file, line, name) => {
-      const said = { expression: this.textAt(expression), file: this.textAt(file), line, function: this.textAt(name) };
-      throw new VelaError(`${said.file}:${line}: ${said.function}: assertion failed: ${said.expression}`, said);
-    };
-    const fill = (at, length) => {
-      for (const end = (at >>>= 0) + (length >>> 0); at < end; at += mostRandom) {
-        random(this.heap.u8.subarray(at, Math.min(end, at + mostRandom)));
-      }
-    };
-    this.exports = new WebAssembly.Instance(module, { env: { fail, random: fill } }).exports;
-    this.#heap = new Heap(this.exports.memory.buffer);
-    this.#stack = this.exports.__stack_pointer;
-    this.exports._initialize?.();
-  }
-
-  // Made anew when memory has grown: to be asked for after every call.
-  get heap() {
-    const { buffer } = this.exports.memory;
-    return this.#heap.buffer === buffer ? this.#heap : (this.#heap = new Heap(buffer));
-  }
-
-  room(size) {
-    const at = size < 0x100000000 ? this.exports.malloc(size || 1) >>> 0 : 0;
-    if (at === 0) throw new VelaError('out of memory');
-    return at;
-  }
-
-  free(at) { this.exports.free(at); }
-
-  // Runs what needs blocks of memory: they are released behind it. An exception out of the module leaves its frames on
-  // the stack, which are taken off here.
-  use(run) {
-    const blocks = [], before = this.#stack.value;
-    const room = (size) => {
-      const at = this.room(size);
-      blocks.push(at);
-      return at;
-    };
-    const put = (array) => {
-      const at = room(array.byteLength);
-      this.heap.u8.set(new Uint8Array(array.buffer, array.byteOffset, array.byteLength), at);
-      return at;
-    };
-    try {
-      return run(room, put);
-    } finally {
-      this.#stack.value = before;
-      for (const at of blocks) this.free(at);
+    constructor(module, { random = systemRandom } = {}) {
+        const fail = (expression, file, line, name) => {
+            const [text, where, caller] = [expression, file, name].map((address) => this.#textAt(address >>> 0));
+            if (where === null) throw new VelaError(text);
+            const details = { expression: text, file: where, line, function: caller };
+            throw new VelaError(`${where}:${line}: ${caller}: assertion failed: ${text}`, details);
+        };
+        const fill = (address, length) => {
+            const end = (address >>> 0) + (length >>> 0);
+            for (let at = address >>> 0; at < end; at += maxRandom) {
+                const bytes = new Uint8Array(Math.min(end - at, maxRandom));
+                random(bytes);
+                setElements(this.heap.Uint8Array, bytes, at);
+            }
+        };
+        this.#exports = new WebAssembly.Instance(module, { env: { fail, random: fill } }).exports;
+        this.#heap = new Heap(this.#exports.memory.buffer);
+        this.#exports._initialize();
     }
-  }
 
-  call(name, ...args) {
-    if (typeof this.exports[name] !== 'function') throw new TypeError(`there is no function ${name}`);
-    return this.use(() => this.exports[name](...args));
-  }
+    // Replaced when memory grows, which every call may do.
+    get heap() {
+        const { buffer } = this.#exports.memory;
+        return this.#heap.buffer === buffer ? this.#heap : (this.#heap = new Heap(buffer));
+    }
 
-  copy(Type, at, length) { return new Type(this.heap.buffer.slice(at, at + length * Type.BYTES_PER_ELEMENT)); }
+    // A binding as it is, for calls that allocate nothing.
+    binding(name) {
+        return this.#exports[`vela_${name}`];
+    }
 
-  // A copy in an array that the caller gave, if it did.
-  copyInto(to, at, length) {
-    if (to === undefined) return this.copy(Uint8Array, at, length);
-    to.set(this.heap.u8.subarray(at, at + length));
-    return to;
-  }
+    // Calls a binding. Arrays and strings are copied into blocks of memory, and passed as address and length. An
+    // exception leaves the module's frames on its stack, which are taken off here.
+    call(name, ...args) {
+        const numbers = [],
+            blocks = [],
+            stack = this.#exports.__stack_pointer,
+            before = stack.value;
+        try {
+            for (const arg of args) {
+                if (typeof arg === 'number') {
+                    numbers.push(arg);
+                    continue;
+                }
+                const array = typeof arg === 'string' ? encodeUtf8(arg) : arg;
+                numbers.push(this.#copyIn(array, blocks), lengthOf(array));
+            }
+            return this.#exports[`vela_${name}`](...numbers);
+        } finally {
+            stack.value = before;
+            for (const block of blocks) this.#exports.free(block);
+        }
+    }
 
-  putText(put, text) { return put(encodeUtf8(text + '\0')); }
+    // The array that a binding returns as a block; null for none.
+    array(Type, name, ...args) {
+        return this.#take(this.call(name, ...args), (bytes) => new Type(bytes.slice().buffer));
+    }
 
-  textAt(at) { return decodeUtf8(this.heap.u8.slice(at >>>= 0, this.heap.u8.indexOf(0, at))); }
+    // The same, into an array of bytes where there is one.
+    bytes(to, name, ...args) {
+        if (to === undefined) return this.array(Uint8Array, name, ...args);
+        return this.#take(this.call(name, ...args), (bytes) => {
+            setElements(to, bytes);
+            return to;
+        });
+    }
 
-  textOrNull(at) { return at === 0 ? null : this.textAt(at); }
+    text(name, ...args) {
+        const bytes = this.array(Uint8Array, name, ...args);
+        return bytes && decodeUtf8(bytes);
+    }
+
+    #take(address, read) {
+        const at = address >>> 0;
+        if (at === 0) return null;
+        try {
+            const begin = at + blockHeader;
+            return read(this.heap.Uint8Array.subarray(begin, begin + this.heap.Uint32Array[at >>> 2]));
+        } finally {
+            this.#exports.free(at);
+        }
+    }
+
+    #copyIn(array, blocks) {
+        const kind = kindOf(array),
+            size = this.heap[kind].BYTES_PER_ELEMENT,
+            bytes = lengthOf(array) * size,
+            block = bytes < 0x100000000 ? this.#exports.malloc(bytes || 1) >>> 0 : 0;
+        if (block === 0) throw new VelaError('out of memory');
+        blocks.push(block);
+        setElements(this.heap[kind], array, block / size);
+        return block;
+    }
+
+    #textAt(address) {
+        const { Uint8Array: bytes } = this.heap;
+        return address === 0 ? null : decodeUtf8(bytes.slice(address, bytes.indexOf(0, address)));
+    }
 }
 
-// Ends with its owner's free(), at the end of a block of `using` as well.
+// What owners hold, which nobody outside can read or forge.
+const handles = new WeakMap();
+
+export function handleOf(owner) {
+    const handle = handles.get(owner);
+    if (handle === undefined) throw new TypeError(`${owner.constructor.name}: used after free()`);
+    return handle;
+}
+
+// An object of the module, until free() or the end of a block that declares it by `using`.
 export class Owner {
-  #release;
+    #release;
 
-  constructor(release) { this.#release = release; }
+    // `type` is the prefix of its bindings.
+    constructor(core, handle, type) {
+        if (!(core instanceof Core)) throw new TypeError(`${new.target.name}: made by its static functions only`);
+        handles.set(this, handle);
+        this.#release = () => core.call(`${type}_free`, handle);
+    }
 
-  free() {
-    this.#release?.();
-    this.#release = null;
-  }
+    free() {
+        if (!this.freed) this.#release();
+        handles.delete(this);
+    }
 
-  get freed() { return this.#release === null; }
+    get freed() {
+        return !handles.has(this);
+    }
+
+    [Symbol.dispose ?? Symbol.for('Symbol.dispose')]() {
+        this.free();
+    }
 }
-Object.defineProperty(Owner.prototype, Symbol.dispose ?? Symbol.for('Symbol.dispose'), { value() { this.free(); } });
-
-// Arrays are known by their kind, since those of another window or context are of other classes.
-export const kindOf = (value) => ArrayBuffer.isView(value) ? value[Symbol.toStringTag] : null;
 
 export function array(name, value, ...kinds) {
-  if (!kinds.includes(kindOf(value))) throw new TypeError(`${name}: ${kinds.join(' or ')} is wanted`);
-  return value;
+    if (!kinds.includes(kindOf(value))) throw new TypeError(`${name}: expected ${kinds.join(' or ')}`);
+    return value;
 }
 
 export const octets = (name, value) => array(name, value, 'Uint8Array', 'Uint8ClampedArray');
 
-export function roomFor(name, value, size) {
-  if (value !== undefined && octets(name, value).length < size) throw new RangeError(`${name}: ${size} bytes are wanted`);
+// An optional array of bytes that receives a result.
+export function target(name, value, size) {
+    if (value !== undefined && lengthOf(octets(name, value)) < size)
+        throw new RangeError(`${name}: expected ${size} bytes`);
+    return value;
 }
 
-export function integer(name, value, least, most) {
-  if (typeof value !== 'number') throw new TypeError(`${name}: a number is wanted`);
-  if (!Number.isInteger(value) || value < least || value > most) {
-    throw new RangeError(`${name}: an integer from ${least} to ${most} is wanted`);
-  }
-  return value;
+export function sameLengths(names, ...arrays) {
+    if (arrays.some((one) => lengthOf(one) !== lengthOf(arrays[0])))
+        throw new RangeError(`${names}: expected equal lengths`);
 }
 
-export const int32 = (name, value) => integer(name, value, -0x80000000, 0x7FFFFFFF);
-export const uint32 = (name, value) => integer(name, value, 0, 0xFFFFFFFF);
+export function object(name, value) {
+    if (typeof value !== 'object' || value === null) throw new TypeError(`${name}: expected an object`);
+    return value;
+}
+
+export function integer(name, value, min, max) {
+    if (typeof value !== 'number') throw new TypeError(`${name}: expected a number`);
+    if (!Number.isInteger(value) || value < min || value > max) {
+        throw new RangeError(`${name}: expected an integer from ${min} to ${max}`);
+    }
+    return value;
+}
+
+export const int32 = (name, value) => integer(name, value, -0x80000000, 0x7fffffff);
+export const uint32 = (name, value) => integer(name, value, 0, 0xffffffff);
 
 export function real(name, value) {
-  if (typeof value !== 'number') throw new TypeError(`${name}: a number is wanted`);
-  if (!Number.isFinite(value)) throw new RangeError(`${name}: a finite number is wanted`);
-  return value;
+    if (typeof value !== 'number') throw new TypeError(`${name}: expected a number`);
+    if (!Number.isFinite(value)) throw new RangeError(`${name}: expected a finite number`);
+    return value;
 }
 
 export function string(name, value) {
-  if (typeof value !== 'string') throw new TypeError(`${name}: a string is wanted`);
-  return value;
+    if (typeof value !== 'string') throw new TypeError(`${name}: expected a string`);
+    return value;
 }
 
+// The index of one of some names.
 export function pick(name, value, choices) {
-  if (typeof value !== 'string') throw new TypeError(`${name}: a string is wanted`);
-  if (!Object.hasOwn(choices, value)) throw new RangeError(`${name}: one of ${Object.keys(choices).join(', ')} is wanted`);
-  return choices[value];
+    if (!choices.includes(string(name, value))) throw new RangeError(`${name}: expected one of ${choices.join(', ')}`);
+    return choices.indexOf(value);
 }
 
-// Numbers that stand in groups, such as points.
-export function groups(name, value, size, least = 0) {
-  if (value.length % size !== 0 || value.length < least * size) {
-    throw new RangeError(`${name}: groups of ${size} are wanted${least ? `, ${least} of them or more` : ''}`);
-  }
-  return value.length / size;
+// The number of groups, such as points, in an array of numbers.
+export function groups(name, value, size, min = 0) {
+    const count = lengthOf(value) / size;
+    if (!Number.isInteger(count) || count < min) {
+        throw new RangeError(`${name}: expected groups of ${size}${min ? `, at least ${min}` : ''}`);
+    }
+    return count;
 }

@@ -1,127 +1,134 @@
-import { array, groups, integer, real } from './core.js';
+import { Owner, array, groups, handleOf, integer, lengthOf, object, real, sameLengths } from './core.js';
 
 const floats = (name, value) => array(name, value, 'Float32Array');
-const size = (name, value) => integer(name, value, 0, 0x7FFFFFFF);
+const size = (name, value) => integer(name, value, 0, 0x7fffffff);
 
-const dependent = 1e-6; // of the largest singular value
-
+// Each field is read once: a matrix may be any object.
 function checked(name, value) {
-  if (typeof value !== 'object' || value === null) throw new TypeError(`${name}: a matrix is wanted`);
-  const { rows, cols, elements } = value;
-  if (floats(`${name}.elements`, elements).length !== size(`${name}.rows`, rows) * size(`${name}.cols`, cols)) {
-    throw new RangeError(`${name}: rows x cols elements are wanted`);
-  }
-  return value;
+    const { rows, cols, elements } = object(name, value);
+    size(`${name}.rows`, rows);
+    size(`${name}.cols`, cols);
+    if (lengthOf(floats(`${name}.elements`, elements)) !== rows * cols) {
+        throw new RangeError(`${name}.elements: expected rows x cols elements`);
+    }
+    return { rows, cols, elements };
+}
+
+// As bindings take a matrix.
+const parts = ({ rows, cols, elements }) => [rows, cols, elements];
+
+function coordinates(name, values) {
+    const count = lengthOf(array(name, values, 'Uint16Array'));
+    for (let i = 0; i < count; ++i) if (values[i] > 46340) throw new RangeError(`${name}: expected at most 46340`);
+    return values;
+}
+
+function samples(names, ...arrays) {
+    sameLengths(names, ...arrays);
+    if (lengthOf(arrays[0]) === 0) throw new RangeError(`${names}: expected one sample or more`);
+    return arrays;
 }
 
 export function matrix(core) {
-  const { exports } = core;
-  const make = (rows, cols) => ({ rows, cols, elements: new Float32Array(size('rows', rows) * size('cols', cols)) });
-
-  // A record of the module's, and what it holds.
-  const record = (put, { rows, cols, elements }) => put(Uint32Array.of(rows, cols, put(elements)));
-  const read = (at) => {
-    const [rows, cols, data] = core.copy(Uint32Array, at, 3);
-    return { rows, cols, elements: core.copy(Float32Array, data, rows * cols) };
-  };
-
-  const decompose = (a) => core.use((room, put) => {
-    const results = put(new Uint32Array(3)), failed = exports.svdcmp(record(put, a), results, results + 4, results + 8);
-    const made = [...core.copy(Uint32Array, results, 3)];
-    try {
-      if (failed) return null;
-      const [u, w, v] = made.map(read);
-      return { u, values: Float32Array.from({ length: a.cols }, (_, i) => w.elements[i * (a.cols + 1)]), v };
-    } finally {
-      made.forEach((at) => exports.free_matrix(at));
+    class Polynomial extends Owner {
+        value(x) {
+            return core.call('polynomial_value', handleOf(this), real('x', x));
+        }
+        coefficients() {
+            return core.array(Float32Array, 'polynomial_coefficients', handleOf(this));
+        }
     }
-  });
 
-  const inverse = (name, count, elements) => {
-    if (floats('elements', elements).length !== count) throw new RangeError(`elements: ${count} are wanted`);
-    return core.use((room, put) => {
-      const at = put(elements);
-      return exports[name](at, at) ? null : core.copy(Float32Array, at, count);
-    });
-  };
+    class Surface extends Owner {
+        value(x, y) {
+            return core.call('surface_value', handleOf(this), real('x', x), real('y', y));
+        }
+        coefficients() {
+            return core.array(Float32Array, 'surface_coefficients', handleOf(this));
+        }
+    }
 
-  const sameLength = (...all) => {
-    if (all.some((one) => one.length !== all[0].length)) throw new RangeError('samples: as many of each are wanted');
-    if (all[0].length === 0) throw new RangeError('samples: one or more are wanted');
-  };
+    const result = (rows, cols, elements) => elements && { rows, cols, elements };
+    const inverse = (name, count, elements) => {
+        if (lengthOf(floats('elements', elements)) !== count) throw new RangeError(`elements: expected ${count}`);
+        return core.array(Float32Array, name, elements);
+    };
 
-  return {
-    make,
+    return {
+        make: (rows, cols) => ({ rows, cols, elements: new Float32Array(size('rows', rows) * size('cols', cols)) }),
 
-    of(rows, cols, values) {
-      const made = make(rows, cols);
-      if (floats('values', values).length !== made.elements.length) throw new RangeError('values: rows x cols are wanted');
-      made.elements.set(values);
-      return made;
-    },
+        of(rows, cols, values) {
+            const { elements } = checked('matrix', { rows, cols, elements: values });
+            return { rows, cols, elements: new Float32Array(elements) };
+        },
 
-    transposed(a) {
-      const made = make(checked('a', a).cols, a.rows);
-      for (let i = 0; i < a.rows; ++i) {
-        for (let j = 0; j < a.cols; ++j) made.elements[j * a.rows + i] = a.elements[i * a.cols + j];
-      }
-      return made;
-    },
+        transposed(a) {
+            const { rows, cols, elements } = checked('a', a);
+            return result(cols, rows, core.array(Float32Array, 'matrix_transposed', rows, cols, elements));
+        },
 
-    product(a, b) {
-      if (checked('a', a).cols !== checked('b', b).rows) throw new RangeError(`a has ${a.cols} columns, b ${b.rows} rows`);
-      return core.use((room, put) => {
-        const to = record(put, make(a.rows, b.cols));
-        exports.matrix_mult(record(put, a), record(put, b), to);
-        return read(to);
-      });
-    },
+        product(a, b) {
+            const left = checked('a', a),
+                right = checked('b', b);
+            if (left.cols !== right.rows) throw new RangeError(`b: expected ${left.cols} rows`);
+            const elements = core.array(Float32Array, 'matrix_product', ...parts(left), ...parts(right));
+            return result(left.rows, right.cols, elements);
+        },
 
-    inverse(a) {
-      if (checked('a', a).rows !== a.cols || a.rows > 24) throw new RangeError('a: a square matrix of at most 24 rows is wanted');
-      return core.use((room, put) => {
-        const at = record(put, a);
-        return exports.matrix_inverse(at, at) ? null : read(at);
-      });
-    },
-    inverse3x3: (elements) => inverse('inverse_3x3', 9, elements),
-    inverse4x4: (elements) => inverse('inverse_4x4', 16, elements),
+        inverse(a) {
+            const { rows, cols, elements } = checked('a', a);
+            if (rows !== cols || rows > 24) throw new RangeError('a: expected a square matrix of at most 24 rows');
+            return result(rows, cols, core.array(Float32Array, 'matrix_inverse', rows, cols, elements));
+        },
+        inverse3x3: (elements) => inverse('matrix_inverse_3x3', 9, elements),
+        inverse4x4: (elements) => inverse('matrix_inverse_4x4', 16, elements),
 
-    decompose: (a) => decompose(checked('a', a)),
+        decompose(a) {
+            const { rows, cols, elements } = checked('a', a),
+                all = core.array(Float32Array, 'matrix_decompose', rows, cols, elements),
+                count = rows * cols;
+            return (
+                all && {
+                    u: result(rows, cols, all.slice(0, count)),
+                    values: all.slice(count, count + cols),
+                    v: result(cols, cols, all.slice(count + cols)),
+                }
+            );
+        },
 
-    leastSquares(a, b) {
-      if (checked('a', a).rows !== floats('b', b).length) throw new RangeError('b: a number for each row of a is wanted');
-      if (a.rows < a.cols) return null;
-      const svd = decompose(a);
-      if (!svd || !(Math.min(...svd.values) > Math.fround(Math.fround(dependent) * Math.max(0, ...svd.values)))) return null;
-      return core.use((room, put) => {
-        const x = record(put, make(a.cols, 1));
-        const failed = exports.pseudo_inverse(record(put, a), record(put, { rows: b.length, cols: 1, elements: b }), x);
-        return failed ? null : read(x).elements;
-      });
-    },
+        leastSquares(a, b) {
+            const left = checked('a', a);
+            if (left.rows !== lengthOf(floats('b', b))) throw new RangeError(`b: expected ${left.rows} numbers`);
+            return core.array(Float32Array, 'matrix_least_squares', ...parts(left), b);
+        },
 
-    polyfit(xs, ys, count) {
-      sameLength(floats('xs', xs), floats('ys', ys));
-      integer('count', count, 1, 0xFFFF);
-      return core.use((room, put) => {
-        const to = room(4 * count);
-        return exports.polyfit(put(xs), put(ys), xs.length, count, to) ? null : core.copy(Float32Array, to, count);
-      });
-    },
+        fitPolynomial(xs, ys, degree) {
+            sameLengths('xs, ys', floats('xs', xs), floats('ys', ys));
+            const handle = core.call('fit_polynomial', xs, ys, integer('degree', degree, 0, 0xffff));
+            return handle ? new Polynomial(core, handle, 'polynomial') : null;
+        },
 
-    polyfit2D(xs, ys, zs) {
-      sameLength(array('xs', xs, 'Uint16Array'), array('ys', ys, 'Uint16Array'), floats('zs', zs));
-      if ([xs, ys].some((all) => all.some((one) => one > 46340))) throw new RangeError('xs, ys: at most 46340');
-      return core.use((room, put) => {
-        const to = room(24);
-        return exports.polyfit2D(put(xs), put(ys), put(zs), xs.length, to) ? null : core.copy(Float32Array, to, 6);
-      });
-    },
+        fitSurface(xs, ys, zs) {
+            sameLengths('xs, ys, zs', floats('xs', xs), floats('ys', ys), floats('zs', zs));
+            const handle = core.call('fit_surface', xs, ys, zs);
+            return handle ? new Surface(core, handle, 'surface') : null;
+        },
 
-    poly2DValue(x, y, coefficients) {
-      if (groups('coefficients', floats('coefficients', coefficients), 6) !== 1) throw new RangeError('coefficients: six are wanted');
-      return core.use((room, put) => exports.poly2D_value(real('x', x), real('y', y), put(coefficients)));
-    },
-  };
+        polyfit(xs, ys, count) {
+            samples('xs, ys', floats('xs', xs), floats('ys', ys));
+            return core.array(Float32Array, 'polyfit', xs, ys, integer('count', count, 1, 0xffff));
+        },
+
+        polyfit2D(xs, ys, zs) {
+            samples('xs, ys, zs', coordinates('xs', xs), coordinates('ys', ys), floats('zs', zs));
+            return core.array(Float32Array, 'polyfit_2d', xs, ys, zs);
+        },
+
+        poly2DValue(x, y, coefficients) {
+            if (groups('coefficients', floats('coefficients', coefficients), 6) !== 1) {
+                throw new RangeError('coefficients: expected 6');
+            }
+            return core.call('poly_2d_value', coefficients, real('x', x), real('y', y));
+        },
+    };
 }

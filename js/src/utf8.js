@@ -1,48 +1,52 @@
 // Text as bytes. Audio worklets have neither TextEncoder nor TextDecoder; there it is done by hand.
 
 function* bytesOf(text) {
-  for (const character of text) {
-    let code = character.codePointAt(0);
-    if (0xD800 <= code && code < 0xE000) code = 0xFFFD; // half of a pair
-    if (code < 0x80) {
-      yield code;
-      continue;
+    for (const character of text) {
+        let code = character.codePointAt(0);
+        if (0xd800 <= code && code < 0xe000) code = 0xfffd; // half of a pair
+        if (code < 0x80) {
+            yield code;
+            continue;
+        }
+        const more = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+        yield [0, 0xc0, 0xe0, 0xf0][more] | (code >> (6 * more));
+        for (let i = more; i-- > 0; ) yield 0x80 | ((code >> (6 * i)) & 0x3f);
     }
-    const more = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
-    yield [0, 0xC0, 0xE0, 0xF0][more] | code >> 6 * more;
-    for (let i = more; i-- > 0;) yield 0x80 | code >> 6 * i & 0x3F;
-  }
 }
 
 export const encodeByHand = (text) => Uint8Array.from(bytesOf(text));
 
 // What is no character counts as U+FFFD, one for each beginning of a character.
 export function decodeByHand(bytes) {
-  let text = '';
-  for (let at = 0; at < bytes.length;) {
-    const first = bytes[at++];
-    if (first < 0x80) {
-      text += String.fromCharCode(first);
-      continue;
+    let text = '';
+    for (let at = 0; at < bytes.length; ) {
+        const first = bytes[at++];
+        if (first < 0x80) {
+            text += String.fromCharCode(first);
+            continue;
+        }
+        let more = first < 0xc2 || first > 0xf4 ? 0 : first < 0xe0 ? 1 : first < 0xf0 ? 2 : 3;
+        if (more === 0) {
+            text += '\uFFFD';
+            continue;
+        }
+        // Longer forms than needed, halves of pairs and what is too large show in the second byte.
+        let least = first === 0xe0 ? 0xa0 : first === 0xf0 ? 0x90 : 0x80,
+            most = first === 0xed ? 0x9f : first === 0xf4 ? 0x8f : 0xbf;
+        let code = first & (0x3f >> more);
+        for (; more > 0 && least <= bytes[at] && bytes[at] <= most; --more) {
+            code = (code << 6) | (bytes[at++] & 0x3f);
+            [least, most] = [0x80, 0xbf];
+        }
+        text += more > 0 ? '\uFFFD' : String.fromCodePoint(code);
     }
-    let more = first < 0xC2 || first > 0xF4 ? 0 : first < 0xE0 ? 1 : first < 0xF0 ? 2 : 3;
-    if (more === 0) {
-      text += '\uFFFD';
-      continue;
-    }
-    // Longer forms than needed, halves of pairs and what is too large show in the second byte.
-    let least = first === 0xE0 ? 0xA0 : first === 0xF0 ? 0x90 : 0x80, most = first === 0xED ? 0x9F : first === 0xF4 ? 0x8F : 0xBF;
-    let code = first & 0x3F >> more;
-    for (; more > 0 && least <= bytes[at] && bytes[at] <= most; --more) {
-      code = code << 6 | bytes[at++] & 0x3F;
-      [least, most] = [0x80, 0xBF];
-    }
-    text += more > 0 ? '\uFFFD' : String.fromCodePoint(code);
-  }
-  return text;
+    return text;
 }
 
-export const encodeUtf8 = (text) => typeof TextEncoder === 'undefined' ? encodeByHand(text) : new TextEncoder().encode(text);
+export const encodeUtf8 = (text) =>
+    typeof TextEncoder === 'undefined' ? encodeByHand(text) : new TextEncoder().encode(text);
 
-export const decodeUtf8 = (bytes) => typeof TextDecoder === 'undefined'
-  ? decodeByHand(bytes) : new TextDecoder('utf-8', { ignoreBOM: true }).decode(bytes);
+export const decodeUtf8 = (bytes) =>
+    typeof TextDecoder === 'undefined'
+        ? decodeByHand(bytes)
+        : new TextDecoder('utf-8', { ignoreBOM: true }).decode(bytes);

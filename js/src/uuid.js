@@ -1,50 +1,14 @@
-import { int32, octets, pick, string, uint32 } from './core.js';
+import { int32, lengthOf, octets, pick, string, uint32 } from './core.js';
 
-const forms = {
-  braced: (text) => text,
-  dashed: (text) => text.slice(1, -1),
-  plain: (text) => text.slice(1, -1).replaceAll('-', ''),
-};
+const forms = ['braced', 'dashed', 'plain'];
 
-export function uuid(core) {
-  const braced = (bytes) => core.use((room, put) => {
-    const to = room(39);
-    core.exports.uuid_sprint(to, put(bytes));
-    return core.textAt(to);
-  });
-
-  return {
-    random: () => core.use((room) => {
-      const at = room(16);
-      core.exports.uuid_create(at);
-      const made = core.copy(Uint8Array, at, 16);
-      made[6] = made[6] & 0x0F | 0x40;
-      made[8] = made[8] & 0x3F | 0x80;
-      return made;
-    }),
-
-    // The library takes damaged texts as well: what it reads is written again, and must be the same.
-    parse(text) {
-      if (string('text', text).length > 38) return null;
-      const read = core.use((room, put) => {
-        const to = room(16);
-        return core.exports.uuid_scan(core.putText(put, text), to) ? null : core.copy(Uint8Array, to, 16);
-      });
-      if (!read) return null;
-      const again = braced(read), lower = text.toLowerCase();
-      return Object.values(forms).some((form) => form(again) === lower) ? read : null;
-    },
-
+export const uuid = (core) => ({
+    random: () => core.array(Uint8Array, 'uuid_random'),
+    parse: (text) => core.array(Uint8Array, 'uuid_parse', string('text', text)),
     toString(bytes, form = 'dashed') {
-      if (octets('bytes', bytes).length !== 16) throw new RangeError('bytes: sixteen are wanted');
-      return pick('form', form, forms)(braced(bytes));
+        if (lengthOf(octets('bytes', bytes)) !== 16) throw new RangeError('bytes: expected 16');
+        return core.text('uuid_to_string', bytes, pick('form', form, forms));
     },
-
-    randBytes: (length) => core.use((room) => {
-      const at = room(uint32('length', length));
-      core.exports.randbytes(at, length);
-      return core.copy(Uint8Array, at, length);
-    }),
-    randInt: (a, b) => core.call('randint', int32('a', a), int32('b', b)),
-  };
-}
+    randBytes: (length) => core.array(Uint8Array, 'uuid_rand_bytes', uint32('length', length)),
+    randInt: (a, b) => core.call('uuid_rand_int', int32('a', a), int32('b', b)),
+});

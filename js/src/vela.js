@@ -1,4 +1,4 @@
-// All that one instance offers.
+// Everything that one instance offers.
 import { Core } from './core.js';
 import { base64 } from './base64.js';
 import { colour } from './colour.js';
@@ -14,21 +14,19 @@ import { url } from './url.js';
 import { uuid } from './uuid.js';
 
 export function vela(module, options) {
-  const core = new Core(module, options);
-  return {
-    base64: base64(core),
-    colour: colour(core),
-    curve: curve(core),
-    fixedpoint: fixedpoint(core),
-    matrix: matrix(core),
-    spheremap: spheremap(core),
-    text: text(core),
-    time: time(core),
-    url: url(core),
-    uuid: uuid(core),
-    Hull: hull(core),
-    Resampler: resampler(core),
-    memory: core.exports.memory,
-    call: (name, ...args) => core.call(name, ...args),
-  };
+    const core = new Core(module, options);
+    return {
+        base64: base64(core),
+        colour: colour(core),
+        curve: curve(core),
+        fixedpoint: fixedpoint(core),
+        matrix: matrix(core),
+        spheremap: spheremap(core),
+        text: text(core),
+        time: time(core),
+        url: url(core),
+        uuid: uuid(core),
+        Hull: hull(core),
+        Resampler: resampler(core),
+    };
 }

@@ -1,63 +1,216 @@
-// The checks in Node, in a folder where the package is installed and nothing else is. Prints the digests as JSON.
-import assert from 'node:assert/strict';
+// All tests of the package under Node, in one process so that uncalled functions show. Run in a directory where the
+// package is installed; VELA_MODELS is the module of the models.
+import { deepEqual as same, equal, ok, throws, match, rejects, notDeepEqual } from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import { readFileSync, writeFileSync } from 'node:fs';
-import { PerformanceObserver } from 'node:perf_hooks';
+import { test } from 'node:test';
 import * as lib from 'vela';
-import { decodeByHand, encodeByHand } from './vela/src/utf8.js';
 import * as overlay from 'vela/overlay';
-import { checkAll, checkMasks } from './common.js';
+import { Core } from './vela/src/core.js';
+import { decodeByHand, encodeByHand } from './vela/src/utf8.js';
+import { publicNames, uncalled, watched } from './calls.js';
+import { testOverlayRefusals, testRefusals } from './refusals.js';
+import { testOverlay } from './overlay.js';
+import { generator } from './generator.js';
+import { testValues } from './values.js';
 
-const place = (name) => new URL(import.meta.resolve(`vela/${name}`));
-const digests = {
-  'Node, plain': await checkAll(lib, place('vela.wasm')),
-  'Node, vectors': await checkAll(lib, readFileSync(place('vela-simd.wasm'))),
-};
+const { VelaError } = lib;
+const compiled = (path) => new WebAssembly.Module(readFileSync(path));
+const modelModule = compiled(process.env.VELA_MODELS);
+const models = new Core(modelModule);
+const urlOf = (name) => new URL(import.meta.resolve(`vela/${name}.wasm`));
 
-await checkMasks(overlay);
-
-// Text by hand is what the host's coders make of it.
-const pieces = [0x00, 0x41, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC1, 0xC2, 0xDF, 0xE0, 0xED, 0xEF, 0xF0, 0xF4, 0xF5, 0xFF];
-for (let i = 0; i < pieces.length ** 4; ++i) {
-  const bytes = Uint8Array.of(...[0, 1, 2, 3].map((place) => pieces[Math.floor(i / pieces.length ** place) % pieces.length]));
-  assert.equal(decodeByHand(bytes), new TextDecoder('utf-8', { ignoreBOM: true }).decode(bytes), `bytes ${bytes}`);
+for (const name of ['vela', 'vela-simd']) {
+    const vela = watched(await lib.load(urlOf(name)), 'vela');
+    testValues(name, vela, models);
+    testRefusals(name, vela);
 }
-for (const text of ['', 'a\0ü€😀', '\ud800a\udc00', '\udbff\udfff']) assert.deepEqual(encodeByHand(text), new TextEncoder().encode(text));
+const masks = watched(await overlay.load(), 'overlay');
+testOverlay(masks);
+testOverlayRefusals(masks);
 
-// A million calls of an audio worklet: nothing for the collector, and no block of the module's memory. What lay about
-// before may be collected meanwhile, so that one of three tries must be free of it.
-const vela = await lib.load(), resampler = vela.Resampler.withLobes(8000, 48000, 16);
-const heard = new Float32Array(128).fill(0.25), samples = new Int16Array(128);
-let collections = 0, made = 0;
-const calls = (count) => {
-  for (let i = 0; i < count; ++i) made += resampler.pushInto(heard, samples);
-};
-calls(1e5); // until it is compiled
-new PerformanceObserver((list) => { collections += list.getEntries().length; }).observe({ entryTypes: ['gc'] });
-const probe = () => {
-  const block = vela.call('malloc', 64);
-  vela.call('free', block);
-  return block;
-};
-const block = probe(), tries = [];
-let used;
-do {
-  collections = 0;
-  const before = process.memoryUsage().heapUsed;
-  calls(1e6);
-  used = process.memoryUsage().heapUsed - before;
-  await new Promise((done) => setTimeout(done, 10)); // the observer is told
-  tries.push(`${collections} collections, ${used} bytes`);
-  assert.ok(tries.length <= 3, `a million calls: ${tries.join('; ')}`);
-} while (collections !== 0 || used >= 1e5);
-assert.equal(probe(), block);
-assert.equal(made, Math.ceil((0.1e6 + tries.length * 1e6) * 128 / 6));
+test('every public function is called, and declared', () => {
+    same(uncalled(), []);
+    const names = publicNames().filter((name) => name !== 'nodejs' && name !== 'Symbol'),
+        declared = ['index.d.ts', 'overlay.d.ts'].map((file) => readFileSync(`vela/${file}`, 'utf8')).join('\n');
+    for (const name of names) match(declared, new RegExp(`^ {4}(readonly )?${name}[(<:]`, 'm'));
+    const functions = [...declared.matchAll(/^ {4}(\w+)[(<]/gm)].map(([, name]) => name);
+    same(
+        functions.filter((name) => !names.includes(name) && name !== 'random'),
+        [],
+    );
+    ok(names.length > 80, `${names.length} names`);
+});
 
-// Without crypto the module throws, and load() finds Node's own.
-writeFileSync('without.js', `import { compile, instantiate, load } from 'vela';
-  const strict = instantiate(await compile());
-  try { strict.uuid.random(); } catch (error) { console.log(error.name, typeof crypto, (await load()).uuid.random().length); }`);
-const said = execFileSync(process.execPath, ['--no-experimental-global-webcrypto', 'without.js'], { encoding: 'utf8' });
-assert.equal(said.trim(), 'VelaError undefined 16');
+test('modules from URLs, bytes and compiled; with and without vectors', async () => {
+    equal(lib.hasVectors(), true);
+    const bytes = readFileSync(urlOf('vela'));
+    for (const source of [
+        urlOf('vela'),
+        urlOf('vela').href,
+        bytes,
+        bytes.buffer.slice(bytes.byteOffset, bytes.byteOffset + bytes.length),
+        compiled(urlOf('vela')),
+        undefined,
+    ]) {
+        equal((await lib.load(source)).fixedpoint.intSqrt(17), 4);
+        ok((await lib.compile(source)) instanceof WebAssembly.Module);
+    }
+    ok((await overlay.compile()) instanceof WebAssembly.Module);
+    await rejects(lib.load(5), TypeError);
+    throws(() => lib.instantiate({}), TypeError);
+    throws(() => overlay.instantiate({}), TypeError);
+    const imports = ['vela', 'vela-simd', 'vela-overlay'].flatMap((name) =>
+        WebAssembly.Module.imports(compiled(urlOf(name))),
+    );
+    same([...new Set(imports.map(({ module, name }) => `${module}.${name}`))].sort(), ['env.fail', 'env.random']);
+});
 
-console.log(JSON.stringify({ digests, used }));
+test('random numbers come from the host, in pieces that crypto fills, or not at all', () => {
+    const sizes = [],
+        module = compiled(urlOf('vela')),
+        own = lib.instantiate(module, { random: (bytes) => sizes.push(bytes.fill(7).length) });
+    same(own.uuid.randBytes(140000), new Uint8Array(140000).fill(7));
+    same(sizes, [65536, 65536, 8928]);
+    equal(own.uuid.toString(own.uuid.random()), '07070707-0707-4707-8707-070707070707');
+    const [a, b] = [0, 1].map(() => lib.instantiate(module).uuid);
+    notDeepEqual(a.random(), b.random());
+    const program = `import { compile, instantiate, load } from 'vela';
+        try { instantiate(await compile()).uuid.random(); } catch (error) { console.log(error.name, error.message); }
+        console.log((await load()).uuid.random().length);`;
+    writeFileSync('without.mjs', program);
+    const said = execFileSync(process.execPath, ['--no-experimental-global-webcrypto', 'without.mjs'], {
+        encoding: 'utf8',
+    });
+    equal(said, 'VelaError no random source available: pass { random }\n16\n');
+});
+
+test('violated preconditions and exceptions of the host leave the stack as it was', () => {
+    const core = new Core(compiled(urlOf('vela')), {
+        random() {
+            throw new VelaError('none');
+        },
+    });
+    // A frame for each failure would overflow the stack of 64 KiB.
+    for (let i = 0; i < 2e4; ++i) {
+        throws(
+            () => core.call('text_chunk_split', new Uint8Array(4), 0),
+            (error) =>
+                error instanceof VelaError &&
+                error.expression === 'chunk > 0' &&
+                error.file.endsWith('text.cpp') &&
+                error.line > 0 &&
+                error.function === 'chunk_split_len',
+        );
+        throws(() => core.call('uuid_rand_int', 1, 6), /^VelaError: none$/);
+    }
+    equal(core.text('text_strip', ' a '), 'a');
+});
+
+// Memory grows by pages of 64 KiB: what is called often enough shows even the smallest block that is not freed.
+test('no call leaves a block behind', () => {
+    const { Instance } = WebAssembly,
+        memories = [];
+    WebAssembly.Instance = function (...args) {
+        const made = new Instance(...args);
+        memories.push(made.exports.memory);
+        return made;
+    };
+    const vela = lib.instantiate(compiled(urlOf('vela'))),
+        { Mask, Picture, ...rest } = overlay.instantiate(compiled(urlOf('vela-overlay')));
+    WebAssembly.Instance = Instance;
+    const view = { width: 8, height: 8, panQ10: 0, tiltQ10: 0, fovQ10: 61440 },
+        degrees = { width: 8, height: 8, pan: 0, tilt: 0, fov: 60 },
+        bytes = generator().array(Uint8Array, 48),
+        floats = generator().floats(9, 9),
+        pixels = new Uint8Array(256),
+        triangle = Float64Array.of(0, 0, 3, 3, -3, 3),
+        resampler = vela.Resampler.make(8, 6),
+        hull = vela.Hull.ofPixels(bytes),
+        owned = (owner, ...runs) => (runs.forEach((run) => run(owner)), owner?.free());
+    const calls = [
+        () => vela.base64.decode(vela.base64.encode(bytes)),
+        () => vela.base64.decode('A'),
+        () => vela.colour.toRgb('full', bytes, bytes),
+        () => vela.colour.unpack(bytes, 4, 4),
+        () => throws(() => vela.colour.unpack(bytes, 9, 9)),
+        () => vela.curve.table('spline', Int16Array.of(1, 2, 3, 4)),
+        () => throws(() => vela.curve.table('line', Int16Array.of(2, 2, 1, 4))),
+        () => owned(vela.Hull.ofPixels(bytes), (one) => one.growByPixels(bytes)),
+        () => vela.Hull.ofPixels(new Uint8Array(9)),
+        () => [hull.edges(), hull.faces(), hull.vertices(), hull.vertexNumbers(), hull.distances(1, 2, 3)],
+        () => vela.matrix.inverse(vela.matrix.of(3, 3, floats)),
+        () => vela.matrix.inverse(vela.matrix.make(3, 3)),
+        () => vela.matrix.decompose(vela.matrix.product(vela.matrix.of(3, 3, floats), vela.matrix.of(3, 3, floats))),
+        () => vela.matrix.leastSquares(vela.matrix.of(3, 3, floats), floats.subarray(0, 3)),
+        () => owned(vela.matrix.fitPolynomial(floats, floats, 2), (one) => one.coefficients()),
+        () => owned(vela.matrix.fitSurface(floats, floats.map(Math.sin), floats), (one) => one?.value(1, 2)),
+        () => vela.matrix.polyfit(floats, floats, 2),
+        () => [
+            resampler.push(floats),
+            resampler.flush(),
+            resampler.pushBytes(bytes, 'alaw', 'ulaw'),
+            resampler.flushBytes('alaw'),
+        ],
+        () => owned(vela.Resampler.withLobes(3, 2, 2)),
+        () => throws(() => vela.Resampler.withLobes(30000, 7, 20)),
+        () => vela.spheremap.sphereToScreen(Int32Array.of(1, 2), view),
+        () => vela.text.chunkSplit(bytes, 3),
+        () => vela.text.strip(' a '),
+        () => vela.time.add({ seconds: 1, microseconds: 2 }, { seconds: 1, microseconds: 2 }),
+        () => vela.url.parse('a://u:p@h:1/p?q#f'),
+        () => vela.url.parse('nothing'),
+        () => vela.url.encodeForm('a b'),
+        () => vela.uuid.toString(vela.uuid.random()),
+        () => vela.uuid.parse('none'),
+        () => owned(Mask.make(triangle), (one) => one.runs(degrees)),
+        () => Mask.make(Float64Array.of(0, 0, 0, 0, 0, 0)),
+        () => owned(Picture.make(degrees, pixels), (one) => one.draw(degrees, pixels)),
+        () => [
+            rest.project(degrees, 1, 2),
+            rest.unproject(degrees, 1, 2),
+            rest.projectPath(degrees, triangle),
+            rest.unprojectPolygon(degrees, Float64Array.of(0, 0, 1, 1)),
+        ],
+    ];
+    const size = () => memories.reduce((sum, memory) => sum + memory.buffer.byteLength, 0);
+    for (const call of calls) {
+        for (let i = 0; i < 100; ++i) call();
+        const before = size();
+        for (let i = 0; i < 5000; ++i) call();
+        equal(size(), before, String(call));
+    }
+});
+
+test('owners survive the growth of memory, and a lack of it', () => {
+    const random = generator(),
+        [colours, sound] = [random.array(Uint8Array, 3000), random.array(Int16Array, 3000)],
+        vela = lib.instantiate(compiled(urlOf('vela'))),
+        hull = vela.Hull.ofPixels(colours),
+        [resampler, other] = [0, 1].map(() => vela.Resampler.withLobes(8000, 44100, 16)),
+        faces = hull.faces(),
+        expected = other.push(sound),
+        made = [...resampler.push(sound.subarray(0, 1000))];
+    equal(vela.uuid.randBytes(1e8).length, 1e8); // more than all memory so far
+    made.push(...resampler.push(sound.subarray(1000)));
+    same(hull.faces(), faces);
+    same(Int16Array.from(made), expected);
+    throws(() => vela.uuid.randBytes(2 ** 32 - 1), /^VelaError: out of memory$/);
+    hull.growByPixels(Uint8Array.of(255, 255, 255, 0, 0, 0));
+    ok(hull.contains(255, 255, 255));
+});
+
+test('text by hand is that of the coders that worklets lack', () => {
+    const bytes = [
+            0x00, 0x41, 0x7f, 0x80, 0x8f, 0x90, 0x9f, 0xa0, 0xbf, 0xc1, 0xc2, 0xdf, 0xe0, 0xed, 0xef, 0xf0, 0xf4, 0xf5,
+            0xff,
+        ],
+        count = bytes.length,
+        decoder = new TextDecoder('utf-8', { ignoreBOM: true });
+    for (let i = 0; i < count ** 4; ++i) {
+        const four = Uint8Array.from([0, 1, 2, 3], (place) => bytes[Math.floor(i / count ** place) % count]);
+        equal(decodeByHand(four), decoder.decode(four), `bytes ${four}`);
+    }
+    for (const text of ['', 'a\0ü€😀', '\ud800a\udc00', '\udbff\udfff'])
+        same(encodeByHand(text), new TextEncoder().encode(text));
+});

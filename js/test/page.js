@@ -1,62 +1,51 @@
-// The checks in a page, a worker and audio worklets. driver.mjs reads `result`.
-import * as lib from './vela/index.js';
-import * as overlay from './vela/overlay.js';
-import { checkAll, checkMasks } from './common.js';
+// In a page, a worker and two worklets, of which one is the README's: what browser.mjs compares.
+import { compile, hasVectors, load } from './vela/index.js';
+import { load as loadOverlay } from './vela/overlay.js';
+import { sample } from './sample.js';
 
-const modules = { plain: './vela/vela.wasm', vectors: './vela/vela-simd.wasm' };
-const kinds = Object.entries(modules);
+const next = (target) => new Promise((resolve) => (target.onmessage = ({ data }) => resolve(data)));
 
 async function inWorker(source) {
-  const worker = new Worker('./worker.js', { type: 'module' });
-  worker.postMessage(new URL(source, location.href).href);
-  const { data } = await new Promise((resolve, reject) => {
-    worker.onmessage = resolve;
-    worker.onerror = reject;
-  });
-  worker.terminate();
-  if (data.error) throw new Error(data.error);
-  return data.digests;
+    const worker = new Worker('worker.js', { type: 'module' });
+    worker.postMessage(source);
+    return next(worker);
 }
 
-async function inWorklet(source) {
-  const context = new OfflineAudioContext(1, 128, 48000);
-  await context.audioWorklet.addModule('./worklet.js');
-  const node = new AudioWorkletNode(context, 'check', { processorOptions: { module: await lib.compile(source) } });
-  const said = new Promise((resolve, reject) => {
-    node.port.onmessage = ({ data }) => resolve(data);
-    node.onprocessorerror = () => reject(new Error('the worklet fails'));
-  });
-  await context.startRendering();
-  const { digests, text, refused, fetched } = await said;
-  if (text !== 'ü€😀' || !/random/.test(refused) || !fetched) throw new Error(`worklet: ${text}, ${refused}, ${fetched}`);
-  return digests;
+async function inWorklet(context) {
+    await context.audioWorklet.addModule('worklet.js');
+    const processorOptions = { module: await compile('vela/vela.wasm') };
+    return next(new AudioWorkletNode(context, 'check', { processorOptions }).port);
 }
 
-// The README's worklet, on a second of noise, gives what the page gives.
-async function telephone() {
-  const context = globalThis.context = new OfflineAudioContext(1, 48000, 48000), noise = context.createBuffer(1, 48000, 48000);
-  noise.copyToChannel(Float32Array.from({ length: 48000 }, (_, i) => Math.sin(i * i) * 1.5), 0);
-  const { node } = await import('./readme-page.js'), made = [];
-  node.port.onmessage = ({ data }) => made.push(...data);
-  const source = new AudioBufferSourceNode(context, { buffer: noise });
-  source.connect(node).connect(context.destination);
-  source.start();
-  await context.startRendering();
-  const resampler = (await lib.load()).Resampler.make(8000, 48000), expected = Int16Array.from(resampler.push(noise.getChannelData(0)), (one) => one * 32768);
-  for (let wait = 0; made.length < expected.length && wait < 100; ++wait) await new Promise((done) => setTimeout(done, 20));
-  if (made.length !== expected.length || !expected.every((one, i) => one === made[i])) throw new Error(`the worklet made ${made.length} samples`);
-  return made.length;
+async function run() {
+    const context = new OfflineAudioContext(1, 4800, 48000),
+        source = new ConstantSourceNode(context),
+        { project } = await loadOverlay();
+    globalThis.context = context; // as the README's program has it
+    const { node } = await import('./readme-page.js'),
+        worklet = inWorklet(context);
+    let telephone = 0;
+    node.port.onmessage = ({ data }) => (telephone += data.length);
+    source.connect(node).connect(context.destination);
+    source.start();
+    const { sample: inAudio, ...refused } = await worklet;
+    await context.startRendering();
+    while (telephone < 811) await new Promise((done) => setTimeout(done, 10));
+    return {
+        hasVectors: hasVectors(),
+        samples: {
+            page: sample(await load()),
+            'page, without vectors': sample(await load('vela/vela.wasm')),
+            worker: await inWorker(await compile()),
+            worklet: inAudio,
+        },
+        refused,
+        telephone,
+        projected: project({ width: 1280, height: 720, pan: 30, tilt: 0, fov: 60 }, 40, 5),
+    };
 }
 
-async function all() {
-  const digests = {};
-  await checkMasks(overlay);
-  for (const [kind, source] of kinds) {
-    digests[`page, ${kind}`] = await checkAll(lib, source);
-    digests[`worker, ${kind}`] = await inWorker(source);
-    digests[`worklet, ${kind}`] = await inWorklet(source);
-  }
-  return { digests, telephone: await telephone(), vectors: lib.hasVectors() };
-}
-
-globalThis.result = all().catch((error) => ({ error: error.stack }));
+run().then(
+    (result) => (globalThis.result = result),
+    (error) => (globalThis.result = { error: error.stack }),
+);

@@ -1,10 +1,4 @@
-import * as lib from './vela/index.js';
-import { checkAll } from './common.js';
+import { load } from './vela/index.js';
+import { sample } from './sample.js';
 
-onmessage = async ({ data }) => {
-  try {
-    postMessage({ digests: await checkAll(lib, data) });
-  } catch (error) {
-    postMessage({ error: error.stack });
-  }
-};
+onmessage = async ({ data }) => postMessage(sample(await load(data)));

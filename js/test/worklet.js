@@ -1,20 +1,27 @@
-// An audio worklet has no crypto, fetch, TextDecoder or performance: everything else works, with the same bits.
-import { instantiate, compile, VelaError } from './vela/index.js';
-import { digests } from './digests.js';
+// An audio worklet has no crypto, fetch or TextDecoder: everything else works.
+import { VelaError, compile, instantiate } from './vela/index.js';
+import { sample } from './sample.js';
 
-registerProcessor('check', class extends AudioWorkletProcessor {
-  constructor({ processorOptions: { module } }) {
-    super();
-    const vela = instantiate(module);
-    const text = vela.url.decode(vela.url.encode('ü€😀'));
-    let refused = 'nothing';
+function messageOf(run) {
     try {
-      vela.uuid.random();
+        run();
     } catch (error) {
-      refused = error instanceof VelaError ? error.message : `${error}`;
+        return error instanceof VelaError ? error.message : String(error);
     }
-    compile().catch((error) => this.port.postMessage({ digests: digests(vela), text, refused, fetched: error instanceof VelaError }));
-  }
+}
 
-  process() { return true; }
-});
+registerProcessor(
+    'check',
+    class extends AudioWorkletProcessor {
+        constructor({ processorOptions: { module } }) {
+            super();
+            const vela = instantiate(module),
+                random = messageOf(() => vela.uuid.random());
+            compile().catch(({ message }) => this.port.postMessage({ sample: sample(vela), random, fetch: message }));
+        }
+
+        process() {
+            return true;
+        }
+    },
+);

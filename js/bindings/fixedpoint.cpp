@@ -1,0 +1,16 @@
+// <vela/fixedpoint.h>
+#include "bindings.hpp"
+#include <vela/fixedpoint.h>
+
+using namespace bindings;
+
+VELA_EXPORT(fixedpoint_sin_q10_in_q12_out) int32_t sine(int32_t angle) { return sinQ10inQ12out(angle); }
+VELA_EXPORT(fixedpoint_sqrt_q20_to_q10) uint32_t square_root(uint32_t x) { return sqrtQ20_to_Q10(x); }
+VELA_EXPORT(fixedpoint_int_sqrt) uint32_t integer_square_root(uint32_t x) { return int_sqrt(x); }
+VELA_EXPORT(fixedpoint_sin_q15) int32_t sine_q15(int32_t x) { return sin_q15(x); }
+VELA_EXPORT(fixedpoint_sinc_q15) int32_t cardinal_sine(int32_t x) { return sinc_q15(x); }
+VELA_EXPORT(fixedpoint_lanczos_q15) int32_t lanczos(int32_t a, int32_t x) { return Lanczos_q15(a, x); }
+VELA_EXPORT(fixedpoint_reciprocal) int32_t inverse_of(int32_t a, uint32_t bits) { return reciprocal(a, bits); }
+VELA_EXPORT(fixedpoint_ceil_log2) uint32_t bit_length(uint32_t x) { return ceil_log2(x); }
+VELA_EXPORT(fixedpoint_sines) block *sines() { return give(std::span<const int32_t>(sinDegQ4inQ12out_table)); }
+VELA_EXPORT(fixedpoint_arcsines) block *arcsines() { return give(std::span<const int32_t>(asinDegQ10inQ10out_table)); }
