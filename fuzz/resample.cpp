@@ -15,6 +15,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     const auto state = model::make_converter(out_rate, in_rate, kernel);
     init_lanczos(state.get(), static_cast<int32_t>(lobes)); // 0: the kernel stays
     model::expect_stream(*state, in, from, to, "the stream", cut);
-    model::expect_pushes(*vela::resampler::with_lobes(out_rate, in_rate, lobes + 1), in, from, to, "pushes", cut);
+    model::expect_pushes(value_of(vela::resampler::with_lobes(out_rate, in_rate, lobes + 1)), in, from, to, "pushes",
+                         cut);
     return 0;
 }

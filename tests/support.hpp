@@ -16,7 +16,6 @@
 #include <string_view>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <utility>
 #include <vector>
 
 // Where a comparison with a model ends that fails.
@@ -28,13 +27,6 @@ inline void disagree(const std::string &report) { ck_abort_msg("%s", report.c_st
         const std::string actual_text = (actual), expected_text = (expected);                                          \
         ck_assert_str_eq(actual_text.c_str(), expected_text.c_str());                                                  \
     } while (0)
-
-// What an optional holds; the test fails, with the line of the caller, when that is nothing.
-template <class Optional>
-decltype(auto) value_of(Optional &&optional, int line = __builtin_LINE()) {
-    ck_assert_msg(optional.has_value(), "line %d: an optional without a value", line);
-    return *std::forward<Optional>(optional);
-}
 
 // All bytes once, in their order.
 inline std::string any_byte() {

@@ -28,8 +28,8 @@ std::string texts(uint32_t seed) {
     char form[3001] = "";
     code += std::to_string(url_encode(data.data(), 1000, form, sizeof form)) + form + hex + http_strerr(404);
     add(code, back);
-    const auto url = vela::url::parse("http://user@host:80/path?" + hex);
-    return code + std::string(url->query().value()) + std::string(url->host().value());
+    const auto url = value_of(vela::url::parse("http://user@host:80/path?" + hex));
+    return code + std::string(value_of(url.query())) + std::string(value_of(url.host()));
 }
 
 std::string numbers(uint32_t seed) {
@@ -37,14 +37,13 @@ std::string numbers(uint32_t seed) {
     std::string results;
     for (const uint8_t byte : noise<uint8_t>(64, seed))
         values.push_back(static_cast<float>(byte));
-    auto found = vela::decompose(*vela::matrix::of(8, 8, values));
-    add(results, found->values);
+    add(results, value_of(vela::decompose(value_of(vela::matrix::of(8, 8, values)))).values);
     for (int32_t i = 0; i < 1000; ++i)
         add(results, std::vector<int32_t>{sinQ10inQ12out(i * 999), Lanczos_q15(3, i * 64), reciprocal(i + 1, 8)});
     std::vector<int16_t> table(1001);
     const interp_knot knots[] = {{0, 0}, {static_cast<int16_t>(100 + seed), 250}, {1000, -70}};
     for (const auto method : {vela::curve::method::line, vela::curve::method::fixed_spline})
-        if (vela::curve::make(method, knots)->fill(table))
+        if (value_of(vela::curve::make(method, knots)).fill(table))
             add(results, table);
     return results;
 }
@@ -73,23 +72,23 @@ std::string sounds(uint32_t seed) {
     const bytes samples = noise<uint8_t>(2000, seed);
     std::string results;
     for (const auto kernel : {vela::resampler::kernel::bilinear, vela::resampler::kernel::lanczos}) {
-        auto converter = vela::resampler::make(16000, 44100, kernel);
+        auto converter = value_of(vela::resampler::make(16000, 44100, kernel));
         bytes out;
-        if (converter->push(samples, vela::resampler::format::alaw, out, vela::resampler::format::little_endian))
+        if (converter.push(samples, vela::resampler::format::alaw, out, vela::resampler::format::little_endian))
             add(results, out);
     }
     return results;
 }
 
 const vela::hull &shared_hull() {
-    static const vela::hull hull = std::move(*vela::hull::of_pixels(noise<uint8_t>(300, 9)));
+    static const vela::hull hull = value_of(vela::hull::of_pixels(noise<uint8_t>(300, 9)));
     return hull;
 }
 
 std::string hulls(uint32_t seed) {
     const bytes pixels = noise<uint8_t>(300, seed);
-    const auto hull = vela::hull::of_pixels(pixels);
-    std::string results = std::to_string(chull_volume6(hull->get())) + std::to_string(chull_num_faces(hull->get()));
+    const vela::hull hull = value_of(vela::hull::of_pixels(pixels));
+    std::string results = std::to_string(chull_volume6(hull.get())) + std::to_string(chull_num_faces(hull.get()));
     for (size_t i = 0; i < 300; i += 3)
         results += std::to_string(is_in_chull(shared_hull().get(), pixels[i], pixels[i + 1], pixels[i + 2]));
     return results;

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 // A number, some numbers, or bytes as a text that can be read, in quotes.
 template <class Value>
@@ -31,6 +32,14 @@ std::string shown(const Value &value) {
 
 // Ends the test, or the fuzz target, with a report; defined by both.
 [[noreturn]] void disagree(const std::string &report);
+
+// What an optional holds; without a value it ends the test with the line of the caller.
+template <class Optional>
+decltype(auto) value_of(Optional &&optional, int line = __builtin_LINE()) {
+    if (!optional)
+        disagree("line " + std::to_string(line) + ": an optional without a value");
+    return *std::forward<Optional>(optional);
+}
 
 // Expects the library's result to be the model's; if not, reports what of which input.
 template <class Input, class Value>

@@ -89,7 +89,7 @@ using converter = std::unique_ptr<resample_state, decltype(&resample_free)>;
 inline converter make_converter(uint32_t out_rate, uint32_t in_rate, uint32_t kernel) {
     if (kernel > UINT16_MAX)
         return {resample_alloc(out_rate, in_rate, kernel), resample_free};
-    return {vela::resampler::with_lobes(out_rate, in_rate, kernel)->release(), resample_free};
+    return {value_of(vela::resampler::with_lobes(out_rate, in_rate, kernel)).release(), resample_free};
 }
 
 // So many samples of some size.
