@@ -6,7 +6,11 @@
 static const device::cases registered([] {
     constexpr unsigned kArguments = 12;
     device::add("cmdline_getopt", "argument", kArguments, [] {
-        return [] {
+        static char program[] = "program", cluster[] = "-vq", suite[] = "--suite", name[] = "resample",
+                    verbose[] = "--verbose", output[] = "-o", operand[] = "file";
+        const std::array<char *, kArguments + 1> given = {program, cluster, suite,   name,    operand, verbose, output,
+                                                          operand, suite,   cluster, operand, output,  cluster};
+        return [given] {
             static constexpr cmdline_option options[] = {
                 {'F', "nofork", "", 0},
                 {'v', "verbose", "", 0},
@@ -15,10 +19,7 @@ static const device::cases registered([] {
                 {'o', "output", "", CMDLINE_OPTIONAL},
                 {},
             };
-            static char program[] = "program", cluster[] = "-vq", suite[] = "--suite", name[] = "resample",
-                        verbose[] = "--verbose", output[] = "-o", operand[] = "file";
-            std::array<char *, kArguments + 1> argv = {program, cluster, suite,   name,    operand, verbose, output,
-                                                       operand, suite,   cluster, operand, output,  cluster};
+            std::array<char *, kArguments + 1> argv = given;
             cmdline_reset();
             while (cmdline_getopt(kArguments + 1, argv.data(), options) >= 0)
                 ;
