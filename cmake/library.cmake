@@ -3,7 +3,7 @@ include(CheckCXXSourceCompiles)
 # The library: one object per source file, linked once as libvela.so and archived once as libvela.a.
 file(GLOB_RECURSE vela_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/source/*.cpp)
 
-# vela_sources_of(PLACE FILES): source/PLACE.cpp, or all files of the room source/PLACE.
+# vela_sources_of(PLACE FILES): source/PLACE.cpp, or all files of the directory source/PLACE.
 function(vela_sources_of place files)
   set(found ${vela_sources})
   list(FILTER found INCLUDE REGEX "/source/${place}(\\.cpp$|/)")
@@ -67,7 +67,7 @@ function(vela_add_objects target)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:vela_options> $<BUILD_INTERFACE:vela_hardened>)
   target_compile_options(${target} PRIVATE
     -Wmissing-declarations -fno-exceptions -fno-rtti -fno-threadsafe-statics
-    $<$<CXX_COMPILER_ID:GNU>:-Wno-mismatched-dealloc> # behind VELA_RELEASED_BY() records come from malloc()
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-mismatched-dealloc> # the records of VELA_RELEASED_BY() come from malloc()
     -fno-asynchronous-unwind-tables -ffunction-sections -fdata-sections ${ARGN}
     $<$<BOOL:${VELA_SMALL}>:-Os> $<$<BOOL:${VELA_DEBUG_INFO}>:-g>)
   target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64 $<$<BOOL:${VELA_SMALL}>:VELA_SCALAR>)
@@ -80,10 +80,6 @@ endif()
 vela_add_objects(vela_objects -fno-semantic-interposition)
 set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
 
-if(VELA_COVERAGE)
-  target_compile_options(vela_objects PRIVATE --coverage -Og)
-endif()
-
 # 64-bit times, for the library and for those who use it.
 set(vela_time64 "")
 if(VELA_TIME64)
@@ -91,8 +87,8 @@ if(VELA_TIME64)
 endif()
 target_compile_definitions(vela_objects PRIVATE ${vela_time64})
 
-# The exported symbols stand in one list, under the release that brought them; the linker's version script is made from
-# it, with a node for each release.
+# The list of exported symbols names the release that added each; the linker's version script is made from it, with a
+# node for each release.
 set(vela_symbol_list ${PROJECT_SOURCE_DIR}/cmake/symbols.list)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${vela_symbol_list})
 
@@ -158,6 +154,8 @@ target_link_options(vela PRIVATE -static-libgcc -Wl,-Bsymbolic-functions,--gc-se
   -Wl,--version-script=${vela_version_script})
 if(VELA_SANITIZE)
   target_link_options(vela PRIVATE -fsanitize=${VELA_SANITIZE})
+elseif(VELA_COVERAGE)
+  target_link_options(vela PRIVATE --coverage)
 else()
   target_link_options(vela PRIVATE -Wl,-z,defs)
 endif()

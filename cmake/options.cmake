@@ -18,13 +18,17 @@ if(VELA_HARDENED)
   target_link_options(vela_hardened INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
 
+if(VELA_COVERAGE)
+  target_compile_options(vela_options INTERFACE --coverage -Og)
+  target_link_options(vela_options INTERFACE --coverage)
+endif()
 if(VELA_SANITIZE)
   target_compile_options(vela_options INTERFACE
     -g -fsanitize=${VELA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(vela_options INTERFACE -fsanitize=${VELA_SANITIZE})
 endif()
 
-# vela_programs(PREFIX LIBRARY): each C or C++ file NAME of the folder becomes the target PREFIX_NAME, a program NAME.
+# vela_programs(PREFIX LIBRARY): each C or C++ file NAME of the directory becomes the target PREFIX_NAME, a program NAME.
 function(vela_programs prefix library)
   file(GLOB files CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.c ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   foreach(file IN LISTS files)

@@ -1,5 +1,5 @@
-// What the fuzz targets share. A target makes its input from the fuzzer's bytes, comes to each result in two ways, and
-// asserts that they agree.
+// What the fuzz targets share. A target makes its input from the fuzzer's bytes, computes each result by two methods,
+// and asserts that they agree.
 #pragma once
 
 #undef NDEBUG

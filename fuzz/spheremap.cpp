@@ -1,4 +1,4 @@
-// Any points and polygons on any view, both ways, against the models.
+// Any points and polygons on any view, in both directions, against the models.
 #include "../tests/models/spheremap.hpp"
 #include "fuzz.hpp"
 

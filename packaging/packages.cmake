@@ -68,8 +68,8 @@ if(VELA_DEBUG_INFO)
     execute_process(COMMAND ${CMAKE_READELF} -n ${PROJECT_BINARY_DIR}/libvela.so OUTPUT_VARIABLE notes)
     string(REGEX REPLACE \".*Build ID: (..)([0-9a-f]+).*\" \"\\\\1/\\\\2.debug\" file \"\${notes}\")
     set(file \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/lib/debug/.build-id/\${file}\")
-    cmake_path(GET file PARENT_PATH folder)
-    file(MAKE_DIRECTORY \${folder})
+    cmake_path(GET file PARENT_PATH directory)
+    file(MAKE_DIRECTORY \${directory})
     execute_process(COMMAND ${CMAKE_OBJCOPY} --only-keep-debug --compress-debug-sections
                     ${PROJECT_BINARY_DIR}/libvela.so \${file} COMMAND_ERROR_IS_FATAL ANY)"
     COMPONENT symbols EXCLUDE_FROM_ALL)

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Requests to the example CGI program behind a real web server, by a real client: status lines and bodies.
+# Requests to the example CGI program under a real web server, from a real client: status lines and bodies.
 # usage: cgi_server.sh PROGRAM
 set -eu
 PATH=$PATH:/usr/sbin

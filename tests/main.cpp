@@ -1,4 +1,4 @@
-// The test runner: every suite of this folder, chosen and run through the library's own harness options.
+// The test runner: every suite of this directory, chosen and run through the library's own harness options.
 #include "support.hpp"
 #include <cstdio>
 #include <cstdlib>

@@ -8,7 +8,7 @@ library=$1 objdump=$2
 "$objdump" -d -C --no-show-raw-insn "$library" | awk '
     /^[0-9a-f]+ <.*>:$/ {
         name = substr($0, index($0, "<") + 1)
-        # Matrices and fits, the splines in single precision, kernel tables, the way back from the screen, print-outs,
+        # Matrices and fits, the splines in single precision, kernel tables, screen to sphere, print-outs,
         # and what the compiler brings along.
         may = name ~ /^(inverse_|matrix_|polyfit|poly2D|print_matrix|pseudo_inverse|svdcmp|pythag)/ ||
               name ~ /columns|reflector|rotat|single_precision|spline_interpolate_float|spline_float/ ||

@@ -1,5 +1,5 @@
 #!/bin/sh
-# An owner of the C++ headers costs no more than the C calls that it stands for: not an instruction more.
+# An owner of the C++ headers compiles to no more instructions than the C calls that it makes.
 # usage: owners.sh SOURCE-DIR CXX OBJDUMP
 set -eu
 object=$(mktemp)
