@@ -196,6 +196,10 @@ TEST(each_fault_is_found_by_its_check) {
     assert_text_eq(checks(), "1 " + error + "Checks: ERROR found and reported above.\n");
     std::fill_n(h.ctx->vertices->coord, 3, 128);
     assert_text_eq(checks(), "1 ");
+    const hull crowded(kCube); // by a vertex inside
+    add_vertex(crowded, {9, 9, 9}, 1);
+    assert_text_eq(outcome([&] { return Checks(crowded.ctx); }),
+                   "1 CheckEuler: V, E, F = 9 18 12:\tChecks: V-E+F != 2\n");
     // A face less: the edges around the gap have lost it.
     h.ctx->edges->adj[0] = nullptr;
     assert_text_eq(checks(), "1 Consistency: edges are NOT consistent.\n");
@@ -246,6 +250,22 @@ TEST(off_files_number_the_vertices) {
 TEST(fast_and_stepped_construction_agree) {
     for (uint32_t seed = 0; seed < 60; ++seed)
         model::expect_hull(generator{seed}, 600);
+}
+
+// Pictures: space is divided more finely from 2^14 and from 2^17 points on.
+TEST(hulls_of_many_points_hold_all_of_them) {
+    for (const int count : {20000, 140000}) {
+        generator random{1};
+        cloud points(static_cast<size_t>(count));
+        for (point &p : points) // a ball, so that many are near its surface
+            do
+                p = {random.below(256), random.below(256), random.below(256)};
+            while (std::hypot(p[0] - 128, p[1] - 128, p[2] - 128) > 127);
+        const hull h(points);
+        ck_assert_int_eq(Checks(h.ctx), 0);
+        for (size_t i = 0; i < points.size(); i += 97)
+            ck_assert_int_eq(is_in_chull(h.ctx, points[i][0], points[i][1], points[i][2]), 1);
+    }
 }
 
 // Growth where the hull isn't what get_chull() left behind: only the steps know what follows from that.

@@ -30,7 +30,9 @@ std::string warning(const std::string &text) { return program_invocation_short_n
 
 // What the library's calls of the system, which arrive at the functions below, meet there.
 enum { no_trouble, somebody_faster, no_stream, no_reading } trouble = no_trouble;
+int stream_flags = 0; // of the descriptor of the last directory opened
 constexpr std::string_view kVanishing = "vanishing"; // gone as soon as its name has been read
+constexpr std::string_view kSwapped = "swapped";     // a directory, and a link as soon as it has been examined
 
 template <class Function>
 Function *system_call(const char *name) {
@@ -45,7 +47,17 @@ extern "C" int mkdir(const char *path, mode_t mode) {
     return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
 }
 
+extern "C" int fstatat64(int parent, const char *name, struct stat64 *status, int flags) {
+    const int result = system_call<decltype(fstatat64)>("fstatat64")(parent, name, status, flags);
+    if (name == kSwapped) {
+        unlinkat(parent, name, AT_REMOVEDIR);
+        ck_assert_int_eq(symlinkat("/", parent, name), 0);
+    }
+    return result;
+}
+
 extern "C" DIR *fdopendir(int descriptor) {
+    stream_flags = (fcntl(descriptor, F_GETFL) & O_NONBLOCK) | fcntl(descriptor, F_GETFD);
     errno = ENOMEM;
     return trouble == no_stream ? nullptr : system_call<DIR *(int)>("fdopendir")(descriptor);
 }
@@ -166,6 +178,10 @@ TEST(entries_that_cannot_be_examined_are_reported) {
     assert_text_eq(walk("gone", "", WALK_DIRS),
                    warning("Can't stat gone/vanishing: No such file or directory") + "3 gone/x");
 
+    fs::create_directories("race/swapped");
+    assert_text_eq(walk("race", "^race/swapped/", WALK_RECURSE),
+                   warning("can't open race/swapped: Not a directory") + "3 null");
+
     // The path buffer has room for 4095 characters, and for a directory of 4094.
     const auto directory = [](size_t length) { return "r" + std::string(length - 1, '/'); };
     const auto too_long = [](auto path) { return warning("Can't stat " + path + ": File name too long") + "3 "; };
@@ -194,6 +210,7 @@ TEST(directories_without_a_stream_or_its_entries_are_closed_and_reported) {
     const auto before = open_files();
     trouble = no_stream;
     const std::string unopened = walk("t", "", kAll);
+    ck_assert_int_eq(stream_flags, O_NONBLOCK | FD_CLOEXEC);
     trouble = no_reading;
     const std::string unread = walk("t", "", kAll);
     trouble = no_trouble;
