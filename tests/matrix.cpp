@@ -275,7 +275,7 @@ TEST(fits_that_cannot_be_say_why) {
                  "pseudo_inverse: svdcmp() failed\npolyfit: failed pseudo inverse\n",
                  polyfit(same, same, 2, 2, coeffs));
     assert_fails("malloc_matrix: failed data malloc\npolyfit: failed to allocate X matrix\n",
-                 polyfit(same, same, INT32_MAX, 2, coeffs));
+                 polyfit(same, same, unknown(INT32_MAX), 2, coeffs));
     assert_fails("pseudo_inverse: nan or inf value in x!\npolyfit2D: failed pseudo inverse\n",
                  polyfit2D(xs, ys, infinite, 1, coeffs));
 }
