@@ -152,15 +152,17 @@ inline point nearest_point(const cloud &triangle, const point &p) {
     const int64_t area = a * c - b * b, s = b * e - c * d, t = b * d - a * e;
     int64_t S = 512 * s / area, T = 512 * t / area;
     if (s < 0 || t < 0 || s + t > area) {
+        const auto A = static_cast<double>(a), B = static_cast<double>(b), C = static_cast<double>(c),
+                   D = static_cast<double>(d), E = static_cast<double>(e);
         double least = HUGE_VAL;
         const auto consider = [&](double from_s, double from_t, double to_s, double to_t) {
             // The squared distance along the side, u from 0 to 1, is a parabola.
             const double du = to_s - from_s, dv = to_t - from_t;
             const auto by = [&](double u, double v) {
-                return a * u * u + 2 * b * u * v + c * v * v + 2 * d * u + 2 * e * v;
+                return A * u * u + 2 * B * u * v + C * v * v + 2 * D * u + 2 * E * v;
             };
-            const double curve = a * du * du + 2 * b * du * dv + c * dv * dv;
-            const double slope = du * (a * from_s + b * from_t + d) + dv * (b * from_s + c * from_t + e);
+            const double curve = A * du * du + 2 * B * du * dv + C * dv * dv;
+            const double slope = du * (A * from_s + B * from_t + D) + dv * (B * from_s + C * from_t + E);
             const double u = std::clamp(-slope / curve, 0.0, 1.0), distance = by(from_s + u * du, from_t + u * dv);
             if (distance >= least)
                 return;
