@@ -1,4 +1,4 @@
-// What the camera hears.
+// Sound.
 //
 //   GET /api/audio         the recorded speech: [rate] [format=wav|alaw|ulaw] [lobes=2|16] [container=basic]
 //   GET /api/audio/live    sound as it comes: the same, [seconds]
@@ -16,20 +16,20 @@ namespace {
 using web::exchange;
 using web::refusal;
 
-constexpr uint32_t kMostFactor = 2047; // what the kernel's table allows with 16 lobes
+constexpr uint32_t kMaxFactor = 2047; // what the kernel's table allows with 16 lobes
 constexpr uint32_t kStepsPerSecond = 20;
 
-struct wanted {
+struct options {
     uint32_t rate, lobes;
     vela::resampler::format format;
     bool basic;
 };
 
-wanted read_wanted(const exchange &one) {
-    const bool basic = one.one_of("container", {"wav", "basic"}, "wav") == "basic";
-    const std::string format = one.one_of("format", {"wav", "alaw", "ulaw"}, basic ? "ulaw" : "wav");
-    const int32_t rate = one.whole("rate", 8000, 48000, basic ? 8000 : 16000);
-    const int32_t lobes = one.whole("lobes", 2, 16, 16);
+options read_options(const exchange &http) {
+    const bool basic = http.one_of("container", {"wav", "basic"}, "wav") == "basic";
+    const std::string format = http.one_of("format", {"wav", "alaw", "ulaw"}, basic ? "ulaw" : "wav");
+    const int32_t rate = http.whole("rate", 8000, 48000, basic ? 8000 : 16000);
+    const int32_t lobes = http.whole("lobes", 2, 16, 16);
     if (lobes != 2 && lobes != 16)
         throw refusal{400, "lobes is 2 or 16"};
     if (basic && (format != "ulaw" || rate != 8000))
@@ -41,8 +41,8 @@ wanted read_wanted(const exchange &one) {
             basic};
 }
 
-// A WAV file's head; a length of 0xFFFFFFFF bytes is one that nobody knows yet.
-std::string wav_head(const wanted &what, uint32_t bytes) {
+// The header of a WAV file; 0xFFFFFFFF bytes mean an unknown length.
+std::string wav_head(const options &what, uint32_t bytes) {
     const auto size = static_cast<uint32_t>(vela::resampler::sample_size(what.format));
     const uint32_t tag = what.format == vela::resampler::format::alaw   ? 6
                          : what.format == vela::resampler::format::ulaw ? 7
@@ -68,13 +68,12 @@ std::string wav_head(const wanted &what, uint32_t bytes) {
     return head;
 }
 
-// The ratio of rates, or the nearest one of numbers that the table allows (at most half a thousandth beside it): by the
-// convergents of its continued fraction.
+// The ratio of the rates, or its last convergent with numbers that the table allows, which is within 0.05 % of it.
 std::pair<uint32_t, uint32_t> ratio_of(uint32_t out, uint32_t in) {
     uint64_t above = 1, below = 0, last_above = 0, last_below = 1;
     for (uint64_t a = out, b = in; b != 0;) {
         const uint64_t whole = a / b, next_above = whole * above + last_above, next_below = whole * below + last_below;
-        if (next_above > kMostFactor || next_below > kMostFactor)
+        if (next_above > kMaxFactor || next_below > kMaxFactor)
             break;
         last_above = std::exchange(above, next_above);
         last_below = std::exchange(below, next_below);
@@ -83,27 +82,27 @@ std::pair<uint32_t, uint32_t> ratio_of(uint32_t out, uint32_t in) {
     return {static_cast<uint32_t>(above), static_cast<uint32_t>(below)};
 }
 
-vela::resampler resampler_for(const wanted &what, uint32_t from) {
+vela::resampler resampler_for(const options &what, uint32_t from) {
     const auto [out, in] = ratio_of(what.rate, from);
     auto made = vela::resampler::with_lobes(out, in, what.lobes);
     if (!made)
-        throw store::trouble{"no memory for the resampler"};
+        throw store::failure{"no memory for the resampler"};
     return std::move(*made);
 }
 
-// Samples of this processor, resampled and coded.
-void convert(vela::resampler &by, const std::vector<int16_t> &samples, const wanted &what, std::vector<uint8_t> &out) {
+// Samples in the processor's byte order, resampled and encoded.
+void convert(vela::resampler &by, const std::vector<int16_t> &samples, const options &what, std::vector<uint8_t> &out) {
     constexpr auto kNative = std::endian::native == std::endian::little ? vela::resampler::format::little_endian
                                                                         : vela::resampler::format::big_endian;
     const auto *const bytes = reinterpret_cast<const uint8_t *>(samples.data());
     if (!by.push(std::span(bytes, 2 * samples.size()), kNative, out, what.format))
-        throw store::trouble{"half a sample"};
+        throw store::failure{"half a sample"};
 }
 
-const char *type_of(const wanted &what) { return what.basic ? "audio/basic" : "audio/wav"; }
+const char *type_of(const options &what) { return what.basic ? "audio/basic" : "audio/wav"; }
 
-void send_speech(exchange &one) {
-    const wanted what = read_wanted(one);
+void send_speech(exchange &http) {
+    const options what = read_options(http);
     const sound heard;
     auto by = resampler_for(what, heard.rate());
     std::vector<uint8_t> coded;
@@ -111,33 +110,34 @@ void send_speech(exchange &one) {
     by.flush(coded, what.format);
     std::string body = what.basic ? "" : wav_head(what, static_cast<uint32_t>(coded.size()));
     body += text_of(coded);
-    one.answer(type_of(what), body);
+    http.answer(type_of(what), body);
 }
 
-// In steps of the clock, the first half second at once, so that a player has something in hand.
-void send_live(exchange &one) {
-    const wanted what = read_wanted(one);
-    const int32_t seconds = one.whole("seconds", 1, 86400, 0);
+// In steps of the clock, the first half second at once, so that a player can fill its buffer.
+void send_live(exchange &http) {
+    const options what = read_options(http);
+    const int32_t seconds = http.whole("seconds", 1, 86400, 0);
     const uint64_t size = vela::resampler::sample_size(what.format),
-                   most = uint64_t{what.rate} * static_cast<uint64_t>(seconds) * size;
+                   size_limit = uint64_t{what.rate} * static_cast<uint64_t>(seconds) * size;
     const sound heard;
     auto by = resampler_for(what, heard.rate());
-    if (!one.begin(type_of(what)) || !one.response().wants_body())
+    if (!http.begin(type_of(what)) || !http.response().wants_body())
         return;
     if (!what.basic)
-        one.write({wav_head(what, seconds ? static_cast<uint32_t>(std::min<uint64_t>(most, UINT32_MAX)) : UINT32_MAX)});
+        http.write(
+            {wav_head(what, seconds ? static_cast<uint32_t>(std::min<uint64_t>(size_limit, UINT32_MAX)) : UINT32_MAX)});
     const timeval now = state::now();
     const uint64_t step = heard.rate() / kStepsPerSecond;
     uint64_t place = heard.place_of(now), sent = 0;
-    beat pace(std::chrono::microseconds(1000000 / kStepsPerSecond), beat::late::made_up,
-              std::chrono::milliseconds(500));
+    pacer pace(std::chrono::microseconds(1000000 / kStepsPerSecond), pacer::late::catch_up,
+               std::chrono::milliseconds(500));
     std::vector<uint8_t> coded;
-    while (seconds == 0 || sent < most) {
+    while (seconds == 0 || sent < size_limit) {
         coded.clear();
         convert(by, heard.live(place, step), what, coded);
         place += step;
-        const uint64_t count = seconds == 0 ? coded.size() : std::min<uint64_t>(coded.size(), most - sent);
-        if (!one.write({text_of(coded).substr(0, static_cast<size_t>(count))}))
+        const uint64_t count = seconds == 0 ? coded.size() : std::min<uint64_t>(coded.size(), size_limit - sent);
+        if (!http.write({text_of(coded).substr(0, static_cast<size_t>(count))}))
             return;
         sent += count;
         pace.wait();
@@ -148,8 +148,8 @@ double decibels(double amplitude) {
     return amplitude < 0.52 ? -96 : std::max(-96.0, 20 * std::log10(amplitude / 32768));
 }
 
-void send_levels(exchange &one) {
-    const auto count = static_cast<size_t>(one.whole("count", 1, 64, 20));
+void send_levels(exchange &http) {
+    const auto count = static_cast<size_t>(http.whole("count", 1, 64, 20));
     const sound heard;
     const timeval now = state::now();
     const size_t step = heard.rate() / kStepsPerSecond;
@@ -167,11 +167,11 @@ void send_levels(exchange &one) {
                        .add("peak", decibels(peak), 1)
                        .text());
     }
-    one.json(web::json::object()
-                 .add("now", static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_usec) / 1e6)
-                 .add("step", 1.0 / kStepsPerSecond)
-                 .raw("levels", levels.text())
-                 .text());
+    http.json(web::json::object()
+                  .add("now", static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_usec) / 1e6)
+                  .add("step", 1.0 / kStepsPerSecond)
+                  .raw("levels", levels.text())
+                  .text());
 }
 
 } // namespace

@@ -1,7 +1,7 @@
-// What is measured in a picture, and the surface or the line through it.
+// Measurements in a picture, and the surface or the line fitted to them.
 //
 //   GET /api/fit/exposure  a view, samples: luma, and the surface of second degree
-//   GET /api/fit/lens      a view, samples: angles beside the middle, and the line
+//   GET /api/fit/lens      a view, samples: angles from the centre, and the line
 #include "../device/eye.hpp"
 #include <algorithm>
 #include <cmath>
@@ -19,9 +19,9 @@ struct samples {
     std::vector<float> x, y, value;
 };
 
-samples read_samples(const exchange &one, const sight &what, size_t least) {
+samples read_samples(const exchange &http, const view_request &what, size_t least) {
     samples read;
-    for (const auto &[x, y] : one.pairs("samples", {least, 64}, {0, what.width - 1.0}, {0, what.height - 1.0})) {
+    for (const auto &[x, y] : http.pairs("samples", {least, 64}, {0, what.width - 1.0}, {0, what.height - 1.0})) {
         read.x.push_back(static_cast<float>(x));
         read.y.push_back(static_cast<float>(y));
     }
@@ -42,7 +42,7 @@ float luma_around(const picture::frame &seen, float x, float y) {
     return static_cast<float>(sum) / static_cast<float>(std::max(count, 1));
 }
 
-// Samples with what the fit says there.
+// Samples, with the fitted values.
 template <class Fitted>
 web::json::object compare(const samples &read, Fitted &&fitted) {
     web::json::array list;
@@ -70,16 +70,16 @@ web::json::array numbers(std::initializer_list<double> values) {
     return list;
 }
 
-void fit_exposure(exchange &one) {
-    const sight what = read_sight(one);
-    samples read = read_samples(one, what, 6);
+void fit_exposure(exchange &http) {
+    const view_request what = read_view(http);
+    samples read = read_samples(http, what, 6);
     eye sensor;
     const picture::frame &seen = sensor.look(what, state::now(), eye::marks::none);
     for (size_t i = 0; i < read.x.size(); ++i)
         read.value.push_back(luma_around(seen, read.x[i], read.y[i]));
     const auto surface = vela::fit_surface(read.x, read.y, read.value);
     if (!surface)
-        throw refusal{409, "these samples determine no surface: spread them"};
+        throw refusal{409, "these samples determine no surface: spread them out"};
     web::json::array grid;
     for (int row = 0; row < 5; ++row) {
         web::json::array line;
@@ -90,7 +90,7 @@ void fit_exposure(exchange &one) {
     }
     // Of coordinates scaled to -1..1 over the samples: 1, v, u, vv, uv, uu.
     const auto c = surface->coefficients();
-    one.json(
+    http.json(
         compare(read, [&](float x, float y) { return double{(*surface)(double{x}, double{y})}; })
             .raw("grid", grid.text())
             .raw("coefficients",
@@ -98,9 +98,9 @@ void fit_exposure(exchange &one) {
             .text());
 }
 
-void fit_lens(exchange &one) {
-    const sight what = read_sight(one);
-    samples read = read_samples(one, what, 3);
+void fit_lens(exchange &http) {
+    const view_request what = read_view(http);
+    samples read = read_samples(http, what, 3);
     const smap_view view = view_of(what, state::now());
     for (size_t i = 0; i < read.x.size(); ++i) {
         const smap_screen_pt pixel = {static_cast<int32_t>(std::lround(read.x[i])),
@@ -109,19 +109,19 @@ void fit_lens(exchange &one) {
         read.y[i] = static_cast<float>(pixel.y);
         smap_sphere_pt seen;
         smap_screen_pt_to_sphere_pt(&pixel, &view, &seen);
-        // The angle beside the plane that stands upright through the view's middle.
+        // The angle from the vertical plane through the view's centre.
         const double aside =
             std::cos(seen.tilt / 1024.0 / kRadian) * std::sin((seen.pan - view.pan) / 1024.0 / kRadian);
         read.value.push_back(static_cast<float>(std::asin(std::clamp(aside, -1.0, 1.0)) * kRadian));
     }
     const auto line = vela::fit_polynomial(read.x, read.value, 1);
     if (!line)
-        throw refusal{409, "these samples determine no line: take some of other columns"};
+        throw refusal{409, "these samples determine no line: use several columns"};
     const double offset = (*line)(0), slope = ((*line)(what.width) - offset) / what.width;
-    one.json(compare(read, [&](float x, float) { return (*line)(double{x}); })
-                 .raw("coefficients", numbers({offset, slope}).text())
-                 .add("expected", view.fov / 1024.0 / what.width, 9)
-                 .text());
+    http.json(compare(read, [&](float x, float) { return (*line)(double{x}); })
+                  .raw("coefficients", numbers({offset, slope}).text())
+                  .add("expected", view.fov / 1024.0 / what.width, 9)
+                  .text());
 }
 
 } // namespace

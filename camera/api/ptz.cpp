@@ -1,7 +1,7 @@
-// Where the camera looks, and how it is moved.
+// Motion.
 //
 //   GET  /api/ptz           position, motion, limits, presets
-//   GET  /api/ptz/token     what a change must bring along
+//   GET  /api/ptz/token     the token that changes must contain
 //   POST /api/ptz           action=move pan tilt [fov] | nudge pan tilt zoom | drive pan tilt zoom [hold] | stop |
 //                           home | set-home | save name | recall id | forget id | patrol [dwell] | limits ...
 #include "../device/state.hpp"
@@ -17,7 +17,7 @@ namespace {
 using web::exchange;
 using web::refusal;
 
-constexpr size_t kMostPresets = 64, kLongestName = 80;
+constexpr size_t kMaxPresets = 64, kMaxName = 80;
 
 double canonical_pan(double pan) {
     pan = std::fmod(pan, 360);
@@ -58,7 +58,7 @@ std::string text_of(const motion::reach &free) {
     return axes.text();
 }
 
-void report(exchange &one) {
+void report(exchange &http) {
     const timeval now = state::now();
     const motion::plan plan = state::current_plan(now);
     const auto tour = state::patrolling();
@@ -66,21 +66,21 @@ void report(exchange &one) {
     web::json::array presets;
     for (const state::preset &each : state::presets())
         presets.raw(described(each.at).add("id", each.id).add("name", each.name).text());
-    one.json(described(plan.at(now))
-                 .add("moving", tour || plan.is_moving(now))
-                 .add("patrol", tour.has_value())
-                 .add("now", seconds_of(now), 6)
-                 .raw("plan", text_of(plan))
-                 .raw("reach", text_of(motion::reach_from(plan.at(now).pan(), allowed)))
-                 .raw("limits", web::json::object()
-                                    .add("left", allowed.left)
-                                    .add("right", allowed.right)
-                                    .add("low", allowed.low)
-                                    .add("high", allowed.high)
-                                    .text())
-                 .raw("home", described(state::home()).text())
-                 .raw("presets", presets.text())
-                 .text());
+    http.json(described(plan.at(now))
+                  .add("moving", tour || plan.is_moving(now))
+                  .add("patrol", tour.has_value())
+                  .add("now", seconds_of(now), 6)
+                  .raw("plan", text_of(plan))
+                  .raw("reach", text_of(motion::reach_from(plan.at(now).pan(), allowed)))
+                  .raw("limits", web::json::object()
+                                     .add("left", allowed.left)
+                                     .add("right", allowed.right)
+                                     .add("low", allowed.low)
+                                     .add("high", allowed.high)
+                                     .text())
+                  .raw("home", described(state::home()).text())
+                  .raw("presets", presets.text())
+                  .text());
 }
 
 void go(const motion::plan &plan) {
@@ -88,58 +88,58 @@ void go(const motion::plan &plan) {
     state::keep(plan);
 }
 
-void save_preset(const exchange &one, const motion::position &at) {
+void save_preset(const exchange &http, const motion::position &at) {
     auto all = state::presets();
-    const std::string name = one.text("name", kLongestName);
-    if (all.size() >= kMostPresets)
-        throw refusal{409, "there are 64 presets, and that's the most"};
+    const std::string name = http.text("name", kMaxName);
+    if (all.size() >= kMaxPresets)
+        throw refusal{409, "there are 64 presets already"};
     all.push_back({vela::uuid::random().to_string(), name, at});
     state::keep(all);
 }
 
-state::preset asked_preset(const exchange &one) {
-    const auto found = state::find_preset(one.text("id", 48));
+state::preset asked_preset(const exchange &http) {
+    const auto found = state::find_preset(http.text("id", 48));
     if (!found)
-        throw refusal{404, "there is no such preset"};
+        throw refusal{404, "no such preset"};
     return *found;
 }
 
-void set_limits(const exchange &one) {
-    const motion::limits wanted = {one.number("left", 0, 360), one.number("right", 0, 360), one.number("low", -90, 90),
-                                   one.number("high", -90, 90)};
-    if (wanted.low > wanted.high)
+void set_limits(const exchange &http) {
+    const motion::limits limits = {http.number("left", 0, 360), http.number("right", 0, 360),
+                                   http.number("low", -90, 90), http.number("high", -90, 90)};
+    if (limits.low > limits.high)
         throw refusal{400, "the lowest tilt is above the highest"};
-    int32_t left = static_cast<int32_t>(std::lround(wanted.left * 1024));
-    int32_t right = static_cast<int32_t>(std::lround(wanted.right * 1024));
-    int32_t low = static_cast<int32_t>(std::lround(wanted.low * 1024));
-    int32_t high = static_cast<int32_t>(std::lround(wanted.high * 1024));
+    int32_t left = static_cast<int32_t>(std::lround(limits.left * 1024));
+    int32_t right = static_cast<int32_t>(std::lround(limits.right * 1024));
+    int32_t low = static_cast<int32_t>(std::lround(limits.low * 1024));
+    int32_t high = static_cast<int32_t>(std::lround(limits.high * 1024));
     smap_clip_pan_tilt_bounds(&left, &low);
     smap_clip_pan_tilt_bounds(&right, &high);
     state::keep(motion::limits{left / 1024.0, right / 1024.0, low / 1024.0, high / 1024.0});
 }
 
-void change(exchange &one) {
+void change(exchange &http) {
     const store::lock held;
     const timeval now = state::now();
     const motion::plan plan = state::current_plan(now);
     const motion::position at = plan.at(now);
     const motion::limits allowed = state::limits();
-    const std::string action = one.one_of("action", {"move", "nudge", "drive", "stop", "home", "set-home", "save",
-                                                     "recall", "forget", "patrol", "limits"});
+    const std::string action = http.one_of("action", {"move", "nudge", "drive", "stop", "home", "set-home", "save",
+                                                      "recall", "forget", "patrol", "limits"});
     if (action == "move") {
-        const double fov = one.number("fov", motion::kNarrowest, motion::kWidest, at.fov());
-        go(motion::move_to(plan, now, motion::at_rest(one.number("pan", -360, 720), one.number("tilt", -90, 90), fov),
+        const double fov = http.number("fov", motion::kNarrowest, motion::kWidest, at.fov());
+        go(motion::move_to(plan, now, motion::at_rest(http.number("pan", -360, 720), http.number("tilt", -90, 90), fov),
                            allowed));
     } else if (action == "nudge") {
         motion::position to = at;
-        to.axis[0] += one.number("pan", -180, 180, 0);
-        to.axis[1] += one.number("tilt", -180, 180, 0);
-        to.axis[2] -= one.number("zoom", -6, 6, 0);
+        to.axis[0] += http.number("pan", -180, 180, 0);
+        to.axis[1] += http.number("tilt", -180, 180, 0);
+        to.axis[2] -= http.number("zoom", -6, 6, 0);
         go(motion::move_to(plan, now, to, allowed));
     } else if (action == "drive")
         go(motion::drive(plan, now,
-                         {one.number("pan", -1, 1, 0), one.number("tilt", -1, 1, 0), -one.number("zoom", -1, 1, 0)},
-                         one.number("hold", 0.1, 2, 0.8), allowed));
+                         {http.number("pan", -1, 1, 0), http.number("tilt", -1, 1, 0), -http.number("zoom", -1, 1, 0)},
+                         http.number("hold", 0.1, 2, 0.8), allowed));
     else if (action == "stop")
         go(motion::drive(plan, now, {0, 0, 0}, 0, allowed));
     else if (action == "home")
@@ -147,24 +147,24 @@ void change(exchange &one) {
     else if (action == "set-home")
         state::keep_home(at);
     else if (action == "save")
-        save_preset(one, at);
+        save_preset(http, at);
     else if (action == "recall")
-        go(motion::move_to(plan, now, asked_preset(one).at, allowed));
+        go(motion::move_to(plan, now, asked_preset(http).at, allowed));
     else if (action == "forget") {
-        const std::string id = asked_preset(one).id;
+        const std::string id = asked_preset(http).id;
         auto all = state::presets();
         std::erase_if(all, [&id](const state::preset &each) { return each.id == id; });
         state::keep(all);
     } else if (action == "patrol") {
         if (state::presets().size() < 2)
             throw refusal{409, "a patrol needs two presets"};
-        state::keep(state::patrol{now, one.number("dwell", 1, 600, 4)});
+        state::keep(state::patrol{now, http.number("dwell", 1, 600, 4)});
     } else
-        set_limits(one);
-    report(one);
+        set_limits(http);
+    report(http);
 }
 
-void send_token(exchange &one) { one.json(web::json::object().add("token", web::token()).text()); }
+void send_token(exchange &http) { http.json(web::json::object().add("token", web::token()).text()); }
 
 } // namespace
 

@@ -1,6 +1,6 @@
-// What is kept: snapshots and clips in folders by date.
+// Recordings: snapshots and clips, in directories by date.
 //
-//   GET  /api/recordings        all of them, or those that a [pattern] finds
+//   GET  /api/recordings        all of them, or those whose id contains a [pattern], with * and ? as wildcards
 //   GET  /api/recordings/file   one: id
 //   GET  /api/recordings/play   a clip as a stream: id
 //   GET  /api/recordings/thumb  its first picture: id
@@ -10,11 +10,11 @@
 #include "../device/stream.hpp"
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <ctime>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vela/cpp/uuid.hpp>
+#include <vela/cpp/walk.hpp>
 #include <vela/filesystem.h>
 
 namespace {
@@ -22,11 +22,11 @@ namespace {
 using web::exchange;
 using web::refusal;
 
-constexpr size_t kMost = 200;
-constexpr uint64_t kMostBytes = uint64_t{256} << 20;
+constexpr size_t kMaxRecordings = 200;
+constexpr uint64_t kMaxBytes = uint64_t{256} << 20;
 constexpr int32_t kClipRate = 10; // pictures a second
-constexpr std::chrono::microseconds kClipBeat(1000000 / kClipRate);
-constexpr char kFolder[] = "recordings/";
+constexpr std::chrono::microseconds kClipPeriod(1000000 / kClipRate);
+constexpr char kDirectory[] = "recordings/";
 
 struct recording {
     std::string id;
@@ -35,7 +35,8 @@ struct recording {
     uint64_t bytes;
 };
 
-// "2026-11-25/124501-snapshot-0123abcd.jpg" and nothing else: an id names a file, so every character is looked at.
+// "2026-11-25/124501-snapshot-0123abcd.jpg" and nothing else: an id is the name of a file, so every character is
+// checked.
 bool is_id(std::string_view text) {
     const bool clip = text.find("-clip-") == 17;
     const std::string_view form =
@@ -52,38 +53,43 @@ time_t time_of(const std::string &id) {
     return strptime(id.c_str(), "%Y-%m-%d/%H%M%S", &local) ? mktime(&local) : 0;
 }
 
-// The newest first. The pattern is matched by the walk, against "./" and the id.
-std::vector<recording> find(const std::string &pattern) {
-    std::vector<recording> found;
-    if (chdir((store::folder() + kFolder).c_str()) != 0)
-        return found; // nothing was ever kept
-    char **names = nullptr;
-    const int32_t result = walk_dir(".", pattern.c_str(), WALK_RECURSE, &names);
-    for (char **name = names; name && *name; ++name) {
-        const std::string id = *name + 2;
-        struct stat about;
-        if (is_id(id) && stat(*name, &about) == 0)
-            found.push_back({id, id.ends_with(".mjpeg"), time_of(id), static_cast<uint64_t>(about.st_size)});
-        std::free(*name);
+// Whether a text has a part that matches a pattern, in which * stands for any characters and ? for http.
+bool matches(std::string_view text, std::string_view pattern) {
+    size_t at = 0, begin = 0, i = 0, after_star = 0; // as if the pattern began with *
+    while (i < pattern.size()) {
+        if (pattern[i] == '*') {
+            after_star = ++i;
+            begin = at;
+        } else if (at == text.size()) {
+            return false;
+        } else if (pattern[i] == '?' || pattern[i] == text[at]) {
+            ++i;
+            ++at;
+        } else {
+            i = after_star;
+            at = ++begin;
+        }
     }
-    std::free(names);
-    if (result == 1)
-        throw refusal{400, "pattern is no regular expression"};
+    return true;
+}
+
+// The newest first.
+std::vector<recording> find(std::string_view pattern = "") {
+    std::vector<recording> found;
+    if (chdir((store::directory() + kDirectory).c_str()) != 0)
+        return found; // nothing was ever recorded
+    const auto paths = vela::walk::make(".", ".", vela::walk::flags::recurse);
+    for (const std::string_view path : *paths) {
+        const std::string id(path.substr(2)); // after "./"
+        struct stat about;
+        if (is_id(id) && matches(id, pattern) && stat(id.c_str(), &about) == 0)
+            found.push_back({id, id.ends_with(".mjpeg"), time_of(id), static_cast<uint64_t>(about.st_size)});
+    }
     std::sort(found.begin(), found.end(), [](const recording &a, const recording &b) { return a.id > b.id; });
     return found;
 }
 
-// Braces and backslashes could keep a matcher busy for days.
-std::string read_pattern(const exchange &one) {
-    if (!one.find("pattern"))
-        return ".";
-    const std::string pattern = one.text("pattern", 128);
-    if (pattern.find_first_of("{}\\") != pattern.npos)
-        throw refusal{400, "pattern is a regular expression without braces and backslashes"};
-    return pattern;
-}
-
-void report(exchange &one, const std::string &pattern = ".", const std::string &added = {}) {
+void report(exchange &http, const std::string &pattern = {}, const std::string &added = {}) {
     web::json::array list;
     for (const recording &each : find(pattern))
         list.raw(web::json::object()
@@ -93,24 +99,24 @@ void report(exchange &one, const std::string &pattern = ".", const std::string &
                      .add("bytes", static_cast<double>(each.bytes))
                      .text());
     web::json::object answer;
-    answer.raw("recordings", list.text()).add("most", static_cast<double>(kMost));
+    answer.raw("recordings", list.text()).add("most", static_cast<double>(kMaxRecordings));
     if (!added.empty())
         answer.add("added", added);
-    one.json(answer.text());
+    http.json(answer.text());
 }
 
 void remove(const std::string &id) {
-    store::remove(kFolder + id);
-    rmdir((store::folder() + kFolder + id.substr(0, 10)).c_str()); // stays while something is in it
+    store::remove(kDirectory + id);
+    rmdir((store::directory() + kDirectory + id.substr(0, 10)).c_str()); // fails unless it is empty
 }
 
-// Throws the oldest away, so that one of so many bytes has room.
-void make_room(uint64_t bytes) {
-    auto all = find(".");
+// Deletes the oldest recordings until one of this size fits.
+void free_space(uint64_t bytes) {
+    auto all = find();
     uint64_t sum = bytes;
     for (const recording &each : all)
         sum += each.bytes;
-    for (; !all.empty() && (all.size() >= kMost || sum > kMostBytes); all.pop_back()) {
+    for (; !all.empty() && (all.size() >= kMaxRecordings || sum > kMaxBytes); all.pop_back()) {
         sum -= all.back().bytes;
         remove(all.back().id);
     }
@@ -118,7 +124,7 @@ void make_room(uint64_t bytes) {
 
 std::string keep(const timeval &begun, bool is_clip, std::string_view content) {
     const store::lock held;
-    make_room(content.size());
+    free_space(content.size());
     tm local;
     const time_t seconds = begun.tv_sec;
     localtime_r(&seconds, &local);
@@ -126,18 +132,18 @@ std::string keep(const timeval &begun, bool is_clip, std::string_view content) {
     std::strftime(stamp, sizeof stamp, "%Y-%m-%d/%H%M%S", &local);
     const std::string id = std::string(stamp) + (is_clip ? "-clip-" : "-snapshot-") +
                            vela::uuid::random().to_string().substr(0, 8) + (is_clip ? ".mjpeg" : ".jpg");
-    store::make_folder(kFolder + id.substr(0, 10));
-    store::write(kFolder + id, content);
+    store::make_directory(kDirectory + id.substr(0, 10));
+    store::write(kDirectory + id, content);
     return id;
 }
 
-std::string record(const exchange &one, bool is_clip) {
-    const sight what = is_clip ? read_sight(one, 640, 360) : read_sight(one);
-    const int32_t pictures = is_clip ? one.whole("seconds", 1, 20, 5) * kClipRate : 1;
+std::string record(const exchange &http, bool is_clip) {
+    const view_request what = is_clip ? read_view(http, 640, 360) : read_view(http);
+    const int32_t pictures = is_clip ? http.whole("seconds", 1, 20, 5) * kClipRate : 1;
     const timeval begun = state::now();
     eye sensor;
     std::string content;
-    beat pace(kClipBeat, beat::late::made_up);
+    pacer pace(kClipPeriod, pacer::late::catch_up);
     for (int32_t i = 0; i < pictures; ++i) {
         if (i > 0)
             pace.wait();
@@ -146,41 +152,41 @@ std::string record(const exchange &one, bool is_clip) {
     return keep(begun, is_clip, content);
 }
 
-std::string asked_id(const exchange &one) {
-    const std::string id = one.text("id", 64);
+std::string asked_id(const exchange &http) {
+    const std::string id = http.text("id", 64);
     if (!is_id(id))
-        throw refusal{400, "id is none of a recording"};
+        throw refusal{400, "not a recording id"};
     return id;
 }
 
 std::string read(const std::string &id) {
-    const auto content = store::read(kFolder + id);
+    const auto content = store::read(kDirectory + id);
     if (!content)
-        throw refusal{404, "there is no such recording"};
+        throw refusal{404, "no such recording"};
     return *content;
 }
 
-void change(exchange &one) {
-    const std::string action = one.one_of("action", {"snapshot", "clip", "remove", "expire"});
+void change(exchange &http) {
+    const std::string action = http.one_of("action", {"snapshot", "clip", "remove", "expire"});
     std::string added;
     if (action == "remove") {
-        const std::string id = asked_id(one);
+        const std::string id = asked_id(http);
         const store::lock held;
-        if (!exists((store::folder() + kFolder + id).c_str()))
-            throw refusal{404, "there is no such recording"};
+        if (!exists((store::directory() + kDirectory + id).c_str()))
+            throw refusal{404, "no such recording"};
         remove(id);
     } else if (action == "expire") {
-        const time_t oldest = state::now().tv_sec - time_t{86400} * one.whole("days", 0, 3650);
+        const time_t oldest = state::now().tv_sec - time_t{86400} * http.whole("days", 0, 3650);
         const store::lock held;
-        for (const recording &each : find("."))
+        for (const recording &each : find())
             if (each.time < oldest)
                 remove(each.id);
     } else
-        added = record(one, action == "clip");
-    report(one, ".", added);
+        added = record(http, action == "clip");
+    report(http, {}, added);
 }
 
-// Where the picture that begins here ends: the encoder writes this pair of bytes nowhere else.
+// The end of the picture at `from`: the encoder writes this pair of bytes nowhere else.
 size_t end_of_picture(std::string_view clip, size_t from) {
     const size_t end = clip.find("\xFF\xD9", from);
     return end == clip.npos ? clip.size() : end + 2;
@@ -188,12 +194,12 @@ size_t end_of_picture(std::string_view clip, size_t from) {
 
 bool is_clip(std::string_view id) { return id.ends_with(".mjpeg"); }
 
-void play(exchange &one) {
-    const std::string clip = read(asked_id(one));
-    picture_stream stream(one);
-    if (!stream.begin() || !one.response().wants_body())
+void play(exchange &http) {
+    const std::string clip = read(asked_id(http));
+    picture_stream stream(http);
+    if (!stream.begin() || !http.response().wants_body())
         return;
-    beat pace(kClipBeat, beat::late::made_up);
+    pacer pace(kClipPeriod, pacer::late::catch_up);
     for (size_t at = 0, end; at < clip.size(); at = end) {
         end = end_of_picture(clip, at);
         if (!stream.send(std::string_view(clip).substr(at, end - at)))
@@ -203,18 +209,19 @@ void play(exchange &one) {
     stream.end();
 }
 
-void send_thumb(exchange &one) {
-    const std::string content = read(asked_id(one));
-    one.answer("image/jpeg", std::string_view(content).substr(0, end_of_picture(content, 0)));
+void send_thumb(exchange &http) {
+    const std::string content = read(asked_id(http));
+    http.answer("image/jpeg", std::string_view(content).substr(0, end_of_picture(content, 0)));
 }
 
-void send_file(exchange &one) {
-    const std::string id = asked_id(one), content = read(id);
-    one.response().header("Content-Disposition", "inline; filename=\"" + id.substr(0, 10) + "-" + id.substr(11) + "\"");
-    one.answer(is_clip(id) ? "video/x-motion-jpeg" : "image/jpeg", content);
+void send_file(exchange &http) {
+    const std::string id = asked_id(http), content = read(id);
+    http.response().header("Content-Disposition",
+                           "inline; filename=\"" + id.substr(0, 10) + "-" + id.substr(11) + "\"");
+    http.answer(is_clip(id) ? "video/x-motion-jpeg" : "image/jpeg", content);
 }
 
-void send_list(exchange &one) { report(one, read_pattern(one)); }
+void send_list(exchange &http) { report(http, http.find("pattern") ? http.text("pattern", 128) : std::string()); }
 
 } // namespace
 

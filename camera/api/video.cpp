@@ -1,9 +1,9 @@
-// What the camera sees.
+// Pictures.
 //
-//   GET  /api/video         a JPEG: [width height quality], [stamp=0] to leave the stamp out, and [pan tilt fov] to
-//                           look elsewhere than the camera does
-//   GET  /api/video/live    the same as an endless multipart stream: [fps], [frames] to end after so many
-//   GET  /api/video/raw     the picture before it's encoded, in RGB, of now or of a [time]
+//   GET  /api/video         a JPEG: [width height quality], [stamp=0] without the stamp, [pan tilt fov] for another
+//                           view than the camera's
+//   GET  /api/video/live    the same as an endless multipart stream: [fps], [frames] for its length
+//   GET  /api/video/raw     the picture before it is encoded, in RGB, now or at a [time]
 //   POST /api/video         settings: [light=auto|day|night] [grid=0|1] [stamp=0|1] [exposure] [curve=x,y;x,y...]
 //   GET  /api/video/settings
 #include "../device/eye.hpp"
@@ -19,42 +19,42 @@ namespace {
 using web::exchange;
 using web::refusal;
 
-int32_t read_quality(const exchange &one) { return one.whole("quality", 1, 100, 85); }
-eye::marks read_marks(const exchange &one) {
-    return one.flag("stamp", true) ? eye::marks::as_set : eye::marks::unstamped;
+int32_t read_quality(const exchange &http) { return http.whole("quality", 1, 100, 85); }
+eye::marks read_marks(const exchange &http) {
+    return http.flag("stamp", true) ? eye::marks::as_set : eye::marks::unstamped;
 }
 
-void send_one(exchange &one) {
-    const sight what = read_sight(one);
+void send_one(exchange &http) {
+    const view_request what = read_view(http);
     eye sensor;
-    const std::vector<uint8_t> jpeg = sensor.jpeg(what, read_quality(one), read_marks(one));
-    one.response().header("Server-Timing", sensor.costs()).header("X-Camera-Picture", sensor.caption());
-    one.answer("image/jpeg", text_of(jpeg));
+    const std::vector<uint8_t> jpeg = sensor.jpeg(what, read_quality(http), read_marks(http));
+    http.response().header("Server-Timing", sensor.costs()).header("X-Camera-Picture", sensor.caption());
+    http.answer("image/jpeg", text_of(jpeg));
 }
 
-// What is encoded otherwise: pictures of two cameras can be compared byte by byte.
-void send_raw(exchange &one) {
-    const sight what = read_sight(one);
-    const double seconds = one.number("time", 0, 4102444800, -1);
+// Not encoded, so that pictures of two builds can be compared byte by byte.
+void send_raw(exchange &http) {
+    const view_request what = read_view(http);
+    const double seconds = http.number("time", 0, 4102444800, -1);
     timeval at = state::now();
     if (seconds >= 0)
         at = {static_cast<time_t>(seconds), static_cast<suseconds_t>((seconds - std::floor(seconds)) * 1e6)};
     eye sensor;
-    one.answer("application/octet-stream", text_of(sensor.look(what, at).pixels));
+    http.answer("application/octet-stream", text_of(sensor.look(what, at).pixels));
 }
 
-// Until the client goes, or so many pictures are sent; late pictures are left out, not made up for.
-void send_stream(exchange &one) {
-    const sight what = read_sight(one);
-    const int32_t quality = read_quality(one);
-    const eye::marks on_top = read_marks(one);
-    const std::chrono::microseconds period(std::lround(1e6 / one.number("fps", 0.1, 25, 25)));
-    const int32_t frames = one.whole("frames", 1, 1000000, INT32_MAX - 1);
-    picture_stream stream(one);
-    if (!stream.begin() || !one.response().wants_body())
+// Until the client goes, or all pictures are sent. Late ones are skipped.
+void send_stream(exchange &http) {
+    const view_request what = read_view(http);
+    const int32_t quality = read_quality(http);
+    const eye::marks on_top = read_marks(http);
+    const std::chrono::microseconds period(std::lround(1e6 / http.number("fps", 0.1, 25, 25)));
+    const int32_t frames = http.whole("frames", 1, 1000000, INT32_MAX - 1);
+    picture_stream stream(http);
+    if (!stream.begin() || !http.response().wants_body())
         return;
     eye sensor;
-    beat pace(period, beat::late::left_out);
+    pacer pace(period, pacer::late::skip);
     for (int32_t i = 0; i < frames; ++i) {
         const std::vector<uint8_t> jpeg = sensor.jpeg(what, quality, on_top);
         if (!stream.send(text_of(jpeg), "X-Camera-Picture: " + sensor.caption() + "\r\n"))
@@ -65,9 +65,9 @@ void send_stream(exchange &one) {
 }
 
 // Whole knots, x rising from 0 to 255.
-std::vector<std::pair<int, int>> read_curve(const exchange &one) {
+std::vector<std::pair<int, int>> read_curve(const exchange &http) {
     std::vector<std::pair<int, int>> knots;
-    for (const auto &[x, y] : one.pairs("curve", {2, 16}, {0, 255}, {0, 255})) {
+    for (const auto &[x, y] : http.pairs("curve", {2, 16}, {0, 255}, {0, 255})) {
         if (x != std::floor(x) || y != std::floor(y) || (knots.empty() ? x != 0 : x <= knots.back().first))
             throw refusal{400, "the curve's knots are whole numbers, x rising from 0 to 255"};
         knots.push_back({static_cast<int>(x), static_cast<int>(y)});
@@ -77,7 +77,7 @@ std::vector<std::pair<int, int>> read_curve(const exchange &one) {
     return knots;
 }
 
-void report_settings(exchange &one) {
+void report_settings(exchange &http) {
     const state::settings all = state::read_settings();
     state::settings unexposed = all;
     unexposed.exposure = 0;
@@ -88,29 +88,29 @@ void report_settings(exchange &one) {
         spline.raw(std::to_string(level));
     for (const uint8_t level : picture::tones_of(all))
         levels.raw(std::to_string(level));
-    one.json(web::json::object()
-                 .add("light", state::name_of(all.by))
-                 .add("night", state::is_night(all, state::now()))
-                 .add("grid", all.grid)
-                 .add("stamp", all.stamp)
-                 .add("exposure", all.exposure)
-                 .raw("curve", knots.text())
-                 .raw("spline", spline.text())
-                 .raw("levels", levels.text())
-                 .text());
+    http.json(web::json::object()
+                  .add("light", state::name_of(all.by))
+                  .add("night", state::is_night(all, state::now()))
+                  .add("grid", all.grid)
+                  .add("stamp", all.stamp)
+                  .add("exposure", all.exposure)
+                  .raw("curve", knots.text())
+                  .raw("spline", spline.text())
+                  .raw("levels", levels.text())
+                  .text());
 }
 
-void change_settings(exchange &one) {
+void change_settings(exchange &http) {
     const store::lock held;
     state::settings all = state::read_settings();
-    all.by = state::light_of(one.one_of("light", {"auto", "day", "night"}, state::name_of(all.by)));
-    all.grid = one.flag("grid", all.grid);
-    all.stamp = one.flag("stamp", all.stamp);
-    all.exposure = one.number("exposure", -2, 2, all.exposure);
-    if (one.find("curve"))
-        all.curve = read_curve(one);
+    all.by = state::light_of(http.one_of("light", {"auto", "day", "night"}, state::name_of(all.by)));
+    all.grid = http.flag("grid", all.grid);
+    all.stamp = http.flag("stamp", all.stamp);
+    all.exposure = http.number("exposure", -2, 2, all.exposure);
+    if (http.find("curve"))
+        all.curve = read_curve(http);
     state::keep(all);
-    report_settings(one);
+    report_settings(http);
 }
 
 } // namespace

@@ -1,6 +1,5 @@
-// A picture from the camera's state: scene, view, masks, and only then what is written on top.
+// A picture from the camera's state: scene, view, masks, and marks on top.
 #include "eye.hpp"
-#include "mask_store.hpp"
 #include <vela/cpp/url.hpp>
 
 namespace {
@@ -16,21 +15,21 @@ std::string caption_of(const smap_view &view, const timeval &at, bool is_stamped
 
 } // namespace
 
-sight read_sight(const web::exchange &one, int32_t width, int32_t height) {
-    sight all = {one.whole("width", picture::kLeastWidth, picture::kMostWidth, width),
-                 one.whole("height", picture::kLeastHeight, picture::kMostHeight, height),
-                 {}};
-    if (one.find("pan") || one.find("tilt") || one.find("fov"))
-        all.at = motion::at_rest(one.number("pan", -360, 720), one.number("tilt", -90, 90),
-                                 one.number("fov", motion::kNarrowest, motion::kWidest));
+view_request read_view(const web::exchange &http, int32_t width, int32_t height) {
+    view_request all = {http.whole("width", picture::kMinWidth, picture::kMaxWidth, width),
+                        http.whole("height", picture::kMinHeight, picture::kMaxHeight, height),
+                        {}};
+    if (http.find("pan") || http.find("tilt") || http.find("fov"))
+        all.at = motion::at_rest(http.number("pan", -360, 720), http.number("tilt", -90, 90),
+                                 http.number("fov", motion::kNarrowest, motion::kWidest));
     return all;
 }
 
-smap_view view_of(const sight &what, const timeval &at) {
+smap_view view_of(const view_request &what, const timeval &at) {
     return motion::view_of(what.at ? *what.at : state::position_at(at), what.width, what.height);
 }
 
-const picture::frame &eye::look(const sight &what, const timeval &at, marks on_top) {
+const picture::frame &eye::look(const view_request &what, const timeval &at, marks on_top) {
     parts_.begin();
     parts_.part("start");
     const state::settings all = state::read_settings();
@@ -40,7 +39,7 @@ const picture::frame &eye::look(const sight &what, const timeval &at, marks on_t
     const picture::tones levels = picture::tones_of(all);
     parts_.part("interp");
     renderer_.render(place, view, levels, frame_, parts_);
-    masks::burn(view, frame_);
+    masks_.burn(view, frame_);
     parts_.part("overlay");
     if (on_top != marks::none && all.grid)
         picture::draw_grid(view, frame_);
@@ -51,7 +50,7 @@ const picture::frame &eye::look(const sight &what, const timeval &at, marks on_t
     return frame_;
 }
 
-std::vector<uint8_t> eye::jpeg(const sight &what, int32_t quality, marks on_top) {
+std::vector<uint8_t> eye::jpeg(const view_request &what, int32_t quality, marks on_top) {
     std::vector<uint8_t> encoded = picture::encode(look(what, state::now(), on_top), quality);
     parts_.part("jpeg");
     return encoded;

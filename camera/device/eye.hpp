@@ -1,35 +1,37 @@
-// What a program sees: the view that a request names, as a picture in which everything hidden is hidden already.
+// The picture of a requested view, with its masks.
 #pragma once
 
+#include "mask_store.hpp"
 #include "picture.hpp"
 #include "web.hpp"
 #include <optional>
 #include <sys/time.h>
 
-// A picture's size, and where it looks; without a position, where the camera does.
-struct sight {
+// The size and position of a view; by default the camera's current position.
+struct view_request {
     int32_t width, height;
     std::optional<motion::position> at;
 };
-sight read_sight(const web::exchange &one, int32_t width = 1280, int32_t height = 720);
-smap_view view_of(const sight &what, const timeval &at);
+view_request read_view(const web::exchange &http, int32_t width = 1280, int32_t height = 720);
+smap_view view_of(const view_request &what, const timeval &at);
 
-// Everything that a picture needs is read anew for each: what is changed meanwhile shows in the next one.
+// Everything that a picture needs is read anew for each: what is changed meanwhile shows in the next http.
 class eye {
 public:
     enum class marks { as_set, unstamped, none };
 
     // The picture lives until the next look.
-    const picture::frame &look(const sight &what, const timeval &at, marks on_top = marks::as_set);
-    std::vector<uint8_t> jpeg(const sight &what, int32_t quality, marks on_top = marks::as_set);
-    // Of the last look.
+    const picture::frame &look(const view_request &what, const timeval &at, marks on_top = marks::as_set);
+    std::vector<uint8_t> jpeg(const view_request &what, int32_t quality, marks on_top = marks::as_set);
+    // Of the last picture.
     const std::string &costs() const { return parts_.text(); }
-    // Where and when it was, and its stamp, if pictures are stamped: "pan=12.5&tilt=..&fov=..&time=..[&stamp=..]".
+    // Its view, time and stamp: "pan=12.5&tilt=..&fov=..&time=..[&stamp=..]".
     const std::string &caption() const { return caption_; }
 
 private:
     picture::costs parts_;
     picture::renderer renderer_;
+    masks::cover masks_;
     picture::frame frame_;
     std::string caption_;
 };

@@ -1,12 +1,8 @@
-// Masks as records of a file, and burnt into pictures.
+// Masks as records of a file, and drawn into pictures.
 #include "mask_store.hpp"
-#include "store.hpp"
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <numbers>
 
 namespace masks {
 
@@ -14,18 +10,8 @@ namespace {
 
 constexpr char kFile[] = "masks";
 
-// A picture is drawn on a mesh: what it shows may stand that many pixels beside its exact place.
-constexpr int32_t kStray = 2;
-
-// In radians: a tenth of the finest pixel.
-constexpr double kThinnest = 3e-6;
-
-using ray = std::array<double, 3>;
-double dot(const ray &a, const ray &b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
-ray ray_to(const vela::overlay::direction &to) {
-    const double pan = to.pan * std::numbers::pi / 180, tilt = to.tilt * std::numbers::pi / 180;
-    return {std::cos(tilt) * std::sin(pan), std::cos(tilt) * std::cos(pan), std::sin(tilt)};
-}
+// At most that many pixels off its exact place is a direction in a picture, which is drawn on a mesh.
+constexpr int32_t kMargin = 2;
 
 std::string text(double degrees) {
     char digits[32];
@@ -35,19 +21,19 @@ std::string text(double degrees) {
 
 entry entry_of(const store::record &fields) {
     if (fields.size() < 9 || fields.size() % 2 == 0)
-        throw store::trouble{"masks: a record is damaged"};
-    entry one = {fields[0], fields[1], fields[2] == "1", {}};
+        throw store::failure{"masks: a record is damaged"};
+    entry found = {fields[0], fields[1], fields[2] == "1", {}};
     for (size_t i = 3; i + 1 < fields.size(); i += 2)
-        one.corners.push_back({std::strtod(fields[i].c_str(), nullptr), std::strtod(fields[i + 1].c_str(), nullptr)});
-    return one;
+        found.corners.push_back({std::strtod(fields[i].c_str(), nullptr), std::strtod(fields[i + 1].c_str(), nullptr)});
+    return found;
 }
 
 void blacken(picture::frame &onto, int32_t y, int32_t begin, int32_t end) {
-    begin = std::max(begin - kStray, 0);
-    end = std::min(end + kStray, onto.width);
+    begin = std::max(begin - kMargin, 0);
+    end = std::min(end + kMargin, onto.width);
     if (begin >= end)
         return;
-    for (int32_t row = std::max(y - kStray, 0); row <= std::min(y + kStray, onto.height - 1); ++row)
+    for (int32_t row = std::max(y - kMargin, 0); row <= std::min(y + kMargin, onto.height - 1); ++row)
         std::fill(onto.at(begin, row), onto.at(begin, row) + ptrdiff_t{3} * (end - begin), uint8_t{0});
 }
 
@@ -72,40 +58,51 @@ void keep(const std::vector<entry> &all) {
     store::write_records(kFile, records);
 }
 
-// Some corner is beside the line through the two that determine it best, which goes round the whole sphere.
+// Looks closely at the surroundings of each corner: where edges turn, some of the inside lies between them. The view is
+// moved a little, so that no pixel's centre is on an edge.
 bool encloses(const std::vector<vela::overlay::direction> &corners) {
-    std::vector<ray> rays;
-    for (const auto &corner : corners)
-        rays.push_back(ray_to(corner));
-    ray across = {};
-    double longest = 0;
-    for (const ray &a : rays)
-        for (const ray &b : rays) {
-            const ray made = {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-            const double length = std::sqrt(dot(made, made));
-            if (length > longest) {
-                longest = length;
-                across = made;
-            }
-        }
-    const bool is_wide = std::any_of(rays.begin(), rays.end(),
-                                     [&](const ray &one) { return std::fabs(dot(one, across)) > kThinnest * longest; });
-    return is_wide && vela::overlay::mask::make(corners).has_value();
+    constexpr int kSize = 33, kMinArea = 8;
+    constexpr double kPixel = 0.0003; // degrees; a third of the finest picture's
+    auto shape = vela::overlay::mask::make(corners);
+    return shape && std::any_of(corners.begin(), corners.end(), [&](const vela::overlay::direction &corner) {
+               const auto seen = vela::overlay::view::make(
+                   kSize, kSize, {corner.pan + 0.29 * kPixel, corner.tilt + 0.37 * kPixel}, kSize * kPixel);
+               int area = 0;
+               const auto count = [&](int, int begin, int end) { area += end - begin; };
+               shape->draw(*seen, count, vela::overlay::coverage::centres);
+               return area > kMinArea;
+           });
 }
 
-void burn(const smap_view &view, picture::frame &onto) {
-    // Some pixels more on each side, for what is beside the picture and strays into it.
-    const int32_t width = view.width + 2 * kStray, height = view.height + 2 * kStray;
+void cover::refresh() {
+    const auto now = store::version_of(kFile);
+    if (is_read_ && now == seen_)
+        return;
+    is_read_ = false;
+    shapes_.clear();
+    for (const entry &each : all()) {
+        if (!each.on)
+            continue;
+        auto shape = vela::overlay::mask::make(each.corners);
+        if (!shape)
+            throw store::failure{"masks: " + each.id + " can't be drawn"};
+        shapes_.push_back(std::move(*shape));
+    }
+    seen_ = now;
+    is_read_ = true;
+}
+
+void cover::burn(const smap_view &view, picture::frame &onto) {
+    refresh();
+    // A few more pixels on each side, for what is just outside the picture.
+    const int32_t width = view.width + 2 * kMargin, height = view.height + 2 * kMargin;
     const auto seen = vela::overlay::view::make(width, height, {view.pan / 1024.0, view.tilt / 1024.0},
                                                 view.fov / 1024.0 * width / view.width);
-    for (const entry &one : all()) {
-        if (!one.on)
-            continue;
-        auto shape = vela::overlay::mask::make(one.corners);
-        if (!shape || !seen)
-            throw store::trouble{"masks: " + one.id + " can't be drawn"};
-        shape->draw(*seen, [&](int y, int begin, int end) { blacken(onto, y - kStray, begin - kStray, end - kStray); });
-    }
+    if (!seen)
+        throw store::failure{"masks: not a view"};
+    for (vela::overlay::mask &shape : shapes_)
+        shape.draw(*seen,
+                   [&](int y, int begin, int end) { blacken(onto, y - kMargin, begin - kMargin, end - kMargin); });
 }
 
 } // namespace masks

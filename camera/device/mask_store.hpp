@@ -2,6 +2,8 @@
 #pragma once
 
 #include "picture.hpp"
+#include "store.hpp"
+#include <optional>
 #include <string>
 #include <vector>
 #include <vela/overlay.hpp>
@@ -14,14 +16,24 @@ struct entry {
     std::vector<vela::overlay::direction> corners;
 };
 
-// All of them; store::trouble where what was kept can't be read, so that nothing is shown rather than too much.
+// All of them; store::failure when the file can't be read, so that no picture is shown without its masks.
 std::vector<entry> all();
 void keep(const std::vector<entry> &all);
 
 // Whether corners enclose an area.
 bool encloses(const std::vector<vela::overlay::direction> &corners);
 
-// Covers what the masks that are on hide.
-void burn(const smap_view &view, picture::frame &onto);
+// The masks that are on, prepared for drawing; read again when their file has changed.
+class cover {
+public:
+    void burn(const smap_view &view, picture::frame &onto);
+
+private:
+    void refresh();
+
+    bool is_read_ = false;
+    std::optional<store::version> seen_;
+    std::vector<vela::overlay::mask> shapes_;
+};
 
 } // namespace masks

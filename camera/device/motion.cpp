@@ -1,4 +1,4 @@
-// Courses of three axes, and plans made of them.
+// Courses of single axes, and plans made of them.
 #include "motion.hpp"
 #include <algorithm>
 #include <cmath>
@@ -13,10 +13,10 @@ namespace {
 constexpr double kFastest[3] = {70, 50, 1.6};         // a second
 constexpr double kAccelerations[3] = {140, 110, 4.0}; // a second, a second
 
-// The place nearest to the axis' own that means the same direction.
+// The same direction, counted as near to `from` as possible.
 double nearest_turn(double pan, double from) { return from + std::remainder(pan - from, 360); }
 
-// The whole turns, in degrees, by which the limits nearest to a place are counted further; it may lie beside them.
+// The full turns, in degrees, between pan as it is counted and as the limits are; it may be outside of them.
 double turns_before(const limits &allowed, double pan) {
     const double inside = within(allowed, {{pan, 0, 0}}).axis[0];
     return nearest_turn(inside, pan) - inside;
@@ -57,12 +57,12 @@ course course::to(state from, double place, double fastest, double acceleration)
     course result = {from.place, from.speed, {}};
     const double braking = from.speed * std::fabs(from.speed) / (2 * acceleration);
     const double sign = place - from.place - braking < 0 ? -1 : 1;
-    const double way = (place - from.place) * sign, speed = from.speed * sign;
-    double peak = std::sqrt(std::max(0.0, acceleration * way + speed * speed / 2));
+    const double distance = (place - from.place) * sign, speed = from.speed * sign;
+    double peak = std::sqrt(std::max(0.0, acceleration * distance + speed * speed / 2));
     double cruise = 0;
     if (peak > fastest && fastest >= speed) {
         peak = fastest;
-        cruise = (way - (2 * peak * peak - speed * speed) / (2 * acceleration)) / peak;
+        cruise = (distance - (2 * peak * peak - speed * speed) / (2 * acceleration)) / peak;
     }
     result.pieces = {{std::max(0.0, peak - speed) / acceleration, sign * acceleration},
                      {std::max(0.0, cruise), 0},
@@ -137,32 +137,32 @@ plan plan::resting(const timeval &since, const position &at) {
     return result;
 }
 
-position within(const limits &allowed, position wanted) {
-    wanted.axis[1] = std::clamp(wanted.axis[1], allowed.low, allowed.high);
-    wanted.axis[2] = std::clamp(wanted.axis[2], std::log2(kNarrowest), std::log2(kWidest));
+position within(const limits &allowed, position target) {
+    target.axis[1] = std::clamp(target.axis[1], allowed.low, allowed.high);
+    target.axis[2] = std::clamp(target.axis[2], std::log2(kNarrowest), std::log2(kWidest));
     if (!allowed.all_round()) {
         const double span = std::fmod(allowed.right - allowed.left + 720, 360);
-        double in = std::fmod(wanted.axis[0] - allowed.left, 360);
+        double in = std::fmod(target.axis[0] - allowed.left, 360);
         in += in < 0 ? 360 : 0;
         if (in > span)
             in = in - span < 360 - in ? span : 0;
-        wanted.axis[0] = allowed.left + in;
+        target.axis[0] = allowed.left + in;
     }
-    return wanted;
+    return target;
 }
 
 plan move_to(const plan &current, const timeval &now, const position &target, const limits &allowed) {
     const auto states = current.state_at(now);
-    position wanted = within(allowed, target);
+    position end = within(allowed, target);
     plan result;
     result.begun = now;
-    // With stops on the way round, the way may not be the shorter one.
+    // Between limits the shorter path may be closed.
     if (allowed.all_round())
-        wanted.axis[0] = nearest_turn(wanted.axis[0], states[0].place);
+        end.axis[0] = nearest_turn(end.axis[0], states[0].place);
     else
-        wanted.axis[0] += turns_before(allowed, states[0].place);
+        end.axis[0] += turns_before(allowed, states[0].place);
     for (size_t i = 0; i < 3; ++i)
-        result.axes[i] = course::to(states[i], wanted.axis[i], kFastest[i], kAccelerations[i]);
+        result.axes[i] = course::to(states[i], end.axis[i], kFastest[i], kAccelerations[i]);
     return result;
 }
 
@@ -171,7 +171,7 @@ plan drive(const plan &current, const timeval &now, const std::array<double, 3> 
     const auto states = current.state_at(now);
     plan result;
     result.begun = now;
-    // The narrower the view, the slower the turning.
+    // The narrower the view, the slower the motion.
     const double slower = std::clamp(std::exp2(states[2].place) / 60, 0.04, 1.0);
     const double scale[3] = {slower, slower, 1};
     const reach free = reach_from(states[0].place, allowed);
@@ -179,7 +179,7 @@ plan drive(const plan &current, const timeval &now, const std::array<double, 3> 
         const double speed = shares[i] * kFastest[i] * scale[i];
         result.axes[i] = course::along(states[i], speed, seconds, kAccelerations[i]);
         const double end = result.axes[i].at(result.axes[i].duration()).place;
-        // Who stands beside the limits, be it by rounding, goes back to them even when asked to stop.
+        // Outside of the limits, be it by rounding, the axis returns to them even when it is to stop.
         if (end < free[i][0] || end > free[i][1])
             result.axes[i] = course::to(states[i], std::clamp(end, free[i][0], free[i][1]),
                                         std::max({std::fabs(speed), std::fabs(states[i].speed), kFastest[i] / 20}),

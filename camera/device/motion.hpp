@@ -1,6 +1,5 @@
-// How the camera moves: each axis accelerates, keeps its speed and brakes. A motion is planned when it is asked for and
-// kept as a short list of pieces; where the camera is at any time follows from that list alone, so that no program has
-// to run for it.
+// Motion: each axis accelerates, keeps its speed and brakes. A motion is planned when it is requested and stored as a
+// short list of pieces, from which the position at any time follows, so that no program has to run meanwhile.
 #pragma once
 
 #include <array>
@@ -13,7 +12,7 @@
 namespace motion {
 
 // Pan and tilt in degrees, and the zoom as the binary logarithm of the horizontal field of view in degrees, so that
-// equal speeds look equally fast at any zoom. Pan is counted through: 370 is one turn and 10 degrees.
+// equal speeds look equally fast at any zoom. Pan is counted on: 370 is one turn and 10 degrees.
 struct position {
     std::array<double, 3> axis;
     double pan() const { return axis[0]; }
@@ -24,13 +23,13 @@ position at_rest(double pan, double tilt, double fov);
 
 inline constexpr double kNarrowest = 2, kWidest = 110; // fields of view in degrees
 
-// How far the camera may turn. Pan from `left` clockwise to `right`; all the way round where they're equal.
+// How far the camera may turn. Pan from `left` clockwise to `right`; a full turn where they are equal.
 struct limits {
     double left = 0, right = 0, low = -90, high = 90;
     bool all_round() const { return left == right; }
 };
 
-// One axis on its way: from a place at a speed through pieces of constant acceleration, and at rest behind them.
+// The course of one axis: from a place and a speed through pieces of constant acceleration, at rest after them.
 struct course {
     struct piece {
         double seconds, acceleration;
@@ -43,9 +42,9 @@ struct course {
     };
     state at(double seconds) const;
     double duration() const;
-    // To a place, and there at rest.
+    // To a place, to rest there.
     static course to(state from, double place, double fastest, double acceleration);
-    // At a speed for a while, then at rest.
+    // At a speed for some time, then to rest.
     static course along(state from, double speed, double seconds, double acceleration);
 };
 
@@ -57,27 +56,26 @@ struct plan {
     bool is_moving(const timeval &now) const;
     std::string text() const;
     static plan parse(const std::string &text);
-    // At rest from a time on.
+    // At rest since a time.
     static plan resting(const timeval &since, const position &at);
 };
 
-// The plan that goes on from where another one is.
+// Plans that continue from the current position and speed of another one.
 plan move_to(const plan &current, const timeval &now, const position &target, const limits &within);
-// Speeds as shares of the axes' own, -1 to 1; stops by itself after so many seconds unless it is asked for again.
+// Speeds as shares of the axes' maximum, -1 to 1. Stops after the given seconds unless it is requested again.
 plan drive(const plan &current, const timeval &now, const std::array<double, 3> &shares, double seconds,
            const limits &within);
 
-// A tour of positions, each kept for some seconds, from the first on and round again: the stay that is due now and the
-// way to the next stop.
+// A patrol of positions, with a stay of `dwell` seconds at each: the current stay, and the move to the next position.
 plan on_patrol(const std::vector<position> &stops, double dwell, const timeval &begun, const timeval &now,
                const limits &within);
 
-// From where to where each axis may go, as pan is counted at a place.
+// The range of each axis, with pan counted as at a given pan.
 using reach = std::array<std::array<double, 2>, 3>;
 reach reach_from(double pan, const limits &within);
 
-// A position that the limits allow, nearest to the one asked for.
-position within(const limits &allowed, position wanted);
+// The nearest position that the limits allow.
+position within(const limits &allowed, position target);
 
 double seconds_between(const timeval &from, const timeval &to);
 

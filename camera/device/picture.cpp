@@ -1,4 +1,4 @@
-// The panorama through the lens, what is drawn on top, and JPEG.
+// The panorama through the lens, marks, and JPEG.
 #include "picture.hpp"
 #include "font.hpp"
 #include <algorithm>
@@ -23,7 +23,7 @@ constexpr int32_t kMesh = warp_cell::kSize;
 constexpr int kFraction = 16;           // fixed point of positions in the panorama
 constexpr int32_t kSteepest = 86 << 10; // near the poles positions can't be interpolated
 
-// Beyond it nothing is seen: a quarter turn from the centre, measured along both axes.
+// Within 90 degrees of the centre, measured along both axes; nothing is seen beyond.
 bool is_seen(const smap_view &view, int32_t x, int32_t y) {
     const double degrees = view.fov / 1024.0 / view.width;
     return (std::abs(x - view.width / 2) + std::abs(y - view.height / 2)) * degrees < 90;
@@ -165,7 +165,7 @@ tones tones_of(const state::settings &all) {
         knots.push_back({static_cast<int16_t>(x), static_cast<int16_t>(y)});
     std::array<int16_t, 256> curve = {};
     const interp_curve spline = {INTERP_SPLI, static_cast<int32_t>(knots.size()), knots.data()};
-    static_cast<void>(interpolate_c(&spline, curve.data()));
+    interpolate_c(&spline, curve.data());
     tones levels;
     const double gain = std::exp2(all.exposure / 2.2);
     for (size_t i = 0; i < levels.size(); ++i) {
@@ -185,7 +185,7 @@ void renderer::render(const scene &from, const smap_view &view, const tones &lev
             mesh_[static_cast<size_t>(j * columns + i)] = {i * kMesh, j * kMesh};
     const smap_screen_poly screen = {static_cast<uint32_t>(nodes), mesh_.data()};
     smap_sphere_poly sphere = {static_cast<uint32_t>(nodes), directions_.data()};
-    static_cast<void>(smap_screen_to_sphere(&screen, &view, &sphere));
+    smap_screen_to_sphere(&screen, &view, &sphere);
     parts.part("spheremap");
 
     const sampler panorama = {from.pixels(), from.width(), from.height()};

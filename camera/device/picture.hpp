@@ -1,4 +1,4 @@
-// A picture of the scene as the camera's lens shows it, and what is drawn on top.
+// A picture of the scene through the lens, and marks on it.
 #pragma once
 
 #include "scene.hpp"
@@ -12,7 +12,7 @@
 
 namespace picture {
 
-inline constexpr int32_t kLeastWidth = 64, kMostWidth = 1920, kLeastHeight = 36, kMostHeight = 1200;
+inline constexpr int32_t kMinWidth = 64, kMaxWidth = 1920, kMinHeight = 36, kMaxHeight = 1200;
 
 struct colour {
     uint8_t red, green, blue;
@@ -29,7 +29,7 @@ struct frame {
     bool holds(int32_t x, int32_t y) const { return x >= 0 && y >= 0 && x < width && y < height; }
     void put(int32_t x, int32_t y, colour ink, int share = 256); // in 256ths
     void line(double x0, double y0, double x1, double y1, colour ink, int share = 256);
-    // Text of the small font in cells of 6 x 8 times `scale` pixels; returns where it ends.
+    // Text in cells of 6 x 8 times `scale` pixels; returns the x of its end.
     int32_t write(int32_t x, int32_t y, std::string_view text, colour ink, int32_t scale);
 };
 
@@ -37,12 +37,12 @@ struct frame {
 using tones = std::array<uint8_t, 256>;
 tones tones_of(const state::settings &all);
 
-// What a picture costs, part by part: processor time, for the header field Server-Timing.
+// The processor time of each step, for the header field Server-Timing.
 class costs {
 public:
-    // Forgets the parts of the picture before.
+    // Starts a new picture.
     void begin() { text_.clear(); }
-    // What came since the last part, or since the program began.
+    // A step: the time since the last one, or since the program began.
     void part(const char *name);
     const std::string &text() const { return text_; }
 
@@ -51,7 +51,7 @@ private:
     std::string text_;
 };
 
-// Renders keep their buffers, so that a stream of pictures allocates once.
+// Keeps its buffers, so that a stream of pictures allocates once.
 class renderer {
 public:
     void render(const scene &from, const smap_view &view, const tones &levels, frame &into, costs &parts);
@@ -62,9 +62,9 @@ private:
     std::vector<uint8_t> packed_; // 4:2:2
 };
 
-// Directions all ten degrees and the points of the compass.
+// A grid of directions, and the points of the compass.
 void draw_grid(const smap_view &view, frame &onto);
-// The time in words, in the camera's zone.
+// The time as text, in the camera's zone.
 std::string stamp_of(const timeval &at);
 // Time and position in the corners.
 void draw_stamp(const smap_view &view, const timeval &at, frame &onto);

@@ -25,13 +25,13 @@ void to_ycc(const uint8_t (&rgb)[3], double bright, uint8_t (&ycc)[3]) {
 } // namespace
 
 scene::scene(bool night, const timeval &at) {
-    const char *folder = std::getenv("CAMERA_SCENE");
-    if (!folder)
-        throw store::trouble{"CAMERA_SCENE names no folder"};
-    std::string path = store::folder() + "panorama.ycc";
+    const char *directory = std::getenv("CAMERA_SCENE");
+    if (!directory)
+        throw store::failure{"CAMERA_SCENE is not set"};
+    std::string path = store::directory() + "panorama.ycc";
     const bool painted = !exists(path.c_str());
     if (painted)
-        path = std::string(folder) + (night ? "/night.ycc" : "/day.ycc");
+        path = std::string(directory) + (night ? "/night.ycc" : "/day.ycc");
 
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat about = {};
@@ -46,7 +46,7 @@ scene::scene(bool night, const timeval &at) {
     if (file >= 0)
         close(file);
     if (!pixels_ || static_cast<size_t>(width_) * static_cast<size_t>(width_) != size_ || width_ % 4)
-        throw store::trouble{path + ": " + (pixels_ ? "not a panorama" : std::strerror(reason))};
+        throw store::failure{path + ": " + (pixels_ ? "not a panorama" : std::strerror(reason))};
     if (painted) {
         put_cars(at, night);
         put_clock_hands(at, night);
@@ -107,9 +107,9 @@ void scene::put_cars(const timeval &at, bool night) {
     constexpr double kLength = 4.3, kWidth = 1.8;
     const double bright = night ? 0.22 : 1;
     // The far lane first, so that the near one covers it.
-    for (const int way : {-1, 1})
+    for (const int side_of_road : {-1, 1})
         for (const world::car &one : world::kCars) {
-            if ((one.speed > 0 ? 1 : -1) != way)
+            if ((one.speed > 0 ? 1 : -1) != side_of_road)
                 continue;
             const double x = world::position(one, seconds), y = world::lane(one) - kWidth / 2;
             const auto side = [&](double from, double to, double low, double high, double slant_from, double slant_to,

@@ -10,8 +10,8 @@
 
 class scene {
 public:
-    // Maps the file of the time of day from the folder CAMERA_SCENE, day.ycc or night.ycc; or a picture of the user's
-    // own, the store's panorama.ycc, in which nothing moves.
+    // Maps day.ycc or night.ycc of the directory CAMERA_SCENE; or the user's panorama.ycc of the store, in which
+    // nothing moves.
     scene(bool night, const timeval &at);
     ~scene();
     scene(const scene &) = delete;

@@ -40,8 +40,8 @@ std::vector<int16_t> make_bell(uint32_t rate) {
 } // namespace
 
 sound::sound() {
-    const char *folder = std::getenv("CAMERA_SCENE");
-    std::ifstream file(std::string(folder ? folder : "") + "/speech.wav", std::ios::binary);
+    const char *directory = std::getenv("CAMERA_SCENE");
+    std::ifstream file(std::string(directory ? directory : "") + "/speech.wav", std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(file)), {});
     for (size_t at = 12; bytes.size() >= 12 && at + 8 <= bytes.size();) {
         const size_t size = std::min<size_t>(little(bytes, at + 4, 4), bytes.size() - at - 8);
@@ -53,7 +53,7 @@ sound::sound() {
         at += 8 + size + size % 2;
     }
     if (rate_ < 8000 || rate_ > 48000 || speech_.empty())
-        throw store::trouble{"speech.wav is missing, or no recording"};
+        throw store::failure{"speech.wav is missing or invalid"};
     bell_ = make_bell(rate_);
 }
 

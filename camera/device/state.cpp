@@ -1,4 +1,4 @@
-// The camera's knowledge of itself as records in files.
+// The state as records in files.
 #include "state.hpp"
 #include "store.hpp"
 #include <algorithm>
@@ -23,7 +23,7 @@ timeval time_of(const std::string &field) {
             static_cast<suseconds_t>(point == std::string::npos ? 0 : std::strtol(&field[point + 1], nullptr, 10))};
 }
 
-// The fields of a file's only record, if it has as many.
+// The fields of the only record of a file, if it has that number of them.
 store::record single(const std::string &name, size_t fields) {
     const auto records = store::read_records(name);
     return records.size() == 1 && records[0].size() == fields ? records[0] : store::record();
@@ -123,8 +123,8 @@ motion::plan current_plan(const timeval &at) {
             positions.push_back(one.at);
         return motion::on_patrol(positions, tour->dwell, tour->begun, at, limits());
     }
-    if (const auto kept = store::read("motion"))
-        return motion::plan::parse(*kept);
+    if (const auto text = store::read("motion"))
+        return motion::plan::parse(*text);
     return motion::plan::resting(at, home());
 }
 

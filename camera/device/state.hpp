@@ -1,4 +1,4 @@
-// What the camera knows of itself between two requests: its clock, its position, presets, limits and settings.
+// The camera's state between requests: clock, position, presets, limits and settings.
 #pragma once
 
 #include "motion.hpp"
@@ -10,7 +10,7 @@
 
 namespace state {
 
-// The camera's clock: the system's, and what it was set to be ahead.
+// The camera's clock: the system's, plus the offset that was set.
 timeval now();
 void set_clock(const timeval &to);
 
@@ -28,7 +28,7 @@ void keep(const motion::limits &allowed);
 motion::position home();
 void keep_home(const motion::position &at);
 
-// A tour of the presets since a time.
+// A patrol of the presets, since a time.
 struct patrol {
     timeval begun;
     double dwell;
@@ -36,7 +36,7 @@ struct patrol {
 std::optional<patrol> patrolling();
 void keep(const std::optional<patrol> &tour);
 
-// Where the camera is and how it goes on from there; of a patrol, as far as its next stop.
+// The current motion; of a patrol, as far as its next preset.
 motion::plan current_plan(const timeval &at);
 void keep(const motion::plan &plan);
 motion::position position_at(const timeval &at);

@@ -1,4 +1,4 @@
-// What is kept, and how it survives a crash: files written beside and renamed, locks, records of text.
+// Files that survive a crash, locks, and records of text.
 #include "store.hpp"
 #include <algorithm>
 #include <cerrno>
@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vela/cpp/url.hpp>
 #include <vela/filesystem.h>
@@ -19,9 +20,9 @@ namespace {
 
 int locks = 0, lock_file = -1;
 
-[[noreturn]] void fail(const std::string &what) { throw trouble{what + ": " + std::strerror(errno)}; }
+[[noreturn]] void fail(const std::string &what) { throw failure{what + ": " + std::strerror(errno)}; }
 
-// Fails for the reason at hand, without the file.
+// Fails with the current errno, and removes the file.
 [[noreturn]] void give_up(const std::string &path) {
     const int reason = errno;
     unlink(path.c_str());
@@ -29,7 +30,7 @@ int locks = 0, lock_file = -1;
     fail(path);
 }
 
-// A descriptor that closes itself.
+// An owner of a descriptor.
 struct descriptor {
     int number;
     ~descriptor() {
@@ -38,13 +39,13 @@ struct descriptor {
     }
 };
 
-void synchronise_folder_of(const std::string &path) {
+void sync_directory_of(const std::string &path) {
     const descriptor opened{open(path.substr(0, path.rfind('/')).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     if (opened.number < 0 || fsync(opened.number) != 0)
         fail(path);
 }
 
-// Makes a file with this content, synchronised; on failure there is none.
+// Writes and synchronises a whole file; on failure there is none.
 void write_whole(const std::string &path, std::string_view content) {
     const descriptor made{open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600)};
     if (made.number < 0)
@@ -62,11 +63,11 @@ void write_whole(const std::string &path, std::string_view content) {
 
 } // namespace
 
-const std::string &folder() {
+const std::string &directory() {
     static const std::string path = [] {
         const char *given = std::getenv("CAMERA_STATE");
         if (!given || !*given)
-            throw trouble{"CAMERA_STATE names no folder"};
+            throw failure{"CAMERA_STATE is not set"};
         if (mkdirp(given) != 0)
             fail(given);
         char absolute[PATH_MAX];
@@ -79,7 +80,7 @@ const std::string &folder() {
 
 lock::lock() {
     if (locks == 0) {
-        lock_file = open((folder() + "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        lock_file = open((directory() + "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
         if (lock_file < 0)
             fail("lock");
         while (flock(lock_file, LOCK_EX) != 0)
@@ -94,8 +95,19 @@ lock::~lock() {
         close(lock_file);
 }
 
+std::optional<version> version_of(const std::string &name) {
+    struct stat about;
+    if (stat((directory() + name).c_str(), &about) != 0) {
+        if (errno == ENOENT)
+            return std::nullopt;
+        fail(name);
+    }
+    return version{static_cast<uint64_t>(about.st_ino), static_cast<uint64_t>(about.st_size),
+                   static_cast<uint64_t>(about.st_mtim.tv_sec), static_cast<uint64_t>(about.st_mtim.tv_nsec)};
+}
+
 std::optional<std::string> read(const std::string &name) {
-    FILE *file = std::fopen((folder() + name).c_str(), "rbe");
+    FILE *file = std::fopen((directory() + name).c_str(), "rbe");
     if (!file) {
         if (errno == ENOENT)
             return std::nullopt;
@@ -112,34 +124,34 @@ std::optional<std::string> read(const std::string &name) {
     return content;
 }
 
-// With the lock the name beside is this process' own; what a crash left there is written over.
+// With the lock, the temporary name belongs to this process alone.
 void write(const std::string &name, std::string_view content) {
     const lock held;
-    const std::string path = folder() + name, beside = path + ".new";
-    write_whole(beside, content);
-    if (rename(beside.c_str(), path.c_str()) != 0)
-        give_up(beside);
-    synchronise_folder_of(path);
+    const std::string path = directory() + name, temporary = path + ".new";
+    write_whole(temporary, content);
+    if (rename(temporary.c_str(), path.c_str()) != 0)
+        give_up(temporary);
+    sync_directory_of(path);
 }
 
-void make_folder(const std::string &name) {
-    const std::string path = folder() + name;
+void make_directory(const std::string &name) {
+    const std::string path = directory() + name;
     if (is_dir(path.c_str()))
         return;
     if (mkdirp(path.c_str()) != 0)
         fail(path);
-    synchronise_folder_of(path);
-    synchronise_folder_of(path.substr(0, path.rfind('/')));
+    sync_directory_of(path);
+    sync_directory_of(path.substr(0, path.rfind('/')));
 }
 
 bool remove(const std::string &name) {
-    const std::string path = folder() + name;
+    const std::string path = directory() + name;
     if (unlink(path.c_str()) != 0) {
         if (errno == ENOENT)
             return false;
         fail(name);
     }
-    synchronise_folder_of(path);
+    sync_directory_of(path);
     return true;
 }
 

@@ -1,7 +1,8 @@
-// What the camera keeps, in files of one folder, CAMERA_STATE of the environment. What was written survives a crash at
-// any moment: a file is written beside, synchronised, renamed over the old one, and the folder is synchronised.
+// Persistent files in the directory CAMERA_STATE of the environment. What was written survives a crash at any moment: a
+// new file is written and synchronised, renamed over the old one, and the directory is synchronised.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,15 +10,15 @@
 
 namespace store {
 
-// Something could not be kept or read; nothing was changed.
-struct trouble {
+// A file could not be read or written; nothing was changed.
+struct failure {
     std::string what;
 };
 
-// The folder, made where it's missing.
-const std::string &folder();
+// The directory; made if it is missing.
+const std::string &directory();
 
-// One writer at a time, for as long as it lives; locks of one process nest.
+// Excludes other writers as long as it lives; the locks of one process nest.
 class lock {
 public:
     lock();
@@ -26,15 +27,21 @@ public:
     lock &operator=(const lock &) = delete;
 };
 
-// A file's content; nothing where there is none. Names are the programs' own, never a request's.
+// Identifies the content of a file: another one after each write; empty if there is no file.
+struct version {
+    uint64_t file, size, seconds, nanoseconds;
+    bool operator==(const version &) const = default;
+};
+std::optional<version> version_of(const std::string &name);
+// The content of a file; empty if there is none. Names never come from a request.
 std::optional<std::string> read(const std::string &name);
 void write(const std::string &name, std::string_view content);
-// A folder within, made where it's missing.
-void make_folder(const std::string &name);
-// Says whether there was such a file.
+// Makes a subdirectory if it is missing.
+void make_directory(const std::string &name);
+// Returns whether there was such a file.
 bool remove(const std::string &name);
 
-// Records: one a line, fields between tabs, each percent-encoded.
+// Records: one per line, with fields separated by tabs, each percent-encoded.
 using record = std::vector<std::string>;
 std::vector<record> read_records(const std::string &name);
 void write_records(const std::string &name, const std::vector<record> &records);

@@ -1,4 +1,4 @@
-// A request taken apart and checked, and its answer.
+// Parameters of requests, checked, and answers.
 #include "web.hpp"
 #include "store.hpp"
 #include <algorithm>
@@ -12,36 +12,36 @@ namespace web {
 
 namespace {
 
-constexpr size_t kLongestForm = 131072;
+constexpr size_t kMaxForm = 131072;
 
-// A request of another site's page carries that site's origin, or none and no token.
+// A page of another site sends that site's origin, or none and no token.
 void check_origin(const vela::cgi::request &request) {
     const std::string host(request.header("Host").value_or(""));
     const auto origin = request.header("Origin"), site = request.header("Sec-Fetch-Site");
     const bool foreign_origin = origin && origin != "http://" + host && origin != "https://" + host;
     const bool foreign_site = site && site != "same-origin" && site != "none";
     if (foreign_origin || foreign_site)
-        throw refusal{403, "changes are taken from this camera's own page alone"};
+        throw refusal{403, "the request comes from another site"};
     if (request.header("X-Camera-Token") != token())
-        throw refusal{403, "the token is missing or old: load the page again"};
+        throw refusal{403, "the token is missing or invalid: reload the page"};
 }
 
 void check_body(const vela::cgi::request &request) {
     if (!request.header("Content-Type").value_or("").starts_with("application/x-www-form-urlencoded"))
-        throw refusal{415, "a change is a form: application/x-www-form-urlencoded"};
+        throw refusal{415, "the body must be a form: application/x-www-form-urlencoded"};
     if (request.header("Content-Length").value_or("").empty())
         throw refusal{411, "the length of the form is missing"};
-    if (request.is_truncated() && request.body().size() < kLongestForm)
-        throw refusal{400, "the form was cut"};
+    if (request.is_truncated() && request.body().size() < kMaxForm)
+        throw refusal{400, "the form is incomplete"};
     if (request.is_truncated())
         throw refusal{413, "a form has at most 131072 bytes"};
 }
 
-void serve(exchange &one, std::initializer_list<call> calls) {
-    const vela::cgi::request &request = one.request();
+void serve(exchange &http, std::initializer_list<call> calls) {
+    const vela::cgi::request &request = http.request();
     const bool changes = request.is("POST");
     if (!changes && !request.is("GET") && !request.is("HEAD"))
-        throw refusal{405, "GET, HEAD and POST are understood"};
+        throw refusal{405, "only GET, HEAD and POST are supported"};
     const call *found = nullptr;
     bool is_known = false;
     for (const call &each : calls) {
@@ -52,14 +52,14 @@ void serve(exchange &one, std::initializer_list<call> calls) {
             found = &each;
     }
     if (!is_known)
-        throw refusal{404, "there is no such call"};
+        throw refusal{404, "no such call"};
     if (!found)
-        throw refusal{405, "nothing is changed here"};
+        throw refusal{405, "this call accepts no POST"};
     if (changes) {
         check_body(request);
         check_origin(request);
     }
-    found->answer(one);
+    found->answer(http);
 }
 
 } // namespace
@@ -109,10 +109,11 @@ std::vector<std::array<double, 2>> exchange::pairs(const char *name, std::pair<s
                                       json::number(second.low) + " to " + json::number(second.high)};
     const std::string list = text(name, 4096);
     const char *at = list.data(), *const last = at + list.size();
-    const auto read = [&](const range &allowed, char behind) {
+    const auto read = [&](const range &allowed, char separator) {
         double value = 0;
         const auto [end, error] = std::from_chars(at, last, value, std::chars_format::fixed);
-        if (error != std::errc() || !(allowed.low <= value && value <= allowed.high) || (end != last && *end != behind))
+        if (error != std::errc() || !(allowed.low <= value && value <= allowed.high) ||
+            (end != last && *end != separator))
             throw refused;
         at = end;
         return value;
@@ -156,27 +157,27 @@ bool exchange::write(std::initializer_list<std::string_view> pieces) {
 }
 
 int run(std::initializer_list<call> calls) {
-    auto request = vela::cgi::request::read(kLongestForm);
+    auto request = vela::cgi::request::read(kMaxForm);
     if (!request) {
-        std::fputs("this is a program of the camera's web server; there is no request in its environment\n", stderr);
+        std::fputs("a CGI program: there is no request in the environment\n", stderr);
         return EXIT_FAILURE;
     }
-    exchange one(std::move(*request));
+    exchange http(std::move(*request));
     std::optional<refusal> refused;
     try {
-        serve(one, calls);
+        serve(http, calls);
     } catch (const refusal &reason) {
         refused = reason;
-    } catch (const store::trouble &failed) {
+    } catch (const store::failure &failed) {
         std::fprintf(stderr, "%s\n", failed.what.c_str());
-        refused = {500, "something that the camera keeps can't be read or written"};
+        refused = {500, "a file of the camera cannot be read or written"};
     }
-    if (refused && !one.response().is_sent()) {
-        one.response().reset();
-        one.response().status(refused->status);
-        one.answer("text/plain; charset=utf-8", http_strerr(refused->status) + ("\n" + refused->reason) + "\n");
+    if (refused && !http.response().is_sent()) {
+        http.response().reset();
+        http.response().status(refused->status);
+        http.answer("text/plain; charset=utf-8", http_strerr(refused->status) + ("\n" + refused->reason) + "\n");
     }
-    return std::ferror(one.response().output()) ? EXIT_FAILURE : EXIT_SUCCESS;
+    return std::ferror(http.response().output()) ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 
 std::string token() {

@@ -1,8 +1,8 @@
-// What the camera's programs share of the web: a request whose every parameter is checked, and answers in JSON.
+// HTTP for the camera's programs: requests with checked parameters, and answers in JSON.
 //
-// A program answers one request by one of its calls: web::run(calls). GET and HEAD read; POST changes, and is taken
-// only from the page itself: of the same origin and with the camera's token. A call that throws a refusal answers with
-// its status and reason, and nothing is changed.
+// A program answers one request by one of its calls: web::run(calls). GET and HEAD read; POST changes, and must come
+// from the page itself: of the same origin, with the camera's token. A call that throws a refusal answers with its
+// status and reason, and changes nothing.
 #pragma once
 
 #include <array>
@@ -44,19 +44,19 @@ public:
     int32_t whole(const char *name, int32_t low, int32_t high) const;
     int32_t whole(const char *name, int32_t low, int32_t high, int32_t otherwise) const;
     bool flag(const char *name, bool otherwise) const;
-    // A list "a,b;a,b;...", of so many pairs, each number in its range.
+    // A list "a,b;a,b;..." with a count in a range, and each number in its range.
     std::vector<std::array<double, 2>> pairs(const char *name, std::pair<size_t, size_t> count, range first,
                                              range second) const;
-    // Which of the words it is.
+    // One of these words.
     std::string one_of(const char *name, std::initializer_list<std::string_view> words) const;
     std::string one_of(const char *name, std::initializer_list<std::string_view> words,
                        std::string_view otherwise) const;
 
-    // Whole answers, and the head of one that goes on until it ends; false when the client has gone.
+    // Complete answers, and the header of a stream; false when the client has gone.
     bool answer(std::string_view type, std::string_view body) { return fresh().send(body, type); }
     bool json(std::string_view body) { return fresh().send_json(body); }
     bool begin(std::string_view type) { return fresh().begin(type); }
-    // Sends on what follows such a head.
+    // Sends parts of the stream.
     bool write(std::initializer_list<std::string_view> pieces);
 
 private:
@@ -66,7 +66,7 @@ private:
     vela::cgi::response response_;
 };
 
-// "/live" behind the program's name, or "", and what answers there.
+// A path after the program's name, such as "/live", or "", and its function.
 struct call {
     std::string_view method; // GET, and HEAD with it, or POST
     std::string_view path;
@@ -76,13 +76,13 @@ struct call {
 // Answers the one request of this process; the result is main()'s.
 int run(std::initializer_list<call> calls);
 
-// The camera's token, which the page sends with every change. Made on first use.
+// The camera's token, which the page sends with each change. Generated on first use.
 std::string token();
 
 // Whether a text is UTF-8 without control characters.
 bool is_printable(std::string_view text);
 
-// JSON, built from the inside out.
+// JSON, built as text.
 namespace json {
 
 inline std::string quoted(std::string_view text) { return vela::cgi::json_string(text); }

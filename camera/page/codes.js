@@ -1,47 +1,58 @@
-// Texts in the codes of the web: a URL taken apart, percent coding, Base64.
-import { element, get, part, say, tell } from './server.js';
+// Encodings of text: a URL taken apart, percent encoding, Base64.
+import { attempt, byId, element, showText } from './dom.js';
+import { get } from './server.js';
 
-const error = part('codes-error'), text = part('codes-text'), refused = part('codes-refused');
+const text = byId('codes-text');
+const names = { form: 'in a form', segment: 'in a path', base64: 'Base64', decoded: 'decoded' };
 
-const rows = (pairs) => part('codes-answer').replaceChildren(...pairs.flatMap(([name, value]) =>
-  [element('dt', { textContent: name }), element('dd', { textContent: value })]));
-
-async function ask(call) {
-  rows([]);
-  const answer = await tell(error, get(`/api/system/${call}`, { text: text.value }), text);
-  if (!answer) return;
-  const { parameters = [], ...parts } = answer;
-  const names = { form: 'in a form', segment: 'in a path', base64: 'Base64', decoded: 'decoded' };
-  rows([
-    ...Object.entries(parts).filter(([, value]) => value !== null).map(([name, value]) => [names[name] ?? name, value]),
-    ...parameters.map(([name, value]) => [`${name ?? ''} =`, value ?? '']),
-  ]);
+function showRows(rows) {
+    const cells = ([name, value]) => [element('dt', { textContent: name }), element('dd', { textContent: value })];
+    byId('codes-answer').replaceChildren(...rows.flatMap(cells));
 }
 
-async function snapshot() {
-  const button = part('codes-snapshot');
-  button.disabled = true;
-  const answer = await tell(refused, get('/api/system/snapshot', { width: 320, height: 180 }));
-  button.disabled = false;
-  if (!answer) return;
-  say(part('codes-bytes'), `A JPEG of ${answer.bytes} bytes in ${answer.base64.length} characters:`);
-  part('codes-base64').value = answer.base64;
-  part('codes-base64').hidden = part('codes-copy').hidden = false;
+async function convert(call) {
+    showRows([]);
+    const answer = await attempt(byId('codes-error'), get(`/api/system/${call}`, { text: text.value }), text);
+    if (!answer) return;
+    const { parameters = [], ...parts } = answer;
+    showRows([
+        ...Object.entries(parts)
+            .filter(([, value]) => value !== null)
+            .map(([name, value]) => [names[name] ?? name, value]),
+        ...parameters.map(([name, value]) => [`${name ?? ''} =`, value ?? '']),
+    ]);
 }
 
-export function begin_codes() {
-  part('codes-form').addEventListener('submit', (event) => {
-    event.preventDefault();
-    ask(event.submitter?.value ?? 'url');
-  });
-  part('codes-link').addEventListener('click', () => {
-    text.value = location.href;
-    ask('url');
-  });
-  part('codes-snapshot').addEventListener('click', snapshot);
-  part('codes-copy').addEventListener('click', async () => {
-    part('codes-base64').select();
-    const done = await navigator.clipboard.writeText(part('codes-base64').value).then(() => true, () => document.execCommand('copy'));
-    say(part('codes-bytes'), done ? 'Copied.' : 'Press Ctrl+C to copy it.');
-  });
+async function encodeSnapshot() {
+    const button = byId('codes-snapshot');
+    button.disabled = true;
+    const request = get('/api/system/snapshot', { width: 320, height: 180 });
+    const answer = await attempt(byId('codes-refused'), request);
+    button.disabled = false;
+    if (!answer) return;
+    showText(byId('codes-bytes'), `A JPEG of ${answer.bytes} bytes in ${answer.base64.length} characters:`);
+    byId('codes-base64').value = answer.base64;
+    byId('codes-base64').hidden = byId('codes-copy').hidden = false;
+}
+
+async function copySnapshot() {
+    byId('codes-base64').select();
+    const isCopied = await navigator.clipboard.writeText(byId('codes-base64').value).then(
+        () => true,
+        () => document.execCommand('copy'),
+    );
+    showText(byId('codes-bytes'), isCopied ? 'Copied.' : 'Press Ctrl+C to copy it.');
+}
+
+export function initCodes() {
+    byId('codes-form').addEventListener('submit', (event) => {
+        event.preventDefault();
+        convert(event.submitter?.value ?? 'url');
+    });
+    byId('codes-link').addEventListener('click', () => {
+        text.value = location.href;
+        convert('url');
+    });
+    byId('codes-snapshot').addEventListener('click', encodeSnapshot);
+    byId('codes-copy').addEventListener('click', copySnapshot);
 }

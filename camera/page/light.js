@@ -1,165 +1,236 @@
-// By which light the scene is seen, what is written on the picture, exposure and tone curve.
-import { digits, get, newest, part, post, shape, tell } from './server.js';
-import { library } from './vela.js';
+// Settings of the picture: time of day, grid, stamp, exposure and tone curve.
+import { attempt, byId, clamp, formatNumber, shape } from './dom.js';
+import { library } from './modules.js';
+import { get, latest, post } from './server.js';
 
-const error = part('light-error'), refused = part('curve-error'), plot = part('curve');
+const settingsError = byId('light-error');
+const curveError = byId('curve-error');
+const plot = byId('curve');
+const maxKnots = 16;
 
-// ---- What was answered last, and what is wanted beyond that. While a knot is dragged only the newest wish is sent on.
-
-let settings = null, wish = null;
+// The last answer, and what has been asked for since. While a knot is dragged only the latest request is sent.
+const state = { settings: null, requested: null };
 
 function show(answer) {
-  settings = answer;
-  document.querySelector(`[name=light][value=${answer.light}]`).checked = true;
-  part('grid').checked = answer.grid;
-  part('stamp').checked = answer.stamp;
-  if (!wish) part('exposure').value = answer.exposure;
-  if (!grip && !wish) knots = answer.curve; // until then an answer is older than what is wanted
-  draw();
-  return true;
+    state.settings = answer;
+    document.querySelector(`[name=light][value=${answer.light}]`).checked = true;
+    byId('grid').checked = answer.grid;
+    byId('stamp').checked = answer.stamp;
+    if (!state.requested) byId('exposure').value = answer.exposure;
+    if (!editor.isDragging && !state.requested) editor.knots = answer.curve; // older than what is asked for otherwise
+    editor.draw();
+    return true;
 }
-const set = (fields, place = error) => tell(place, post('/api/video', fields).then(show));
-export const load_light = () => tell(error, get('/api/video/settings').then(show));
+const change = (fields, place = settingsError) => attempt(place, post('/api/video', fields).then(show));
+export const loadLight = () => attempt(settingsError, get('/api/video/settings').then(show));
 
-const send = newest(async () => {
-  const sent = wish;
-  await set(sent, refused);
-  if (wish === sent) wish = null;
+const sendRequested = latest(async () => {
+    const sent = state.requested;
+    await change(sent, curveError);
+    if (state.requested === sent) state.requested = null;
 });
-async function ask(fields) {
-  wish = { ...wish, ...fields };
-  if (settings) draw();
-  await send();
-  if (!wish && !grip && settings) show(settings);
+async function request(fields) {
+    state.requested = { ...state.requested, ...fields };
+    if (state.settings) editor.draw();
+    await sendRequested();
+    if (!state.requested && !editor.isDragging && state.settings) show(state.settings);
 }
 
-for (const radio of document.querySelectorAll('[name=light]'))
-  radio.addEventListener('change', () => set({ light: radio.value }));
-for (const mark of ['grid', 'stamp'])
-  part(mark).addEventListener('change', () => set({ [mark]: part(mark).checked ? 1 : 0 }));
-part('exposure').addEventListener('input', () => ask({ exposure: Number(part('exposure').value) }));
+for (const radio of document.querySelectorAll('[name=light]')) {
+    radio.addEventListener('change', () => change({ light: radio.value }));
+}
+for (const name of ['grid', 'stamp']) {
+    byId(name).addEventListener('change', () => change({ [name]: byId(name).checked ? 1 : 0 }));
+}
+byId('exposure').addEventListener('input', () => request({ exposure: Number(byId('exposure').value) }));
 
-// ---- The curve, drawn as soon as a knot or the exposure is wanted elsewhere: computed here as the camera will compute it, or as
-// the camera last did where the page has no library. The knots are where they are wanted.
+// ---- The curve, computed as the camera will compute it, so that it is drawn at once
 
-let knots = [], chosen = 0, grip = null;
+const toLevel = (value) => clamp(0, Math.round(value), 255);
 
-const exposure = () => wish?.exposure ?? settings.exposure;
-const path = (values) => `M${values.map((value, x) => `${x} ${255 - value}`).join('L')}`;
-
-// The curve's 256 values, and what they are after the exposure; null where the page has no library, and for knots that the camera
-// refuses since their x don't rise.
-export function tones(knots, exposure) {
-  if (!library || knots.some(([x], i) => i > 0 && x <= knots[i - 1][0])) return null;
-  const spline = Array.from(library.curve.table('fixedSpline', Int16Array.from(knots.flat())), (value) => between(0, value, 255));
-  return { spline, levels: spline.map((_, i) => spline[between(0, i * 2 ** (exposure / 2.2), 255)]) };
+// The 256 values of the curve, and the same after the exposure; null for knots whose x do not rise.
+export function computeTones(knots, exposure) {
+    if (knots.some(([x], i) => i > 0 && x <= knots[i - 1][0])) return null;
+    const spline = Array.from(library.curve.table('fixedSpline', Int16Array.from(knots.flat())), toLevel);
+    return { spline, levels: spline.map((_, i) => spline[toLevel(i * 2 ** (exposure / 2.2))]) };
 }
 
-function draw() {
-  const focused = plot.contains(document.activeElement), { spline, levels } = tones(knots, exposure()) ?? settings;
-  plot.replaceChildren(
-    shape('path', { class: 'frame', d: 'M0 0H255V255H0ZM0 63.75H255M0 127.5H255M0 191.25H255M63.75 0V255M127.5 0V255M191.25 0V255' }),
-    ...(exposure() ? [shape('path', { class: 'levels', d: path(levels) })] : []),
-    shape('path', { class: 'spline', d: path(spline) }),
-    ...knots.map(([x, y], i) => shape('circle', {
-      class: 'knot', cx: x, cy: 255 - y, r: 8, tabindex: i === chosen ? 0 : -1, 'data-knot': i, role: 'slider',
-      'aria-label': `Knot ${i + 1} of ${knots.length}`, 'aria-valuemin': 0, 'aria-valuemax': 255, 'aria-valuenow': y, 'aria-valuetext': `${x} becomes ${y}`,
-    })));
-  if (focused) plot.querySelector('[tabindex="0"]')?.focus();
-  words();
-}
-function words() {
-  const [x, y] = knots[chosen] ?? [];
-  part('curve-words').textContent = x === undefined ? '' :
-    `Knot ${chosen + 1} of ${knots.length}: ${x} becomes ${y}.${exposure() ? ' The thin line is the curve after the exposure.' : ''}`;
-  part('exposure-words').textContent = `${exposure() > 0 ? '+' : ''}${digits(exposure(), 1)} stops`;
-  part('curve-remove').disabled = chosen === 0 || chosen === knots.length - 1;
-  part('curve-add').disabled = knots.length >= 16;
-}
+const grid = 'M0 0H255V255H0ZM0 63.75H255M0 127.5H255M0 191.25H255M63.75 0V255M127.5 0V255M191.25 0V255';
+const toPath = (values) => `M${values.map((value, x) => `${x} ${255 - value}`).join('L')}`;
 
-const between = (low, value, high) => Math.min(Math.max(Math.round(value), low), high);
-// The ends stay at the sides. A knot may be led onto its neighbour: the camera says what is wrong with that.
-function place(i, x, y) {
-  const ends = i === 0 ? 0 : i === knots.length - 1 ? 255 : between(0, x, 255);
-  knots = knots.map((knot, k) => (k === i ? [ends, between(0, y, 255)] : knot));
-  ask({ curve: knots.map((knot) => knot.join(',')).join(';') });
-}
-function add(x, y) {
-  const at = knots.findIndex((knot) => knot[0] >= x);
-  if (knots.length >= 16 || at < 1 || knots[at][0] === x) return false;
-  knots = knots.toSpliced(at, 0, [x, y]);
-  chosen = at;
-  place(at, x, y);
-  return true;
-}
-function remove(i) {
-  if (i === 0 || i === knots.length - 1) return;
-  knots = knots.toSpliced(i, 1);
-  chosen = between(0, i - 1, knots.length - 1);
-  place(chosen, ...knots[chosen]);
-}
-const spline_at = (x) => between(0, settings.spline[x], 255);
+class CurveEditor {
+    knots = [];
+    #selected = 0;
+    #pointerId = null;
+    #tones = null; // of the last knots that make a curve
 
-const pointed = (event) => {
-  const at = new DOMPoint(event.clientX, event.clientY).matrixTransform(plot.getScreenCTM().inverse());
-  return [between(0, at.x, 255), between(0, 255 - at.y, 255)];
-};
-// The nearest knot within a finger's width; elsewhere a new one.
-plot.addEventListener('pointerdown', (event) => {
-  if (event.button !== 0 || !settings) return;
-  event.preventDefault();
-  const [x, y] = pointed(event), far = knots.map((knot) => Math.hypot(knot[0] - x, knot[1] - y));
-  const nearest = far.indexOf(Math.min(...far));
-  grip = { id: event.pointerId };
-  if (far[nearest] < 20) chosen = nearest;
-  else if (!add(x, y)) grip = null;
-  if (!grip) return;
-  plot.setPointerCapture(event.pointerId);
-  draw();
-  plot.querySelector('[tabindex="0"]').focus({ focusVisible: false });
-});
-plot.addEventListener('pointermove', (event) => { if (grip?.id === event.pointerId) place(chosen, ...pointed(event)); });
-for (const end of ['pointerup', 'pointercancel'])
-  plot.addEventListener(end, (event) => {
-    if (grip?.id !== event.pointerId) return;
-    grip = null;
-    if (!wish) show(settings);
-  });
+    get isDragging() {
+        return this.#pointerId !== null;
+    }
 
-plot.addEventListener('focusin', (event) => {
-  const i = Number(event.target.dataset.knot);
-  if (i === chosen) return;
-  chosen = i;
-  words();
-});
-const steps = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, 1], ArrowDown: [0, -1] };
-plot.addEventListener('keydown', (event) => {
-  const step = steps[event.key], i = chosen;
-  const acts = {
-    Delete: () => remove(i), Backspace: () => remove(i), Insert: () => insert(),
-    PageUp: () => choose(i + 1), PageDown: () => choose(i - 1), Home: () => choose(0), End: () => choose(knots.length - 1),
-  };
-  if (!step && !acts[event.key]) return;
-  event.preventDefault();
-  if (!step) return acts[event.key]();
-  const by = event.shiftKey ? 10 : 1, [x, y] = knots[i];
-  place(i, x + by * step[0], y + by * step[1]);
-});
-function choose(i) {
-  chosen = between(0, i, knots.length - 1);
-  draw();
+    get #exposure() {
+        return state.requested?.exposure ?? state.settings.exposure;
+    }
+
+    constructor() {
+        plot.addEventListener('pointerdown', (event) => this.#press(event));
+        plot.addEventListener('pointermove', (event) => {
+            if (this.#pointerId === event.pointerId) this.#place(this.#selected, ...this.#positionOf(event));
+        });
+        for (const name of ['pointerup', 'pointercancel']) {
+            plot.addEventListener(name, (event) => {
+                if (this.#pointerId !== event.pointerId) return;
+                this.#pointerId = null;
+                if (!state.requested) show(state.settings);
+            });
+        }
+        plot.addEventListener('focusin', ({ target }) => {
+            const index = Number(target.dataset.knot);
+            if (index === this.#selected) return;
+            this.#selected = index;
+            this.#describe();
+        });
+        plot.addEventListener('keydown', (event) => this.#key(event));
+        byId('curve-add').addEventListener('click', () => {
+            this.#insert();
+            this.#focus();
+        });
+        byId('curve-remove').addEventListener('click', () => this.#remove(this.#selected));
+        byId('curve-straight').addEventListener('click', () => {
+            this.#setKnots([
+                [0, 0],
+                [255, 255],
+            ]);
+            this.#selected = 0;
+            byId('exposure').value = 0;
+            request({ exposure: 0 });
+        });
+    }
+
+    draw() {
+        const isFocused = plot.contains(document.activeElement);
+        this.#tones = computeTones(this.knots, this.#exposure) ?? this.#tones;
+        const { spline, levels } = this.#tones;
+        plot.replaceChildren(
+            shape('path', { class: 'frame', d: grid }),
+            ...(this.#exposure ? [shape('path', { class: 'levels', d: toPath(levels) })] : []),
+            shape('path', { class: 'spline', d: toPath(spline) }),
+            ...this.knots.map((knot, i) => this.#makeKnot(knot, i)),
+        );
+        if (isFocused) this.#focus();
+        this.#describe();
+    }
+
+    #makeKnot([x, y], i) {
+        return shape('circle', {
+            class: 'knot',
+            cx: x,
+            cy: 255 - y,
+            r: 8,
+            tabindex: i === this.#selected ? 0 : -1,
+            'data-knot': i,
+            role: 'slider',
+            'aria-label': `Knot ${i + 1} of ${this.knots.length}`,
+            'aria-valuemin': 0,
+            'aria-valuemax': 255,
+            'aria-valuenow': y,
+            'aria-valuetext': `${x} becomes ${y}`,
+        });
+    }
+
+    #describe() {
+        const [x, y] = this.knots[this.#selected];
+        const count = this.knots.length;
+        const dashed = this.#exposure ? ' The dashed line is the curve after the exposure.' : '';
+        byId('curve-words').textContent = `Knot ${this.#selected + 1} of ${count}: ${x} becomes ${y}.${dashed}`;
+        const sign = this.#exposure > 0 ? '+' : '';
+        byId('exposure-words').textContent = `${sign}${formatNumber(this.#exposure, 1)} stops`;
+        byId('curve-remove').disabled = this.#selected === 0 || this.#selected === count - 1;
+        byId('curve-add').disabled = count >= maxKnots;
+    }
+
+    #focus() {
+        plot.querySelector('[tabindex="0"]')?.focus({ focusVisible: true });
+    }
+
+    #setKnots(knots) {
+        this.knots = knots;
+        this.#selected = clamp(0, this.#selected, knots.length - 1);
+        request({ curve: knots.map((knot) => knot.join(',')).join(';') });
+    }
+
+    // The outer knots stay at the ends. A knot may be moved onto its neighbour, which the camera refuses with a reason.
+    #place(index, x, y) {
+        const end = index === 0 ? 0 : 255;
+        const isInner = index > 0 && index < this.knots.length - 1;
+        this.#setKnots(this.knots.with(index, [isInner ? toLevel(x) : end, toLevel(y)]));
+    }
+
+    #add(x, y) {
+        const index = this.knots.findIndex((knot) => knot[0] >= x);
+        if (this.knots.length >= maxKnots || index < 1 || this.knots[index][0] === x) return false;
+        this.#selected = index;
+        this.#setKnots(this.knots.toSpliced(index, 0, [x, y]));
+        return true;
+    }
+
+    #remove(index) {
+        if (index === 0 || index === this.knots.length - 1) return;
+        this.#selected = index - 1;
+        this.#setKnots(this.knots.toSpliced(index, 1));
+    }
+
+    // In the widest gap, on the curve.
+    #insert() {
+        const gaps = this.knots.slice(1).map((knot, i) => knot[0] - this.knots[i][0]);
+        const i = gaps.indexOf(Math.max(...gaps));
+        const x = Math.round((this.knots[i][0] + this.knots[i + 1][0]) / 2);
+        this.#add(x, this.#tones.spline[x]);
+    }
+
+    #positionOf({ clientX, clientY }) {
+        const at = new DOMPoint(clientX, clientY).matrixTransform(plot.getScreenCTM().inverse());
+        return [toLevel(at.x), toLevel(255 - at.y)];
+    }
+
+    // The nearest knot within a finger's width; elsewhere a new one.
+    #press(event) {
+        if (event.button !== 0 || !state.settings) return;
+        event.preventDefault();
+        const [x, y] = this.#positionOf(event);
+        const distances = this.knots.map((knot) => Math.hypot(knot[0] - x, knot[1] - y));
+        const nearest = distances.indexOf(Math.min(...distances));
+        if (distances[nearest] < 20) this.#selected = nearest;
+        else if (!this.#add(x, y)) return;
+        this.#pointerId = event.pointerId;
+        plot.setPointerCapture(event.pointerId);
+        this.draw();
+        plot.querySelector('[tabindex="0"]').focus({ focusVisible: false });
+    }
+
+    #key(event) {
+        const index = this.#selected;
+        const arrow = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, 1], ArrowDown: [0, -1] }[event.key];
+        const actions = {
+            Delete: () => this.#remove(index),
+            Backspace: () => this.#remove(index),
+            Insert: () => this.#insert(),
+            PageUp: () => this.#select(index + 1),
+            PageDown: () => this.#select(index - 1),
+            Home: () => this.#select(0),
+            End: () => this.#select(this.knots.length - 1),
+        };
+        if (!arrow && !actions[event.key]) return;
+        event.preventDefault();
+        if (!arrow) return actions[event.key]();
+        const step = event.shiftKey ? 10 : 1;
+        const [x, y] = this.knots[index];
+        this.#place(index, x + step * arrow[0], y + step * arrow[1]);
+    }
+
+    #select(index) {
+        this.#selected = clamp(0, index, this.knots.length - 1);
+        this.draw();
+    }
 }
-// In the widest gap, on the curve.
-function insert() {
-  const gaps = knots.slice(1).map((knot, i) => knot[0] - knots[i][0]), i = gaps.indexOf(Math.max(...gaps));
-  const x = Math.round((knots[i][0] + knots[i + 1][0]) / 2);
-  add(x, spline_at(x));
-}
-part('curve-add').addEventListener('click', () => { insert(); plot.querySelector('[tabindex="0"]').focus(); });
-part('curve-remove').addEventListener('click', () => remove(chosen));
-part('curve-straight').addEventListener('click', () => {
-  knots = [[0, 0], [255, 255]];
-  chosen = 0;
-  part('exposure').value = 0;
-  ask({ curve: '0,0;255,255', exposure: 0 });
-});
+const editor = new CurveEditor();

@@ -1,79 +1,110 @@
-// Snapshots and clips: made, searched, looked at, downloaded, deleted, thrown away when they are old.
-import { ask_twice, element, get, part, post, say, tell } from './server.js';
+// Snapshots and clips: taken, searched, viewed, downloaded, and deleted one by one or when they are old.
+import { attempt, byId, confirmPress, element, showText } from './dom.js';
+import { get, post } from './server.js';
 
-const strip = part('recordings-list'), error = part('recordings-error'), show = part('recordings-show');
-const address = (call, { id }) => `/api/recordings/${call}?${new URLSearchParams({ id })}`;
-const kind_of = ({ kind }) => (kind === 'clip' ? 'Clip' : 'Snapshot');
-const time_of = ({ time }) => new Date(time * 1000).toLocaleString('en-GB', { dateStyle: 'medium', timeStyle: 'medium' });
-const name = (one) => `${kind_of(one)}, ${time_of(one)}`;
+const list = byId('recordings-list');
+const dialog = byId('recordings-show');
+const pattern = byId('recordings-pattern');
+const clipSeconds = 5;
 
-export async function list_recordings() {
-  const field = part('recordings-pattern'), pattern = field.value;
-  const answer = await tell(part('recordings-refusal'), get('/api/recordings', pattern ? { pattern } : {}), field);
-  if (!answer) return;
-  const all = answer.recordings, bytes = all.reduce((sum, one) => sum + one.bytes, 0);
-  say(part('recordings-none'), !all.length ? pattern ? 'Nothing matches.' : 'Nothing is kept yet.' :
-    `${all.length} ${pattern ? 'found' : `of at most ${answer.most}`}, ${(bytes / 1e6).toFixed(1)} MB`);
-  strip.replaceChildren(...all.map((one) => element('li', {}, element('button', { type: 'button', onclick: () => open(one) },
-    element('img', { src: address('thumb', one), alt: '', loading: 'lazy', width: 160, height: 90 }),
-    element('strong', { textContent: kind_of(one) }), element('span', { textContent: time_of(one) })))));
+const addressOf = (call, { id }) => `/api/recordings/${call}?${new URLSearchParams({ id })}`;
+const kindOf = ({ kind }) => (kind === 'clip' ? 'Clip' : 'Snapshot');
+const timeOf = ({ time }) =>
+    new Date(time * 1000).toLocaleString('en-GB', { dateStyle: 'medium', timeStyle: 'medium' });
+const titleOf = (recording) => `${kindOf(recording)}, ${timeOf(recording)}`;
+
+// ---- The list
+
+function makeItem(recording) {
+    const image = { src: addressOf('thumb', recording), alt: '', loading: 'lazy', width: 160, height: 90 };
+    const button = element(
+        'button',
+        { type: 'button', onclick: () => open(recording) },
+        element('img', image),
+        element('strong', { textContent: kindOf(recording) }),
+        element('span', { textContent: timeOf(recording) }),
+    );
+    return element('li', {}, button);
 }
+
+function describe({ recordings, most }) {
+    if (recordings.length === 0) return pattern.value ? 'Nothing matches.' : 'No recordings yet.';
+    const bytes = recordings.reduce((sum, recording) => sum + recording.bytes, 0);
+    const count = `${recordings.length} ${pattern.value ? 'found' : `of at most ${most}`}`;
+    return `${count}, ${(bytes / 1e6).toFixed(1)} MB`;
+}
+
+export async function loadRecordings() {
+    const fields = pattern.value ? { pattern: pattern.value } : {};
+    const answer = await attempt(byId('recordings-refusal'), get('/api/recordings', fields), pattern);
+    if (!answer) return;
+    showText(byId('recordings-none'), describe(answer));
+    list.replaceChildren(...answer.recordings.map(makeItem));
+}
+
+async function change(fields, place, field, timeout) {
+    const answer = await attempt(place, post('/api/recordings', fields, timeout), field);
+    if (answer) await loadRecordings();
+    return answer;
+}
+
+// ---- One recording
 
 let opened = null;
-function open(one) {
-  opened = one;
-  part('recordings-title').textContent = name(one);
-  Object.assign(part('recordings-picture'), { src: address(one.kind === 'clip' ? 'play' : 'file', one), alt: name(one) });
-  Object.assign(part('recordings-download'), { href: address('file', one), download: one.id.split('/').pop() });
-  say(part('recordings-refused'), '');
-  show.showModal();
+function open(recording) {
+    opened = recording;
+    const title = titleOf(recording);
+    const call = recording.kind === 'clip' ? 'play' : 'file';
+    byId('recordings-title').textContent = title;
+    Object.assign(byId('recordings-picture'), { src: addressOf(call, recording), alt: title });
+    const download = recording.id.split('/').pop();
+    Object.assign(byId('recordings-download'), { href: addressOf('file', recording), download });
+    showText(byId('recordings-refused'), '');
+    dialog.showModal();
 }
-// A clip that nobody looks at is played no longer.
-show.addEventListener('close', () => part('recordings-picture').removeAttribute('src'));
-part('recordings-close').addEventListener('click', () => show.close());
-ask_twice(part('recordings-remove'), async () => {
-  const done = await tell(part('recordings-refused'), post('/api/recordings', { action: 'remove', id: opened.id }));
-  if (!done) return;
-  show.close();
-  await list_recordings();
+// A clip that nobody looks at is not played on.
+dialog.addEventListener('close', () => byId('recordings-picture').removeAttribute('src'));
+byId('recordings-close').addEventListener('click', () => dialog.close());
+confirmPress(byId('recordings-remove'), async () => {
+    const isRemoved = await change({ action: 'remove', id: opened.id }, byId('recordings-refused'));
+    if (isRemoved) dialog.close();
 });
 
-for (const [button, fields, meanwhile] of [
-  [part('recordings-snapshot'), { action: 'snapshot' }, 'Keeping a snapshot …'],
-  [part('recordings-clip'), { action: 'clip', seconds: 5 }, 'Recording for 5 seconds …'],
-])
-  button.addEventListener('click', async () => {
-    button.disabled = true;
-    say(part('recordings-busy'), meanwhile);
-    const done = await tell(error, post('/api/recordings', fields, 30000));
-    button.disabled = false;
-    say(part('recordings-busy'), '');
-    if (done) await list_recordings();
-  });
-const more = part('recordings-more'), tools = part('recordings-tools');
-more.addEventListener('click', () => {
-  tools.hidden = !tools.hidden;
-  more.setAttribute('aria-expanded', !tools.hidden);
-  if (!tools.hidden) return part('recordings-pattern').focus();
-  // What is no longer seen doesn't choose what is listed.
-  if (part('recordings-pattern').value) {
-    part('recordings-pattern').value = '';
-    list_recordings();
-  }
+// ---- Taking, searching, deleting
+
+function initButton(button, fields, progress) {
+    button.addEventListener('click', async () => {
+        button.disabled = true;
+        showText(byId('recordings-busy'), progress);
+        await change(fields, byId('recordings-error'), undefined, 30000);
+        button.disabled = false;
+        showText(byId('recordings-busy'), '');
+    });
+}
+initButton(byId('recordings-snapshot'), { action: 'snapshot' }, 'Taking a snapshot …');
+initButton(byId('recordings-clip'), { action: 'clip', seconds: clipSeconds }, `Recording for ${clipSeconds} seconds …`);
+
+byId('recordings-more').addEventListener('click', () => {
+    const tools = byId('recordings-tools');
+    tools.hidden = !tools.hidden;
+    byId('recordings-more').setAttribute('aria-expanded', !tools.hidden);
+    if (!tools.hidden) return pattern.focus();
+    // A search that is not shown does not filter.
+    if (!pattern.value) return;
+    pattern.value = '';
+    loadRecordings();
 });
-part('recordings-find').addEventListener('submit', (event) => {
-  event.preventDefault();
-  list_recordings();
+byId('recordings-find').addEventListener('submit', (event) => {
+    event.preventDefault();
+    loadRecordings();
 });
 
-async function throw_away() {
-  const days = part('recordings-days');
-  const done = await tell(part('recordings-old'), post('/api/recordings', { action: 'expire', days: days.value }), days);
-  if (done) await list_recordings();
-}
-ask_twice(part('recordings-drop'), throw_away);
-part('recordings-expire').addEventListener('submit', (event) => {
-  event.preventDefault();
-  part('recordings-drop').focus();
-  part('recordings-drop').click();
+confirmPress(byId('recordings-drop'), () => {
+    const days = byId('recordings-days');
+    change({ action: 'expire', days: days.value }, byId('recordings-old'), days);
+});
+byId('recordings-expire').addEventListener('submit', (event) => {
+    event.preventDefault();
+    byId('recordings-drop').focus();
+    byId('recordings-drop').click();
 });

@@ -1,135 +1,141 @@
-// What the camera hears, live, and how loud it is.
-import { digits, get, part, say, tell } from './server.js';
-import { compiled } from './vela.js';
+// Live sound, and its level.
+import { attempt, byId, formatNumber, showText } from './dom.js';
+import { compiled, library } from './modules.js';
+import { get } from './server.js';
+import { SoundBuffer } from './sound-buffer.js';
 
-const listen = part('sound-listen'), meter = part('sound-meter'), error = part('sound-error');
-let playing = false, gaps = 0;
+const listenButton = byId('sound-listen');
+const meter = byId('sound-meter');
+const error = byId('sound-error');
+const formats = {
+    wav: { name: 'littleEndian', bytes: 2 },
+    alaw: { name: 'alaw', bytes: 1 },
+    ulaw: { name: 'ulaw', bytes: 1 },
+};
+const state = { controller: null, gaps: 0 }; // a controller while sound is played
 
-const how = () => new URLSearchParams({ rate: part('sound-rate').value, format: part('sound-format').value, lobes: part('sound-lobes').value });
-
-function set_address() {
-  part('sound-download').href = `/api/audio?${how()}`;
-}
-
-// The loudest moment since the last question.
-async function measure() {
-  if (!playing) return;
-  const answer = await tell(error, get('/api/audio/levels', { count: 6 }));
-  if (playing && answer) {
-    const rms = Math.max(...answer.levels.map((one) => one.rms)), peak = Math.max(...answer.levels.map((one) => one.peak));
-    meter.value = rms;
-    part('sound-words').textContent = `${digits(rms)} dB, peak ${digits(peak)} dB${gaps ? `, gaps: ${gaps}` : ''}`;
-  }
-  setTimeout(measure, 300);
-}
-
-// ---- Playing. An audio element waits until it has far more than what comes in a second; this starts at once.
-
-const codes = {
-  wav: { name: 'littleEndian', bytes: 2, of: (data, i) => data.getInt16(2 * i, true) },
-  alaw: { name: 'alaw', bytes: 1, of: (data, i) => {
-    const code = data.getUint8(i) ^ 0x55, exponent = code >> 4 & 7, low = (code & 15) << 4 | 8;
-    const size = exponent ? low + 256 << exponent - 1 : low;
-    return code & 128 ? size : -size;
-  } },
-  ulaw: { name: 'ulaw', bytes: 1, of: (data, i) => {
-    const code = ~data.getUint8(i), size = (((code & 15) << 3) + 132 << (code >> 4 & 7)) - 132;
-    return code & 128 ? -size : size;
-  } },
+const options = () => {
+    const [rate, format, lobes] = ['rate', 'format', 'lobes'].map((name) => byId(`sound-${name}`).value);
+    return { rate: Number(rate), format, lobes: Number(lobes) };
 };
 
-// A player takes pieces of whole samples as they come. With the library a worklet converts them to the speaker's own rate;
-// browsers have none on pages that come neither from this computer nor by https.
-const has_worklet = () => Boolean(compiled) && typeof AudioWorkletNode !== 'undefined';
+// ---- Players: functions that take whole samples as they come
 
-async function worklet_player(speaker, { rate, format, lobes }, { signal }) {
-  await speaker.audioWorklet.addModule('./sound-worklet.js');
-  const node = new AudioWorkletNode(speaker, 'sound', {
-    numberOfInputs: 0, outputChannelCount: [1], processorOptions: { module: compiled, rate, lobes, format: codes[format].name },
-  });
-  node.port.onmessage = () => { if (!signal.aborted) ++gaps; };
-  node.connect(speaker.destination);
-  return (bytes) => node.port.postMessage(bytes, [bytes.buffer]);
+async function playInWorklet(speaker, { rate, format, lobes }, onGap) {
+    await speaker.audioWorklet.addModule('./sound-worklet.js');
+    const node = new AudioWorkletNode(speaker, 'sound', {
+        numberOfInputs: 0,
+        outputChannelCount: [1],
+        processorOptions: { module: compiled, rate, lobes, format: formats[format].name },
+    });
+    node.port.onmessage = onGap;
+    node.connect(speaker.destination);
+    return (bytes) => node.port.postMessage(bytes, [bytes.buffer]);
 }
 
-// Without it the page decodes them, and the browser plays one piece behind the other.
-const ahead = 0.2; // seconds, against gaps
-function piece_player(speaker, { rate, format }) {
-  const code = codes[format];
-  let next = 0;
-  return (bytes) => {
-    const count = bytes.length / code.bytes, data = new DataView(bytes.buffer), piece = speaker.createBuffer(1, count, rate);
-    piece.copyToChannel(Float32Array.from({ length: count }, (_, i) => code.of(data, i) / 32768), 0);
-    const source = new AudioBufferSourceNode(speaker, { buffer: piece });
-    source.connect(speaker.destination);
-    if (next < speaker.currentTime) next = speaker.currentTime + ahead;
-    source.start(next);
-    next += piece.duration;
-  };
+// Browsers have no worklets on pages that come neither from this computer nor by https. There the page's own thread
+// converts the sound, and hands it out in pieces that are longer, as it is often late.
+function playInPage(speaker, { rate, format, lobes }, onGap) {
+    const resampler = library.Resampler.withLobes(speaker.sampleRate, rate, lobes);
+    const buffer = new SoundBuffer(speaker.sampleRate);
+    const node = speaker.createScriptProcessor(4096, 1, 1);
+    node.onaudioprocess = ({ outputBuffer }) => {
+        if (!buffer.read(outputBuffer.getChannelData(0))) onGap();
+    };
+    node.connect(speaker.destination);
+    return (bytes) => buffer.write(resampler.pushBytes(bytes, formats[format].name, 'littleEndian'));
 }
 
-// Where the samples begin in a WAV file; -1 while that hasn't come yet.
-function head_length(bytes) {
-  const data = new DataView(bytes.buffer, bytes.byteOffset, bytes.length);
-  for (let at = 12; at + 8 <= bytes.length; at += 8 + data.getUint32(at + 4, true))
-    if (data.getUint32(at) === 0x64617461) return at + 8;
-  return -1;
+// ---- The stream
+
+// Where the samples begin in a WAV file; -1 while that has not come yet.
+function findSamples(bytes) {
+    const data = new DataView(bytes.buffer, bytes.byteOffset, bytes.length);
+    for (let at = 12; at + 8 <= bytes.length; at += 8 + data.getUint32(at + 4, true)) {
+        if (data.getUint32(at) === 0x64617461) return at + 8; // "data"
+    }
+    return -1;
 }
 
-async function play(take, { rate, format, lobes }, { signal }) {
-  const reply = await fetch(`/api/audio/live?${new URLSearchParams({ rate, format, lobes })}`, { signal });
-  if (!reply.ok) throw new Error();
-  const reader = reply.body.getReader(), size = codes[format].bytes;
-  let rest = new Uint8Array(), body = false;
-  for (;;) {
-    const { value, done } = await reader.read();
-    if (done) throw new Error();
-    const bytes = new Uint8Array(rest.length + value.length);
-    bytes.set(rest);
-    bytes.set(value, rest.length);
-    const head = body ? 0 : head_length(bytes), end = head < 0 ? 0 : bytes.length - (bytes.length - head) % size;
-    body ||= head >= 0;
-    if (head < end) take(bytes.slice(head, end));
-    rest = bytes.slice(end);
-  }
+// Never ends but by an error.
+async function receive({ rate, format, lobes }, signal, play) {
+    const response = await fetch(`/api/audio/live?${new URLSearchParams({ rate, format, lobes })}`, { signal });
+    if (!response.ok) throw new Error(`${response.status}`);
+    const reader = response.body.getReader();
+    const { bytes: sampleSize } = formats[format];
+    let rest = new Uint8Array();
+    let isInside = false;
+    for (;;) {
+        const { value, done } = await reader.read();
+        if (done) throw new Error('The stream has ended.');
+        const bytes = new Uint8Array(rest.length + value.length);
+        bytes.set(rest);
+        bytes.set(value, rest.length);
+        const begin = isInside ? 0 : findSamples(bytes);
+        isInside ||= begin >= 0;
+        const end = isInside ? bytes.length - ((bytes.length - begin) % sampleSize) : 0;
+        if (begin < end) play(bytes.slice(begin, end));
+        rest = bytes.slice(end);
+    }
 }
 
-let stopping = null;
 async function start() {
-  stopping?.abort();
-  gaps = 0;
-  const mine = stopping = new AbortController(), { rate, format, lobes } = Object.fromEntries(how());
-  const what = { rate: Number(rate), format, lobes: Number(lobes) };
-  const player = has_worklet() ? worklet_player : piece_player;
-  const speaker = new AudioContext(player === piece_player ? { sampleRate: what.rate } : {});
-  try {
-    await play(await player(speaker, what, mine), what, mine);
-  } catch {
-    if (mine.signal.aborted) return;
-    stop();
-    say(error, 'The sound has broken off.');
-  } finally {
-    speaker.close();
-  }
+    state.controller?.abort();
+    state.controller = new AbortController();
+    state.gaps = 0;
+    const { signal } = state.controller;
+    const speaker = new AudioContext();
+    const onGap = () => {
+        if (!signal.aborted) ++state.gaps;
+    };
+    try {
+        const player = speaker.audioWorklet ? playInWorklet : playInPage;
+        await receive(options(), signal, await player(speaker, options(), onGap));
+    } catch {
+        if (signal.aborted) return;
+        stop();
+        showText(error, 'The sound was interrupted.');
+    } finally {
+        speaker.close();
+    }
 }
+
 function stop() {
-  playing = false;
-  stopping.abort();
-  listen.setAttribute('aria-pressed', 'false');
-  part('sound-levels').hidden = true;
+    state.controller.abort();
+    state.controller = null;
+    listenButton.setAttribute('aria-pressed', 'false');
+    byId('sound-levels').hidden = true;
 }
-listen.addEventListener('click', () => {
-  if (playing) return stop();
-  playing = true;
-  listen.setAttribute('aria-pressed', 'true');
-  part('sound-levels').hidden = false;
-  say(error, '');
-  start();
-  measure();
+
+// The highest level since the last question.
+async function measure() {
+    if (!state.controller) return;
+    const answer = await attempt(error, get('/api/audio/levels', { count: 6 }));
+    if (state.controller && answer) {
+        const [rms, peak] = ['rms', 'peak'].map((name) => Math.max(...answer.levels.map((level) => level[name])));
+        const gaps = state.gaps ? `, gaps: ${state.gaps}` : '';
+        meter.value = rms;
+        byId('sound-words').textContent = `${formatNumber(rms)} dB, peak ${formatNumber(peak)} dB${gaps}`;
+    }
+    setTimeout(measure, 300);
+}
+
+listenButton.addEventListener('click', () => {
+    if (state.controller) return stop();
+    listenButton.setAttribute('aria-pressed', 'true');
+    byId('sound-levels').hidden = false;
+    showText(error, '');
+    start();
+    measure();
 });
-for (const choice of ['sound-rate', 'sound-format', 'sound-lobes'])
-  part(choice).addEventListener('change', () => {
-    set_address();
-    if (playing) start();
-  });
-set_address();
+
+function updateLink() {
+    byId('sound-download').href = `/api/audio?${new URLSearchParams(options())}`;
+}
+for (const name of ['rate', 'format', 'lobes']) {
+    byId(`sound-${name}`).addEventListener('change', () => {
+        updateLink();
+        if (state.controller) start();
+    });
+}
+updateLink();

@@ -1,69 +1,64 @@
-// What the camera is, its clock, and what each part of the library computes on its processor.
-import { element, get, part, post, tell } from './server.js';
-import { digests_here } from './vela.js';
+// The camera's identity and clock.
+import { attempt, byId, element } from './dom.js';
+import { get, post } from './server.js';
 
-const error = part('system-error');
+const clockField = byId('clock');
 
-// ---- Identity and clock. The clock goes on between two answers, in the camera's own zone.
-
+// The clock goes on between two answers, in the camera's own zone.
 let clock = null;
 
-function show(system) {
-  const sign = system.local.slice(-5), zone = (sign[0] === '-' ? -1 : 1) * (60 * sign.slice(1, 3) + Number(sign.slice(3)));
-  clock = { ahead: system.time * 1000 - Date.now(), zone: zone * 60000, name: sign };
-  const facts = {
-    Name: system.name, Version: system.version, Processor: system.architecture, MAC: system.mac, UUID: system.uuid, Clock: '',
-    Ahead: `${system.offset.toFixed(1)} s`,
-  };
-  if (Math.abs(system.offset) < 0.05) delete facts.Ahead;
-  part('system-facts').replaceChildren(...Object.entries(facts).flatMap(([name, value]) =>
-    [element('dt', { textContent: name }), element('dd', { textContent: value })]));
-  [...part('system-facts').children].find((one) => one.textContent === 'Clock').nextSibling.id = 'system-clock';
-  document.title = part('name').textContent = system.name;
-  tick();
-  return true;
+function readZone(local) {
+    const [, sign, hours, minutes] = /([+-])(\d\d)(\d\d)$/.exec(local);
+    return {
+        name: sign + hours + minutes,
+        offset: Number(`${sign}1`) * (60 * Number(hours) + Number(minutes)) * 60000,
+    };
 }
-const there = () => new Date(Date.now() + clock.ahead + clock.zone).toISOString().slice(0, 19);
+
+function show(system) {
+    clock = { ahead: system.time * 1000 - Date.now(), zone: readZone(system.local) };
+    const facts = {
+        Name: system.name,
+        Version: system.version,
+        Processor: system.architecture,
+        MAC: system.mac,
+        UUID: system.uuid,
+        Clock: '',
+    };
+    if (Math.abs(system.offset) >= 0.05) facts['Set ahead'] = `${system.offset.toFixed(1)} s`;
+    const cells = ([name, value]) => {
+        const id = name === 'Clock' ? 'system-clock' : '';
+        return [element('dt', { textContent: name }), element('dd', { textContent: value, id })];
+    };
+    byId('system-facts').replaceChildren(...Object.entries(facts).flatMap(cells));
+    document.title = byId('name').textContent = system.name;
+    tick();
+    return true;
+}
+
 function tick() {
-  if (clock) part('system-clock').textContent = `${there().replace('T', ' ')} ${clock.name}`;
+    if (!clock) return;
+    const local = new Date(Date.now() + clock.ahead + clock.zone.offset).toISOString().slice(0, 19);
+    byId('system-clock').textContent = `${local.replace('T', ' ')} ${clock.zone.name}`;
 }
 setInterval(tick, 1000);
-export const load_system = () => tell(error, get('/api/system').then(show));
 
-const change = (place, fields, field) => tell(place, post('/api/system', fields).then(show), field);
-part('system-form').addEventListener('submit', async (event) => {
-  event.preventDefault();
-  if (await change(error, { action: 'rename', name: part('system-name').value }, part('system-name'))) event.target.reset();
+export const loadSystem = () => attempt(byId('system-error'), get('/api/system').then(show));
+
+const change = (fields, place, field) => attempt(place, post('/api/system', fields).then(show), field);
+
+byId('system-form').addEventListener('submit', async (event) => {
+    event.preventDefault();
+    const name = byId('system-name');
+    if (await change({ action: 'rename', name: name.value }, byId('system-error'), name)) event.target.reset();
 });
-const wrong = part('clock-error'), wanted = part('clock');
-part('clock-form').addEventListener('submit', (event) => {
-  event.preventDefault();
-  const time = (Date.parse(`${wanted.value}Z`) - (clock?.zone ?? 0)) / 1000;
-  change(wrong, { action: 'set-time', time: Number.isFinite(time) ? time : '' }, wanted);
+byId('clock-form').addEventListener('submit', (event) => {
+    event.preventDefault();
+    const time = (Date.parse(`${clockField.value}Z`) - (clock?.zone.offset ?? 0)) / 1000;
+    const fields = { action: 'set-time', time: Number.isFinite(time) ? time : '' };
+    change(fields, byId('clock-error'), clockField);
 });
-part('clock-mine').addEventListener('click', () => change(wrong, { action: 'set-time', time: Date.now() / 1000 }));
-part('clock-reset').addEventListener('click', () => change(wrong, { action: 'reset-time' }));
-
-// ---- Digests side by side. A column is a heading and what gives the digests of its modules, or null.
-
-const columns = [
-  { name: 'This camera', digests: () => get('/api/system/digests') },
-  { name: 'ARM', digests: () => get('digests.json') },
-  { name: 'This page', digests: digests_here },
-];
-
-async function compare() {
-  const answers = await tell(part('digests-error'), Promise.all(columns.map((one) => one.digests())));
-  if (!answers) return;
-  const names = columns.filter((_, i) => answers[i]).map(({ name }) => name), all = answers.filter((one) => one);
-  const of = (column, name) => column.modules.find((one) => one.name === name)?.digest ?? '–';
-  const rows = all[0].modules.map(({ name, work }) => ({ name, work, digests: all.map((column) => of(column, name)) }));
-  const same = rows.filter(({ digests }) => digests.every((one) => one === digests[0])).length;
-  part('digests-words').textContent = same === rows.length ? `All ${same} parts give the same bits.` : `${rows.length - same} of ${rows.length} parts differ.`;
-  part('digests-heads').replaceChildren(element('th', { scope: 'col', textContent: 'Part' }), ...names.map((name, i) =>
-    element('th', { scope: 'col' }, name, element('br'), element('small', { textContent: all[i].architecture }))));
-  part('digests-rows').replaceChildren(...rows.map(({ name, work, digests }) => element('tr', {},
-    element('th', { scope: 'row', textContent: name, title: work }),
-    ...digests.map((one) => element('td', { className: one === digests[0] ? '' : 'differs' }, one.slice(0, 8), element('wbr'), one.slice(8))))));
-}
-part('digests-panel').addEventListener('toggle', () => { if (part('digests-panel').open) compare(); });
+byId('clock-browser').addEventListener('click', () =>
+    change({ action: 'set-time', time: Date.now() / 1000 }, byId('clock-error')),
+);
+byId('clock-reset').addEventListener('click', () => change({ action: 'reset-time' }, byId('clock-error')));

@@ -74,7 +74,7 @@ typedef struct cgi_request {
  * @param result  receives the request, for cgi_cleanup(), or null
  * @return 0; -1 if "REQUEST_METHOD" is not set or there is no memory for the record
  */
-VELA_NODISCARD int32_t cgi_setup(cgi_request **result) VELA_NONNULL(1);
+VELA_NODISCARD int32_t cgi_setup(cgi_request **result);
 
 /**
  * A parameter of the query string, which is split at "&" and "=".
@@ -136,7 +136,7 @@ const char *http_strerr(int32_t code);
  * @param cgi     the request
  * @param stream  the stream, which stays the caller's
  */
-void cgi_set_output(cgi_request *cgi, FILE *stream) VELA_NONNULL(1);
+void cgi_set_output(cgi_request *cgi, FILE *stream);
 
 /**
  * The stream that responses go to.
@@ -144,7 +144,7 @@ void cgi_set_output(cgi_request *cgi, FILE *stream) VELA_NONNULL(1);
  * @param cgi  the request
  * @return the stream last set
  */
-FILE *cgi_output(const cgi_request *cgi) VELA_NONNULL(1);
+FILE *cgi_output(const cgi_request *cgi);
 
 /**
  * Writes a complete plain-text response whose body is the status's reason phrase and, on a separate line, a message:
@@ -158,8 +158,7 @@ FILE *cgi_output(const cgi_request *cgi) VELA_NONNULL(1);
  * @param status  the status code
  * @param format  printf() format of the message, or null for none
  */
-void cgi_error(cgi_request *cgi, int32_t status, const char *format, ...)
-    __attribute__((format(printf, 3, 4))) VELA_NONNULL(1);
+void cgi_error(cgi_request *cgi, int32_t status, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
 /**
  * cgi_error() with the arguments of the format in a list.
@@ -170,7 +169,7 @@ void cgi_error(cgi_request *cgi, int32_t status, const char *format, ...)
  * @param args    the list, which the caller has started and will end
  */
 void cgi_verror(cgi_request *cgi, int32_t status, const char *format, va_list args)
-    __attribute__((format(printf, 3, 0))) VELA_NONNULL(1);
+    __attribute__((format(printf, 3, 0)));
 
 /** @} */
 #pragma GCC visibility pop

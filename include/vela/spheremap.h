@@ -85,7 +85,7 @@ typedef struct smap_view {
  * @param pan   Q10 degrees, any value, changed in place
  * @param tilt  Q10 degrees, any value, changed in place
  */
-void smap_clip_pan_tilt(int32_t *pan, int32_t *tilt) VELA_NONNULL(1, 2);
+void smap_clip_pan_tilt(int32_t *pan, int32_t *tilt);
 
 /**
  * Normalises a limit of the camera's travel to the bound range: pan 0 to 368639, tilt -184320 to 184320. Tilts beyond a
@@ -94,7 +94,7 @@ void smap_clip_pan_tilt(int32_t *pan, int32_t *tilt) VELA_NONNULL(1, 2);
  * @param pan   Q10 degrees, any value, changed in place
  * @param tilt  Q10 degrees, any value, changed in place
  */
-void smap_clip_pan_tilt_bounds(int32_t *pan, int32_t *tilt) VELA_NONNULL(1, 2);
+void smap_clip_pan_tilt_bounds(int32_t *pan, int32_t *tilt);
 
 /**
  * Projects a direction to the screen, in integer arithmetic.
@@ -109,8 +109,7 @@ void smap_clip_pan_tilt_bounds(int32_t *pan, int32_t *tilt) VELA_NONNULL(1, 2);
  *              about 90 degrees from its centre. May be pt.
  * @return 1 if the direction is in front; 0 if not, or if the view's fov is 0, which leaves out unchanged
  */
-VELA_NODISCARD int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *view, smap_screen_pt *out)
-    VELA_NONNULL(1, 2, 3);
+VELA_NODISCARD int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *view, smap_screen_pt *out);
 
 /**
  * Finds the direction shown at a screen position (unprojects it), in double precision.
@@ -122,8 +121,7 @@ VELA_NODISCARD int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, cons
  *              position shows none, as in the corners of a view of 180 degrees, where the squares of the sines of both
  *              offsets add up to more than 1, or if the view's width is 0. May be pt.
  */
-void smap_screen_pt_to_sphere_pt(const smap_screen_pt *pt, const smap_view *view, smap_sphere_pt *out)
-    VELA_NONNULL(1, 2, 3);
+void smap_screen_pt_to_sphere_pt(const smap_screen_pt *pt, const smap_view *view, smap_sphere_pt *out);
 
 /**
  * Projects the points of a polygon to the screen, each as by smap_sphere_pt_to_screen_pt().
@@ -139,8 +137,7 @@ void smap_screen_pt_to_sphere_pt(const smap_screen_pt *pt, const smap_view *view
  * @return 1 if every point is in front (or there is none); 0 if one is not, or if the view's fov is 0, which leaves the
  *         points unchanged; 0 with nothing written, not even dst's count, if dst is too small
  */
-VELA_NODISCARD int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view, smap_screen_poly *dst)
-    VELA_NONNULL(1, 2, 3);
+int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view, smap_screen_poly *dst);
 
 /**
  * Finds the directions of a polygon's points, each as by smap_screen_pt_to_sphere_pt().
@@ -150,8 +147,7 @@ VELA_NODISCARD int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const s
  * @param dst   receives the directions; may be src's array. Its count becomes src's.
  * @return 1; or 0, with nothing written, if dst is too small
  */
-VELA_NODISCARD int8_t smap_screen_to_sphere(const smap_screen_poly *src, const smap_view *view, smap_sphere_poly *dst)
-    VELA_NONNULL(1, 2, 3);
+int8_t smap_screen_to_sphere(const smap_screen_poly *src, const smap_view *view, smap_sphere_poly *dst);
 
 /**
  * Whether a polygon's bounding box overlaps the screen. The box may overlap although the polygon does not: if it passes
@@ -162,13 +158,13 @@ VELA_NODISCARD int8_t smap_screen_to_sphere(const smap_screen_poly *src, const s
  * @param view  the view; only width and height are used
  * @return 1 if it does, else 0; 0 for a polygon without points
  */
-int8_t smap_polygon_on_screen(const smap_screen_poly *poly, const smap_view *view) VELA_NONNULL(1, 2);
+int8_t smap_polygon_on_screen(const smap_screen_poly *poly, const smap_view *view);
 
 /** Prints an empty line, and for each point "i = %2d, x = %4d, y = %4d", to the standard output. */
-void smap_print_screen_poly(const smap_screen_poly *poly) VELA_NONNULL(1);
+void smap_print_screen_poly(const smap_screen_poly *poly);
 
 /** Prints an empty line, and for each point "i = %2d, pan = %6.6f, tilt = %6.6f" in degrees, to the standard output. */
-void smap_print_sphere_poly(const smap_sphere_poly *poly) VELA_NONNULL(1);
+void smap_print_sphere_poly(const smap_sphere_poly *poly);
 
 /** @} */
 #pragma GCC visibility pop

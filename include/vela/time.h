@@ -19,7 +19,6 @@
 
 #include <stdint.h>
 #include <sys/time.h>
-#include <vela/attributes.h>
 
 /** The symbol of a function that takes or returns times; only for this header. */
 #if defined(__TIMESIZE) && __TIMESIZE == 32 && defined(__USE_TIME_BITS64)
@@ -49,7 +48,7 @@ int32_t gettime(struct timeval *t) VELA_TIME_SYMBOL(gettime);
  *
  * @param t  the time, changed in place
  */
-void time_balance(struct timeval *t) VELA_TIME_SYMBOL(time_balance) VELA_NONNULL(1);
+void time_balance(struct timeval *t) VELA_TIME_SYMBOL(time_balance);
 
 /**
  * Subtracts one time from another.
@@ -58,7 +57,7 @@ void time_balance(struct timeval *t) VELA_TIME_SYMBOL(time_balance) VELA_NONNULL
  * @param b  the time to subtract
  * @return a - b, balanced
  */
-struct timeval time_sub(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_sub) VELA_NONNULL(1, 2);
+struct timeval time_sub(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_sub);
 
 /**
  * Adds two times.
@@ -67,7 +66,7 @@ struct timeval time_sub(const struct timeval *a, const struct timeval *b) VELA_T
  * @param b  the other
  * @return a + b, balanced
  */
-struct timeval time_add(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_add) VELA_NONNULL(1, 2);
+struct timeval time_add(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_add);
 
 /**
  * Moves a time back.
@@ -75,7 +74,7 @@ struct timeval time_add(const struct timeval *a, const struct timeval *b) VELA_T
  * @param t     the time, changed in place; balanced afterwards
  * @param usec  microseconds to subtract, of either sign and any size
  */
-void time_sub_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_sub_usec) VELA_NONNULL(1);
+void time_sub_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_sub_usec);
 
 /**
  * Moves a time forward.
@@ -83,7 +82,7 @@ void time_sub_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_su
  * @param t     the time, changed in place; balanced afterwards
  * @param usec  microseconds to add, of either sign and any size
  */
-void time_add_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_add_usec) VELA_NONNULL(1);
+void time_add_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_add_usec);
 
 /**
  * Compares two times, which must be balanced.
@@ -93,8 +92,7 @@ void time_add_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_ad
  * @return negative if a is earlier, 0 if they are equal, positive if a is later: the difference of the seconds or, if
  *         those are equal, of the microseconds, limited to the range of the result
  */
-int32_t time_compare(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_compare)
-    VELA_NONNULL(1, 2);
+int32_t time_compare(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_compare);
 
 /** @} */
 #pragma GCC visibility pop

@@ -1,6 +1,5 @@
 // The kernel tables.
 #include "common/memory.hpp"
-#include "common/rounding.hpp"
 #include "plan.hpp"
 #include <algorithm>
 #include <cmath>

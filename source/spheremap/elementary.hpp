@@ -2,7 +2,6 @@
 // and correctly rounded ones.
 #pragma once
 
-#include "common/rounding.hpp"
 #include <algorithm>
 #include <array>
 #include <cmath>

@@ -1,5 +1,5 @@
-// One function for each module; none knows the others.
-#include "digests.hpp"
+// One function for each module, compiled for the device and, as WebAssembly, for the page.
+#include "checksums.hpp"
 #include <array>
 #include <bit>
 #include <cmath>
@@ -15,7 +15,7 @@
 #include <vela/cpp/uuid.hpp>
 #include <vela/vela.h>
 
-namespace digests {
+namespace checksums {
 
 namespace {
 
@@ -45,7 +45,7 @@ private:
     uint64_t value_ = 0xCBF29CE484222325;
 };
 
-// The same numbers everywhere.
+// Pseudo-random numbers (xorshift), the same everywhere.
 class source {
 public:
     uint32_t operator()() {
@@ -162,9 +162,9 @@ void of_times(source &from, sum &to) {
 void of_urls(source &from, sum &to) {
     for (int i = 0; i < 500; ++i) {
         const std::vector<uint8_t> bytes = from.bytes(60);
-        std::array<char, 3 * 60 + 5> room = {};
-        const std::string_view code(room.data(),
-                                    static_cast<size_t>(url_encode(bytes.data(), 60, room.data(), room.size())));
+        std::array<char, 3 * 60 + 5> buffer = {};
+        const std::string_view code(buffer.data(),
+                                    static_cast<size_t>(url_encode(bytes.data(), 60, buffer.data(), buffer.size())));
         const auto url = vela::url::parse("http://camera:8080/a/" + std::string(code) + "?b=" + std::string(code));
         to.add(url->path().value_or(""));
         std::array<char, 60 + 1> back = {};
@@ -203,15 +203,15 @@ constexpr task kTasks[] = {
 
 } // namespace
 
-std::vector<digest> all() {
-    std::vector<digest> made;
-    for (const task &one : kTasks) {
+std::vector<checksum> all() {
+    std::vector<checksum> made;
+    for (const task &each : kTasks) {
         source from;
         sum to;
-        one.run(from, to);
-        made.push_back({one.module, one.work, to.text()});
+        each.run(from, to);
+        made.push_back({each.module, each.work, to.text()});
     }
     return made;
 }
 
-} // namespace digests
+} // namespace checksums

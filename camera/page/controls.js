@@ -1,0 +1,110 @@
+// Buttons and keys that move the camera. While one is held the camera is asked again and again to go on; it stops by
+// itself when nobody asks. A short press is a step.
+import { byId, clamp } from './dom.js';
+import { panFactor } from './ptz.js';
+
+const keys = {
+    ArrowLeft: { pan: -1 },
+    ArrowRight: { pan: 1 },
+    ArrowUp: { tilt: 1 },
+    ArrowDown: { tilt: -1 },
+    '+': { zoom: 1 },
+    '-': { zoom: -1 },
+};
+
+// Only one request is under way, so that none is behind the stop when the connection is bad.
+class Drive {
+    #ptz;
+    #timer = null;
+    #isAsking = false;
+
+    constructor(ptz) {
+        this.#ptz = ptz;
+    }
+
+    start({ pan = 0, tilt = 0, zoom = 0 }, speed = 0.5) {
+        clearInterval(this.#timer);
+        const ask = async () => {
+            if (this.#isAsking) return;
+            this.#isAsking = true;
+            const panSpeed = clamp(-1, pan * speed * panFactor(this.#ptz.state.tilt), 1);
+            await this.#ptz.move({ action: 'drive', hold: 0.8, pan: panSpeed, tilt: tilt * speed, zoom });
+            this.#isAsking = false;
+        };
+        this.#timer = setInterval(ask, 400);
+        ask();
+    }
+
+    stop() {
+        if (this.#timer === null) return;
+        clearInterval(this.#timer);
+        this.#timer = null;
+        this.#ptz.move({ action: 'stop' });
+    }
+
+    step({ pan = 0, tilt = 0, zoom = 0 }) {
+        const { fov, tilt: from } = this.#ptz.state;
+        const angle = fov / 6;
+        this.#ptz.move({ action: 'nudge', pan: pan * angle * panFactor(from), tilt: tilt * angle, zoom: zoom / 2 });
+    }
+}
+
+function initButton(button, drive) {
+    const direction = { ...button.dataset };
+    let timer = null;
+    let hasDriven = false;
+    button.addEventListener('pointerdown', (event) => {
+        if (event.button !== 0) return;
+        button.setPointerCapture(event.pointerId);
+        hasDriven = false;
+        timer = setTimeout(() => {
+            hasDriven = true;
+            drive.start(direction);
+        }, 250);
+    });
+    for (const name of ['pointerup', 'pointercancel', 'lostpointercapture']) {
+        button.addEventListener(name, () => {
+            clearTimeout(timer);
+            drive.stop();
+        });
+    }
+    button.addEventListener('contextmenu', (event) => event.preventDefault());
+    button.addEventListener('click', () => {
+        if (!hasDriven) drive.step(direction);
+        hasDriven = false;
+    });
+}
+
+// Keys are for the picture, and for the page where nothing else takes them. Two together move diagonally; Shift is fast.
+function initKeys(view, drive) {
+    const pressed = new Set();
+    const update = (isFast) => {
+        if (pressed.size === 0) return drive.stop();
+        drive.start(Object.assign({}, ...[...pressed].map((key) => keys[key])), isFast ? 1 : 0.5);
+    };
+    const releaseAll = () => {
+        pressed.clear();
+        drive.stop();
+    };
+    addEventListener('keydown', (event) => {
+        if (!keys[event.key] || event.ctrlKey || event.altKey || event.metaKey) return;
+        if (event.target !== view && event.target !== document.body && !event.target.closest('.reach')) return;
+        event.preventDefault();
+        if (event.repeat) return;
+        pressed.add(event.key);
+        update(event.shiftKey);
+    });
+    addEventListener('keyup', (event) => {
+        if (pressed.delete(event.key)) update(event.shiftKey);
+    });
+    addEventListener('focusout', releaseAll);
+    addEventListener('blur', releaseAll);
+    document.addEventListener('visibilitychange', releaseAll);
+}
+
+export function initControls(ptz, view) {
+    const drive = new Drive(ptz);
+    for (const button of document.querySelectorAll('[data-pan], [data-zoom]')) initButton(button, drive);
+    initKeys(view, drive);
+    byId('home').addEventListener('click', () => ptz.move({ action: 'home' }));
+}
