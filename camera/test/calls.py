@@ -1,21 +1,27 @@
-"""Every call of the camera, as a client uses it; sound and pictures are read by ffmpeg's tools."""
+"""Every call of the camera, as a client uses it; sound and pictures are read by FFmpeg."""
+
 import base64
 import json
 import re
 import subprocess
 import tempfile
 import time
-from camera import BASE, address, change, curl, expect, fetch
+import unittest
+from client import BASE, address, change, curl, expect, fetch
 
 
 def probe(*arguments):
-    done = subprocess.run(["ffprobe", "-v", "error", "-of", "json", "-show_streams", *arguments], stdout=subprocess.PIPE)
+    done = subprocess.run(
+        ["ffprobe", "-v", "error", "-of", "json", "-show_streams", *arguments], stdout=subprocess.PIPE
+    )
     return json.loads(done.stdout)["streams"][0]
 
 
 def samples(sound, *how):
     """What ffmpeg makes of a sound: 16-bit numbers."""
-    done = subprocess.run(["ffmpeg", "-v", "error", *how, "-i", "-", "-f", "s16le", "-"], input=sound, stdout=subprocess.PIPE)
+    done = subprocess.run(
+        ["ffmpeg", "-v", "error", *how, "-i", "-", "-f", "s16le", "-"], input=sound, stdout=subprocess.PIPE
+    )
     return memoryview(done.stdout).cast("h")
 
 
@@ -26,172 +32,199 @@ def saved(body, suffix):
     return file
 
 
-def movement():
-    change("ptz", action="limits", left=0, right=0, low=-90, high=90)
-    change("ptz", action="move", pan=90, tilt=10, fov=40)
-    passing = fetch("ptz")
-    expect(passing["moving"], "a move takes its time")
-    expect(passing["reach"][1] == [-90, 90] and passing["plan"]["begun"] <= passing["now"], f"its plan: {passing}")
-    time.sleep(2.5)
-    there = fetch("ptz")
-    expect([there[axis] for axis in ("pan", "tilt", "fov")] == [90, 10, 40] and not there["moving"], f"arrived: {there}")
-    change("ptz", action="drive", pan=1, hold=0.2)
-    time.sleep(0.2)
-    expect(fetch("ptz")["moving"], "it drives")
-    time.sleep(1.5)
-    expect(not fetch("ptz")["moving"], "it stops when nobody asks it to go on")
-    change("ptz", action="nudge", pan=-5, tilt=2, zoom=0.5)
-    change("ptz", action="stop")
-    ids = [each["id"] for each in change("ptz", action="save", name="one")["presets"]]
-    change("ptz", action="home")
-    ids += [each["id"] for each in change("ptz", action="save", name="ü <2>")["presets"] if each["id"] not in ids]
-    expect(change("ptz", action="patrol", dwell=1)["patrol"], "it patrols")
-    expect(not change("ptz", action="recall", id=ids[-1])["patrol"], "a move ends the patrol")
-    for one in ids:
-        change("ptz", action="forget", id=one)
-    change("ptz", 404, action="recall", id=ids[0])
-    change("ptz", 409, action="patrol")
-    change("ptz", action="limits", left=300, right=60, low=-20, high=30)
-    change("ptz", action="move", pan=180, tilt=80)
-    time.sleep(4)
-    held = fetch("ptz")
-    expect(held["pan"] in (60, 300) and held["tilt"] == 30, f"limits hold: {held}")
-    change("ptz", action="limits", left=0, right=0, low=-90, high=90)
-    change("ptz", action="home")
-    time.sleep(3)
-    change("ptz", action="set-home")
+class Calls(unittest.TestCase):
+    def test_movement(self):
+        change("ptz", action="limits", left=0, right=0, low=-90, high=90)
+        change("ptz", action="move", pan=90, tilt=10, fov=40)
+        passing = fetch("ptz")
+        expect(passing["moving"], "a move takes its time")
+        expect(passing["reach"][1] == [-90, 90] and passing["plan"]["begun"] <= passing["now"], f"its plan: {passing}")
+        time.sleep(2.5)
+        there = fetch("ptz")
+        expect(
+            [there[axis] for axis in ("pan", "tilt", "fov")] == [90, 10, 40] and not there["moving"],
+            f"arrived: {there}",
+        )
+        change("ptz", action="drive", pan=1, hold=0.2)
+        time.sleep(0.2)
+        expect(fetch("ptz")["moving"], "it drives")
+        time.sleep(1.5)
+        expect(not fetch("ptz")["moving"], "it stops when nobody asks it to go on")
+        change("ptz", action="nudge", pan=-5, tilt=2, zoom=0.5)
+        change("ptz", action="stop")
+        ids = [each["id"] for each in change("ptz", action="save", name="one")["presets"]]
+        change("ptz", action="home")
+        ids += [each["id"] for each in change("ptz", action="save", name="ü <2>")["presets"] if each["id"] not in ids]
+        expect(change("ptz", action="patrol", dwell=1)["patrol"], "it patrols")
+        expect(not change("ptz", action="recall", id=ids[-1])["patrol"], "a move ends the patrol")
+        for one in ids:
+            change("ptz", action="forget", id=one)
+        change("ptz", 404, action="recall", id=ids[0])
+        change("ptz", 409, action="patrol")
+        change("ptz", action="limits", left=300, right=60, low=-20, high=30)
+        change("ptz", action="move", pan=170, tilt=80)
+        time.sleep(4)
+        held = fetch("ptz")
+        expect(held["pan"] == 60 and held["tilt"] == 30, f"the camera stops at the nearest limit: {held}")
+        change("ptz", action="limits", left=0, right=0, low=-90, high=90)
+        change("ptz", action="home")
+        time.sleep(3)
+        change("ptz", action="set-home")
+
+    def test_pictures(self):
+        with saved(fetch("video", "image/jpeg"), ".jpg") as file:
+            one = probe(file.name)
+            expect((one["codec_name"], one["width"], one["height"]) == ("mjpeg", 1280, 720), f"a picture: {one}")
+        head = curl("-D", "-", "-o", "/dev/null", address("video", {}))[2].decode()
+        parts = re.findall(r"(\w+);dur=([0-9.]+)", re.search(r"Server-Timing: (.*)", head)[1])
+        whole = sum(float(cost) for _, cost in parts)
+        print(
+            f"video: a picture of 1280 x 720 in {whole:.1f} ms of processor time:",
+            ", ".join(f"{name} {cost}" for name, cost in parts),
+        )
+        begun = time.monotonic()
+        stream = fetch(
+            "video/live", "multipart/x-mixed-replace; boundary=vela-picture", width=640, height=360, frames=50
+        )
+        lasted = time.monotonic() - begun
+        done = subprocess.run(
+            ["ffprobe", "-v", "error", "-f", "mpjpeg", "-count_frames", "-of", "json", "-show_streams", "-"],
+            input=stream,
+            stdout=subprocess.PIPE,
+        )
+        count = json.loads(done.stdout)["streams"][0]["nb_read_frames"]
+        expect(count == "50", f"ffprobe counts 50 pictures: {count}")
+        print(f"video: 50 pictures of a stream in {lasted:.2f} s, {50 / lasted:.1f} a second, counted by ffprobe")
+        before = fetch("video/settings")
+        after = change("video", light="night", grid=1, stamp=0, exposure=0.5, curve="0,0;128,150;255,255")
+        expect(
+            after["night"] and after["grid"] and not after["stamp"] and after["levels"][128] > 150, "settings are kept"
+        )
+        change(
+            "video",
+            light=before["light"],
+            grid=int(before["grid"]),
+            stamp=int(before["stamp"]),
+            exposure=before["exposure"],
+            curve=";".join(f"{x},{y}" for x, y in before["curve"]),
+        )
+        expect(len(fetch("video/raw", "application/octet-stream", width=64, height=36)) == 64 * 36 * 3, "a raw picture")
+
+    def test_masks(self):
+        view = {"pan": 40, "tilt": 5, "fov": 60, "width": 640, "height": 360}
+        made = change("mask", action="add", name='a "mask" & <more>', corners="30,0;50,0;50,10;30.123456,10")
+        expect(made["masks"][-1]["corners"][3] == [30.123456, 10], f"corners come back exactly: {made}")
+
+        def middle():
+            body = fetch("video/raw", "application/octet-stream", **view)
+            return body[3 * (640 * 180 + 320) :][:3]
+
+        expect(middle() == b"\0\0\0", "the mask is burnt in")
+        recorded = change("recordings", action="snapshot", width=640, height=360)["added"]
+        with saved(fetch("recordings/file", "image/jpeg", id=recorded), ".jpg") as file:
+            expect(probe(file.name)["width"] == 640, "a snapshot is kept")
+        change("mask", action="change", id=made["added"], on=0)
+        expect(middle() != b"\0\0\0", "switched off, it is not")
+        change("mask", action="change", id=made["added"], on=1, name="again")
+        change("mask", action="remove", id=made["added"])
+        change("recordings", action="remove", id=recorded)
+        change("mask", 404, action="remove", id=made["added"])
+
+    def test_recordings(self):
+        clip = change("recordings", action="clip", seconds=1)["added"]
+        expect(
+            [each["id"] for each in fetch("recordings", pattern="2???-*clip")["recordings"]] == [clip],
+            "a clip is found",
+        )
+        expect(fetch("recordings", pattern="[c]lip")["recordings"] == [], "what has no such text is not")
+        with saved(fetch("recordings/file", "video/x-motion-jpeg", id=clip), ".mjpeg") as file:
+            count = probe("-count_frames", file.name)["nb_read_frames"]
+            expect(count == "10", f"a clip of 10 pictures: {count}")
+        fetch("recordings/thumb", "image/jpeg", id=clip)
+        fetch("recordings/play", "multipart/x-mixed-replace; boundary=vela-picture", id=clip)
+        change("recordings", action="expire", days=3650)
+        change("recordings", action="remove", id=clip)
+
+    def test_sounds(self):
+        plain = samples(fetch("audio", "audio/wav", rate=22050))
+        for form, codec in (("wav", "pcm_s16le"), ("alaw", "pcm_alaw"), ("ulaw", "pcm_mulaw")):
+            for rate, lobes in ((8000, 2), (44100, 16), (12345, 16), (48000, 2)):
+                body = fetch("audio", "audio/wav", rate=rate, format=form, lobes=lobes)
+                with saved(body, ".wav") as file:
+                    one = probe(file.name)
+                    expect((one["codec_name"], one["sample_rate"]) == (codec, str(rate)), f"{form} at {rate}: {one}")
+                    seconds = float(one["duration"])
+                    expect(abs(seconds - len(plain) / 22050) < 0.01, f"{form} at {rate} lasts {seconds}")
+        # The same sound through either law, as another program decodes them: within the laws' own step.
+        linear = samples(fetch("audio", "audio/wav", rate=8000))
+        for form in ("alaw", "ulaw"):
+            coded = samples(fetch("audio", "audio/wav", rate=8000, format=form))
+            noise = sum((a - b) ** 2 for a, b in zip(linear, coded)) / sum(a * a for a in linear)
+            expect(len(coded) == len(linear) and noise < 0.001, f"{form} is {noise} beside")
+        basic = samples(fetch("audio", "audio/basic", container="basic"), "-f", "mulaw", "-ar", "8000")
+        expect(
+            basic == samples(fetch("audio", "audio/wav", rate=8000, format="ulaw")), "audio/basic is the same mu-law"
+        )
+        begun = time.monotonic()
+        live = samples(fetch("audio/live", "audio/wav", rate=16000, seconds=2))
+        expect(len(live) == 32000, f"two seconds live: {len(live)} samples")
+        print(
+            f"audio: {len(live)} samples live in {time.monotonic() - begun:.1f} s; "
+            "12 rates and formats read by ffprobe, decoded sound compared"
+        )
+        levels = fetch("audio/levels", count=8)["levels"]
+        expect(
+            len(levels) == 8 and all(-96 <= each["rms"] <= each["peak"] <= 0 for each in levels), f"levels: {levels}"
+        )
+
+    def test_measurements(self):
+        off = fetch("gamut/off", "text/plain; charset=utf-8", points=500).decode().split()
+        expect(off[0] == "OFF" and int(off[2]) == 2 * int(off[1]) - 4, "the hull is a closed surface of triangles")
+        lens = fetch("fit/lens", samples="10,10;600,300;1200,500;900,700")
+        expect(
+            abs(lens["coefficients"][1] / lens["expected"] - 1) < 1e-3 and lens["rms"] < 0.01, f"the lens' line: {lens}"
+        )
+        points = ";".join(f"{x},{y}" for x in (50, 640, 1200) for y in (30, 360, 690))
+        exposure = fetch("fit/exposure", samples=points)
+        expect(
+            all(abs(each["value"] - each["fitted"] - each["residual"]) < 1e-4 for each in exposure["samples"]),
+            "residuals",
+        )
+        expect(
+            curl(address("fit/exposure", {"samples": ";".join(f"{x},5" for x in range(0, 60, 10))}))[0] == 409,
+            "samples on a line determine no surface",
+        )
+
+    def test_system(self):
+        first = fetch("system")
+        change("system", action="set-time", time=1000000000)
+        expect(abs(fetch("system")["time"] - 1000000000) < 5, "the clock is set")
+        change("system", action="reset-time")
+        expect(abs(fetch("system")["time"] - time.time()) < 5, "and set back")
+        expect(change("system", action="rename", name="<gate>")["name"] == "<gate>", "a name")
+        change("system", action="rename", name=first["name"])
+        parts = fetch("system/url", text="http://u:p@h:80/a%20b?c=d+e&c=f#g")
+        expect(parts["parameters"] == [["c", "d e"], ["c", "f"]] and parts["port"] == "80", f"a URL's parts: {parts}")
+        code = fetch("system/code", text="a b/ü")
+        expect(
+            (code["form"], code["segment"], base64.b64decode(code["base64"]).decode())
+            == ("a+b%2F%C3%BC", "a%20b%2F%C3%BC", "a b/ü"),
+            f"codes: {code}",
+        )
+        shot = fetch("system/snapshot", width=64, height=36)
+        expect(len(base64.b64decode(shot["base64"])) == shot["bytes"], "a snapshot in Base64")
+        sums = fetch("system/checksums")
+        expect(sums == fetch("system/checksums") and len(sums["modules"]) == 12, "checksums repeat")
+
+    def test_page(self):
+        head = subprocess.run(["curl", "-s", "-I", BASE + "/"], stdout=subprocess.PIPE).stdout.decode().lower()
+        for field in (
+            "content-security-policy: default-src 'none'",
+            "x-content-type-options: nosniff",
+            "x-frame-options: deny",
+        ):
+            expect(field in head, f"the page's head has {field}")
 
 
-def pictures():
-    with saved(fetch("video", "image/jpeg"), ".jpg") as file:
-        one = probe(file.name)
-        expect((one["codec_name"], one["width"], one["height"]) == ("mjpeg", 1280, 720), f"a picture: {one}")
-    head = curl("-D", "-", "-o", "/dev/null", address("video", {}))[2].decode()
-    parts = re.findall(r"(\w+);dur=([0-9.]+)", re.search(r"Server-Timing: (.*)", head)[1])
-    whole = sum(float(cost) for _, cost in parts)
-    print(f"video: a picture of 1280 x 720 in {whole:.1f} ms of processor time:", ", ".join(f"{name} {cost}" for name, cost in parts))
-    begun = time.monotonic()
-    stream = fetch("video/live", "multipart/x-mixed-replace; boundary=vela-picture", width=640, height=360, frames=50)
-    lasted = time.monotonic() - begun
-    done = subprocess.run(["ffprobe", "-v", "error", "-f", "mpjpeg", "-count_frames", "-of", "json", "-show_streams", "-"],
-                          input=stream, stdout=subprocess.PIPE)
-    count = json.loads(done.stdout)["streams"][0]["nb_read_frames"]
-    expect(count == "50", f"ffprobe counts 50 pictures: {count}")
-    print(f"video: 50 pictures of a stream in {lasted:.2f} s, {50 / lasted:.1f} a second, counted by ffprobe")
-    before = fetch("video/settings")
-    after = change("video", light="night", grid=1, stamp=0, exposure=0.5, curve="0,0;128,150;255,255")
-    expect(after["night"] and after["grid"] and not after["stamp"] and after["levels"][128] > 150, "settings are kept")
-    change("video", light=before["light"], grid=int(before["grid"]), stamp=int(before["stamp"]),
-           exposure=before["exposure"], curve=";".join(f"{x},{y}" for x, y in before["curve"]))
-    expect(len(fetch("video/raw", "application/octet-stream", width=64, height=36)) == 64 * 36 * 3, "a raw picture")
-
-
-def hidden():
-    view = {"pan": 40, "tilt": 5, "fov": 60, "width": 640, "height": 360}
-    corners = fetch("mask/directions", points="200,100;400,100;400,250;200,250", **view)["corners"]
-    text = ";".join(f"{pan},{tilt}" for pan, tilt in corners)
-    back = fetch("mask/outline", corners=text, **view)["points"]
-    expect(max(abs(a - b) for p, q in zip(back, [(200, 100), (400, 100), (400, 250), (200, 250)]) for a, b in zip(p, q)) < 0.1,
-           f"there and back: {back}")
-    made = change("mask", action="add", name='a "mask" & <more>', corners=text)
-
-    def middle():
-        body = fetch("video/raw", "application/octet-stream", **view)
-        return body[3 * (640 * 175 + 300):][:3]
-
-    expect(middle() == b"\0\0\0", "the mask is burnt in")
-    recorded = change("recordings", action="snapshot", width=640, height=360)["added"]
-    with saved(fetch("recordings/file", "image/jpeg", id=recorded), ".jpg") as file:
-        expect(probe(file.name)["width"] == 640, "a snapshot is kept")
-    change("mask", action="change", id=made["added"], on=0)
-    expect(middle() != b"\0\0\0", "switched off, it is not")
-    change("mask", action="change", id=made["added"], on=1, name="again")
-    change("mask", action="remove", id=made["added"])
-    change("recordings", action="remove", id=recorded)
-    change("mask", 404, action="remove", id=made["added"])
-
-
-def kept():
-    clip = change("recordings", action="clip", seconds=1)["added"]
-    expect([each["id"] for each in fetch("recordings", pattern="clip")["recordings"]].count(clip) == 1, "a clip is found")
-    with saved(fetch("recordings/file", "video/x-motion-jpeg", id=clip), ".mjpeg") as file:
-        count = probe("-count_frames", file.name)["nb_read_frames"]
-        expect(count == "10", f"a clip of 10 pictures: {count}")
-    fetch("recordings/thumb", "image/jpeg", id=clip)
-    fetch("recordings/play", "multipart/x-mixed-replace; boundary=vela-picture", id=clip)
-    change("recordings", action="expire", days=3650)
-    change("recordings", action="remove", id=clip)
-
-
-def sounds():
-    plain = samples(fetch("audio", "audio/wav", rate=22050))
-    for form, codec in (("wav", "pcm_s16le"), ("alaw", "pcm_alaw"), ("ulaw", "pcm_mulaw")):
-        for rate, lobes in ((8000, 2), (44100, 16), (12345, 16), (48000, 2)):
-            body = fetch("audio", "audio/wav", rate=rate, format=form, lobes=lobes)
-            with saved(body, ".wav") as file:
-                one = probe(file.name)
-                expect((one["codec_name"], one["sample_rate"]) == (codec, str(rate)), f"{form} at {rate}: {one}")
-                seconds = float(one["duration"])
-                expect(abs(seconds - len(plain) / 22050) < 0.01, f"{form} at {rate} lasts {seconds}")
-    # The same sound through either law, as another program decodes them: within the laws' own step.
-    linear = samples(fetch("audio", "audio/wav", rate=8000))
-    for form in ("alaw", "ulaw"):
-        coded = samples(fetch("audio", "audio/wav", rate=8000, format=form))
-        noise = sum((a - b) ** 2 for a, b in zip(linear, coded)) / sum(a * a for a in linear)
-        expect(len(coded) == len(linear) and noise < 0.001, f"{form} is {noise} beside")
-    basic = samples(fetch("audio", "audio/basic", container="basic"), "-f", "mulaw", "-ar", "8000")
-    expect(basic == samples(fetch("audio", "audio/wav", rate=8000, format="ulaw")), "audio/basic is the same mu-law")
-    begun = time.monotonic()
-    live = samples(fetch("audio/live", "audio/wav", rate=16000, seconds=2))
-    expect(len(live) == 32000, f"two seconds live: {len(live)} samples")
-    print(f"audio: {len(live)} samples live in {time.monotonic() - begun:.1f} s; "
-          "12 rates and formats read by ffprobe, decoded sound compared")
-    levels = fetch("audio/levels", count=8)["levels"]
-    expect(len(levels) == 8 and all(-96 <= each["rms"] <= each["peak"] <= 0 for each in levels), f"levels: {levels}")
-
-
-def measured():
-    hull = fetch("gamut", points=500)
-    expect(len(hull["faces"]) == 2 * len(hull["vertices"]) - 4, "Euler: a closed surface of triangles")
-    off = fetch("gamut/off", "text/plain; charset=utf-8", points=500).decode().split()
-    expect(off[0] == "OFF" and int(off[2]) == 2 * int(off[1]) - 4, "the hull as OFF")
-    lens = fetch("fit/lens", samples="10,10;600,300;1200,500;900,700")
-    expect(abs(lens["coefficients"][1] / lens["expected"] - 1) < 1e-3 and lens["rms"] < 0.01, f"the lens' line: {lens}")
-    points = ";".join(f"{x},{y}" for x in (50, 640, 1200) for y in (30, 360, 690))
-    exposure = fetch("fit/exposure", samples=points)
-    expect(all(abs(each["value"] - each["fitted"] - each["residual"]) < 1e-4 for each in exposure["samples"]), "residuals")
-    expect(curl(address("fit/exposure", {"samples": ";".join(f"{x},5" for x in range(0, 60, 10))}))[0] == 409,
-           "samples on a line determine no surface")
-
-
-def the_system():
-    first = fetch("system")
-    change("system", action="set-time", time=1000000000)
-    expect(abs(fetch("system")["time"] - 1000000000) < 5, "the clock is set")
-    change("system", action="reset-time")
-    expect(abs(fetch("system")["time"] - time.time()) < 5, "and set back")
-    expect(change("system", action="rename", name="<gate>")["name"] == "<gate>", "a name")
-    change("system", action="rename", name=first["name"])
-    parts = fetch("system/url", text="http://u:p@h:80/a%20b?c=d+e&c=f#g")
-    expect(parts["parameters"] == [["c", "d e"], ["c", "f"]] and parts["port"] == "80", f"a URL's parts: {parts}")
-    code = fetch("system/code", text="a b/ü")
-    expect((code["form"], code["segment"], base64.b64decode(code["base64"]).decode()) ==
-           ("a+b%2F%C3%BC", "a%20b%2F%C3%BC", "a b/ü"), f"codes: {code}")
-    shot = fetch("system/snapshot", width=64, height=36)
-    expect(len(base64.b64decode(shot["base64"])) == shot["bytes"], "a snapshot in Base64")
-    again = fetch("system/digests")
-    expect(again == fetch("system/digests") and len(again["modules"]) >= 12, "digests repeat")
-    kept = json.loads(curl(BASE + "/digests.json")[2])["modules"]
-    expect(kept == [{"name": one["name"], "digest": one["digest"]} for one in again["modules"]], "the page keeps ARM's digests")
-    print(f"system: {again['architecture']}, digests of {len(again['modules'])} modules")
-
-
-def the_page():
-    head = subprocess.run(["curl", "-s", "-I", BASE + "/"], stdout=subprocess.PIPE).stdout.decode().lower()
-    for field in ("content-security-policy: default-src 'none'", "x-content-type-options: nosniff", "x-frame-options: deny"):
-        expect(field in head, f"the page's head has {field}")
-
-
-for part in (movement, pictures, hidden, kept, sounds, measured, the_system, the_page):
-    part()
-print("calls: every call answers as it is documented")
+if __name__ == "__main__":
+    unittest.main()

@@ -123,7 +123,7 @@ struct count {
 struct seen {
     size_t plain = 0, black = 0, other = 0;
 };
-seen look_at(eye &sensor, const sight &what) {
+seen look_at(eye &sensor, const view_request &what) {
     const picture::frame &frame = sensor.look(what, {1000000000, 0}, eye::marks::none);
     const uint8_t pair[4] = {kPlain[1], kPlain[0], kPlain[2], kPlain[0]};
     uint8_t two[6];
@@ -144,11 +144,11 @@ seen look_at(eye &sensor, const sight &what) {
 void keep(const hidden &mask, bool on) { masks::keep({{"id", mask.name, on, mask.corners}}); }
 
 // The same pictures with the mask and without, to know that there was something to be seen.
-void check(const hidden &mask, const std::vector<sight> &looks, count &total) {
+void check(const hidden &mask, const std::vector<view_request> &looks, count &total) {
     eye sensor;
     std::vector<seen> covered;
     keep(mask, true);
-    for (const sight &what : looks) {
+    for (const view_request &what : looks) {
         covered.push_back(look_at(sensor, what));
         if (covered.back().other) {
             ++total.open;
@@ -170,10 +170,10 @@ void check(const hidden &mask, const std::vector<sight> &looks, count &total) {
     total.pictures += looks.size();
 }
 
-std::vector<sight> looks_at(const hidden &mask, std::mt19937 &random) {
+std::vector<view_request> looks_at(const hidden &mask, std::mt19937 &random) {
     constexpr int32_t kSizes[][2] = {{1280, 720}, {641, 361}, {64, 36}};
     const auto uniform = [&](double low, double high) { return std::uniform_real_distribution(low, high)(random); };
-    std::vector<sight> looks;
+    std::vector<view_request> looks;
     for (const double fov : {2.0, 3.7, 8.0, 20.0, 45.0, 62.0, 90.0, 110.0}) {
         const auto &size = kSizes[random() % 3];
         const double beside = fov * uniform(-0.6, 0.6), above = fov * uniform(-0.4, 0.4);
@@ -211,7 +211,7 @@ int main(int argc, char **argv) {
         state::settings plain;
         plain.curve = {{0, 0}, {255, 255}};
         state::keep(plain);
-        paint(store::folder() + "panorama.ycc", mask);
+        paint(store::directory() + "panorama.ycc", mask);
         check(mask, looks_at(mask, random), total);
     }
     std::printf(
@@ -219,6 +219,8 @@ int main(int argc, char **argv) {
         "many covered\n",
         all.size(), total.pictures, total.open, total.marked,
         static_cast<double>(total.widely_covered) / static_cast<double>(std::max<size_t>(total.widely_marked, 1)));
-    const bool good = total.open == 0 && total.marked > 100000 && total.widely_covered < 2 * total.widely_marked;
-    return good ? EXIT_SUCCESS : EXIT_FAILURE;
+    if (total.open != 0 || total.marked <= 100000 || total.widely_covered >= 2 * total.widely_marked)
+        return EXIT_FAILURE;
+    std::puts("masks: passed");
+    return EXIT_SUCCESS;
 }

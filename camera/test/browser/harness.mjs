@@ -1,0 +1,114 @@
+// A browser with the page of a running camera: CAMERA is its address, BROWSER a Chromium. What goes wrong in the page is
+// an error at the end.
+import assert from 'node:assert/strict';
+import { mkdtempSync, rmSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { after } from 'node:test';
+import puppeteer from 'puppeteer-core';
+
+export const base = (process.env.CAMERA ?? 'http://127.0.0.1:8080').replace(/\/$/, '');
+
+const directory = mkdtempSync(join(tmpdir(), 'camera-browser-'));
+// Controlled through a pipe, it ends with this program, however that ends.
+const browser = await puppeteer.launch({
+    executablePath: process.env.BROWSER ?? '/usr/bin/chromium',
+    args: process.getuid() === 0 ? ['--no-sandbox'] : [], // it refuses to run as root otherwise
+    env: { ...process.env, TMPDIR: directory },
+    userDataDir: join(directory, 'profile'),
+    pipe: true,
+});
+export const page = await browser.newPage();
+const faults = [];
+page.on('pageerror', (error) => faults.push(error.message));
+page.on('console', (line) => {
+    if (line.text().includes('Content Security Policy')) faults.push(line.text());
+});
+after(async () => {
+    await browser.close();
+    rmSync(directory, { recursive: true, force: true });
+    assert.deepEqual(faults, []);
+});
+
+export const wait = (milliseconds) => new Promise((done) => setTimeout(done, milliseconds));
+export const until = (predicate, ...args) => page.waitForFunction(predicate, { timeout: 20000 }, ...args);
+// Until an asynchronous function of this program returns true.
+export async function eventually(predicate, text) {
+    for (const end = performance.now() + 20000; !(await predicate()); await wait(50)) {
+        assert.ok(performance.now() < end, text);
+    }
+}
+
+// ---- Requests
+
+export const get = async (path) => (await fetch(base + path)).json();
+export const post = (path, fields) =>
+    page.evaluate(async (path, fields) => (await import('/server.js')).post(path, fields), path, fields);
+
+// The state of the camera at rest.
+export async function rest() {
+    for (let last = {}; ; await wait(200)) {
+        const state = await get('/api/ptz');
+        if (!state.moving && state.pan === last.pan) return state;
+        last = state;
+    }
+}
+
+// ---- The page
+
+export async function open() {
+    await page.goto(`${base}/`, { waitUntil: 'domcontentloaded' });
+    await until(() => document.getElementById('position').textContent && !document.getElementById('live').hidden);
+}
+
+export const openPanel = (name) =>
+    page.$eval(`#${name}-title`, (title) => {
+        title.closest('details').open = true;
+    });
+export const fill = (selector, value) =>
+    page.$eval(
+        selector,
+        (field, value) => {
+            field.value = value;
+        },
+        value,
+    );
+export const textOf = (selector) => page.$eval(selector, (element) => element.textContent);
+export const untilText = (id, pattern) =>
+    until((id, source) => new RegExp(source).test(document.getElementById(id).textContent), id, pattern.source);
+export const untilCount = (selector, count) =>
+    until((selector, count) => document.querySelectorAll(selector).length === count, selector, count);
+
+export async function middleOf(selector) {
+    const { x, y, width, height } = await (await page.$(selector)).boundingBox();
+    return [x + width / 2, y + height / 2];
+}
+
+// At a share of the picture's width and height.
+export async function clickPicture(x, y) {
+    const box = await (await page.$('#view')).boundingBox();
+    await page.mouse.click(box.x + x * box.width, box.y + y * box.height);
+}
+
+// The brightness of the shown picture at such a place; a mask is black.
+export const luma = (x, y) =>
+    page.evaluate(
+        async (x, y) => {
+            const { live } = await import('/camera.js');
+            const shown = new Promise((done) => live.element.addEventListener('viewchange', done, { once: true }));
+            live.refresh();
+            await shown;
+            const canvas = document.getElementById('live');
+            const copy = new OffscreenCanvas(canvas.width, canvas.height).getContext('2d');
+            copy.drawImage(canvas, 0, 0);
+            const [r, g, b] = copy.getImageData(x * canvas.width, y * canvas.height, 1, 1).data;
+            return 0.3 * r + 0.6 * g + 0.1 * b;
+        },
+        x,
+        y,
+    );
+
+await page.setViewport({ width: 1280, height: 800 });
+await open();
+// By day, so that things in the picture can be told apart.
+await post('/api/video', { light: 'day' });

@@ -1,0 +1,89 @@
+// The hull that the page computes is the camera's for the same colours; it follows the picture, and is turned by keys.
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+import { get, openPanel, page, post, textOf, until, untilText, wait } from './harness.mjs';
+
+const share = async () => Number.parseFloat(await textOf('#hull-words'));
+
+// Runs in the page: both hulls of the pixels of a picture that did not change meanwhile.
+async function computeBoth() {
+    const { hullOf } = await import('/hull.js');
+    const size = { width: 64, height: 36 };
+    const read = async (call, fields) => fetch(`/api/${call}?${new URLSearchParams({ ...size, ...fields })}`);
+    const raw = async () => new Uint8Array(await (await read('video/raw')).arrayBuffer());
+    for (let attempt = 0; attempt < 50; ++attempt) {
+        const before = await raw();
+        const off = await (await read('gamut/off', { points: 2304 })).text();
+        const after = await raw();
+        if (!before.every((value, i) => value === after[i])) continue;
+        const pixels = Uint8Array.from({ length: 4 * 2304 }, (_, i) =>
+            i % 4 < 3 ? before[3 * (i >> 2) + (i % 4)] : 255,
+        );
+        const { vertices, faces } = hullOf(pixels);
+        return { off, vertices, faces };
+    }
+}
+
+// Sets, since the order is of no meaning.
+function parseOff(text) {
+    const [, [vertexCount, faceCount], ...lines] = text
+        .trim()
+        .split('\n')
+        .map((line) => line.trim().split(/\s+/).map(Number));
+    const vertices = lines.slice(0, vertexCount);
+    return { vertices, faces: lines.slice(vertexCount, vertexCount + faceCount).map(([, ...face]) => face) };
+}
+const describe = ({ vertices, faces }) =>
+    faces
+        .map((face) =>
+            face
+                .map((i) => vertices[i].join())
+                .sort()
+                .join(' '),
+        )
+        .sort();
+
+test("the hull is the camera's", async () => {
+    await post('/api/video', { stamp: 0, grid: 0 });
+    const { off, ...here } = await page.evaluate(computeBoth);
+    const there = parseOff(off);
+    assert.ok(there.vertices.length > 20 && there.faces.length === 2 * there.vertices.length - 4);
+    assert.deepEqual(describe(here), describe(there));
+});
+
+test('it follows the picture', async () => {
+    const { curve } = await get('/api/video/settings');
+    await openPanel('hull');
+    await untilText('hull-words', / faces/);
+    const before = await share();
+    // Colours of equal brightness are in a plane, but for compression.
+    await post('/api/video', { curve: '0,128;255,128' });
+    await until(() => Number.parseFloat(document.getElementById('hull-words').textContent) < 0.5);
+    await post('/api/video', { curve: curve.join(';') });
+    await until((before) => Number.parseFloat(document.getElementById('hull-words').textContent) > before / 2, before);
+});
+
+test('arrow keys turn it', async () => {
+    // The same colours again and again, so that only keys change it.
+    await page.evaluate(() => {
+        const prototype = OffscreenCanvasRenderingContext2D.prototype;
+        const { getImageData } = prototype;
+        let first = null;
+        prototype.getImageData = function (...area) {
+            const isSample = area.slice(2).join() === '64,36';
+            return isSample ? (first ??= getImageData.apply(this, area)) : getImageData.apply(this, area);
+        };
+    });
+    await wait(1000);
+    const drawn = () => page.$eval('#hull', (canvas) => canvas.toDataURL());
+    const pictures = new Set([await drawn()]);
+    await wait(500);
+    pictures.add(await drawn());
+    assert.equal(pictures.size, 1);
+    await page.focus('#hull');
+    for (const key of ['ArrowLeft', 'ArrowUp', 'ArrowUp']) {
+        await page.keyboard.press(key);
+        pictures.add(await drawn());
+    }
+    assert.equal(pictures.size, 4);
+});
