@@ -160,7 +160,7 @@ void add_onto_screen(size_t count) {
     add_both("vela", [](sphere_points &sphere, screen_points &screen) {
         const smap_sphere_poly source = {static_cast<uint32_t>(sphere.size()), sphere.data()};
         smap_screen_poly target = {static_cast<uint32_t>(screen.size()), screen.data()};
-        smap_sphere_to_screen(&source, &kView, &target);
+        static_cast<void>(smap_sphere_to_screen(&source, &kView, &target));
     });
     add_both("vela-overlay", overlay_onto_screen);
     add_both("libm", libm_onto_screen<double>);
@@ -177,7 +177,7 @@ void add_onto_sphere() {
     add_both("vela", [](sphere_points &sphere, screen_points &screen) {
         const smap_screen_poly source = {static_cast<uint32_t>(screen.size()), screen.data()};
         smap_sphere_poly target = {static_cast<uint32_t>(sphere.size()), sphere.data()};
-        smap_screen_to_sphere(&source, &kView, &target);
+        static_cast<void>(smap_screen_to_sphere(&source, &kView, &target));
     });
     add_both("libm", libm_onto_sphere<double>);
     add_both("libm-float", libm_onto_sphere<float>);

@@ -1,3 +1,13 @@
+include(CheckCXXSourceCompiles)
+
+# On 32-bit x86 the x87 unit keeps intermediate results in more bits than their type has: SSE2 does not.
+unset(vela_is_i386 CACHE) # no result of an earlier run, since the compiler's flags may change
+check_cxx_source_compiles("
+  #ifndef __i386__
+  #error
+  #endif
+  int main() {}" vela_is_i386)
+
 # vela_options: what every target of this project is compiled with.
 add_library(vela_options INTERFACE)
 target_compile_options(vela_options INTERFACE
@@ -7,6 +17,8 @@ target_compile_options(vela_options INTERFACE
   $<$<BOOL:${VELA_WERROR}>:-Werror>
   # The same bits on every machine: no fused multiply-add, nothing reassociated.
   -ffp-contract=off
+  $<$<BOOL:${vela_is_i386}>:-msse2>
+  $<$<BOOL:${vela_is_i386}>:-mfpmath=sse>
   # Assertions and diagnostics name files as the source tree does.
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 

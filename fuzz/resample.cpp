@@ -1,5 +1,5 @@
 // A stream cut into calls of any counts, and into pushes in C++, from one format to another, gives the outputs of the
-// definition.
+// definition; and so does each call on a record that its caller changes between calls.
 #include "../tests/models/resample.hpp"
 #include "fuzz.hpp"
 
@@ -17,5 +17,14 @@ int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
     model::expect_stream(*state, in, from, to, "the stream", cut);
     model::expect_pushes(value_of(vela::resampler::with_lobes(out_rate, in_rate, lobes + 1)), in, from, to, "pushes",
                          cut);
+    model::changed_record record;
+    std::string name = "changes";
+    while (cuts.numbers.remaining_bytes()) {
+        name += ", " + record.change([&](uint32_t end) { return cuts.next(0, end - 1); });
+        const auto count = std::min<size_t>(in.size() / model::size_of(from), cuts.next(1, 400)) * model::size_of(from);
+        if (count && cuts.next(0, 1))
+            model::expect_call(*record.made, {in.begin(), in.begin() + static_cast<ptrdiff_t>(count)}, from, to,
+                               cuts.next(1, 400), name);
+    }
     return 0;
 }

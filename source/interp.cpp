@@ -1,6 +1,7 @@
 // Curves through knots as tables: line segments, and natural cubic splines in fixed point and in single precision.
 #include "common/contract.hpp"
 #include "common/memory.hpp"
+#include "common/rounding.hpp"
 #include "common/simd.hpp"
 #include "common/wrapping.hpp"
 #include <algorithm>

@@ -51,16 +51,17 @@ TEST(any_character_in_any_place) {
 
 TEST(what_is_missing_too_small_or_too_long_is_refused) {
     char room[8] = "unhurt";
-    const char *const text = "Zm9vYm", *cursor = text, *nowhere = nullptr;
+    const char *const text = "Zm9vYm", *cursor = text, *nowhere = nullptr, *const absent = unknown(nowhere);
+    char *const no_room = unknown<char *>(nullptr);
     // clang-format off
     // Below two characters there is nothing to have room for; then the room is one short; then the length wraps.
     const int64_t results[] = {
-        base64_encode(nullptr, 3, room, 8), base64_encode("abc", 0, room, 8), base64_encode("abc", 3, nullptr, 8),
-        base64_encode("abc", 1U << 30, room, UINT32_MAX), base64_decode_stream(nullptr, 6, room, 8),
-        base64_decode_stream(&nowhere, 6, room, 8), base64_decode_stream(&cursor, 6, nullptr, 8),
+        base64_encode(absent, 3, room, 8), base64_encode("abc", 0, room, 8), base64_encode("abc", 3, no_room, 8),
+        base64_encode("abc", unknown(1U << 30), room, unknown(UINT32_MAX)), base64_decode_stream(nullptr, 6, room, 8),
+        base64_decode_stream(&nowhere, 6, room, 8), base64_decode_stream(&cursor, 6, no_room, 8),
         base64_decode_stream(&cursor, 0, room, 3), base64_decode_stream(&cursor, 1, room, 3),
         base64_decode_stream(&cursor, 6, room, 3), base64_decode_stream(&cursor, 0x55555556, room, 3),
-        base64_decode(text, 4, room, 2), base64_decode(nullptr, 4, room, 8)};
+        base64_decode(text, 4, room, 2), base64_decode(absent, 4, room, 8)};
     // clang-format on
     for (size_t i = 0; i < std::size(results); ++i)
         ck_assert_msg(results[i] == 0, "call %zu gave %d", i, static_cast<int>(results[i]));

@@ -128,9 +128,8 @@ TEST(steps_by_hand_add_what_is_outside) {
 
 // ---- Queries
 
-// Small triangles and points at the ends of what can be scaled by 512, bytes, and coordinates of all sizes.
+// Triangles of a few units and of 8 bits, points of all distances.
 TEST(distances_are_those_of_the_model) {
-    constexpr int32_t ends[] = {0, 0, 1, -1, 4194303, 4194304, 4194305, 8388608, INT32_MAX, INT32_MIN};
     const hull h;
     chull_vertex *const corners[] = {add_vertex(h, A), add_vertex(h, A), add_vertex(h, A)};
     MakeFace(h.ctx, corners[0], corners[1], corners[2], nullptr);
@@ -139,10 +138,10 @@ TEST(distances_are_those_of_the_model) {
         const int kind = i % 4, shift = i / 4 % 32;
         for (chull_vertex *corner : corners)
             for (int32_t &value : corner->coord)
-                value = kind == 0 ? random.below(3) - 1 : random.word() >> (kind == 1 ? shift : 24);
+                value = kind == 0 ? random.below(3) - 1 : random.below(256);
         point p;
         for (int32_t &value : p)
-            value = kind == 0 ? ends[random.below(10)] : random.word() >> (kind == 3 ? 23 : shift);
+            value = kind == 3 ? random.below(10256) - 5000 : random.word() >> shift;
         model::expect_answers(h.ctx, "a face", p);
     }
 }
@@ -197,6 +196,10 @@ TEST(each_fault_is_found_by_its_check) {
     assert_text_eq(checks(), "1 " + error + "Checks: ERROR found and reported above.\n");
     std::fill_n(h.ctx->vertices->coord, 3, 128);
     assert_text_eq(checks(), "1 ");
+    const hull crowded(kCube); // by a vertex inside
+    add_vertex(crowded, {9, 9, 9}, 1);
+    assert_text_eq(outcome([&] { return Checks(crowded.ctx); }),
+                   "1 CheckEuler: V, E, F = 9 18 12:\tChecks: V-E+F != 2\n");
     // A face less: the edges around the gap have lost it.
     h.ctx->edges->adj[0] = nullptr;
     assert_text_eq(checks(), "1 Consistency: edges are NOT consistent.\n");
@@ -247,6 +250,22 @@ TEST(off_files_number_the_vertices) {
 TEST(fast_and_stepped_construction_agree) {
     for (uint32_t seed = 0; seed < 60; ++seed)
         model::expect_hull(generator{seed}, 600);
+}
+
+// Pictures: space is divided more finely from 2^14 and from 2^17 points on.
+TEST(hulls_of_many_points_hold_all_of_them) {
+    for (const int count : {20000, 140000}) {
+        generator random{1};
+        cloud points(static_cast<size_t>(count));
+        for (point &p : points) // a ball, so that many are near its surface
+            do
+                p = {random.below(256), random.below(256), random.below(256)};
+            while (std::hypot(p[0] - 128, p[1] - 128, p[2] - 128) > 127);
+        const hull h(points);
+        ck_assert_int_eq(Checks(h.ctx), 0);
+        for (size_t i = 0; i < points.size(); i += 97)
+            ck_assert_int_eq(is_in_chull(h.ctx, points[i][0], points[i][1], points[i][2]), 1);
+    }
 }
 
 // Growth where the hull isn't what get_chull() left behind: only the steps know what follows from that.

@@ -21,9 +21,9 @@ void expect(method how, const curves::knots &points, const std::vector<Number> &
 TEST(each_method_has_its_table) {
     int32_t drawn;
     expect(method::line, kPeak, curves::line(kPeak, drawn));
-    expect(method::fixed_spline, kPeak, curves::spline<int32_t, int16_t>(kPeak));
+    expect(method::fixed_spline, kPeak, curves::fixed_spline(kPeak));
     expect<int16_t>(method::spline, kPeak, {0, 37, 69, 91, 100, 91, 69, 37, 0});
-    expect(method::spline, kPeak, curves::spline<float, float>(kPeak));
+    expect(method::spline, kPeak, curves::single_spline(kPeak));
     for (const method how : {method::line, method::spline, method::fixed_spline})
         expect<int16_t>(how, {{-3, 7}}, {7});
     expect<float>(method::spline, {{-3, 7}}, {7});

@@ -2,7 +2,7 @@
 # Runs each example: its output, --help, an unknown option, and options without a value.
 # usage: examples.sh PROGRAMS-DIR [EMULATOR [ARGUMENT...]]
 set -eu
-programs=$1 status=0
+programs=$1 status=0 count=0
 shift
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
@@ -69,7 +69,7 @@ printf '\000\100\000\300%.0s' $(seq 3000) >"$dir/frames"
 
 for program in "$programs"/*; do
     if [ ! -x "$program" ] || [ -d "$program" ]; then continue; fi
-    run="$* $program"
+    run="$* $program" count=$((count + 1))
     help=$($run --help) || wrong "$program --help fails"
     case $help in usage:*) ;; *) wrong "$program --help prints: $help" ;; esac
     works || wrong "$program does not print the expected line"
@@ -79,4 +79,6 @@ for program in "$programs"/*; do
         refused "missing required argument for option: $option" 0,0 5,5 "-$option"
     done
 done
+[ "$count" -gt 0 ] || wrong "no programs in $programs"
+echo "$count programs"
 exit $status

@@ -30,7 +30,9 @@ std::string warning(const std::string &text) { return program_invocation_short_n
 
 // What the library's calls of the system, which arrive at the functions below, meet there.
 enum { no_trouble, somebody_faster, no_stream, no_reading } trouble = no_trouble;
+int stream_flags = 0;                                // of the descriptor of the last directory opened
 constexpr std::string_view kVanishing = "vanishing"; // gone as soon as its name has been read
+constexpr std::string_view kSwapped = "swapped";     // a directory, and a link as soon as it has been examined
 
 template <class Function>
 Function *system_call(const char *name) {
@@ -45,7 +47,24 @@ extern "C" int mkdir(const char *path, mode_t mode) {
     return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
 }
 
+// 32-bit machines have a function of another name for 64-bit times.
+#if defined __TIMESIZE && __TIMESIZE == 32
+#define fstatat64 __fstatat64_time64
+constexpr const char *kFstatat = "__fstatat64_time64";
+#else
+constexpr const char *kFstatat = "fstatat64";
+#endif
+extern "C" int fstatat64(int parent, const char *name, struct stat64 *status, int flags) {
+    const int result = system_call<decltype(fstatat64)>(kFstatat)(parent, name, status, flags);
+    if (name == kSwapped) {
+        unlinkat(parent, name, AT_REMOVEDIR);
+        ck_assert_int_eq(symlinkat("/", parent, name), 0);
+    }
+    return result;
+}
+
 extern "C" DIR *fdopendir(int descriptor) {
+    stream_flags = (fcntl(descriptor, F_GETFL) & O_NONBLOCK) | fcntl(descriptor, F_GETFD);
     errno = ENOMEM;
     return trouble == no_stream ? nullptr : system_call<DIR *(int)>("fdopendir")(descriptor);
 }
@@ -82,6 +101,25 @@ TEST(paths_are_told_apart_by_what_they_lead_to) {
         ck_assert_msg(is_dir(path) == directory, "%s: is_dir() is not %d", path, directory);
         ck_assert_msg(is_file(path) == file, "%s: is_file() is not %d", path, file);
     }
+}
+
+// A clock that was once wrong dates files after what 32 bits hold.
+TEST(files_dated_after_2038_are_there) {
+    const scratch scratch({"t/file", "t/dir/"});
+    const int64_t in_2100[2][2] = {{4102444800, 0}, {4102444800, 0}};
+#ifdef SYS_utimensat_time64
+    constexpr long set_times = SYS_utimensat_time64;
+#else
+    constexpr long set_times = SYS_utimensat;
+#endif
+    for (const char *path : {"t/file", "t/dir"}) {
+        ck_assert_int_eq(syscall(set_times, AT_FDCWD, path, in_2100, 0), 0);
+        ck_assert_msg(exists(path), "%s", path);
+    }
+    ck_assert_int_eq(is_file("t/file"), 1);
+    ck_assert_int_eq(is_dir("t/dir"), 1);
+    ck_assert_int_eq(mkdirp("t/dir/sub"), 0);
+    assert_text_eq(walk("t", "", kAll), "0 t/dir t/dir/sub t/file");
 }
 
 TEST(directories_are_made_with_their_parents) {
@@ -166,6 +204,10 @@ TEST(entries_that_cannot_be_examined_are_reported) {
     assert_text_eq(walk("gone", "", WALK_DIRS),
                    warning("Can't stat gone/vanishing: No such file or directory") + "3 gone/x");
 
+    fs::create_directories("race/swapped");
+    assert_text_eq(walk("race", "^race/swapped/", WALK_RECURSE),
+                   warning("can't open race/swapped: Not a directory") + "3 null");
+
     // The path buffer has room for 4095 characters, and for a directory of 4094.
     const auto directory = [](size_t length) { return "r" + std::string(length - 1, '/'); };
     const auto too_long = [](auto path) { return warning("Can't stat " + path + ": File name too long") + "3 "; };
@@ -194,6 +236,7 @@ TEST(directories_without_a_stream_or_its_entries_are_closed_and_reported) {
     const auto before = open_files();
     trouble = no_stream;
     const std::string unopened = walk("t", "", kAll);
+    ck_assert_int_eq(stream_flags, O_NONBLOCK | FD_CLOEXEC);
     trouble = no_reading;
     const std::string unread = walk("t", "", kAll);
     trouble = no_trouble;

@@ -29,6 +29,30 @@ TEST(known_curves_have_their_tables) {
         check_all(points);
 }
 
+// To the last bit, also where 32 bits wrap and where x descend or are equal.
+TEST(known_knots_have_their_second_derivatives) {
+    // clang-format off
+    const std::tuple<knots, std::vector<int32_t>, std::vector<float>> rows[] = {
+        {{{0, 0}, {3, -50}, {10, 200}, {11, -7}, {30, 1000}}, {0, 14703, -30384, 10699, 0},
+         {0, 0x1.ca0c08p+5F, -0x1.dac2d2p+6F, 0x1.4fbcf2p+5F, 0}},
+        {{{-5, 32767}, {40, -32768}, {60, 12345}, {61, -1}}, {0, 135157, -599297, 0},
+         {0, 0x1.09932cp+9F, -0x1.245c1ep+11F, 0}},
+        {{{0, 10}, {8, -300}, {5, 77}, {20, 4}, {33, -90}}, {0, -11074, 7668, -2116, 0},
+         {0, -0x1.593d58p+5F, 0x1.dfbc6ap+4F, -0x1.091b5ep+3F, 0}},
+        {{{0, 1}, {4, 9}, {4, -9}, {9, 100}}, {0, -384, 3348, 0}, {0, -1.5F, 0x1.a28f5ap+3F, 0}},
+        {{{0, 0}, {2, 21846}, {4, 0}}, {0, 4194176, 0}, {0, -16384.5F, 0}},
+        {{{0, 0}, {1, 30000}, {2, -30000}, {3, 30000}, {5, 1}, {9, 7}}, {0, -112422, -3572584, -2614044, 2356167, 0},
+         {0, -0x1.87b5c4p+17F, 0x1.001388p+18F, -0x1.f54cf6p+16F, 0x1.c3655p+14F, 0}},
+        {{{0, 3}, {7, -4}, {15, 9}, {18, 250}, {90, -250}, {200, 0}}, {0, -1514, 6204, -1141, 264, 0},
+         {0, -0x1.7c031ep+2F, 0x1.83c2eep+4F, -0x1.1e4d68p+2F, 0x1.096b5cp+0F, 0}},
+    };
+    // clang-format on
+    for (const auto &[points, fixed, single] : rows) {
+        check("spline_c", spline_c, 0, points, fixed);
+        check("spline_float", spline_float, 0, points, single);
+    }
+}
+
 // Segments of every length from 1 to 200, at every alignment. In a third of the curves some knots go back.
 TEST(every_entry_is_what_its_definition_says) {
     generator random{3};

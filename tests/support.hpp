@@ -28,6 +28,13 @@ inline void disagree(const std::string &report) { ck_abort_msg("%s", report.c_st
         ck_assert_str_eq(actual_text.c_str(), expected_text.c_str());                                                  \
     } while (0)
 
+// A value that the compiler doesn't know, and so doesn't warn of: what is wrong on purpose.
+template <class Value>
+Value unknown(Value value) {
+    volatile Value copy = value;
+    return copy;
+}
+
 // All bytes once, in their order.
 inline std::string any_byte() {
     std::string bytes(256, '\0');

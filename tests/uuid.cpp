@@ -4,6 +4,8 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
 #include <set>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -15,6 +17,7 @@ namespace {
 // What the library's reads of the device meet: so many interruptions first, and so many bytes missing from each.
 std::atomic<int> interruptions = 0, reads = 0;
 size_t missing = 0;
+int descriptor_flags = 0; // of the device
 
 uint32_t next() { return static_cast<uint32_t>(random()); }
 
@@ -59,6 +62,7 @@ void assert_without_device(Action action) {
 // The library's calls arrive here.
 extern "C" ssize_t read(int descriptor, void *buf, size_t len) {
     ++reads;
+    descriptor_flags = fcntl(descriptor, F_GETFD);
     if (interruptions > 0) {
         --interruptions;
         errno = EINTR;
@@ -88,6 +92,17 @@ TEST(without_a_device_or_with_one_that_delivers_too_little_the_generator_serves)
     assert_without_device(check_generator);
     missing = 1;
     check_generator();
+}
+
+TEST(the_device_is_closed_and_not_inherited) {
+    const auto open_files = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+    uint8_t made[16];
+    randbytes(made, 16);
+    const auto before = open_files();
+    for (int i = 0; i < 3; ++i)
+        randbytes(made, 16);
+    ck_assert_int_eq(open_files(), before);
+    ck_assert_int_eq(descriptor_flags, FD_CLOEXEC);
 }
 
 TEST(an_interrupted_read_is_tried_again) {

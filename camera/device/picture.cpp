@@ -165,7 +165,7 @@ tones tones_of(const state::settings &all) {
         knots.push_back({static_cast<int16_t>(x), static_cast<int16_t>(y)});
     std::array<int16_t, 256> curve = {};
     const interp_curve spline = {INTERP_SPLI, static_cast<int32_t>(knots.size()), knots.data()};
-    interpolate_c(&spline, curve.data());
+    static_cast<void>(interpolate_c(&spline, curve.data()));
     tones levels;
     const double gain = std::exp2(all.exposure / 2.2);
     for (size_t i = 0; i < levels.size(); ++i) {
@@ -185,7 +185,7 @@ void renderer::render(const scene &from, const smap_view &view, const tones &lev
             mesh_[static_cast<size_t>(j * columns + i)] = {i * kMesh, j * kMesh};
     const smap_screen_poly screen = {static_cast<uint32_t>(nodes), mesh_.data()};
     smap_sphere_poly sphere = {static_cast<uint32_t>(nodes), directions_.data()};
-    smap_screen_to_sphere(&screen, &view, &sphere);
+    static_cast<void>(smap_screen_to_sphere(&screen, &view, &sphere));
     parts.part("spheremap");
 
     const sampler panorama = {from.pixels(), from.width(), from.height()};

@@ -43,7 +43,8 @@ uint32_t base64_encode_len(const void *src, uint32_t len);
  * @return the number of characters written, base64_encode_len(); 0 with nothing written if there is no input or no
  *         output, the output is too small or the input too long
  */
-VELA_NODISCARD int32_t base64_encode(const void *src, uint32_t len, char *dst, uint32_t dst_size);
+VELA_NODISCARD int32_t base64_encode(const void *src, uint32_t len, char *dst, uint32_t dst_size) VELA_READS(1, 2)
+    VELA_WRITES(3, 4);
 
 /**
  * The size of the output that decoding requires: the decoded length of text without foreign characters and padding.
@@ -72,7 +73,8 @@ uint32_t base64_decode_len(const void *src, uint32_t len);
  * @return the number of bytes written; 0 with nothing written and the pointer unchanged if there is no input (less than
  *         two characters) or no output, the output is too small or the input too long
  */
-VELA_NODISCARD uint32_t base64_decode_stream(const char **src_ptr, uint32_t len, void *dst, uint32_t dst_size);
+VELA_NODISCARD uint32_t base64_decode_stream(const char **src_ptr, uint32_t len, void *dst, uint32_t dst_size)
+    VELA_WRITES(3, 4);
 
 /**
  * Decodes a whole text: base64_decode_stream() with an incomplete group at the end dropped.
@@ -84,7 +86,8 @@ VELA_NODISCARD uint32_t base64_decode_stream(const char **src_ptr, uint32_t len,
  * @param dst_size  size of `dst`, at least base64_decode_len(`src`, `len`)
  * @return the number of bytes written, 0 on failure, as of base64_decode_stream()
  */
-VELA_NODISCARD uint32_t base64_decode(const char *src, uint32_t len, void *dst, uint32_t dst_size);
+VELA_NODISCARD uint32_t base64_decode(const char *src, uint32_t len, void *dst, uint32_t dst_size) VELA_READS(1, 2)
+    VELA_WRITES(3, 4);
 
 /**
  * Prints the decoding table to the standard output as source text for a table: "0x%02x," for each byte value but "=",

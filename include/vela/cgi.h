@@ -74,7 +74,7 @@ typedef struct cgi_request {
  * @param result  receives the request, for cgi_cleanup(), or null
  * @return 0; -1 if "REQUEST_METHOD" is not set or there is no memory for the record
  */
-VELA_NODISCARD int32_t cgi_setup(cgi_request **result);
+VELA_NODISCARD int32_t cgi_setup(cgi_request **result) VELA_NONNULL(1);
 
 /**
  * A parameter of the query string, which is split at "&" and "=".
@@ -136,7 +136,7 @@ const char *http_strerr(int32_t code);
  * @param cgi     the request
  * @param stream  the stream, which stays the caller's
  */
-void cgi_set_output(cgi_request *cgi, FILE *stream);
+void cgi_set_output(cgi_request *cgi, FILE *stream) VELA_NONNULL(1);
 
 /**
  * The stream that responses go to.
@@ -144,7 +144,7 @@ void cgi_set_output(cgi_request *cgi, FILE *stream);
  * @param cgi  the request
  * @return the stream last set
  */
-FILE *cgi_output(const cgi_request *cgi);
+FILE *cgi_output(const cgi_request *cgi) VELA_NONNULL(1);
 
 /**
  * Writes a complete plain-text response whose body is the status's reason phrase and, on a separate line, a message:
@@ -158,7 +158,8 @@ FILE *cgi_output(const cgi_request *cgi);
  * @param status  the status code
  * @param format  printf() format of the message, or null for none
  */
-void cgi_error(cgi_request *cgi, int32_t status, const char *format, ...) __attribute__((format(printf, 3, 4)));
+void cgi_error(cgi_request *cgi, int32_t status, const char *format, ...)
+    __attribute__((format(printf, 3, 4))) VELA_NONNULL(1);
 
 /**
  * cgi_error() with the arguments of the format in a list.
@@ -169,7 +170,7 @@ void cgi_error(cgi_request *cgi, int32_t status, const char *format, ...) __attr
  * @param args    the list, which the caller has started and will end
  */
 void cgi_verror(cgi_request *cgi, int32_t status, const char *format, va_list args)
-    __attribute__((format(printf, 3, 0)));
+    __attribute__((format(printf, 3, 0))) VELA_NONNULL(1);
 
 /** @} */
 #pragma GCC visibility pop

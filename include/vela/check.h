@@ -47,7 +47,8 @@ typedef struct vela_check_config {
  *         exit. The configuration must be released in both cases. A string that could not be copied or whose value is
  *         missing is null, which selects all suites and no log.
  */
-VELA_NODISCARD int32_t __vela_check_parse_cmdline(int32_t argc, char **argv, vela_check_config *config);
+VELA_NODISCARD int32_t __vela_check_parse_cmdline(int32_t argc, char **argv, vela_check_config *config)
+    VELA_NONNULL(2, 3);
 
 /**
  * Builds a suite and registers it, unless the configuration selects another one.
@@ -62,14 +63,15 @@ VELA_NODISCARD int32_t __vela_check_parse_cmdline(int32_t argc, char **argv, vel
 void __vela_check_add_suite_if_enabled(struct SRunner **runner_slot, const char *suite_name,
                                        struct Suite *(*make_suite)(void), const vela_check_config *config,
                                        struct SRunner *(*create_runner)(struct Suite *suite),
-                                       void (*add_suite)(struct SRunner *runner, struct Suite *suite));
+                                       void (*add_suite)(struct SRunner *runner, struct Suite *suite))
+    VELA_NONNULL(1, 2, 3, 4, 5, 6);
 
 /**
  * Releases the configuration's strings and sets them to null; the numbers stay. Harmless when called again.
  *
  * @param config  a configuration that __vela_check_parse_cmdline() has filled
  */
-void __vela_check_destroy_cfg(vela_check_config *config);
+void __vela_check_destroy_cfg(vela_check_config *config) VELA_NONNULL(1);
 
 /** @} */
 #pragma GCC visibility pop

@@ -91,7 +91,7 @@ typedef struct chull_ctx {
  * @param out  receives the hull, to be released with free_chull() and then free(); null on failure
  * @return 0, or 1 when memory runs out (a message says so)
  */
-VELA_NODISCARD int32_t alloc_chull(chull_ctx **out);
+VELA_NODISCARD int32_t alloc_chull(chull_ctx **out) VELA_NONNULL(1);
 
 /**
  * Releases every record of a hull and leaves it empty, ready for get_chull(). The hull record itself stays, and so do
@@ -107,7 +107,7 @@ void free_chull(chull_ctx *hull);
  * @param hull  the hull
  * @return the vertex, or null when memory runs out (a message says so)
  */
-chull_vertex *MakeNullVertex(chull_ctx *hull);
+chull_vertex *MakeNullVertex(chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Appends an edge with everything null and `del` 0.
@@ -115,7 +115,7 @@ chull_vertex *MakeNullVertex(chull_ctx *hull);
  * @param hull  the hull
  * @return the edge, or null when memory runs out (a message says so)
  */
-chull_edge *MakeNullEdge(chull_ctx *hull);
+chull_edge *MakeNullEdge(chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Appends a face with everything null and `vis` 0.
@@ -123,7 +123,7 @@ chull_edge *MakeNullEdge(chull_ctx *hull);
  * @param hull  the hull
  * @return the face, or null when memory runs out (a message says so)
  */
-chull_face *MakeNullFace(chull_ctx *hull);
+chull_face *MakeNullFace(chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Counts the faces.
@@ -161,7 +161,7 @@ uint32_t chull_num_vertices(const chull_ctx *hull);
  * @param c  the third
  * @return 1 or 0
  */
-int32_t Collinear(const int32_t *a, const int32_t *b, const int32_t *c);
+int32_t Collinear(const int32_t *a, const int32_t *b, const int32_t *c) VELA_NONNULL(1, 2, 3);
 
 /**
  * Six times the signed volume of the tetrahedron of a face and a point.
@@ -170,7 +170,7 @@ int32_t Collinear(const int32_t *a, const int32_t *b, const int32_t *c);
  * @param p  the point
  * @return positive on the inner side of the face's plane, 0 in it, negative on the outer side: the point sees the face
  */
-int32_t Volume(const chull_face *f, const int32_t *p);
+int32_t Volume(const chull_face *f, const int32_t *p) VELA_NONNULL(1, 2);
 
 /** @} */
 /** @name Construction */
@@ -202,7 +202,8 @@ int32_t Volume(const chull_face *f, const int32_t *p);
  * hull grows, the fields `active`, `del` and `vis` of its records temporarily hold indices; they are 0 again when the
  * call returns.
  */
-VELA_NODISCARD int32_t get_chull(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n, chull_ctx *hull);
+VELA_NODISCARD int32_t get_chull(const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n, chull_ctx *hull)
+    VELA_NONNULL(5) VELA_READS(1, 4) VELA_READS(2, 4) VELA_READS(3, 4);
 
 /**
  * Appends one vertex per point, numbered from 0. Nothing happens when @p n is below 1.
@@ -214,8 +215,8 @@ VELA_NODISCARD int32_t get_chull(const uint8_t *xs, const uint8_t *ys, const uin
  * @param n     number of points
  * @return 0; 1 when memory runs out
  */
-VELA_NODISCARD int32_t ReadVertices(chull_ctx *hull, const uint8_t *xs, const uint8_t *ys, const uint8_t *zs,
-                                    int32_t n);
+VELA_NODISCARD int32_t ReadVertices(chull_ctx *hull, const uint8_t *xs, const uint8_t *ys, const uint8_t *zs, int32_t n)
+    VELA_NONNULL(1) VELA_READS(2, 5) VELA_READS(3, 5) VELA_READS(4, 5);
 
 /**
  * Makes the starting triangle, both sides of it, of the first three consecutive vertices that are not collinear, and
@@ -224,7 +225,7 @@ VELA_NODISCARD int32_t ReadVertices(chull_ctx *hull, const uint8_t *xs, const ui
  * @param hull  the hull, with vertices only
  * @return 0; 1 with a message when there are no such vertices (see get_chull()), or when memory runs out
  */
-VELA_NODISCARD int32_t DoubleTriangle(chull_ctx *hull);
+VELA_NODISCARD int32_t DoubleTriangle(chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Appends the face a, b, c.
@@ -236,7 +237,8 @@ VELA_NODISCARD int32_t DoubleTriangle(chull_ctx *hull);
  * @param twin  null, to append three new edges too; or a face whose edges are used in reverse order and get these ends
  * @return the face, in adj[0] of its edges; null when memory runs out
  */
-chull_face *MakeFace(chull_ctx *hull, chull_vertex *a, chull_vertex *b, chull_vertex *c, chull_face *twin);
+chull_face *MakeFace(chull_ctx *hull, chull_vertex *a, chull_vertex *b, chull_vertex *c, chull_face *twin)
+    VELA_NONNULL(1, 2, 3, 4);
 
 /**
  * Sets the corners of a new face, in the direction of the visible face that it replaces, and brings its edges in order.
@@ -245,7 +247,7 @@ chull_face *MakeFace(chull_ctx *hull, chull_vertex *a, chull_vertex *b, chull_ve
  * @param e  the edge between the visible region and the rest
  * @param p  the point being added
  */
-void MakeCcw(chull_face *f, chull_edge *e, chull_vertex *p);
+void MakeCcw(chull_face *f, chull_edge *e, chull_vertex *p) VELA_NONNULL(1, 2, 3);
 
 /**
  * Appends the triangle from an edge of the visible region's border to a point, and the sides that are still missing.
@@ -255,7 +257,7 @@ void MakeCcw(chull_face *f, chull_edge *e, chull_vertex *p);
  * @param p     the point
  * @return the face; null when memory runs out
  */
-chull_face *MakeConeFace(chull_ctx *hull, chull_edge *e, chull_vertex *p);
+chull_face *MakeConeFace(chull_ctx *hull, chull_edge *e, chull_vertex *p) VELA_NONNULL(1, 2, 3);
 
 /**
  * Adds one vertex: marks what it sees for removal and joins it to the border. CleanUp() must follow.
@@ -264,21 +266,21 @@ chull_face *MakeConeFace(chull_ctx *hull, chull_edge *e, chull_vertex *p);
  * @param p     the vertex, in its list
  * @return 1 when the vertex lies outside the hull, 0 when it does not, -1 when memory runs out
  */
-int32_t AddOne(chull_ctx *hull, chull_vertex *p);
+int32_t AddOne(chull_ctx *hull, chull_vertex *p) VELA_NONNULL(1, 2);
 
 /**
  * Replaces visible faces by the pending ones and releases the edges marked `del`.
  *
  * @param hull  the hull
  */
-void CleanEdges(chull_ctx *hull);
+void CleanEdges(chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Releases the faces marked `vis`.
  *
  * @param hull  the hull
  */
-void CleanFaces(chull_ctx *hull);
+void CleanFaces(chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Releases the processed vertices (`mark` 1) on which no edge ends, and resets `dup` and `active` of the others.
@@ -287,7 +289,7 @@ void CleanFaces(chull_ctx *hull);
  * @param cursor  the caller's position in the vertex list: moved to the next vertex when its vertex is released, null
  *                when none is left
  */
-void CleanVertices(chull_ctx *hull, chull_vertex **cursor);
+void CleanVertices(chull_ctx *hull, chull_vertex **cursor) VELA_NONNULL(1, 2);
 
 /**
  * CleanEdges(), CleanFaces() and CleanVertices().
@@ -295,7 +297,7 @@ void CleanVertices(chull_ctx *hull, chull_vertex **cursor);
  * @param hull    the hull
  * @param cursor  as for CleanVertices()
  */
-void CleanUp(chull_ctx *hull, chull_vertex **cursor);
+void CleanUp(chull_ctx *hull, chull_vertex **cursor) VELA_NONNULL(1, 2);
 
 /**
  * Adds every vertex with `mark` 0, from the head on.
@@ -303,7 +305,7 @@ void CleanUp(chull_ctx *hull, chull_vertex **cursor);
  * @param hull  the hull
  * @return 0; 1 when the `check` switch found an error or memory ran out
  */
-VELA_NODISCARD int32_t ConstructHull(chull_ctx *hull);
+VELA_NODISCARD int32_t ConstructHull(chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Sorts each face's edges in the order of its corners: edges[i] joins vert[i] and vert[(i + 1) mod 3]. In a finished
@@ -312,7 +314,7 @@ VELA_NODISCARD int32_t ConstructHull(chull_ctx *hull);
  * @param hull  the hull
  * @return 0
  */
-int32_t EdgeOrderOnFaces(chull_ctx *hull);
+int32_t EdgeOrderOnFaces(chull_ctx *hull) VELA_NONNULL(1);
 
 /** @} */
 /** @name Queries */
@@ -325,7 +327,7 @@ int32_t EdgeOrderOnFaces(chull_ctx *hull);
  * @param v  another
  * @return u.x v.x + u.y v.y + u.z v.z
  */
-int32_t dot(const int32_t *u, const int32_t *v);
+int32_t dot(const int32_t *u, const int32_t *v) VELA_NONNULL(1, 2);
 
 /**
  * Squared distance from a point to a face's triangle.
@@ -338,7 +340,7 @@ int32_t dot(const int32_t *u, const int32_t *v);
  * @param p  the point, at most 5000 outside the range 0 to 255; beyond that the arithmetic may wrap
  * @return the squared distance
  */
-uint32_t pt_to_tri_dist_sq(const chull_face *f, const int32_t *p);
+uint32_t pt_to_tri_dist_sq(const chull_face *f, const int32_t *p) VELA_NONNULL(1, 2);
 
 /**
  * The smallest and largest squared distance from a point, inside or outside, to the hull's faces.
@@ -351,7 +353,8 @@ uint32_t pt_to_tri_dist_sq(const chull_face *f, const int32_t *p);
  * @param max_out  receives the largest
  * @return 0; 1 with a message when the hull is null or has no faces, with nothing written
  */
-int32_t dist_to_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z, uint32_t *min_out, uint32_t *max_out);
+int32_t dist_to_chull(const chull_ctx *hull, int32_t x, int32_t y, int32_t z, uint32_t *min_out, uint32_t *max_out)
+    VELA_NONNULL(5, 6);
 
 /**
  * Whether a point lies in the hull or on its surface. Takes time proportional to the number of faces;
@@ -383,7 +386,7 @@ int32_t chull_volume6(const chull_ctx *hull);
  * @param hull  the hull
  * @return 1 if one of them failed, else 0
  */
-int32_t Checks(const chull_ctx *hull);
+int32_t Checks(const chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Whether the two faces of every edge run along it in opposite directions.
@@ -391,7 +394,7 @@ int32_t Checks(const chull_ctx *hull);
  * @param hull  the hull
  * @return 0; 1 with a message if those of an edge don't
  */
-int32_t Consistency(const chull_ctx *hull);
+int32_t Consistency(const chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Whether no processed vertex (`mark` 1) lies outside a face.
@@ -399,7 +402,7 @@ int32_t Consistency(const chull_ctx *hull);
  * @param hull  the hull
  * @return 0; 1, without a message, if a vertex lies outside a face
  */
-int32_t Convexity(const chull_ctx *hull);
+int32_t Convexity(const chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Whether V - E + F = 2 and F = 2V - 4.
@@ -417,7 +420,7 @@ int32_t CheckEuler(int32_t V, int32_t E, int32_t F);
  * @param hull  the hull
  * @return 0; 1 with a message for each that is not
  */
-int32_t CheckEndpts(const chull_ctx *hull);
+int32_t CheckEndpts(const chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Lists the hull on the standard error stream.
@@ -425,35 +428,35 @@ int32_t CheckEndpts(const chull_ctx *hull);
  * @param hull  the hull
  * @param v     the vertex whose number and address head the list
  */
-void PrintOut(const chull_ctx *hull, const chull_vertex *v);
+void PrintOut(const chull_ctx *hull, const chull_vertex *v) VELA_NONNULL(1, 2);
 
 /**
  * Lists the vertices on the standard error stream.
  *
  * @param hull  the hull
  */
-void PrintVertices(const chull_ctx *hull);
+void PrintVertices(const chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Lists the edges on the standard error stream.
  *
  * @param hull  the hull
  */
-void PrintEdges(const chull_ctx *hull);
+void PrintEdges(const chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Lists the faces on the standard error stream.
  *
  * @param hull  the hull
  */
-void PrintFaces(const chull_ctx *hull);
+void PrintFaces(const chull_ctx *hull) VELA_NONNULL(1);
 
 /**
  * Prints a point's coordinates on the standard output.
  *
  * @param p  the point
  */
-void PrintPoint(const int32_t *p);
+void PrintPoint(const int32_t *p) VELA_NONNULL(1);
 
 /**
  * Writes a finished hull as an OFF polyhedron file: vertices and faces in list order, corners counter-clockwise seen
@@ -463,7 +466,7 @@ void PrintPoint(const int32_t *p);
  * @param path  the file, created or truncated
  * @return 0; 1 when the file can't be opened. A full disk, which leaves the file incomplete, is not reported
  */
-VELA_NODISCARD int32_t chull_to_file(chull_ctx *hull, const char *path);
+VELA_NODISCARD int32_t chull_to_file(chull_ctx *hull, const char *path) VELA_NONNULL(1, 2);
 
 /** @} */
 

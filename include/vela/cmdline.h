@@ -75,7 +75,7 @@ void cmdline_reset(void);
  * A required value is taken whatever it looks like; an optional one only if it does not begin with "-". A short option
  * that takes a value ends its cluster: `-sv NAME` is `-s NAME`.
  */
-VELA_NODISCARD int16_t cmdline_getopt(int32_t argc, char **argv, const cmdline_option *options);
+VELA_NODISCARD int16_t cmdline_getopt(int32_t argc, char **argv, const cmdline_option *options) VELA_NONNULL(2, 3);
 
 /**
  * Prints a usage screen: "usage: PROGRAM SYNOPSIS", a line for each option, and one for the help option `-?,--help`.
@@ -86,7 +86,7 @@ VELA_NODISCARD int16_t cmdline_getopt(int32_t argc, char **argv, const cmdline_o
  * @param program_name  text after "usage: "
  * @param synopsis      text after the program name, or null for "[options]"
  */
-void cmdline_usage(const cmdline_option *options, const char *program_name, const char *synopsis);
+void cmdline_usage(const cmdline_option *options, const char *program_name, const char *synopsis) VELA_NONNULL(2);
 
 /**
  * Prints "cmdline: " and a line "  <ARGUMENT>" for each of `argv[first]` to `argv[argc - 1]`.
@@ -95,7 +95,7 @@ void cmdline_usage(const cmdline_option *options, const char *program_name, cons
  * @param argv   the arguments
  * @param first  index of the first to print; from argc on, only the heading is printed
  */
-void cmdline_print(int32_t argc, char **argv, int32_t first);
+void cmdline_print(int32_t argc, char **argv, int32_t first) VELA_NONNULL(2);
 
 /** @} */
 #pragma GCC visibility pop

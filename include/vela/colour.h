@@ -15,6 +15,7 @@
 #define VELA_COLOUR_H
 
 #include <stdint.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -38,12 +39,12 @@ extern "C" {
  * @param matrix  receives nine numbers
  */
 /** @{ */
-void get_rgb_to_ycc(int32_t *matrix);    /**< full range, encoding */
-void get_ycc_to_rgb(int32_t *matrix);    /**< full range, decoding */
-void get_rgb_to_ycc601(int32_t *matrix); /**< BT.601, encoding */
-void get_ycc_to_rgb601(int32_t *matrix); /**< BT.601, decoding */
-void get_rgb_to_ycc709(int32_t *matrix); /**< BT.709, encoding */
-void get_ycc_to_rgb709(int32_t *matrix); /**< BT.709, decoding */
+void get_rgb_to_ycc(int32_t *matrix) VELA_NONNULL(1);    /**< full range, encoding */
+void get_ycc_to_rgb(int32_t *matrix) VELA_NONNULL(1);    /**< full range, decoding */
+void get_rgb_to_ycc601(int32_t *matrix) VELA_NONNULL(1); /**< BT.601, encoding */
+void get_ycc_to_rgb601(int32_t *matrix) VELA_NONNULL(1); /**< BT.601, decoding */
+void get_rgb_to_ycc709(int32_t *matrix) VELA_NONNULL(1); /**< BT.709, encoding */
+void get_ycc_to_rgb709(int32_t *matrix) VELA_NONNULL(1); /**< BT.709, decoding */
 /** @} */
 
 /**
@@ -57,12 +58,12 @@ void get_ycc_to_rgb709(int32_t *matrix); /**< BT.709, decoding */
  * @param count  number of pixels; 0 does nothing
  */
 /** @{ */
-void srgb_to_yccfull(const uint8_t *src, uint8_t *dst, uint32_t count);  /**< RGB to full range */
-void yccfull_to_srgb(const uint8_t *src, uint8_t *dst, uint32_t count);  /**< full range to RGB */
-void srgb_to_yccbt601(const uint8_t *src, uint8_t *dst, uint32_t count); /**< RGB to BT.601 */
-void yccbt601_to_srgb(const uint8_t *src, uint8_t *dst, uint32_t count); /**< BT.601 to RGB */
-void srgb_to_yccbt709(const uint8_t *src, uint8_t *dst, uint32_t count); /**< RGB to BT.709 */
-void yccbt709_to_srgb(const uint8_t *src, uint8_t *dst, uint32_t count); /**< BT.709 to RGB */
+void srgb_to_yccfull(const uint8_t *src, uint8_t *dst, uint32_t count) VELA_NONNULL(1, 2);  /**< RGB to full range */
+void yccfull_to_srgb(const uint8_t *src, uint8_t *dst, uint32_t count) VELA_NONNULL(1, 2);  /**< full range to RGB */
+void srgb_to_yccbt601(const uint8_t *src, uint8_t *dst, uint32_t count) VELA_NONNULL(1, 2); /**< RGB to BT.601 */
+void yccbt601_to_srgb(const uint8_t *src, uint8_t *dst, uint32_t count) VELA_NONNULL(1, 2); /**< BT.601 to RGB */
+void srgb_to_yccbt709(const uint8_t *src, uint8_t *dst, uint32_t count) VELA_NONNULL(1, 2); /**< RGB to BT.709 */
+void yccbt709_to_srgb(const uint8_t *src, uint8_t *dst, uint32_t count) VELA_NONNULL(1, 2); /**< BT.709 to RGB */
 /** @} */
 
 /**
@@ -77,7 +78,8 @@ void yccbt709_to_srgb(const uint8_t *src, uint8_t *dst, uint32_t count); /**< BT
  * @param stride  bytes from the start of one source row to that of the next; rows may overlap
  * @param dst     receives `width` x `height` pixels of three bytes without gaps; must not overlap `src`
  */
-void cyc422_to_srgb(const uint8_t *src, uint32_t width, uint32_t height, uint32_t stride, uint8_t *dst);
+void cyc422_to_srgb(const uint8_t *src, uint32_t width, uint32_t height, uint32_t stride, uint8_t *dst)
+    VELA_NONNULL(1, 5);
 
 /** @} */
 #pragma GCC visibility pop

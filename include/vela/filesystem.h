@@ -45,7 +45,7 @@ typedef struct name_list {
  * @param path  the path
  * @return 1 or 0
  */
-int32_t exists(const char *path);
+int32_t exists(const char *path) VELA_NONNULL(1);
 
 /**
  * Says whether a path leads to a directory; symbolic links are followed.
@@ -53,7 +53,7 @@ int32_t exists(const char *path);
  * @param path  the path
  * @return 1 or 0
  */
-int32_t is_dir(const char *path);
+int32_t is_dir(const char *path) VELA_NONNULL(1);
 
 /**
  * Says whether a path leads to a regular file; symbolic links are followed.
@@ -61,7 +61,7 @@ int32_t is_dir(const char *path);
  * @param path  the path
  * @return 1 or 0
  */
-int32_t is_file(const char *path);
+int32_t is_file(const char *path) VELA_NONNULL(1);
 
 /**
  * Makes a directory and its missing parents, each with mode 0700 reduced by the process's file-creation mask.
@@ -72,7 +72,7 @@ int32_t is_file(const char *path);
  * @return 0 when the directory exists; -1 when its path or that of a parent is not a directory, when memory runs out,
  *         or when mkdir() fails
  */
-VELA_NODISCARD int32_t mkdirp(const char *path);
+VELA_NODISCARD int32_t mkdirp(const char *path) VELA_NONNULL(1);
 
 /**
  * Appends a copy of a name to a list, growing the array so that at least one null slot remains after the names.
@@ -81,7 +81,7 @@ VELA_NODISCARD int32_t mkdirp(const char *path);
  * @param name  the name
  * @return 0, or 1 when memory runs out; the stored names are then unchanged
  */
-VELA_NODISCARD int32_t add_to_names(name_list *list, const char *name);
+VELA_NODISCARD int32_t add_to_names(name_list *list, const char *name) VELA_NONNULL(1, 2);
 
 /**
  * Walks a directory and collects the paths that match a regular expression, in the order in which the system lists the
@@ -107,7 +107,8 @@ VELA_NODISCARD int32_t add_to_names(name_list *list, const char *name);
  *         or read, an entry of it could not be examined, memory ran out, or the walk of a subdirectory failed and no
  *         subdirectory was opened successfully afterwards. What was collected is returned with 0 and with 3
  */
-VELA_NODISCARD int32_t walk_dir(const char *dir, const char *pattern, int32_t flags, char ***result);
+VELA_NODISCARD int32_t walk_dir(const char *dir, const char *pattern, int32_t flags, char ***result)
+    VELA_NONNULL(1, 2, 4);
 
 /** @} */
 #pragma GCC visibility pop

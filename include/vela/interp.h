@@ -19,6 +19,7 @@
 #define VELA_INTERP_H
 
 #include <stdint.h>
+#include <vela/attributes.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -55,7 +56,7 @@ typedef struct interp_curve {
  * @return what linear_interpolate() or spline_interpolate() returns; 0 if an argument is null, otherwise -1 for an
  *         unknown type
  */
-int32_t interpolate_c(const interp_curve *curve, int16_t *out);
+VELA_NODISCARD int32_t interpolate_c(const interp_curve *curve, int16_t *out);
 
 /**
  * Fills a table of single-precision values by spline_interpolate_float().
@@ -79,7 +80,7 @@ int32_t interpolate_float(const interp_curve *curve, float *out);
  *         range of less than 1; -1 at the first segment whose x descends or that ends beyond the table, with the
  *         earlier ones drawn and the other entries 0
  */
-int32_t linear_interpolate(const interp_curve *curve, int16_t *out);
+VELA_NODISCARD int32_t linear_interpolate(const interp_curve *curve, int16_t *out);
 
 /**
  * Fills a table by the fixed-point spline, in 32-bit arithmetic that wraps: beyond the limits below, entries are wrong
@@ -101,7 +102,7 @@ int32_t linear_interpolate(const interp_curve *curve, int16_t *out);
  * @return 0; -1 with nothing written if an argument is null, for any other type, for a count out of range and for a
  *         range of less than 1
  */
-int32_t spline_interpolate(const interp_curve *curve, int16_t *out);
+VELA_NODISCARD int32_t spline_interpolate(const interp_curve *curve, int16_t *out);
 
 /**
  * Fills a table by the single-precision spline.

@@ -60,7 +60,7 @@ VELA_NODISCARD VELA_RELEASED_BY(free_matrix) fmatrix *malloc_matrix(int32_t rows
  *             matrix never shares elements with a
  * @return 0, or 1 if memory runs out or a has a negative dimension (malloc_matrix() prints the message)
  */
-VELA_NODISCARD int32_t transpose(const fmatrix *a, fmatrix **out);
+VELA_NODISCARD int32_t transpose(const fmatrix *a, fmatrix **out) VELA_NONNULL(1, 2);
 
 /**
  * Multiplies two matrices: c = a b.
@@ -74,11 +74,11 @@ VELA_NODISCARD int32_t transpose(const fmatrix *a, fmatrix **out);
  * @return 0, or 1 when the dimensions don't match (a message says which) or one is negative (no message); c is then
  *         unchanged
  */
-int32_t matrix_mult(const fmatrix *a, const fmatrix *b, fmatrix *c);
+VELA_NODISCARD int32_t matrix_mult(const fmatrix *a, const fmatrix *b, fmatrix *c) VELA_NONNULL(1, 2, 3);
 
 /** Prints a matrix to the standard output: a line for each row, each element as "%e ", and an empty line. Negative
  * dimensions are taken as 0. */
-void print_matrix(const fmatrix *m);
+void print_matrix(const fmatrix *m) VELA_NONNULL(1);
 
 /**
  * Inverts a 3 x 3 matrix by its adjugate, in single precision. Determinants up to 1e-14 count as 0, whatever the scale
@@ -89,7 +89,7 @@ void print_matrix(const fmatrix *m);
  * @param out  9 elements, receives the inverse; may be in
  * @return 0, or 1 when the determinant is negligible; out then holds the adjugate
  */
-VELA_NODISCARD int32_t inverse_3x3(const float *in, float *out);
+VELA_NODISCARD int32_t inverse_3x3(const float *in, float *out) VELA_NONNULL(1, 2);
 
 /**
  * Inverts a 4 x 4 matrix by its adjugate, in double precision, rounded to single precision at the end. Determinants up
@@ -102,7 +102,7 @@ VELA_NODISCARD int32_t inverse_3x3(const float *in, float *out);
  * @param out  16 elements, receives the inverse; may be in
  * @return 0, or 1 when the determinant is negligible; a message says so and out is unchanged
  */
-VELA_NODISCARD int32_t inverse_4x4(const float *in, float *out);
+VELA_NODISCARD int32_t inverse_4x4(const float *in, float *out) VELA_NONNULL(1, 2);
 
 /**
  * The hypotenuse, the square root of a² + b², in single precision without intermediate overflow or underflow.
@@ -143,7 +143,8 @@ float pythag(float a, float b);
  *         matrix: rarely a random one, more often one whose columns differ by orders of magnitude or whose rows are
  *         linearly dependent
  */
-VELA_NODISCARD int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_out);
+VELA_NODISCARD int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out, fmatrix **v_out)
+    VELA_NONNULL(1, 2, 3, 4);
 
 /**
  * Inverts a square matrix by Gaussian elimination without partial pivoting: rows are exchanged only to avoid a
@@ -157,7 +158,7 @@ VELA_NODISCARD int32_t svdcmp(const fmatrix *a, fmatrix **u_out, fmatrix **w_out
  *         negative, or when the elimination finds the system inconsistent (no message); inv is then unchanged. A
  *         singular matrix for which it doesn't gives 0 and a meaningless inverse, [[0, 1], [0, 1]] for example
  */
-VELA_NODISCARD int32_t matrix_inverse(const fmatrix *a, fmatrix *inv);
+VELA_NODISCARD int32_t matrix_inverse(const fmatrix *a, fmatrix *inv) VELA_NONNULL(1, 2);
 
 /**
  * Solves a x = b in the least-squares sense with the singular value decomposition, for an a with linearly independent
@@ -173,7 +174,7 @@ VELA_NODISCARD int32_t matrix_inverse(const fmatrix *a, fmatrix *inv);
  * @return 0, or 1 when the dimensions don't match, memory runs out, the decomposition fails or the solution is not
  *         finite; a message says which
  */
-VELA_NODISCARD int32_t pseudo_inverse(const fmatrix *a, const fmatrix *b, fmatrix *x);
+VELA_NODISCARD int32_t pseudo_inverse(const fmatrix *a, const fmatrix *b, fmatrix *x) VELA_NONNULL(1, 2, 3);
 
 /**
  * Fits a polynomial of degree 0, 1 or 2 by least squares, on an abscissa u = 2 (x - min) / (max - min) - 1 that runs
@@ -192,7 +193,8 @@ VELA_NODISCARD int32_t pseudo_inverse(const fmatrix *a, const fmatrix *b, fmatri
  * @return 0, or 1 when n or k is below 1 (no message), when memory runs out, or when there is no solution, as for k of
  *         2 or more with all xs equal (a message says so; coeffs may hold intermediate values)
  */
-VELA_NODISCARD int32_t polyfit(const float *xs, const float *ys, int32_t n, int32_t k, float *coeffs);
+VELA_NODISCARD int32_t polyfit(const float *xs, const float *ys, int32_t n, int32_t k, float *coeffs)
+    VELA_NONNULL(1, 2, 5) VELA_READS(1, 3) VELA_READS(2, 3) VELA_WRITES(5, 4);
 
 /**
  * Fits a quadratic surface over integer coordinates by least squares. Use it for coordinates up to 16; pictures need
@@ -224,7 +226,8 @@ VELA_NODISCARD int32_t polyfit(const float *xs, const float *ys, int32_t n, int3
  * @return 0, or 1 when n is below 1 (no message), when memory runs out, or when there is no solution (a message says
  *         so; coeffs may hold intermediate values)
  */
-VELA_NODISCARD int32_t polyfit2D(const uint16_t *xs, const uint16_t *ys, const float *zs, int32_t n, float *coeffs);
+VELA_NODISCARD int32_t polyfit2D(const uint16_t *xs, const uint16_t *ys, const float *zs, int32_t n, float *coeffs)
+    VELA_NONNULL(1, 2, 3, 5) VELA_READS(1, 4) VELA_READS(2, 4) VELA_READS(3, 4);
 
 /**
  * The height of a quadratic surface at a point, in single precision.
@@ -234,7 +237,7 @@ VELA_NODISCARD int32_t polyfit2D(const uint16_t *xs, const uint16_t *ys, const f
  * @param coeffs  6 coefficients as polyfit2D() gives them
  * @return c[0] + c[1] y + c[2] x + c[3] y² + c[4] x y + c[5] x²
  */
-float poly2D_value(float x, float y, const float *coeffs);
+float poly2D_value(float x, float y, const float *coeffs) VELA_NONNULL(3);
 
 /** @} */
 #pragma GCC visibility pop

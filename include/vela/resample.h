@@ -115,7 +115,7 @@ VELA_NODISCARD VELA_RELEASED_BY(resample_free) resample_state *resample_alloc(ui
                                                                               uint32_t kernel);
 
 /** Resets a converter to the start of a stream: phase 0 and a silent history. The table is kept. */
-void resample_reset(resample_state *state);
+void resample_reset(resample_state *state) VELA_NONNULL(1);
 
 /**
  * Sets a record's table to a windowed-sinc (Lanczos) kernel for its factors L and M. The kernel is scaled to the lower
@@ -141,14 +141,14 @@ void resample_reset(resample_state *state);
  *         init_lanczos(state, 16); // num_coeffs is T on success
  *     }
  */
-void init_lanczos(resample_state *state, int32_t lobes);
+void init_lanczos(resample_state *state, int32_t lobes) VELA_NONNULL(1);
 
 /**
  * Sets a record's table to linear interpolation for its factor L: a triangle of 2 L - 1 coefficients.
  *
  * @param state  the record, as for init_lanczos()
  */
-void init_bilinear(resample_state *state);
+void init_bilinear(resample_state *state) VELA_NONNULL(1);
 
 /**
  * The normalised sinc function.
@@ -176,7 +176,7 @@ double sinc(double x);
  * to call.
  */
 void resample_mono(resample_state *state, const void *in, uint32_t *in_count, void *out, uint32_t *out_count,
-                   uint32_t in_format, uint32_t out_format);
+                   uint32_t in_format, uint32_t out_format) VELA_NONNULL(1, 3, 5);
 
 /**
  * resample_mono() from RESAMPLE_LEND to RESAMPLE_LEND.
@@ -187,7 +187,8 @@ void resample_mono(resample_state *state, const void *in, uint32_t *in_count, vo
  * @param out        receives the outputs, of any alignment
  * @param out_count  in: its capacity; out: how many were written
  */
-void resample_test(resample_state *state, const int16_t *in, uint32_t *in_count, int16_t *out, uint32_t *out_count);
+void resample_test(resample_state *state, const int16_t *in, uint32_t *in_count, int16_t *out, uint32_t *out_count)
+    VELA_NONNULL(1, 3, 5);
 
 /** @} */
 #pragma GCC visibility pop

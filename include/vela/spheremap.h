@@ -85,7 +85,7 @@ typedef struct smap_view {
  * @param pan   Q10 degrees, any value, changed in place
  * @param tilt  Q10 degrees, any value, changed in place
  */
-void smap_clip_pan_tilt(int32_t *pan, int32_t *tilt);
+void smap_clip_pan_tilt(int32_t *pan, int32_t *tilt) VELA_NONNULL(1, 2);
 
 /**
  * Normalises a limit of the camera's travel to the bound range: pan 0 to 368639, tilt -184320 to 184320. Tilts beyond a
@@ -94,7 +94,7 @@ void smap_clip_pan_tilt(int32_t *pan, int32_t *tilt);
  * @param pan   Q10 degrees, any value, changed in place
  * @param tilt  Q10 degrees, any value, changed in place
  */
-void smap_clip_pan_tilt_bounds(int32_t *pan, int32_t *tilt);
+void smap_clip_pan_tilt_bounds(int32_t *pan, int32_t *tilt) VELA_NONNULL(1, 2);
 
 /**
  * Projects a direction to the screen, in integer arithmetic.
@@ -109,7 +109,8 @@ void smap_clip_pan_tilt_bounds(int32_t *pan, int32_t *tilt);
  *              about 90 degrees from its centre. May be pt.
  * @return 1 if the direction is in front; 0 if not, or if the view's fov is 0, which leaves out unchanged
  */
-VELA_NODISCARD int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *view, smap_screen_pt *out);
+VELA_NODISCARD int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, const smap_view *view, smap_screen_pt *out)
+    VELA_NONNULL(1, 2, 3);
 
 /**
  * Finds the direction shown at a screen position (unprojects it), in double precision.
@@ -121,7 +122,8 @@ VELA_NODISCARD int8_t smap_sphere_pt_to_screen_pt(const smap_sphere_pt *pt, cons
  *              position shows none, as in the corners of a view of 180 degrees, where the squares of the sines of both
  *              offsets add up to more than 1, or if the view's width is 0. May be pt.
  */
-void smap_screen_pt_to_sphere_pt(const smap_screen_pt *pt, const smap_view *view, smap_sphere_pt *out);
+void smap_screen_pt_to_sphere_pt(const smap_screen_pt *pt, const smap_view *view, smap_sphere_pt *out)
+    VELA_NONNULL(1, 2, 3);
 
 /**
  * Projects the points of a polygon to the screen, each as by smap_sphere_pt_to_screen_pt().
@@ -137,7 +139,8 @@ void smap_screen_pt_to_sphere_pt(const smap_screen_pt *pt, const smap_view *view
  * @return 1 if every point is in front (or there is none); 0 if one is not, or if the view's fov is 0, which leaves the
  *         points unchanged; 0 with nothing written, not even dst's count, if dst is too small
  */
-int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view, smap_screen_poly *dst);
+VELA_NODISCARD int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view, smap_screen_poly *dst)
+    VELA_NONNULL(1, 2, 3);
 
 /**
  * Finds the directions of a polygon's points, each as by smap_screen_pt_to_sphere_pt().
@@ -147,7 +150,8 @@ int8_t smap_sphere_to_screen(const smap_sphere_poly *src, const smap_view *view,
  * @param dst   receives the directions; may be src's array. Its count becomes src's.
  * @return 1; or 0, with nothing written, if dst is too small
  */
-int8_t smap_screen_to_sphere(const smap_screen_poly *src, const smap_view *view, smap_sphere_poly *dst);
+VELA_NODISCARD int8_t smap_screen_to_sphere(const smap_screen_poly *src, const smap_view *view, smap_sphere_poly *dst)
+    VELA_NONNULL(1, 2, 3);
 
 /**
  * Whether a polygon's bounding box overlaps the screen. The box may overlap although the polygon does not: if it passes
@@ -158,13 +162,13 @@ int8_t smap_screen_to_sphere(const smap_screen_poly *src, const smap_view *view,
  * @param view  the view; only width and height are used
  * @return 1 if it does, else 0; 0 for a polygon without points
  */
-int8_t smap_polygon_on_screen(const smap_screen_poly *poly, const smap_view *view);
+int8_t smap_polygon_on_screen(const smap_screen_poly *poly, const smap_view *view) VELA_NONNULL(1, 2);
 
 /** Prints an empty line, and for each point "i = %2d, x = %4d, y = %4d", to the standard output. */
-void smap_print_screen_poly(const smap_screen_poly *poly);
+void smap_print_screen_poly(const smap_screen_poly *poly) VELA_NONNULL(1);
 
 /** Prints an empty line, and for each point "i = %2d, pan = %6.6f, tilt = %6.6f" in degrees, to the standard output. */
-void smap_print_sphere_poly(const smap_sphere_poly *poly);
+void smap_print_sphere_poly(const smap_sphere_poly *poly) VELA_NONNULL(1);
 
 /** @} */
 #pragma GCC visibility pop

@@ -47,7 +47,7 @@ uint8_t hex2int(uint8_t ch);
  * @param hex  receives 2 x `len` characters; no part of it may overlap `bin`
  * @return the number of characters written, 2 x `len`
  */
-uint32_t bin2hex(const uint8_t *bin, uint32_t len, char *hex);
+uint32_t bin2hex(const uint8_t *bin, uint32_t len, char *hex) VELA_NONNULL(1, 3) VELA_READS(1, 2);
 
 /**
  * Reads hexadecimal text into bytes, two characters per byte. Nothing is checked: a character that is not a digit
@@ -58,7 +58,7 @@ uint32_t bin2hex(const uint8_t *bin, uint32_t len, char *hex);
  * @param bin  receives `len` / 2 bytes; may be `hex` itself, or begin one byte after it
  * @return the number of bytes written, `len` / 2
  */
-uint32_t hex2bin(const char *hex, uint32_t len, uint8_t *bin);
+uint32_t hex2bin(const char *hex, uint32_t len, uint8_t *bin) VELA_NONNULL(1, 3) VELA_READS(1, 2);
 
 /**
  * Removes the end of a line in place: at most one newline and then at most one carriage return.
@@ -68,7 +68,7 @@ uint32_t hex2bin(const char *hex, uint32_t len, uint8_t *bin);
  *         had one, whether or not a carriage return was removed as well; -1 for an empty string and for a newline
  *         alone. The string's new length is strlen(`str`), not this index
  */
-int32_t chomp(char *str);
+int32_t chomp(char *str) VELA_NONNULL(1);
 
 /**
  * Overwrites the white space at both ends of a string with NUL; white space is what isspace() says in the current
@@ -79,7 +79,7 @@ int32_t chomp(char *str);
  * @param str  a NUL-terminated string
  * @return the first character within `str` that is not white space; the terminating NUL if there is none
  */
-char *strip(char *str);
+char *strip(char *str) VELA_NONNULL(1);
 
 /**
  * The size of the output of chunk_split().
@@ -102,7 +102,8 @@ uint32_t chunk_split_len(const void *src, uint32_t len, uint32_t chunk);
  * @return the number of bytes written, chunk_split_len() of the same input, which is negative from 2^31 bytes on: cast
  *         it to `uint32_t` then; 0 with nothing written if there is no input or no output, or the output is too small
  */
-VELA_NODISCARD int32_t chunk_split(const void *src, uint32_t len, void *dst, uint32_t dst_size, uint32_t chunk);
+VELA_NODISCARD int32_t chunk_split(const void *src, uint32_t len, void *dst, uint32_t dst_size, uint32_t chunk)
+    VELA_READS(1, 2) VELA_WRITES(3, 4);
 
 /** @} */
 #pragma GCC visibility pop

@@ -19,6 +19,7 @@
 
 #include <stdint.h>
 #include <sys/time.h>
+#include <vela/attributes.h>
 
 /** The symbol of a function that takes or returns times; only for this header. */
 #if defined(__TIMESIZE) && __TIMESIZE == 32 && defined(__USE_TIME_BITS64)
@@ -48,7 +49,7 @@ int32_t gettime(struct timeval *t) VELA_TIME_SYMBOL(gettime);
  *
  * @param t  the time, changed in place
  */
-void time_balance(struct timeval *t) VELA_TIME_SYMBOL(time_balance);
+void time_balance(struct timeval *t) VELA_TIME_SYMBOL(time_balance) VELA_NONNULL(1);
 
 /**
  * Subtracts one time from another.
@@ -57,7 +58,7 @@ void time_balance(struct timeval *t) VELA_TIME_SYMBOL(time_balance);
  * @param b  the time to subtract
  * @return a - b, balanced
  */
-struct timeval time_sub(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_sub);
+struct timeval time_sub(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_sub) VELA_NONNULL(1, 2);
 
 /**
  * Adds two times.
@@ -66,7 +67,7 @@ struct timeval time_sub(const struct timeval *a, const struct timeval *b) VELA_T
  * @param b  the other
  * @return a + b, balanced
  */
-struct timeval time_add(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_add);
+struct timeval time_add(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_add) VELA_NONNULL(1, 2);
 
 /**
  * Moves a time back.
@@ -74,7 +75,7 @@ struct timeval time_add(const struct timeval *a, const struct timeval *b) VELA_T
  * @param t     the time, changed in place; balanced afterwards
  * @param usec  microseconds to subtract, of either sign and any size
  */
-void time_sub_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_sub_usec);
+void time_sub_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_sub_usec) VELA_NONNULL(1);
 
 /**
  * Moves a time forward.
@@ -82,7 +83,7 @@ void time_sub_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_su
  * @param t     the time, changed in place; balanced afterwards
  * @param usec  microseconds to add, of either sign and any size
  */
-void time_add_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_add_usec);
+void time_add_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_add_usec) VELA_NONNULL(1);
 
 /**
  * Compares two times, which must be balanced.
@@ -92,7 +93,8 @@ void time_add_usec(struct timeval *t, suseconds_t usec) VELA_TIME_SYMBOL(time_ad
  * @return negative if a is earlier, 0 if they are equal, positive if a is later: the difference of the seconds or, if
  *         those are equal, of the microseconds, limited to the range of the result
  */
-int32_t time_compare(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_compare);
+int32_t time_compare(const struct timeval *a, const struct timeval *b) VELA_TIME_SYMBOL(time_compare)
+    VELA_NONNULL(1, 2);
 
 /** @} */
 #pragma GCC visibility pop

@@ -56,7 +56,8 @@ typedef struct url_record {
  *         a null pointer, for a `dst_size` of 4 or less, and if `dst` is too small (it then holds the beginning of the
  *         text, without a NUL)
  */
-VELA_NODISCARD int32_t url_encode(const void *src, uint32_t len, char *dst, uint32_t dst_size);
+VELA_NODISCARD int32_t url_encode(const void *src, uint32_t len, char *dst, uint32_t dst_size) VELA_READS(1, 2)
+    VELA_WRITES(3, 4);
 
 /**
  * Decodes form text: "+" becomes a space, "%%" one "%", and "%" followed by two characters a byte. Use it for the names
@@ -75,7 +76,8 @@ VELA_NODISCARD int32_t url_encode(const void *src, uint32_t len, char *dst, uint
  *         nothing written if `len` or `dst_size` is 0; -1 for a null pointer, and if `dst` is too small for the bytes
  *         and the NUL (it then holds the first bytes, without a NUL)
  */
-VELA_NODISCARD int32_t url_decode(const char *src, uint32_t len, char *dst, uint32_t dst_size);
+VELA_NODISCARD int32_t url_decode(const char *src, uint32_t len, char *dst, uint32_t dst_size) VELA_READS(1, 2)
+    VELA_WRITES(3, 4);
 
 /**
  * Releases a record and its strings.
@@ -111,7 +113,7 @@ VELA_NODISCARD VELA_RELEASED_BY(url_free) url_record *url_alloc(const char *text
  * @param mac   receives six bytes, most significant first; a bad digit leaves the bytes before it stored
  * @return 0, or -1 for any other format or a bad digit
  */
-VELA_NODISCARD int32_t inet_parse_mac(const char *text, uint8_t *mac);
+VELA_NODISCARD int32_t inet_parse_mac(const char *text, uint8_t mac[6]) VELA_NONNULL(1, 2);
 
 /**
  * Writes an Ethernet MAC address as six pairs of upper-case hexadecimal digits with colons between them.
@@ -120,7 +122,7 @@ VELA_NODISCARD int32_t inet_parse_mac(const char *text, uint8_t *mac);
  * @param text  receives 17 characters and a NUL
  * @return 17
  */
-int32_t inet_strfmac(const uint8_t *mac, char *text);
+int32_t inet_strfmac(const uint8_t mac[6], char text[18]) VELA_NONNULL(1, 2);
 
 /** @} */
 #pragma GCC visibility pop

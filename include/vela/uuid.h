@@ -44,7 +44,7 @@ extern "C" {
  * @param buf  receives the bytes
  * @param len  their number; with 0 nothing is written
  */
-void randbytes(void *buf, uint32_t len);
+void randbytes(void *buf, uint32_t len) VELA_WRITES(1, 2);
 
 /**
  * A random integer between two bounds, both included.
@@ -70,7 +70,7 @@ int32_t randint(int32_t a, int32_t b);
  *
  * @param uuid  receives the 16 bytes
  */
-void uuid_create(uint8_t *uuid);
+void uuid_create(uint8_t uuid[16]) VELA_NONNULL(1);
 
 /**
  * Compares two UUIDs byte by byte, from byte 0 on.
@@ -79,7 +79,7 @@ void uuid_create(uint8_t *uuid);
  * @param b  16 bytes
  * @return negative, 0 or positive, as `a` is less than, equal to or greater than `b`
  */
-int32_t uuid_compare(const uint8_t *a, const uint8_t *b);
+int32_t uuid_compare(const uint8_t a[16], const uint8_t b[16]) VELA_NONNULL(1, 2);
 
 /**
  * Reads a UUID with sscanf().
@@ -89,7 +89,7 @@ int32_t uuid_compare(const uint8_t *a, const uint8_t *b);
  * @param uuid    receives the bytes converted
  * @return the number of conversions made, or EOF, as of sscanf()
  */
-VELA_NODISCARD int32_t uuid_scanf(const char *text, const char *format, uint8_t *uuid);
+VELA_NODISCARD int32_t uuid_scanf(const char *text, const char *format, uint8_t *uuid) VELA_NONNULL(1, 2, 3);
 
 /**
  * Reads a UUID in any of the three forms.
@@ -111,7 +111,7 @@ VELA_NODISCARD int32_t uuid_scanf(const char *text, const char *format, uint8_t 
  * @param uuid  receives the 16 bytes; on failure, those that could be read
  * @return 0, or -1 if the text has none of the forms
  */
-VELA_NODISCARD int32_t uuid_scan(const char *text, uint8_t *uuid);
+VELA_NODISCARD int32_t uuid_scan(const char *text, uint8_t uuid[16]) VELA_NONNULL(1, 2);
 
 /**
  * Prints a UUID with fprintf().
@@ -121,7 +121,7 @@ VELA_NODISCARD int32_t uuid_scan(const char *text, uint8_t *uuid);
  * @param uuid    16 bytes
  * @return the number of characters written, or a negative number, as of fprintf()
  */
-int32_t uuid_fprintf(FILE *stream, const char *format, const uint8_t *uuid);
+int32_t uuid_fprintf(FILE *stream, const char *format, const uint8_t *uuid) VELA_NONNULL(1, 2, 3);
 
 /**
  * Prints a UUID in the braced form, in lower case.
@@ -130,7 +130,7 @@ int32_t uuid_fprintf(FILE *stream, const char *format, const uint8_t *uuid);
  * @param uuid    16 bytes
  * @return the number of characters written, 38; a negative number when the stream fails
  */
-int32_t uuid_fprint(FILE *stream, const uint8_t *uuid);
+int32_t uuid_fprint(FILE *stream, const uint8_t uuid[16]) VELA_NONNULL(1, 2);
 
 /**
  * Prints a UUID into a string with sprintf().
@@ -140,7 +140,7 @@ int32_t uuid_fprint(FILE *stream, const uint8_t *uuid);
  * @param uuid    16 bytes
  * @return the number of characters written, without the NUL
  */
-int32_t uuid_sprintf(char *text, const char *format, const uint8_t *uuid);
+int32_t uuid_sprintf(char *text, const char *format, const uint8_t *uuid) VELA_NONNULL(1, 2, 3);
 
 /**
  * Prints a UUID into a string in the braced form, in lower case.
@@ -149,7 +149,7 @@ int32_t uuid_sprintf(char *text, const char *format, const uint8_t *uuid);
  * @param uuid  16 bytes
  * @return the number of characters written, 38
  */
-int32_t uuid_sprint(char *text, const uint8_t *uuid);
+int32_t uuid_sprint(char text[39], const uint8_t uuid[16]) VELA_NONNULL(1, 2);
 
 /** @} */
 #pragma GCC visibility pop

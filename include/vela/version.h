@@ -8,6 +8,8 @@
 #ifndef VELA_VERSION_H
 #define VELA_VERSION_H
 
+#include <stddef.h> /* declares something, which ISO C requires of a translation unit */
+
 #define VELA_VERSION "1.0.0" /**< all three numbers as text */
 #define VELA_VERSION_MAJOR 1 /**< incremented if programs must be recompiled */
 #define VELA_VERSION_MINOR 0 /**< incremented with additions */

@@ -98,7 +98,7 @@ void project() {
     const smap_sphere_poly from = {is_made * kPoints, directions.data()};
     const smap_view view = {1920, 1080, 10240, -5120, 60 << 10};
     smap_screen_poly to = {kPoints, pixels.data()};
-    smap_sphere_to_screen(&from, &view, &to);
+    static_cast<void>(smap_sphere_to_screen(&from, &view, &to));
 }
 
 constexpr struct {

@@ -12,7 +12,10 @@ import { publicNames, uncalled, watched } from './calls.js';
 import { testOverlayRefusals, testRefusals } from './refusals.js';
 import { testOverlay } from './overlay.js';
 import { generator } from './generator.js';
-import { testValues } from './values.js';
+import { testNumbers } from './numbers.js';
+import { testPictures } from './pictures.js';
+import { testStreams } from './streams.js';
+import { testTexts } from './texts.js';
 
 const { VelaError } = lib;
 const compiled = (path) => new WebAssembly.Module(readFileSync(path));
@@ -22,7 +25,8 @@ const urlOf = (name) => new URL(import.meta.resolve(`vela/${name}.wasm`));
 
 for (const name of ['vela', 'vela-simd']) {
     const vela = watched(await lib.load(urlOf(name)), 'vela');
-    testValues(name, vela, models);
+    const check = (title, run) => test(`${name}: ${title}`, () => run(generator()));
+    for (const part of [testNumbers, testPictures, testStreams, testTexts]) part(check, vela, models);
     testRefusals(name, vela);
 }
 const masks = watched(await overlay.load(), 'overlay');

@@ -1,6 +1,7 @@
 // When a single-precision value counts as zero.
 #pragma once
 
+#include "common/rounding.hpp"
 #include <cmath>
 
 namespace vela::detail {

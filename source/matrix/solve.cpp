@@ -62,9 +62,9 @@ int32_t pseudo_inverse(const fmatrix *a, const fmatrix *b, fmatrix *x) {
         return 1;
     }
     // The dimensions match, so the products can't fail.
-    matrix_mult(u_transposed, b, x);
-    matrix_mult(w, x, product.get());
-    matrix_mult(v, product.get(), x);
+    static_cast<void>(matrix_mult(u_transposed, b, x));
+    static_cast<void>(matrix_mult(w, x, product.get()));
+    static_cast<void>(matrix_mult(v, product.get(), x));
     if (!std::all_of(x->data, x->data + x->rows, [](float value) { return std::isfinite(value); })) {
         report(__func__, "nan or inf value in x!\n");
         return 1;

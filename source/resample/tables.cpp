@@ -1,5 +1,6 @@
 // The kernel tables.
 #include "common/memory.hpp"
+#include "common/rounding.hpp"
 #include "plan.hpp"
 #include <algorithm>
 #include <cmath>

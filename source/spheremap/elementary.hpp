@@ -2,6 +2,7 @@
 // and correctly rounded ones.
 #pragma once
 
+#include "common/rounding.hpp"
 #include <algorithm>
 #include <array>
 #include <cmath>

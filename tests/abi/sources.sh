@@ -9,8 +9,8 @@ sed -n '/^```c$/,/^```$/p' README.md | sed '1d;$d' | cmp - examples/first.c
 flags="-Wall -Wextra -Wpedantic -Wconversion -Werror -fsyntax-only -Iinclude"
 
 for header in include/vela/*.h; do
-    "$1" -std=c11 $flags -include "$header" examples/first.c
-    "$2" -std=c++17 $flags -include "$header" -x c++ examples/first.c
+    "$1" -std=c11 $flags -include "$header" -x c /dev/null
+    "$2" -std=c++17 $flags -include "$header" -x c++ /dev/null
 done
 for header in include/vela/*.hpp include/vela/cpp/*.hpp; do
     for more in "" "-fno-exceptions -fno-rtti"; do

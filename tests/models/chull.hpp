@@ -1,5 +1,5 @@
 // What tests and fuzz targets of the hull share: clouds of points, the whole content of a hull's lists as a text, and
-// second ways to its predicates, in which every quantity is taken in full and then cut to its width.
+// independent answers to its queries.
 #pragma once
 
 #include "agree.hpp"
@@ -132,7 +132,6 @@ struct twins {
 // Products and sums of these keep the low 64 bits of the true ones.
 constexpr uint64_t wide(int32_t value) { return static_cast<uint64_t>(int64_t{value}); }
 constexpr int32_t low(uint64_t value) { return static_cast<int32_t>(value); }
-constexpr int64_t as_signed(uint64_t value) { return static_cast<int64_t>(value); }
 
 constexpr point difference(const point &u, const point &v) {
     return {low(wide(u[0]) - wide(v[0])), low(wide(u[1]) - wide(v[1])), low(wide(u[2]) - wide(v[2]))};
@@ -142,39 +141,61 @@ constexpr int32_t dot(const point &u, const point &v) {
     return low(wide(u[0]) * wide(v[0]) + wide(u[1]) * wide(v[1]) + wide(u[2]) * wide(v[2]));
 }
 
-// The point of a triangle that is nearest to p, as rounded. S and T are the fractions, in 512ths, of the sides from
-// corner 0 to corners 1 and 2 that lead there.
+// The point of a triangle that is nearest to p, as rounded, by comparing candidates: the foot of the perpendicular if
+// it is in the triangle, else the nearest points of the sides. Fractions of the sides from corner 0 to corners 1 and 2
+// are in 512ths. For triangles and points within the range of pt_to_tri_dist_sq(), without those of no area.
 inline point nearest_point(const cloud &triangle, const point &p) {
-    // Truncated toward zero; by 0 it is 0.
-    const auto quotient = [](uint64_t a, int64_t b) {
-        return b == 0 ? 0 : low(b == -1 ? 0 - a : static_cast<uint64_t>(as_signed(a) / b));
-    };
-    const auto fraction = [&](uint64_t a, int32_t b) { return quotient(wide(low(512 * a)), b); };
     const point side1 = difference(triangle[1], triangle[0]), side2 = difference(triangle[2], triangle[0]);
     const point offset = difference(triangle[0], p);
-    const uint64_t a = wide(dot(side1, side1)), b = wide(dot(side1, side2)), c = wide(dot(side2, side2));
-    const uint64_t d = wide(dot(side1, offset)), e = wide(dot(side2, offset)), s = b * e - c * d, t = b * d - a * e;
-    const int64_t det = as_signed(a * c - b * b);
-    const bool is_short = as_signed(s + t) <= det, beyond1 = as_signed(s) < 0, beyond2 = !beyond1 && as_signed(t) < 0;
-
-    // Beyond a side the slopes at its end tell whether the nearest point is on it or on the one between the ends.
-    const int32_t along = low(c + e - b - d), length = low(a + c - 2 * b);
-    int32_t S = 0, T = 0;
-    if (beyond1 && (is_short || low(b + d) >= low(c + e)))
-        T = fraction(0 - e, low(c));
-    else if (beyond2 && (is_short || low(b + e) >= low(a + d)))
-        S = fraction(0 - d, low(a));
-    else if (is_short)
-        S = quotient(512 * s, det), T = quotient(512 * t, det);
-    else {
-        S = along <= 0 && !beyond1 && !beyond2 ? 0 : along >= length ? 512 : fraction(wide(along), length);
-        T = 512 - std::clamp(S, 0, 512);
+    const int64_t a = dot(side1, side1), b = dot(side1, side2), c = dot(side2, side2);
+    const int64_t d = dot(side1, offset), e = dot(side2, offset);
+    const int64_t area = a * c - b * b, s = b * e - c * d, t = b * d - a * e;
+    int64_t S = 512 * s / area, T = 512 * t / area;
+    if (s < 0 || t < 0 || s + t > area) {
+        const auto A = static_cast<double>(a), B = static_cast<double>(b), C = static_cast<double>(c),
+                   D = static_cast<double>(d), E = static_cast<double>(e);
+        double least = HUGE_VAL;
+        const auto consider = [&](double from_s, double from_t, double to_s, double to_t) {
+            // The squared distance along the side, u from 0 to 1, is a parabola.
+            const double du = to_s - from_s, dv = to_t - from_t;
+            const auto by = [&](double u, double v) {
+                return A * u * u + 2 * B * u * v + C * v * v + 2 * D * u + 2 * E * v;
+            };
+            const double curve = A * du * du + 2 * B * du * dv + C * dv * dv;
+            const double slope = du * (A * from_s + B * from_t + D) + dv * (B * from_s + C * from_t + E);
+            const double u = std::clamp(-slope / curve, 0.0, 1.0), distance = by(from_s + u * du, from_t + u * dv);
+            if (distance >= least)
+                return;
+            least = distance;
+            const auto fraction = static_cast<int64_t>(512 * u);
+            S = static_cast<int64_t>(512 * from_s) + fraction * static_cast<int64_t>(du);
+            T = static_cast<int64_t>(512 * from_t) + fraction * static_cast<int64_t>(dv);
+        };
+        consider(0, 0, 0, 1);
+        if (s >= 0 || t >= 0) { // beyond corner 0 only that side counts
+            consider(0, 0, 1, 0);
+            consider(0, 1, 1, 0);
+        }
     }
-    S = std::clamp(S, 0, 512), T = std::clamp(T, 0, 512);
     point nearest;
     for (size_t k = 0; k < 3; ++k)
-        nearest[k] = low(wide(S) * wide(side1[k]) + wide(T) * wide(side2[k]) + 512 * wide(triangle[0][k]) + 256) >> 9;
+        nearest[k] = static_cast<int32_t>(S * side1[k] + T * side2[k] + 512 * triangle[0][k] + 256) >> 9;
     return nearest;
+}
+
+// Whether the distance from a point to a triangle is defined: 8-bit coordinates, or as small differences, and no more
+// than 5000 beside them.
+inline bool has_distance(const cloud &corners, const point &p) {
+    for (const point &corner : corners)
+        for (const int32_t value : corner)
+            if (value < -128 || value > 255)
+                return false;
+    for (const int32_t value : p)
+        if (value < -5000 || value > 5255)
+            return false;
+    const point side1 = difference(corners[1], corners[0]), side2 = difference(corners[2], corners[0]);
+    const int64_t b = dot(side1, side2);
+    return int64_t{dot(side1, side1)} * dot(side2, side2) != b * b;
 }
 
 // That what is asked of a hull, or of faces in no hull, is answered as by the models.
@@ -186,10 +207,12 @@ inline void expect_answers(const chull_ctx *hull, const std::string &name, const
         for (size_t i = 0; i < 3; ++i)
             std::copy_n(face->vert[i]->coord, 3, corners[i].begin());
         const std::string input = text_of(corners) + "from " + text_of({p});
-        const point apart = difference(nearest_point(corners, p), p);
-        const auto distance = static_cast<uint32_t>(dot(apart, apart));
+        const uint32_t distance = pt_to_tri_dist_sq(face, p.data());
         agree("dot()", input, ::dot(corners[0].data(), p.data()), dot(corners[0], p));
-        agree("pt_to_tri_dist_sq()", input, pt_to_tri_dist_sq(face, p.data()), distance);
+        if (has_distance(corners, p)) {
+            const point apart = difference(nearest_point(corners, p), p);
+            agree("pt_to_tri_dist_sq()", input, distance, static_cast<uint32_t>(dot(apart, apart)));
+        }
         least = std::min(least, distance), most = std::max(most, distance);
         is_inside = is_inside && Volume(face, p.data()) >= 0;
     }

@@ -1,8 +1,10 @@
-// What tests and the fuzz target of curves share: every entry of every table by its definition.
+// What tests and the fuzz target of curves share: second derivatives by iteration in double precision, every entry of a
+// table by its definition.
 #pragma once
 
 #include "agree.hpp"
 #include <algorithm>
+#include <functional>
 #include <vector>
 #include <vela/interp.h>
 
@@ -12,35 +14,57 @@ using knots = std::vector<interp_knot>;
 
 inline int32_t wrapped(int64_t number) { return static_cast<int32_t>(number); }
 
-// Second derivatives of the natural spline at its knots, in single precision.
-inline std::vector<float> bends(const knots &points, float) {
-    std::vector<float> y2(points.size()), u = y2;
-    const auto over = [](auto a, auto b) { return b == 0 ? 0 : static_cast<float>(a) / static_cast<float>(b); };
-    for (size_t i = 1; i + 1 < points.size(); ++i) {
-        const interp_knot a = points[i - 1], b = points[i], c = points[i + 1];
-        const float left = over(b.x - a.x, c.x - a.x), p = 2 + left * y2[i - 1];
-        const float d = over(c.y - b.y, c.x - b.x) - over(b.y - a.y, b.x - a.x);
-        y2[i] = over(left - 1, p);
-        u[i] = over(over(d * 6, c.x - a.x) - left * u[i - 1], p);
-    }
-    for (size_t i = points.size() - 1; i-- > 0;)
-        y2[i] = y2[i] * y2[i + 1] + u[i];
-    return y2;
+inline bool is_ascending(const knots &points) {
+    return std::ranges::adjacent_find(points, std::ranges::greater_equal(), &interp_knot::x) == points.end();
 }
 
-// And in Q8, in numbers that wrap at 32 bits.
-inline std::vector<int32_t> bends(const knots &points, int32_t) {
-    std::vector<int32_t> y2(points.size()), u = y2;
-    const auto over = [](int64_t a, int64_t b) { return b == 0 ? 0 : wrapped(wrapped(a) / b); };
-    for (size_t i = 1; i + 1 < points.size(); ++i) {
-        const interp_knot a = points[i - 1], b = points[i], c = points[i + 1];
-        const int64_t left = over((b.x - a.x) * 256, c.x - a.x), p = (wrapped(left * y2[i - 1]) >> 8) + 512;
-        const int64_t d = int64_t{over((c.y - b.y) * 256, c.x - b.x)} - over((b.y - a.y) * 256, b.x - a.x);
-        y2[i] = over((left - 256) * 256, wrapped(p));
-        u[i] = over((over(d * 6, c.x - a.x) - int64_t{wrapped(left * u[i - 1]) >> 8}) * 256, wrapped(p));
+inline std::vector<int16_t> numbers_of(const knots &points) {
+    std::vector<int16_t> numbers;
+    for (const interp_knot &point : points)
+        numbers.insert(numbers.end(), {point.x, point.y});
+    return numbers;
+}
+
+// The second derivatives of the natural spline, by iteration: each equation of the system is solved for its own knot
+// until none changes any more (Gauss-Seidel). As the x ascend, the system is diagonally dominant.
+struct exact_bends {
+    std::vector<double> at;
+    double largest = 0, largest_change = 0; // of 6 times the slope's change, by the distance of both neighbours
+
+    explicit exact_bends(const knots &points) : at(points.size()) {
+        for (int pass = 0; pass < 60; ++pass)
+            for (size_t i = 1; i + 1 < points.size(); ++i) {
+                const interp_knot a = points[i - 1], b = points[i], c = points[i + 1];
+                const double span = c.x - a.x, slope = double(b.y - a.y) / (b.x - a.x);
+                const double change = 6 * (double(c.y - b.y) / (c.x - b.x) - slope) / span;
+                at[i] = (change - (b.x - a.x) / span * at[i - 1] - (c.x - b.x) / span * at[i + 1]) / 2;
+                largest = std::max(largest, std::fabs(at[i]));
+                largest_change = std::max(largest_change, std::fabs(change));
+            }
     }
-    for (size_t i = points.size() - 1; i-- > 0;)
-        y2[i] = wrapped(int64_t{wrapped(int64_t{y2[i]} * y2[i + 1]) >> 8} + u[i]);
+
+    // Q8 steps lose up to 1/256 of each slope, quotient and product, and as much of what a factor is multiplied with.
+    void expect(const knots &points, const std::vector<int32_t> &found) const {
+        if (largest_change < 32768 && largest < 32768)
+            for (size_t i = 0; i < at.size(); ++i)
+                agree_all("spline_c", numbers_of(points), std::vector{found[i] / 256.0}, std::vector{at[i]},
+                          (16 + 8 * largest) / 256);
+    }
+    void expect(const knots &points, const std::vector<float> &found) const {
+        for (size_t i = 0; i < at.size(); ++i)
+            agree_all("spline_float", numbers_of(points), std::vector{double(found[i])}, std::vector{at[i]},
+                      2e-6 * largest);
+    }
+};
+
+// What a solver makes of some knots; where the spline has exact second derivatives, near these.
+template <class Result, class Number>
+std::vector<Number> bends(const knots &points, Result (*solve)(const interp_curve *, Number *)) {
+    const interp_curve curve = {0, static_cast<int32_t>(points.size()), points.data()};
+    std::vector<Number> y2(points.size(), 7);
+    solve(&curve, y2.data());
+    if (is_ascending(points))
+        exact_bends(points).expect(points, y2);
     return y2;
 }
 
@@ -58,9 +82,8 @@ inline int16_t value(interp_knot a, interp_knot b, int32_t bend_a, int32_t bend_
 }
 
 // Segments that fall, that have no length, or that leave the table are not drawn.
-template <class Number, class Value>
-std::vector<Value> spline(const knots &points) {
-    const std::vector<Number> y2 = bends(points, Number());
+template <class Value, class Number>
+std::vector<Value> spline(const knots &points, const std::vector<Number> &y2) {
     const int32_t x0 = points[0].x, end = points.back().x;
     std::vector<Value> table(static_cast<size_t>(std::max(end - x0 + 1, 0)));
     for (size_t i = 0; i + 1 < points.size(); ++i)
@@ -68,6 +91,13 @@ std::vector<Value> spline(const knots &points) {
             for (int32_t j = 0; j <= b.x - a.x; ++j)
                 table[static_cast<size_t>(a.x - x0 + j)] = value(a, b, y2[i], y2[i + 1], j);
     return table;
+}
+
+inline std::vector<int16_t> fixed_spline(const knots &points) {
+    return spline<int16_t>(points, bends(points, spline_c));
+}
+inline std::vector<float> single_spline(const knots &points) {
+    return spline<float>(points, bends(points, spline_float));
 }
 
 // a * step / b, rounded to the nearest integer.
@@ -98,9 +128,7 @@ void check(const char *name, Result (*call)(const interp_curve *, Number *), uin
     constexpr Number untouched = 0x5A5A;
     const interp_curve curve = {type, static_cast<int32_t>(points.size()), points.data()};
     std::vector<Number> table(expected.size() + 1, untouched);
-    std::vector<int16_t> input;
-    for (const interp_knot &point : points)
-        input.insert(input.end(), {point.x, point.y});
+    const std::vector<int16_t> input = numbers_of(points);
     if constexpr (std::is_void_v<Result>)
         call(&curve, table.data());
     else
@@ -112,10 +140,8 @@ void check(const char *name, Result (*call)(const interp_curve *, Number *), uin
 // Everything that is made of some knots.
 inline void check_all(const knots &points) {
     int32_t drawn;
-    const std::vector<int16_t> lines = line(points, drawn), fixed = spline<int32_t, int16_t>(points);
-    const std::vector<float> single = spline<float, float>(points);
-    check("spline_c", spline_c, 0, points, bends(points, int32_t()));
-    check("spline_float", spline_float, 0, points, bends(points, float()));
+    const std::vector<int16_t> lines = line(points, drawn), fixed = fixed_spline(points);
+    const std::vector<float> single = single_spline(points);
     for (const auto call : {spline_interpolate, interpolate_c})
         check("the fixed-point spline", call, INTERP_SPLI, points, fixed, fixed.empty() ? -1 : 0);
     for (const auto call : {linear_interpolate, interpolate_c})

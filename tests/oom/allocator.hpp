@@ -10,7 +10,8 @@
 namespace oom {
 
 inline int live_blocks = 0;  // the library's, not yet released
-inline size_t requested = 0; // bytes, altogether
+inline int allocations = 0;  // altogether
+inline size_t requested = 0; // bytes
 inline int countdown = -1;   // allocations until one fails; negative behind it, and where none is to fail
 
 inline bool has_failed() { return countdown < 0; }
@@ -18,6 +19,7 @@ inline bool fails_now() { return countdown >= 0 && countdown-- == 0; }
 
 template <class Block>
 Block *counted(size_t size, Block *block) {
+    ++allocations;
     requested += size;
     live_blocks += block != nullptr;
     return block;

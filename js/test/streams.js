@@ -1,0 +1,65 @@
+// Resamplers, against the model of the library's tests: whole streams, and cut anywhere.
+import { deepEqual as same, equal } from 'node:assert/strict';
+
+const tag = (name) => new Uint32Array(new TextEncoder().encode(name).buffer)[0];
+const kernels = { bilinear: tag('BILI'), lanczos: tag('LANC'), lanczos2: tag('LAN2') };
+const formats = { littleEndian: tag('LEND'), bigEndian: tag('BEND'), alaw: tag('ALAW'), ulaw: tag('ULAW') };
+
+export function testStreams(check, { Resampler }, models) {
+    const all = [
+        [8000, 44100, 16],
+        [48000, 44100, 'lanczos2'],
+        [48000, 8000, 'lanczos'],
+        [8000, 8000, 3],
+        [16000, 1, 'bilinear'],
+        [1, 16000, 'lanczos'],
+        [9, 7, 'bilinear'],
+    ];
+    for (const [outRate, inRate, kernel] of all) {
+        check(`${inRate} to ${outRate}, ${kernel}`, (random) => {
+            const input = random.array(Int16Array, inRate === 1 ? 3 : 9000);
+            const bytes = new Uint8Array(input.buffer);
+            const type = kernels[kernel] ?? kernel;
+            const model = (Type, from, to) =>
+                models.array(Type, 'resampled', outRate, inRate, type, formats[from], formats[to], bytes);
+            const expected = [...model(Int16Array, 'littleEndian', 'littleEndian')];
+            const one = kernels[kernel]
+                ? Resampler.make(outRate, inRate, kernel)
+                : Resampler.withLobes(outRate, inRate, kernel);
+            equal(one.latency, models.call('resampler_latency', outRate, inRate, type));
+            same([...one.push(input), ...one.flush()], expected);
+
+            // In pieces of either kind, into either kind.
+            const made = [];
+            for (let at = 0; at < input.length; ) {
+                const piece = input.subarray(at, (at += random.below(6000)));
+                const samples = random.below(2) ? piece : Float32Array.from(piece, (sample) => sample / 32768);
+                const scale = random.below(2) ? 1 : 32768;
+                const to = new (scale === 1 ? Int16Array : Float32Array)(one.outputCount(piece.length) + 1).fill(7);
+                equal(one.pushInto(samples, to), to.length - 1);
+                equal(to.at(-1), 7);
+                for (const sample of to.subarray(0, -1)) made.push(sample * scale);
+            }
+            same(made, expected.slice(0, made.length));
+            one.reset();
+            same(
+                one.push(Float32Array.from(input, (sample) => sample / 32768)),
+                Float32Array.from(made, (sample) => sample / 32768),
+            );
+            one.reset();
+            for (const from in formats) {
+                for (const to in formats) {
+                    const converted = Uint8Array.from([...one.pushBytes(bytes, from, to), ...one.flushBytes(to)]);
+                    same(converted, model(Uint8Array, from, to), `${from} to ${to}`);
+                }
+            }
+            one.free();
+        });
+    }
+    check('samples beyond the range', () => {
+        const one = Resampler.make(1, 1, 'bilinear');
+        const made = [...one.push(Float32Array.of(2, -2, 0.5)), ...one.flush()];
+        same(made.slice(0, 3), [32767 / 32768, -1, 0.5]);
+        one.free();
+    });
+}
