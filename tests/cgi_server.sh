@@ -42,7 +42,7 @@ expect() {
 nobody='session none\ncamera any\n'
 expect '200 OK' 'pan 1\ntilt 2\nsession a b;c\ncamera north-7\n' \
     -b 'theme=dark;  SESSION=a%20b%3bc; session=2' -H 'x-camera-id: north-7' "$url?pan=1&tilt=2"
-expect '400 Bad Request' 'Bad Request\r\ntilt is no angle: 5%%n%%s' "$url?pan=1&tilt=5%25n%25s"
+expect '400 Bad Request' 'Bad Request\r\ntilt is not an angle: 5%%n%%s' "$url?pan=1&tilt=5%25n%25s"
 expect '405 Method Not Allowed' 'Method Not Allowed' -X DELETE "$url"
 curl -s -I "$url?pan=12&tilt=3" | tr -d '\r' | grep -qx 'Content-Length: 38' || {
     echo "HEAD" >&2
