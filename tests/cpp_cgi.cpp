@@ -164,6 +164,10 @@ TEST(a_response_is_written_whole_or_not_at_all) {
         {[](response &to) { return to.redirect("/\x7F"); }},
         {[](response &to) { return to.redirect("/a\r\nA:b"); }},
         {[](response &to) { return to.redirect("/", 304); }},
+        {[](response &to) {
+             return to.send(std::array<uint8_t, 2>{'h', 'i'}, "a/b");
+         },
+         "Status: 200 OK\r\nContent-Type: a/b\r\nContent-Length: 2\r\n\r\nhi"},
         {[](response &to) { return to.status(204).send(""); }, "Status: 204 No Content\r\n\r\n"},
         {[](response &to) { return to.status(599).begin("image/jpeg"); },
          "Status: 599 \r\nContent-Type: image/jpeg\r\n\r\n"},

@@ -35,7 +35,8 @@ TEST(an_owner_releases_its_record_once) {
 }
 
 TEST(a_matrix_has_zeros_or_the_given_elements) {
-    expect("zeros", value_of(vela::matrix::make(2, 3)).elements(), floats(6, 0));
+    value_of(vela::matrix::make(20, 3)).elements()[30] = 7; // released, and the memory is used again
+    expect("zeros", value_of(vela::matrix::make(20, 3)).elements(), floats(60, 0));
     vela::matrix a = of(2, 2, {1, 2, 3, 4});
     a(0, 1) = 7;
     expect("a", a.elements(), {1, 7, 3, 4});
@@ -118,6 +119,18 @@ TEST(surfaces_over_a_whole_picture_are_always_found) {
             found.push_back(fit(double{xs[i]}, double{ys[i]}));
         agree_all("fit_surface", c, found, truth, 0.2);
     }
+}
+
+// Over -1 to 1 the scaled coordinates are the coordinates.
+TEST(coefficients_are_those_of_scaled_coordinates) {
+    const floats c = {1, 2, 3, 4, 5, 6}, xs = {-1, -1, -1, 0, 0, 0, 1, 1, 1}, ys = {-1, 0, 1, -1, 0, 1, -1, 0, 1};
+    floats heights, line;
+    for (size_t i = 0; i < xs.size(); ++i) {
+        heights.push_back(poly2D_value(xs[i], ys[i], c.data()));
+        line.push_back(1 + 2 * xs[i]);
+    }
+    expect("of a surface", value_of(vela::fit_surface(xs, ys, heights)).coefficients(), c);
+    expect("of a line", value_of(vela::fit_polynomial(xs, line, 1)).coefficients(), {1, 2});
 }
 
 TEST(samples_that_do_not_determine_a_surface_are_refused) {

@@ -83,6 +83,7 @@ TEST(channels_are_converted_independently) {
     stereo.flush(out);
     for (size_t channel = 0; channel < 2; ++channel) {
         samples in, expected;
+        ck_assert_uint_eq(stereo.channel(channel).get()->decim_factor, 6);
         for (size_t i = channel; i < frames.size(); i += 2)
             in.push_back(frames[i]);
         resampler mono = value_of(make());

@@ -72,6 +72,7 @@ TEST(order_and_hash_are_those_of_the_bytes) {
         ck_assert_int_eq(other > one, bytes > kUuid);
         ck_assert_int_eq(other < one, bytes < kUuid);
         ck_assert(other != one);
+        ck_assert(!one.is_nil());
         const auto hash = [](const uuid &key) { return static_cast<uint32_t>(std::hash<uuid>()(key)); };
         ck_assert_uint_ne(hash(one), hash(other));
         bytes[place] ^= 0x90, bytes[place ^ 8] ^= 0x10; // now the same bit of either half
