@@ -158,8 +158,8 @@ FILE *cgi_output(const cgi_request *cgi) VELA_NONNULL(1);
  * @param status  the status code
  * @param format  printf() format of the message, or null for none
  */
-void cgi_error(cgi_request *cgi, int32_t status, const char *format, ...)
-    __attribute__((format(printf, 3, 4))) VELA_NONNULL(1);
+void cgi_error(cgi_request *cgi, int32_t status, const char *format, ...) __attribute__((format(printf, 3, 4)))
+VELA_NONNULL(1);
 
 /**
  * cgi_error() with the arguments of the format in a list.

@@ -25,9 +25,9 @@ struct stream {
 stream *hold_stream(std::optional<resampler> made) { return made ? new stream(std::move(*made)) : nullptr; }
 
 constexpr resampler::kernel kKernels[] = {resampler::kernel::bilinear, resampler::kernel::lanczos,
-                                         resampler::kernel::lanczos2};
-constexpr resampler::format kFormats[] = {resampler::format::little_endian, resampler::format::big_endian, resampler::format::alaw,
-                                      resampler::format::ulaw};
+                                          resampler::kernel::lanczos2};
+constexpr resampler::format kFormats[] = {resampler::format::little_endian, resampler::format::big_endian,
+                                          resampler::format::alaw, resampler::format::ulaw};
 
 } // namespace
 

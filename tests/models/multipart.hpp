@@ -10,8 +10,8 @@ namespace model {
 
 using fields = std::multimap<std::string, std::string>;
 
-// The successive matches of a pattern: names in lower case (its second group) and values (the third, or within quotation
-// marks the fourth); nothing when they do not cover the text.
+// The successive matches of a pattern: names in lower case (its second group) and values (the third, or within
+// quotation marks the fourth); nothing when they do not cover the text.
 inline std::optional<fields> fields_of(const std::string &text, const regex_t &pattern) {
     fields found;
     regmatch_t at[5];

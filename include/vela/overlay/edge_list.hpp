@@ -75,8 +75,8 @@ public:
         split_at_extreme_v(a, b, normal);
     }
 
-    // Adds the parts of the rim that are inside, given the winding number at a direction in front that is on no edge. On
-    // the left and the right half of the rim it is changed by the segments on that scanline and by the rim crossings
+    // Adds the parts of the rim that are inside, given the winding number at a direction in front that is on no edge.
+    // On the left and the right half of the rim it is changed by the segments on that scanline and by the rim crossings
     // above.
     void close_along_rim(vec p, int winding) noexcept {
         int left = winding, right = winding;
