@@ -115,6 +115,7 @@ double value(const std::vector<float> &coeffs, float x, float y) {
 void print_fit(const table &samples, const std::vector<float> &coeffs, bool with_residuals) {
     const char *const *terms = samples.is_surface() ? kSurfaceTerms : kPolynomialTerms;
     for (size_t i = 0; i < coeffs.size(); ++i)
+        // There are as many terms as coefficients. NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage)
         std::printf("%-4s %.8g\n", terms[i], double{coeffs[i]});
     double mean = 0, about_mean = 0, about_fit = 0;
     for (const float sample : samples.values())
