@@ -120,6 +120,7 @@ TEST(projection_and_unprojection_are_those_of_the_lens) {
         agree("whether unproject() finds something", input, shown.has_value(), lens.to_rim(pixel.x, pixel.y) >= 0);
         if (!shown)
             continue;
+        agree("whether pan is 0 to 360", input, 0 <= shown->pan && shown->pan <= 360, true);
         const model::vec3 p = model::towards(shown->pan, shown->tilt);
         agree_all("unproject", input, std::array{double(lens.x(p)), double(lens.y(p))}, at, 0.05);
         const position again = seen.project(*shown).value_or(position{NAN, NAN});

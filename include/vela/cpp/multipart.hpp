@@ -248,7 +248,7 @@ inline std::optional<part> parse_part_headers(std::string_view lines) {
             return std::nullopt;
         const std::string_view lines = all.substr(here->end, next->begin - here->end);
         const std::size_t header_size = lines.find("\r\n\r\n");
-        if (header_size == lines.npos || header_size > max_part_header || parts.size() == max_parts)
+        if (header_size > max_part_header || parts.size() == max_parts) // npos is greater too
             return std::nullopt;
         std::optional<part> made = internal::parse_part_headers(lines.substr(0, header_size));
         if (!made)

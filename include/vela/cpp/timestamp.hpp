@@ -77,7 +77,9 @@ public:
         return time_compare(&a.time_, &b.time_) <=> 0;
     }
     /** Whether they are the same. */
-    [[nodiscard]] friend bool operator==(const timestamp &a, const timestamp &b) noexcept { return (a <=> b) == 0; }
+    [[nodiscard]] friend bool operator==(const timestamp &a, const timestamp &b) noexcept {
+        return std::is_eq(a <=> b);
+    }
 
 private:
     static std::chrono::microseconds as_microseconds(const timeval &time) noexcept {
