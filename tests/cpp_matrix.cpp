@@ -36,7 +36,8 @@ TEST(an_owner_releases_its_record_once) {
 
 TEST(a_matrix_has_zeros_or_the_given_elements) {
     value_of(vela::matrix::make(20, 3)).elements()[30] = 7; // released, and the memory is used again
-    expect("zeros", value_of(vela::matrix::make(20, 3)).elements(), floats(60, 0));
+    vela::matrix zeros = value_of(vela::matrix::make(20, 3));
+    expect("zeros", zeros.elements(), floats(60, 0));
     vela::matrix a = of(2, 2, {1, 2, 3, 4});
     a(0, 1) = 7;
     expect("a", a.elements(), {1, 7, 3, 4});
