@@ -42,7 +42,7 @@ block *screen_to_sphere(smap_screen_pt *points, size_t size, int32_t width, int3
     const smap_screen_poly from = {points_of(size), points};
     smap_sphere_poly shown = {from.count, reinterpret_cast<smap_sphere_pt *>(to.data())};
     const smap_view view = {width, height, pan, tilt, fov};
-    smap_screen_to_sphere(&from, &view, &shown);
+    static_cast<void>(smap_screen_to_sphere(&from, &view, &shown)); // as large as from
     return to.release();
 }
 
