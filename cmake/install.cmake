@@ -1,14 +1,21 @@
-# Install rules for the components library (the shared library) and development (headers, static library, CMake package,
-# pkg-config file, manual pages). The components documentation and examples are for packages and not installed by default.
+# Install rules for the components library and overlay (the shared libraries) and development (headers, static libraries,
+# CMake package, pkg-config files, manual pages). The components documentation and examples are for packages and not
+# installed by default.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS vela vela_static EXPORT vela-targets
         LIBRARY COMPONENT library NAMELINK_COMPONENT development
         ARCHIVE COMPONENT development)
+if(TARGET vela_overlay)
+  install(TARGETS vela_overlay vela_overlay_static EXPORT vela-targets
+          LIBRARY COMPONENT overlay NAMELINK_COMPONENT development
+          ARCHIVE COMPONENT development)
+endif()
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 if(VELA_DEBUG_INFO)
   install(CODE "execute_process(COMMAND ${CMAKE_STRIP} --strip-debug --enable-deterministic-archives
-    \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libvela.a COMMAND_ERROR_IS_FATAL ANY)")
+    \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libvela.a
+    \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libvela-overlay.a COMMAND_ERROR_IS_FATAL ANY)")
 endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vela DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/man/
@@ -32,5 +39,9 @@ foreach(definition IN LISTS vela_time64)
 endforeach()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/vela.pc.in vela.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vela.pc DESTINATION ${vela_pc_dir})
+if(TARGET vela_overlay)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/vela-overlay.pc.in vela-overlay.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/vela-overlay.pc DESTINATION ${vela_pc_dir})
+endif()
 
 include(${PROJECT_SOURCE_DIR}/packaging/packages.cmake)

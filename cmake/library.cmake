@@ -1,7 +1,10 @@
 include(CheckCXXSourceCompiles)
 
-# The library: one object per source file, linked once as libvela.so and archived once as libvela.a.
+# The libraries: one object per source file, linked once as libvela.so and archived once as libvela.a. Pictures and the
+# overlay for C are in a library of their own, libvela-overlay, so that nobody carries them who has no pictures.
 file(GLOB_RECURSE vela_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/source/*.cpp)
+set(vela_overlay_sources ${vela_sources})
+list(FILTER vela_overlay_sources INCLUDE REGEX "/source/(overlay|picture)(\\.cpp$|/)")
 
 # vela_sources_of(PLACE FILES): source/PLACE.cpp, or all files of the directory source/PLACE.
 function(vela_sources_of place files)
@@ -21,7 +24,7 @@ endfunction()
 
 if(NOT VELA_SMALL AND NOT VELA_COVERAGE)
   # Modules whose inner loops are worth unrolling and vectorising, and files that are never the ones waited for.
-  foreach(place interp matrix resample)
+  foreach(place interp matrix picture/convert resample)
     vela_compile_options(${place} -O3)
   endforeach()
   foreach(place check chull/records chull/steps chull/checks chull/listing chull/off filesystem matrix/solve
@@ -43,6 +46,8 @@ if(VELA_HARDENED)
   vela_compile_options(uuid -fno-stack-protector)
 endif()
 
+list(REMOVE_ITEM vela_sources ${vela_overlay_sources})
+
 # A choice of modules takes along what these call; the symbols of the others are missing then.
 set(vela_needed_by_cgi url)
 set(vela_needed_by_check cmdline)
@@ -61,7 +66,11 @@ endif()
 
 # vela_add_objects(TARGET OPTION...): the library's objects, compiled with further options.
 function(vela_add_objects target)
-  add_library(${target} OBJECT ${vela_sources})
+  vela_add_objects_of(${target} "${vela_sources}" ${ARGN})
+endfunction()
+
+function(vela_add_objects_of target sources)
+  add_library(${target} OBJECT ${sources})
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> PRIVATE ${PROJECT_SOURCE_DIR}/source)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:vela_options> $<BUILD_INTERFACE:vela_hardened>)
@@ -77,17 +86,14 @@ endfunction()
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "wasm32")
   return() # js/ links modules
 endif()
-vela_add_objects(vela_objects -fno-semantic-interposition)
-set_target_properties(vela_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
 
 # 64-bit times, for the library and for those who use it.
 set(vela_time64 "")
 if(VELA_TIME64)
   set(vela_time64 _TIME_BITS=64 _FILE_OFFSET_BITS=64)
 endif()
-target_compile_definitions(vela_objects PRIVATE ${vela_time64})
 
-# The list of exported symbols names the release that added each; the linker's version script is made from it, with a
+# The lists of exported symbols name the release that added each; the linker's version scripts are made from them, with a
 # node for each release.
 set(vela_symbol_list ${PROJECT_SOURCE_DIR}/cmake/symbols.list)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${vela_symbol_list})
@@ -112,52 +118,76 @@ if(vela_has_other_times)
   set(vela_symbol_list ${PROJECT_BINARY_DIR}/symbols.list)
   file(WRITE ${vela_symbol_list} "${list}")
 endif()
-file(STRINGS ${vela_symbol_list} lines)
-set(releases "")
-foreach(line IN LISTS lines)
-  if(line MATCHES "^# ([0-9.]+):")
-    set(release ${CMAKE_MATCH_1})
-    list(APPEND releases ${release})
-  elseif(line MATCHES "^[A-Za-z_]+")
-    string(APPEND symbols_${release} "    ${line};\n")
-  endif()
-endforeach()
-list(REMOVE_DUPLICATES releases)
-list(SORT releases COMPARE NATURAL)
-set(nodes "")
-set(previous "")
-foreach(release IN LISTS releases)
-  string(APPEND nodes "VELA_${release} {\n  global:\n${symbols_${release}}")
-  if(NOT previous)
-    string(APPEND nodes "  local:\n    *;\n")
-  endif()
-  string(APPEND nodes "}${previous};\n")
-  set(previous " VELA_${release}")
-endforeach()
-set(vela_version_script ${PROJECT_BINARY_DIR}/vela.map)
-file(WRITE ${vela_version_script} "${nodes}")
+
+# vela_write_version_script(LIST NODE FILE): a node NODE_RELEASE for each release.
+function(vela_write_version_script list node file)
+  file(STRINGS ${list} lines)
+  set(releases "")
+  foreach(line IN LISTS lines)
+    if(line MATCHES "^# ([0-9.]+):")
+      set(release ${CMAKE_MATCH_1})
+      list(APPEND releases ${release})
+    elseif(line MATCHES "^[A-Za-z_]+")
+      string(APPEND symbols_${release} "    ${line};\n")
+    endif()
+  endforeach()
+  list(REMOVE_DUPLICATES releases)
+  list(SORT releases COMPARE NATURAL)
+  set(nodes "")
+  set(previous "")
+  foreach(release IN LISTS releases)
+    string(APPEND nodes "${node}_${release} {\n  global:\n${symbols_${release}}")
+    if(NOT previous)
+      string(APPEND nodes "  local:\n    *;\n")
+    endif()
+    string(APPEND nodes "}${previous};\n")
+    set(previous " ${node}_${release}")
+  endforeach()
+  file(WRITE ${file} "${nodes}")
+endfunction()
 
 # Linked by the C driver, so that neither libstdc++ nor a shared libgcc is ever a dependency.
 set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
-add_library(vela SHARED $<TARGET_OBJECTS:vela_objects>)
-add_library(vela_static STATIC $<TARGET_OBJECTS:vela_objects>)
-foreach(target vela vela_static)
-  set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C OUTPUT_NAME vela)
-  target_include_directories(${target} PUBLIC
-    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-  target_compile_definitions(${target} PUBLIC ${vela_time64})
-  add_library(vela::${target} ALIAS ${target})
-endforeach()
-target_link_libraries(vela_static INTERFACE m)
-target_link_libraries(vela PRIVATE m $<BUILD_INTERFACE:vela_hardened>)
-target_link_options(vela PRIVATE -static-libgcc -Wl,-Bsymbolic-functions,--gc-sections,--as-needed
-  -Wl,--version-script=${vela_version_script})
-if(VELA_SANITIZE)
-  target_link_options(vela PRIVATE -fsanitize=${VELA_SANITIZE})
-elseif(VELA_COVERAGE)
-  target_link_options(vela PRIVATE --coverage)
-else()
-  target_link_options(vela PRIVATE -Wl,-z,defs)
+
+# vela_add_library(NAME OUTPUT SOURCES SYMBOLS NODE): the shared library NAME and the archive NAME_static.
+function(vela_add_library name output sources symbols node)
+  vela_add_objects_of(${name}_objects "${sources}" -fno-semantic-interposition)
+  set_target_properties(${name}_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
+  target_compile_definitions(${name}_objects PRIVATE ${vela_time64})
+  add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
+  add_library(${name}_static STATIC $<TARGET_OBJECTS:${name}_objects>)
+  foreach(target ${name} ${name}_static)
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C OUTPUT_NAME ${output})
+    target_include_directories(${target} PUBLIC
+      $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    target_compile_definitions(${target} PUBLIC ${vela_time64})
+  endforeach()
+  target_link_libraries(${name}_static INTERFACE m)
+  target_link_libraries(${name} PRIVATE m $<BUILD_INTERFACE:vela_hardened>)
+  set(script ${PROJECT_BINARY_DIR}/${output}.map)
+  vela_write_version_script(${symbols} ${node} ${script})
+  target_link_options(${name} PRIVATE -static-libgcc -Wl,-Bsymbolic-functions,--gc-sections,--as-needed
+    -Wl,--version-script=${script})
+  if(VELA_SANITIZE)
+    target_link_options(${name} PRIVATE -fsanitize=${VELA_SANITIZE})
+  elseif(VELA_COVERAGE)
+    target_link_options(${name} PRIVATE --coverage)
+  else()
+    target_link_options(${name} PRIVATE -Wl,-z,defs)
+  endif()
+  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    LINK_DEPENDS ${script})
+endfunction()
+
+vela_add_library(vela vela "${vela_sources}" ${vela_symbol_list} VELA)
+add_library(vela::vela ALIAS vela)
+add_library(vela::vela_static ALIAS vela_static)
+if(NOT VELA_MODULES)
+  set(vela_overlay_symbol_list ${PROJECT_SOURCE_DIR}/cmake/overlay-symbols.list)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${vela_overlay_symbol_list})
+  vela_add_library(vela_overlay vela-overlay "${vela_overlay_sources}" ${vela_overlay_symbol_list} VELA_OVERLAY)
+  foreach(suffix "" _static)
+    set_target_properties(vela_overlay${suffix} PROPERTIES EXPORT_NAME overlay${suffix})
+    add_library(vela::overlay${suffix} ALIAS vela_overlay${suffix})
+  endforeach()
 endif()
-set_target_properties(vela PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
-  LINK_DEPENDS ${vela_version_script})

@@ -8,7 +8,7 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL library development documentation examples camera)
+set(CPACK_COMPONENTS_ALL library overlay development documentation examples camera)
 if(CMAKE_LIBRARY_ARCHITECTURE MATCHES "^arm")
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
 endif()
@@ -43,9 +43,13 @@ vela_package(library libvela1 any ""
 resampling with G.711, convex hulls, small linear algebra, splines, colour
 conversion, CGI, URLs, text, Base64, UUIDs, the command line, times and
 files. Results are bit-identical on every machine.")
-vela_package(development libvela-dev any "${same_library}"
-  "Development files: headers for C11 and C++20, the static library, manual
-pages, a CMake package and a pkg-config file.")
+set(same_overlay "libvela-overlay1 (= ${PROJECT_VERSION})")
+vela_package(overlay libvela-overlay1 any ""
+  "The shared library for pictures of cameras: conversion between formats,
+masks, text and lines on them.")
+vela_package(development libvela-dev any "${same_library}, ${same_overlay}"
+  "Development files: headers for C11 and C++20, the static libraries, manual
+pages, a CMake package and pkg-config files.")
 vela_package(documentation vela-doc all "" "The reference of all functions in HTML.")
 vela_package(examples vela-examples all "" "The source of small example programs for each module.")
 vela_package(camera vela-camera any "${same_library}, lighttpd"
@@ -62,17 +66,19 @@ install(FILES ${PROJECT_BINARY_DIR}/packages/vela-camera.1.gz DESTINATION ${CMAK
 # Debugging information goes into a package of its own, where debuggers look for it by the library's build ID.
 if(VELA_DEBUG_INFO)
   list(APPEND CPACK_COMPONENTS_ALL symbols)
-  vela_package(symbols libvela1-dbgsym any "${same_library}" "Debugging symbols of the shared library.")
+  vela_package(symbols libvela1-dbgsym any "${same_library}, ${same_overlay}" "Debugging symbols of the shared libraries.")
   set(CPACK_DEBIAN_SYMBOLS_PACKAGE_SECTION debug)
-  install(CODE "
-    execute_process(COMMAND ${CMAKE_READELF} -n ${PROJECT_BINARY_DIR}/libvela.so OUTPUT_VARIABLE notes)
-    string(REGEX REPLACE \".*Build ID: (..)([0-9a-f]+).*\" \"\\\\1/\\\\2.debug\" file \"\${notes}\")
-    set(file \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/lib/debug/.build-id/\${file}\")
-    cmake_path(GET file PARENT_PATH directory)
-    file(MAKE_DIRECTORY \${directory})
-    execute_process(COMMAND ${CMAKE_OBJCOPY} --only-keep-debug --compress-debug-sections
-                    ${PROJECT_BINARY_DIR}/libvela.so \${file} COMMAND_ERROR_IS_FATAL ANY)"
-    COMPONENT symbols EXCLUDE_FROM_ALL)
+  foreach(library libvela libvela-overlay)
+    install(CODE "
+      execute_process(COMMAND ${CMAKE_READELF} -n ${PROJECT_BINARY_DIR}/${library}.so OUTPUT_VARIABLE notes)
+      string(REGEX REPLACE \".*Build ID: (..)([0-9a-f]+).*\" \"\\\\1/\\\\2.debug\" file \"\${notes}\")
+      set(file \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/lib/debug/.build-id/\${file}\")
+      cmake_path(GET file PARENT_PATH directory)
+      file(MAKE_DIRECTORY \${directory})
+      execute_process(COMMAND ${CMAKE_OBJCOPY} --only-keep-debug --compress-debug-sections
+                      ${PROJECT_BINARY_DIR}/${library}.so \${file} COMMAND_ERROR_IS_FATAL ANY)"
+      COMPONENT symbols EXCLUDE_FROM_ALL)
+  endforeach()
 endif()
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION doc)
@@ -81,7 +87,15 @@ set(CPACK_DEBIAN_EXAMPLES_PACKAGE_SECTION doc)
 # The dynamic linker's cache is renewed (cpack's own scripts do it as well, of which lintian warns), and packages whose
 # programs are linked with the library learn what they need.
 file(WRITE ${PROJECT_BINARY_DIR}/packages/triggers "activate-noawait ldconfig\n")
-file(WRITE ${PROJECT_BINARY_DIR}/packages/shlibs "libvela ${PROJECT_VERSION_MAJOR} libvela1 (>= ${PROJECT_VERSION})\n")
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packages/triggers
-    ${PROJECT_BINARY_DIR}/packages/shlibs)
+foreach(package library overlay)
+  set(library libvela)
+  if(package STREQUAL overlay)
+    set(library libvela-overlay)
+  endif()
+  file(WRITE ${PROJECT_BINARY_DIR}/packages/${package}/shlibs
+       "${library} ${PROJECT_VERSION_MAJOR} ${library}${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})\n")
+  string(TOUPPER ${package} part)
+  set(CPACK_DEBIAN_${part}_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packages/triggers
+      ${PROJECT_BINARY_DIR}/packages/${package}/shlibs)
+endforeach()
 include(CPack)

@@ -2,8 +2,8 @@
 // times on lines of a picture.
 #pragma once
 
-#include "common/simd.hpp"
-#include "split.hpp"
+#include "common/pixels_avx2.hpp"
+#include "common/split.hpp"
 #include <immintrin.h>
 
 namespace vela::detail {
@@ -25,21 +25,14 @@ struct colour_avx2 {
         bytes others; // the second and the third
     };
 
-    VELA_SIMD_INLINE static words both(__m128i half) { return _mm256_broadcastsi128_si256(half); }
-
-    template <size_t distance>
-    VELA_SIMD_INLINE static bytes load_halves(const uint8_t *from) {
-        const auto *half = reinterpret_cast<const __m128i *>(from);
-        const auto *other = reinterpret_cast<const __m128i *>(from + distance);
-        return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(half)), _mm_loadu_si128(other), 1);
-    }
+    VELA_SIMD_INLINE static words both(__m128i half) { return pixels_avx2::both(half); }
 
     VELA_SIMD_INLINE static block load_pixels(const uint8_t *from) {
         const bytes front =
-            _mm256_shuffle_epi8(load_halves<48>(from), // pixels 0 to 3
+            _mm256_shuffle_epi8(pixels_avx2::load_halves<48>(from), // pixels 0 to 3
                                 both(_mm_setr_epi8(0, -1, 3, -1, 6, -1, 9, -1, 1, 2, 4, 5, 7, 8, 10, 11)));
         const bytes back =
-            _mm256_shuffle_epi8(load_halves<48>(from + 8), // pixels 4 to 7
+            _mm256_shuffle_epi8(pixels_avx2::load_halves<48>(from + 8), // pixels 4 to 7
                                 both(_mm_setr_epi8(4, -1, 7, -1, 10, -1, 13, -1, 5, 6, 8, 9, 11, 12, 14, 15)));
         return {_mm256_unpacklo_epi64(front, back), _mm256_unpackhi_epi64(front, back)};
     }
@@ -80,29 +73,11 @@ struct colour_avx2 {
     struct converter {
         VELA_SIMD_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
             const block low = load_pixels(from), high = load_pixels(from + 24);
-            store_pixels(to, convert_bytes<map, 0>(low, high), convert_bytes<map, 1>(low, high),
-                         convert_bytes<map, 2>(low, high));
+            pixels_avx2{convert_bytes<map, 0>(low, high), convert_bytes<map, 1>(low, high),
+                        convert_bytes<map, 2>(low, high)}
+                .store(to);
         }
     };
-
-    // Writes pixels from their bytes. Of the 48 bytes of 16 pixels, the byte at each index of a 16-byte third comes
-    // from a, b or c:
-    //
-    //     abcabcabcabcabca  bcabcabcabcabcab  cabcabcabcabcabc
-    VELA_SIMD_INLINE static void store_pixels(uint8_t *to, bytes a, bytes b, bytes c) {
-        a = _mm256_shuffle_epi8(a, both(_mm_setr_epi8(0, 11, 6, 1, 12, 7, 2, 13, 8, 3, 14, 9, 4, 15, 10, 5)));
-        b = _mm256_shuffle_epi8(b, both(_mm_setr_epi8(5, 0, 11, 6, 1, 12, 7, 2, 13, 8, 3, 14, 9, 4, 15, 10)));
-        c = _mm256_shuffle_epi8(c, both(_mm_setr_epi8(10, 5, 0, 11, 6, 1, 12, 7, 2, 13, 8, 3, 14, 9, 4, 15)));
-        const bytes second = both(_mm_setr_epi8(0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0));
-        const bytes third = both(_mm_setr_epi8(0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0));
-        const bytes front = _mm256_blendv_epi8(_mm256_blendv_epi8(a, b, second), c, third);
-        const bytes middle = _mm256_blendv_epi8(_mm256_blendv_epi8(b, c, second), a, third);
-        const bytes back = _mm256_blendv_epi8(_mm256_blendv_epi8(c, a, second), b, third);
-        auto *out = reinterpret_cast<bytes *>(to);
-        _mm256_storeu_si256(out, _mm256_permute2x128_si256(front, middle, 0x20));
-        _mm256_storeu_si256(out + 1, _mm256_blend_epi32(back, front, 0xF0));
-        _mm256_storeu_si256(out + 2, _mm256_permute2x128_si256(middle, back, 0x31));
-    }
 
     struct colours {
         words red, green, blue;
@@ -130,9 +105,11 @@ struct colour_avx2 {
 
     struct unpacker {
         VELA_SIMD_INLINE void operator()(const uint8_t *from, uint8_t *to) const {
-            const colours low = unpack_half(load_halves<32>(from)), high = unpack_half(load_halves<32>(from + 16));
-            store_pixels(to, _mm256_packus_epi16(low.red, high.red), _mm256_packus_epi16(low.green, high.green),
-                         _mm256_packus_epi16(low.blue, high.blue));
+            const colours low = unpack_half(pixels_avx2::load_halves<32>(from)),
+                          high = unpack_half(pixels_avx2::load_halves<32>(from + 16));
+            pixels_avx2{_mm256_packus_epi16(low.red, high.red), _mm256_packus_epi16(low.green, high.green),
+                        _mm256_packus_epi16(low.blue, high.blue)}
+                .store(to);
         }
     };
 };

@@ -1,7 +1,7 @@
 // Pixels between RGB and YCbCr, and 4:2:2 pictures to RGB: the scalar code, which defines the results, and whole blocks
 // of pixels by SIMD code.
+#include "common/conversion.hpp"
 #include "common/simd.hpp"
-#include "conversion.hpp"
 #include <algorithm>
 #include <vela/colour.h>
 

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "common/simd.hpp"
-#include "split.hpp"
+#include "common/split.hpp"
 #include <arm_neon.h>
 
 namespace vela::detail {

@@ -41,6 +41,11 @@
 #define VELA_SIMD
 #endif
 
+#ifdef VELA_SIMD
+// Marks the functions of a SIMD step.
+#define VELA_SIMD_INLINE [[gnu::always_inline]] VELA_SIMD inline
+#endif
+
 // The highest simd_level that may be used: the only switch. It is hidden in the shared library; the tests, which link
 // the archive, lower it, so that every path runs on every machine. It exists in scalar builds too.
 extern "C" {

@@ -10,6 +10,6 @@ else()
 endif()
 
 add_executable(shared first.cpp)
-target_link_libraries(shared vela::vela)
+target_link_libraries(shared vela::vela vela::overlay)
 add_executable(static first.c)
-target_link_libraries(static vela::vela_static)
+target_link_libraries(static vela::vela_static vela::overlay_static)

@@ -65,7 +65,8 @@ emulator=$* include=-I$source/include flags="-D_TIME_BITS=64 -D_FILE_OFFSET_BITS
     cat "$work/log"
     exit 1
 }
-"$(dirname "$0")/symbols.sh" "$work/build/libvela.so" "$work/build/symbols.list" "$nm" "$readelf"
+"$(dirname "$0")/symbols.sh" "$work/build/libvela.so" "$work/build/symbols.list" "$nm" "$readelf" VELA libvela.so.1 \
+    cmdline_optarg cmdline_optidx
 PKG_CONFIG_PATH=$(dirname "$(find "$work/prefix" -name vela.pc)")
 export PKG_CONFIG_PATH
 wide=$(pkg-config --variable=libdir vela)

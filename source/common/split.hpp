@@ -6,11 +6,8 @@
 // exactly, since each shift rounds down.
 #pragma once
 
-#include "conversion.hpp"
+#include "common/conversion.hpp"
 #include <algorithm>
-
-// Marks the functions of a SIMD step.
-#define VELA_SIMD_INLINE [[gnu::always_inline]] VELA_SIMD inline
 
 namespace vela::detail {
 

@@ -1,0 +1,24 @@
+// The kernels of rows, by SIMD code where the processor has it. NEON has the scalar code, compiled for it.
+#pragma once
+
+#include "common/simd.hpp"
+#include "scalar.hpp"
+#ifdef VELA_AVX2
+#include "avx2.hpp"
+#endif
+
+namespace vela::detail {
+
+#ifdef VELA_AVX2
+using picture_simd = picture_avx2;
+#else
+using picture_simd = picture_scalar;
+#endif
+
+// Calls do_it with the size of a pixel as a constant.
+template <class Function>
+inline void with_size(size_t size, Function &&do_it) {
+    size == 3 ? do_it(std::integral_constant<size_t, 3>()) : do_it(std::integral_constant<size_t, 4>());
+}
+
+} // namespace vela::detail
