@@ -2,7 +2,7 @@
 
 // With 32-bit times stat() fails for files dated after January 2038. No time is in this module's interface.
 #if defined _FILE_OFFSET_BITS && !defined _TIME_BITS
-#define _TIME_BITS 64 // NOLINT(bugprone-reserved-identifier)
+#define _TIME_BITS 64
 #endif
 
 #include "common/memory.hpp"

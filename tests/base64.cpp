@@ -50,23 +50,23 @@ TEST(any_character_in_any_place) {
 }
 
 TEST(what_is_missing_too_small_or_too_long_is_refused) {
-    char room[8] = "unhurt";
+    char buffer[8] = "unhurt";
     const char *const text = "Zm9vYm", *cursor = text, *nowhere = nullptr, *const absent = unknown(nowhere);
-    char *const no_room = unknown<char *>(nullptr);
+    char *const no_buffer = unknown<char *>(nullptr);
     // clang-format off
-    // Below two characters there is nothing to have room for; then the room is one short; then the length wraps.
+    // Less than two characters have no output; then the buffer is one byte too small; then the length wraps.
     const int64_t results[] = {
-        base64_encode(absent, 3, room, 8), base64_encode("abc", 0, room, 8), base64_encode("abc", 3, no_room, 8),
-        base64_encode("abc", unknown(1U << 30), room, unknown(UINT32_MAX)), base64_decode_stream(nullptr, 6, room, 8),
-        base64_decode_stream(&nowhere, 6, room, 8), base64_decode_stream(&cursor, 6, no_room, 8),
-        base64_decode_stream(&cursor, 0, room, 3), base64_decode_stream(&cursor, 1, room, 3),
-        base64_decode_stream(&cursor, 6, room, 3), base64_decode_stream(&cursor, 0x55555556, room, 3),
-        base64_decode(text, 4, room, 2), base64_decode(absent, 4, room, 8)};
+        base64_encode(absent, 3, buffer, 8), base64_encode("abc", 0, buffer, 8), base64_encode("abc", 3, no_buffer, 8),
+        base64_encode("abc", unknown(1U << 30), buffer, unknown(UINT32_MAX)), base64_decode_stream(nullptr, 6, buffer, 8),
+        base64_decode_stream(&nowhere, 6, buffer, 8), base64_decode_stream(&cursor, 6, no_buffer, 8),
+        base64_decode_stream(&cursor, 0, buffer, 3), base64_decode_stream(&cursor, 1, buffer, 3),
+        base64_decode_stream(&cursor, 6, buffer, 3), base64_decode_stream(&cursor, 0x55555556, buffer, 3),
+        base64_decode(text, 4, buffer, 2), base64_decode(absent, 4, buffer, 8)};
     // clang-format on
     for (size_t i = 0; i < std::size(results); ++i)
         ck_assert_msg(results[i] == 0, "call %zu gave %d", i, static_cast<int>(results[i]));
     ck_assert_ptr_eq(cursor, text);
-    ck_assert_str_eq(room, "unhurt");
+    ck_assert_str_eq(buffer, "unhurt");
 }
 
 TEST(the_table_as_source_text) {

@@ -111,7 +111,7 @@ TEST(an_error_is_a_whole_response) {
     for (const size_t length : {1017U, 1018U, 1019U, 100000U}) // a body of 1022 bytes is the longest
         check_error(200, "OK\r\n" + message.substr(0, std::min<size_t>(length, 1018)), "%.*s", static_cast<int>(length),
                     message.c_str());
-    // What stands before a wide character that is none stays.
+    // Text before an invalid wide character is kept.
     const wchar_t none[] = {static_cast<wchar_t>(0xd800), 0};
     check_error(404, "Not Found\r\nno x.cfg", "no %s%ls", "x.cfg", none);
 }

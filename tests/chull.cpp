@@ -91,7 +91,7 @@ TEST(lists_are_in_the_order_of_the_steps_and_edges_come_into_that_of_corners) {
                       edges = "1 3 1 0 -1 0,2 1 2 0 -1 0,3 2 3 0 -1 0,1 0 1 2 -1 0,3 0 1 3 -1 0,2 0 2 3 -1 0,\n",
                       faces = ",1 3 0 0 4 3 0,2 1 0 1 3 5 0,3 2 0 2 5 4 0,";
     assert_text_eq(model::content(h.ctx), vertices + edges + "1 2 3 0 1 2 0" + faces);
-    // Only the first face of the starting triangle needs it, and it is still there: the apex is behind it.
+    // Only the first face of the starting triangle needs it, and it remains: the apex is on its inner side.
     h.ctx->debug = 1;
     assert_text_eq(outcome([&h] { return EdgeOrderOnFaces(h.ctx); }),
                    "0 Making a swap in EdgeOrderOnFaces: F(0,1,2): e[0] and e[1]\n"
@@ -114,7 +114,7 @@ TEST(steps_by_hand_add_what_is_outside) {
     ck_assert_ptr_nonnull(MakeConeFace(h.ctx, horizon, outside));
     ck_assert_ptr_eq(spoke->adj[0], before.adj[0]);
     ck_assert_ptr_eq(spoke->adj[1], before.adj[1]);
-    // The top, which is the head, is hidden now and goes, and so does the point inside, on which the cursor stands.
+    // The top, which is the head, is now hidden and released, and so is the point inside, which is the cursor's.
     CleanUp(h.ctx, &cursor);
     ck_assert_ptr_eq(cursor, outside);
     ck_assert_uint_eq(listed(h.ctx->vertices).size(), 4);
@@ -268,10 +268,10 @@ TEST(hulls_of_many_points_hold_all_of_them) {
     }
 }
 
-// Growth where the hull isn't what get_chull() left behind: only the steps know what follows from that.
+// Growth of a hull that was changed after get_chull(): the steps define the result.
 TEST(growth_of_altered_hulls_is_that_of_the_steps) {
-    // The last vertex stands a little above a face, so that it can be dented below it; the last of the new points is
-    // then inside, and yet sees a face of the dent.
+    // The last vertex is a little above a face, so that it can be dented below it; the last of the new points is then
+    // inside, and yet sees a face of the dent.
     const cloud dull = {A, B, C, D, {90, 90, 90}};
     // Two pyramids over a pentagon, whose corners can be taken by twos, so that it is wound twice.
     const cloud pentagon = {{228, 128, 90}, {159, 223, 90}, {47, 187, 90}, {47, 69, 90}, {159, 33, 90}};

@@ -75,7 +75,7 @@ TEST(each_argument_gives_its_result_and_message) {
         {{"prog", "-", "", "---"}, "0 0 ?", "unknown option: -\n", "prog --- - ", 2},
         {{"prog", "-o", "-q", "-o", "name", "-o"}, "o q o=name o", "", "prog -o -q -o name -o", 6},
         {{"prog", "-b", "-q", "-b", "x"}, "b q b=x", "", "prog -b -q -b x", 5},
-        // A value is never one of the operands that were moved behind the options.
+        // A value is never one of the operands that were moved after the options.
         {{"prog", "a", "-r"}, "0 0", "missing required argument for option: r\n", "prog -r a", 2},
         {{"prog", "a", "-o"}, "0 o", "", "prog -o a", 2},
         {{"prog", "--rate"}, "0", "missing required argument for option: r\n", "prog --rate", 2},
@@ -116,8 +116,8 @@ TEST(a_reset_forgets_clusters_and_operands) {
 // However far into a cluster the caller moves the index on, the next argument is taken from its first option.
 TEST(a_moved_index_ends_the_cluster) {
     for (int taken = 1; taken <= 6; ++taken)
-        for (const char *behind : {"-o", "--output"}) {
-            arguments given = {"prog", "-qqqqqqv", behind, "name"};
+        for (const char *after : {"-o", "--output"}) {
+            arguments given = {"prog", "-qqqqqqv", after, "name"};
             cmdline_reset();
             for (int i = 0; i < taken; ++i)
                 ck_assert_int_eq(next(given), 'q');
@@ -129,7 +129,7 @@ TEST(a_moved_index_ends_the_cluster) {
         }
 }
 
-// Operands of a first vector leave no room in a second one, which ends before anything behind it is looked at.
+// More operands in a first vector than arguments in a second one, of which nothing after its end is read.
 TEST(a_second_vector_without_a_reset_ends_at_once) {
     for (const int32_t count : {1, 2, 3}) {
         arguments first = {"prog", "a", "b"}, second = {"prog", "-v", "c"};

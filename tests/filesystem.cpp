@@ -29,7 +29,7 @@ std::string walk(const std::string &dir, const std::string &pattern, int32_t fla
 std::string warning(const std::string &text) { return program_invocation_short_name + (": " + text + '\n'); }
 
 // What the library's calls of the system, which arrive at the functions below, meet there.
-enum { no_trouble, somebody_faster, no_stream, no_reading } trouble = no_trouble;
+enum { no_fault, already_made, no_stream, no_reading } fault = no_fault;
 int stream_flags = 0;                                // of the descriptor of the last directory opened
 constexpr std::string_view kVanishing = "vanishing"; // gone as soon as its name has been read
 constexpr std::string_view kSwapped = "swapped";     // a directory, and a link as soon as it has been examined
@@ -42,7 +42,7 @@ Function *system_call(const char *name) {
 } // namespace
 
 extern "C" int mkdir(const char *path, mode_t mode) {
-    if (trouble == somebody_faster)
+    if (fault == already_made)
         syscall(SYS_mkdirat, AT_FDCWD, path, mode);
     return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
 }
@@ -66,7 +66,7 @@ extern "C" int fstatat64(int parent, const char *name, struct stat64 *status, in
 extern "C" DIR *fdopendir(int descriptor) {
     stream_flags = (fcntl(descriptor, F_GETFL) & O_NONBLOCK) | fcntl(descriptor, F_GETFD);
     errno = ENOMEM;
-    return trouble == no_stream ? nullptr : system_call<DIR *(int)>("fdopendir")(descriptor);
+    return fault == no_stream ? nullptr : system_call<DIR *(int)>("fdopendir")(descriptor);
 }
 
 extern "C" int close(int descriptor) {
@@ -75,7 +75,7 @@ extern "C" int close(int descriptor) {
 }
 
 extern "C" dirent64 *readdir64(DIR *stream) {
-    if (trouble == no_reading) {
+    if (fault == no_reading) {
         errno = EIO;
         return nullptr;
     }
@@ -139,10 +139,10 @@ TEST(directories_are_made_with_their_parents) {
         ck_assert_msg(is_dir(made), "%s: %s is not there", path.c_str(), made);
     }
     umask(0077);
-    trouble = somebody_faster;
+    fault = already_made;
     ck_assert_int_eq(mkdirp("i/j"), 0);
     umask(0577);
-    trouble = no_trouble;
+    fault = no_fault;
     ck_assert_int_eq(mkdirp("masked"), 0);
     for (const auto &[made, mode] : {std::pair("x", 0700), {"i/j", 0700}, {"masked", 0200}})
         ck_assert_msg(static_cast<int>(fs::status(made).permissions()) == mode, "%s: not %o", made, mode);
@@ -208,7 +208,7 @@ TEST(entries_that_cannot_be_examined_are_reported) {
     assert_text_eq(walk("race", "^race/swapped/", WALK_RECURSE),
                    warning("can't open race/swapped: Not a directory") + "3 null");
 
-    // The path buffer has room for 4095 characters, and for a directory of 4094.
+    // The longest path has 4095 characters, the longest directory 4094.
     const auto directory = [](size_t length) { return "r" + std::string(length - 1, '/'); };
     const auto too_long = [](auto path) { return warning("Can't stat " + path + ": File name too long") + "3 "; };
     const std::string longest = directory(4093) + "ab", shorter = directory(4092) + "ab";
@@ -234,12 +234,12 @@ TEST(directories_without_a_stream_or_its_entries_are_closed_and_reported) {
     const scratch scratch({"t/sub/"});
     const auto open_files = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
     const auto before = open_files();
-    trouble = no_stream;
+    fault = no_stream;
     const std::string unopened = walk("t", "", kAll);
     ck_assert_int_eq(stream_flags, O_NONBLOCK | FD_CLOEXEC);
-    trouble = no_reading;
+    fault = no_reading;
     const std::string unread = walk("t", "", kAll);
-    trouble = no_trouble;
+    fault = no_fault;
     assert_text_eq(unopened, warning("can't open t: Cannot allocate memory") + "3 null");
     assert_text_eq(unread, "3 null");
     ck_assert_int_eq(open_files(), before);

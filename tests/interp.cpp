@@ -17,7 +17,7 @@ TEST(known_curves_have_their_tables) {
     check("spline_interpolate", spline_interpolate, spline, peak, {0, 37, 69, 91, 100, 91, 69, 37, 0});
     check("spline_c", spline_c, 0, peak, {0, -4800, 0});
     check("spline_float", spline_float, 0, peak, {0, -18.75F, 0});
-    // A single knot; ones without a distance; a segment back; one that leaves the table, right behind it as well.
+    // A single knot; equal x; a descending segment; one that leaves the table, also by one entry.
     for (const knots &points : std::vector<knots>{{{7, 9}},
                                                   {{0, 5}, {0, 9}, {3, 9}},
                                                   {{0, 0}, {0, 5}},

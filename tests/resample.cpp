@@ -19,14 +19,14 @@ std::string position_of(const converter &made) {
     return std::to_string(made->phase) + " | " + text_of({made->history, made->history_len});
 }
 
-// What one call makes, in room for so many. Less of the input is left when it has been used.
-samples call(resample_state &state, samples &in, uint32_t room) {
-    bytes from = model::encoded(in, RESAMPLE_LEND), out(2 * room);
+// The outputs of one call with a given capacity. Used samples are removed from the input.
+samples call(resample_state &state, samples &in, uint32_t capacity) {
+    bytes from = model::encoded(in, RESAMPLE_LEND), out(2 * capacity);
     auto used = static_cast<uint32_t>(in.size());
     resample_test(&state, reinterpret_cast<int16_t *>(from.data()), &used, reinterpret_cast<int16_t *>(out.data()),
-                  &room);
+                  &capacity);
     in.erase(in.begin(), in.begin() + used);
-    out.resize(2 * room);
+    out.resize(2 * capacity);
     return model::decoded(out, RESAMPLE_LEND);
 }
 
@@ -82,7 +82,7 @@ TEST(sinc_is_1_around_0_and_0_at_the_lobes) {
     ck_assert_double_eq_tol(sinc(-3), 0, 1e-15);
 }
 
-// Tables, and calls one after the other: samples added to those left, room, outputs, samples left, phase and history.
+// Tables, and consecutive calls: samples added to those left, capacity, outputs, samples left, phase and history.
 TEST(calls_leave_what_the_next_one_needs) {
     using step = std::tuple<samples, uint32_t, const char *, const char *, const char *>;
     // clang-format off
@@ -106,9 +106,9 @@ TEST(calls_leave_what_the_next_one_needs) {
         assert_text_eq(text_of({made->coeffs, made->num_coeffs}), table);
         const std::string start = position_of(made);
         samples waiting;
-        for (const auto &[in, room, out, left, position] : steps) {
+        for (const auto &[in, capacity, out, left, position] : steps) {
             waiting.insert(waiting.end(), in.begin(), in.end());
-            assert_text_eq(text_of(call(*made, waiting, room)), out);
+            assert_text_eq(text_of(call(*made, waiting, capacity)), out);
             assert_text_eq(text_of(waiting), left);
             assert_text_eq(position_of(made), position);
         }
@@ -189,7 +189,7 @@ TEST(tables_of_the_callers_own) {
     const converter copy = make_converter(8000, 8000, RESAMPLE_BILI);
     copy->coeffs[0] = 8192;
     expect(*copy, "half as loud");
-    // Outputs no steps apart: the same one until the room is full.
+    // Outputs no steps apart: the same one until the buffer is full.
     samples in = {300, -3};
     copy->decim_factor = 0;
     assert_text_eq(text_of(call(*copy, in, 5)), "150 150 150 150 150 ");
@@ -270,9 +270,9 @@ TEST(calls_that_do_nothing) {
         {&in[0], &out[0], 5, 0, RESAMPLE_LEND, RESAMPLE_ULAW, "0 0"},
     };
     // clang-format on
-    for (auto [from, to, used, room, in_format, out_format, left] : rows) {
-        resample_mono(made.get(), from, &used, to, &room, in_format, out_format);
-        assert_text_eq(std::to_string(used) + " " + std::to_string(room), left);
+    for (auto [from, to, used, capacity, in_format, out_format, left] : rows) {
+        resample_mono(made.get(), from, &used, to, &capacity, in_format, out_format);
+        assert_text_eq(std::to_string(used) + " " + std::to_string(capacity), left);
         assert_text_eq(position_of(made), position);
         ck_assert(out == blank);
     }

@@ -34,7 +34,7 @@ struct scratch {
     }
 };
 
-// Names in their order, each behind a blank.
+// Names in their order, each after a blank.
 template <class Names>
 std::string sorted(const Names &names) {
     std::string text;

@@ -94,13 +94,13 @@ TEST(points_and_polygons_on_the_screen_are_where_the_model_has_them) {
             direction = {around(view.pan, i % 2 ? 92300 : 20000), around(view.tilt, 20000)};
         model::check_polygon(polygon, view);
     }
-    // No room, no field of view, no points: the results, and the count that the target is left with.
+    // Too small a target, no field of view, no points: the results, and the target's count afterwards.
     const uint32_t rows[][6] = {{4, 3, 61440, 0, 0, 3}, {3, 4, 0, 0, 1, 3}, {0, 4, 0, 1, 1, 0}};
-    for (const auto [count, room, fov, placed, returned, left] : rows) {
+    for (const auto [count, capacity, fov, placed, returned, left] : rows) {
         pair here[4] = {}, there[4] = {};
         const smap_view view = {640, 480, 1, 1, static_cast<int32_t>(fov)};
-        smap_sphere_poly sphere = {count, directions(here)}, target = {room, directions(here)};
-        smap_screen_poly screen = {room, positions(there)}, source = {count, positions(there)};
+        smap_sphere_poly sphere = {count, directions(here)}, target = {capacity, directions(here)};
+        smap_screen_poly screen = {capacity, positions(there)}, source = {count, positions(there)};
         ck_assert_int_eq(smap_sphere_to_screen(&sphere, &view, &screen), static_cast<int>(placed));
         ck_assert_uint_eq(screen.count, left);
         ck_assert_int_eq(smap_screen_to_sphere(&source, &view, &target), static_cast<int>(returned));

@@ -39,15 +39,15 @@ TEST(chunks) {
     for (size_t length = 0; length < 20; ++length)
         for (uint32_t chunk = 1; chunk < 22; ++chunk)
             check_chunks(std::string_view("abcdefghijklmnopqrst").substr(0, length), chunk);
-    char room[8];
+    char buffer[8];
     ck_assert_uint_eq(chunk_split_len(nullptr, 5, 0), 0);
-    ck_assert_uint_eq(chunk_split_len(room, 0, 0), 0);
-    ck_assert_int_eq(chunk_split(unknown<char *>(nullptr), 5, room, 8, 4), 0);
+    ck_assert_uint_eq(chunk_split_len(buffer, 0, 0), 0);
+    ck_assert_int_eq(chunk_split(unknown<char *>(nullptr), 5, buffer, 8, 4), 0);
     ck_assert_int_eq(chunk_split("abcde", 5, unknown<char *>(nullptr), 8, 4), 0);
     // The longest input that fits 32 bits, and one byte more.
-    ck_assert_uint_eq(chunk_split_len(room, 0x80000000, 1), UINT32_MAX);
-    ck_assert_uint_eq(chunk_split_len(room, UINT32_MAX, UINT32_MAX), UINT32_MAX);
-    ck_assert_uint_eq(chunk_split_len(room, 0x80000001, 1), 0);
-    ck_assert_int_eq(chunk_split(room, unknown(0x80000001), room, 8, 1), 0);
+    ck_assert_uint_eq(chunk_split_len(buffer, 0x80000000, 1), UINT32_MAX);
+    ck_assert_uint_eq(chunk_split_len(buffer, UINT32_MAX, UINT32_MAX), UINT32_MAX);
+    ck_assert_uint_eq(chunk_split_len(buffer, 0x80000001, 1), 0);
+    ck_assert_int_eq(chunk_split(buffer, unknown(0x80000001), buffer, 8, 1), 0);
     assert_aborts("*Assertion `chunk > 0' failed*", [] { return chunk_split_len("a", 1, 0) > 0; });
 }

@@ -21,7 +21,7 @@ void assert_total(const timeval &t, wide total) {
     ck_assert_int_eq(t.tv_usec, static_cast<suseconds_t>(microseconds));
 }
 
-// The ends of the field, or what `wide` has room for where times have 64 bits and nothing has more.
+// The ends of the field, or what fits in `wide` if times have 64 bits and no type has more.
 constexpr time_t kRoom = sizeof(wide) > sizeof(time_t) ? 1 : 4000000;
 constexpr time_t kLast = std::numeric_limits<time_t>::max() / kRoom, kFirst = -kLast - 1;
 constexpr suseconds_t kMost = std::numeric_limits<suseconds_t>::max(), kLeast = -kMost - 1;
@@ -61,7 +61,7 @@ TEST(comparison_and_current_time) {
 
     timeval now = {-1, -1};
     ck_assert_int_eq(gettime(&now), 0);
-    ck_assert_int_le(std::abs(now.tv_sec - time(nullptr)), 1); // which may lag behind by a tick
+    ck_assert_int_le(std::abs(now.tv_sec - time(nullptr)), 1); // which may be late by a tick
     ck_assert_int_ge(now.tv_usec, 0);
     ck_assert_int_le(now.tv_usec, 999999);
 

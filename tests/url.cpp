@@ -4,7 +4,7 @@
 
 using namespace std::literals;
 
-// A byte is encoded with room for five characters behind all codes before it.
+// A byte is encoded if five characters fit after all codes before it.
 TEST(documented_codes) {
     // clang-format off
     const std::pair<std::string_view, std::string_view> encoding[] = {

@@ -14,7 +14,7 @@ using namespace model;
 
 namespace {
 
-// What the library's reads of the device meet: so many interruptions first, and so many bytes missing from each.
+// The effect on the library's reads of the device: the number of interruptions first, and of bytes missing from each.
 std::atomic<int> interruptions = 0, reads = 0;
 size_t missing = 0;
 int descriptor_flags = 0; // of the device
@@ -40,7 +40,7 @@ void check_generator() {
             fill(static_cast<size_t>(end - to));
             srandom(77);
             randbytes(buffer + offset, static_cast<uint32_t>(length));
-            agree("randbytes", "of " + std::to_string(length) + " bytes behind " + std::to_string(offset),
+            agree("randbytes", "of " + std::to_string(length) + " bytes after " + std::to_string(offset),
                   {reinterpret_cast<char *>(buffer), 32}, {reinterpret_cast<char *>(expected), 32});
         }
 }
@@ -78,7 +78,7 @@ TEST(without_a_device_the_generator_serves_from_a_fixed_seed) {
         uuid_create(reinterpret_cast<uint8_t *>(words));
         const int32_t drawn = randint(999, 0);
         srandom(0x52A7C3D1);
-        next(); // for no bytes in front of the words, and another one behind them
+        next(); // one for no bytes before the words, and another one after them
         for (const uint32_t word : words)
             agree("uuid_create", "no device", word, next());
         next();

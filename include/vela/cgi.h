@@ -53,7 +53,7 @@ typedef struct cgi_request {
     const char *uri;    /**< "REQUEST_URI" of the environment, or null */
     const char *query;  /**< "QUERY_STRING" of the environment, or null */
     const char *method; /**< "REQUEST_METHOD" of the environment, never null */
-    char *body;         /**< the body of a POST request with a NUL behind it, or null */
+    char *body;         /**< the body of a POST request followed by a NUL, or null */
     int32_t body_len;   /**< number of bytes read into the body */
     FILE *output;       /**< where responses go */
 } cgi_request;

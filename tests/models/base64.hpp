@@ -1,4 +1,4 @@
-// Base64 told in other words than the library's, bit by bit and group by group, wherever text and bytes lie.
+// An independent implementation of Base64, bit by bit and group by group, at any place in memory.
 #pragma once
 
 #include "block.hpp"
@@ -58,37 +58,37 @@ void cut(std::string_view text, NextPiece next_piece, Action action) {
 
 inline void check_encoding(std::string_view bytes) {
     const std::string expected = base64_of(bytes);
-    block from(bytes), to = room_for(expected.size());
-    const uint32_t room = to.size();
-    agree("base64_encode_len", bytes, base64_encode_len(nullptr, from.size()), room);
-    agree("base64_encode into too little", bytes,
-          base64_encode(from.bytes(), from.size(), to.text(), room - !bytes.empty()), 0);
-    to.expect_content("base64_encode into too little", bytes, std::string(room, '#'));
-    agree("base64_encode", bytes, base64_encode(from.bytes(), from.size(), to.text(), room), room);
+    block from(bytes), to = buffer_of(expected.size());
+    const uint32_t size = to.size();
+    agree("base64_encode_len", bytes, base64_encode_len(nullptr, from.size()), size);
+    agree("base64_encode into too small a buffer", bytes,
+          base64_encode(from.bytes(), from.size(), to.text(), size - !bytes.empty()), 0);
+    to.expect_content("base64_encode into too small a buffer", bytes, std::string(size, '#'));
+    agree("base64_encode", bytes, base64_encode(from.bytes(), from.size(), to.text(), size), size);
     to.expect_content("base64_encode", bytes, expected);
 
-    // From the end of the room, and from a little behind.
-    for (const size_t behind : {0U, 1U, 7U}) {
-        const std::string what = "base64_encode from " + std::to_string(behind) + " behind the end of its room";
-        block same(std::string(room - bytes.size() + behind, '#') + std::string(bytes));
+    // From the end of the buffer, and from a little later.
+    for (const size_t after : {0U, 1U, 7U}) {
+        const std::string what = "base64_encode from " + std::to_string(after) + " after the end of its size";
+        block same(std::string(size - bytes.size() + after, '#') + std::string(bytes));
         const char *const source = same.text() + same.size() - bytes.size();
-        agree(what, bytes, base64_encode(source, from.size(), same.text(), room), room);
+        agree(what, bytes, base64_encode(source, from.size(), same.text(), size), size);
         same.expect_content(what, bytes, expected);
     }
 }
 
-// In memory that the text and its result share, with the result so many bytes behind the text's start.
+// In memory that the text and its result share, with the result at a distance from the text's start.
 inline void check_decoding_at(std::string_view text, int distance) {
     const std::string what = "base64_decode_stream at a distance of " + std::to_string(distance);
-    const uint32_t length = static_cast<uint32_t>(text.size()), room = base64_decode_len(nullptr, length);
+    const uint32_t length = static_cast<uint32_t>(text.size()), size = base64_decode_len(nullptr, length);
     const size_t text_at = static_cast<size_t>(std::max(0, -distance)),
                  bytes_at = text_at + static_cast<size_t>(distance);
-    std::string before(std::max(text_at + length, bytes_at + room), '#');
+    std::string before(std::max(text_at + length, bytes_at + size), '#');
     before.replace(text_at, length, text);
     block memory(before, 1);
     const auto [bytes, stop] = decoded(text);
     const char *cursor = memory.text() + text_at;
-    agree(what, text, base64_decode_stream(&cursor, length, memory.bytes() + bytes_at, room),
+    agree(what, text, base64_decode_stream(&cursor, length, memory.bytes() + bytes_at, size),
           static_cast<long long>(bytes.size()));
     agree(what + ", where it stopped,", text, cursor - memory.text() - static_cast<long>(text_at),
           static_cast<long>(length < 2 ? 0 : stop));
@@ -104,7 +104,7 @@ void check_decoding(std::string_view text, NextPiece next_piece) {
     std::string waiting, bytes;
     cut(text, next_piece, [&](std::string_view piece) {
         waiting += piece;
-        block from(waiting), to = room_for(base64_decode_len(nullptr, from.size()));
+        block from(waiting), to = buffer_of(base64_decode_len(nullptr, from.size()));
         const char *cursor = from.text();
         bytes.append(to.text(), base64_decode_stream(&cursor, from.size(), to.bytes(), to.size()));
         waiting.erase(0, static_cast<size_t>(cursor - from.text()));
@@ -113,14 +113,14 @@ void check_decoding(std::string_view text, NextPiece next_piece) {
     agree("base64_decode_stream by pieces", text, bytes, decoded(text).bytes);
 }
 
-// The coders for C++, whole and by pieces; a text leaves nothing behind for the next.
+// The coders for C++, whole and by pieces; no state is left after a text.
 template <class NextPiece>
 void check_coders(const std::string &text, NextPiece next_piece) {
-    const auto told = [](bool good, const std::vector<uint8_t> &bytes) {
+    const auto described = [](bool good, const std::vector<uint8_t> &bytes) {
         return good ? "bytes " + std::string(bytes.begin(), bytes.end()) : "refused";
     };
     const std::optional<std::vector<uint8_t>> whole = vela::base64::decode(text);
-    agree("base64::decode", text, told(whole.has_value(), whole.value_or(std::vector<uint8_t>())),
+    agree("base64::decode", text, described(whole.has_value(), whole.value_or(std::vector<uint8_t>())),
           strictly_decoded(text));
     agree("base64::encode", text, vela::base64::encode(text), base64_of(text));
 
@@ -136,7 +136,7 @@ void check_coders(const std::string &text, NextPiece next_piece) {
         });
         encoder.finish(encoded);
         good = decoder.finish() && good;
-        agree(std::string("the decoder's text, the ") + which, text, told(good, bytes), strictly_decoded(text));
+        agree(std::string("the decoder's text, the ") + which, text, described(good, bytes), strictly_decoded(text));
         agree(std::string("the encoder's bytes, the ") + which, text, encoded, base64_of(text));
     }
 }

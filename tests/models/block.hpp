@@ -9,32 +9,32 @@
 
 namespace model {
 
-// Bytes at some alignment. They end where their memory ends, so that the sanitizers see a read behind them; room for a
-// result has one byte more, which must stay as it is.
+// Bytes at some alignment. They end where their memory ends, so that the sanitizers see a read after them; a buffer for
+// a result has one byte more, which must not change.
 class block {
 public:
     explicit block(std::string_view bytes, size_t more = 0)
-        : front(bytes.empty() ? 1 : (bytes.size() + uint8_t(bytes[0])) % 5), behind(more) {
+        : front(bytes.empty() ? 1 : (bytes.size() + uint8_t(bytes[0])) % 5), after(more) {
         memory.resize(front);
         memory.insert(memory.end(), bytes.begin(), bytes.end());
         memory.resize(memory.size() + more, '#');
     }
     char *text() { return memory.data() + front; }
     uint8_t *bytes() { return reinterpret_cast<uint8_t *>(text()); }
-    uint32_t size() const { return static_cast<uint32_t>(memory.size() - front - behind); }
+    uint32_t size() const { return static_cast<uint32_t>(memory.size() - front - after); }
 
-    // That it begins with what is expected, and nothing is written behind it.
+    // Expects it to begin with a content, and the byte after it to be unchanged.
     void expect_content(std::string_view what, std::string_view input, std::string_view expected) {
         agree(what, input, std::string_view(text(), expected.size()), expected);
-        agree("the byte behind the room for " + std::string(what), input, behind ? memory.back() : '#', '#');
+        agree("the byte after " + std::string(what), input, after ? memory.back() : '#', '#');
     }
 
 private:
-    size_t front, behind;
+    size_t front, after;
     std::vector<char> memory;
 };
 
-// Room for so many bytes.
-inline block room_for(size_t size) { return block(std::string(size, '#'), 1); }
+// A buffer of a size.
+inline block buffer_of(size_t size) { return block(std::string(size, '#'), 1); }
 
 } // namespace model

@@ -1,4 +1,4 @@
-// Names, values and bodies of a request, told in other words than the library's, and how a request is set up.
+// An independent implementation of a request's names, values and bodies, and the setup of a request.
 #pragma once
 
 #undef NDEBUG
@@ -74,7 +74,7 @@ void check_names(const char *what, LookUp look_up, cgi_request *cgi, const std::
             agree(what, given, found(name), name);
 }
 
-// A request with a text as query string and cookies, of whose input so many bytes are asked for.
+// A request with a text as query string and cookies, and a content length.
 inline void check_request(const char *method, const char *length, size_t asked, const std::string &input,
                           const char *text) {
     set_input(input);

@@ -223,7 +223,7 @@ inline void expect_answers(const chull_ctx *hull, const std::string &name, const
     agree("is_in_chull()", input, is_in_chull(hull, p[0], p[1], p[2]), is_inside);
 }
 
-// A hull of clouds of any kind, of up to so many points, with all that is asked of it.
+// A hull of clouds of any kind, of up to `most` points, with all queries.
 template <class Below>
 void expect_hull(Below below, int most) {
     twins hulls;

@@ -1,5 +1,5 @@
-// The conversions of colour told in other words than the library's: offsets, product, rounding and limits one after the
-// other, pixel by pixel.
+// An independent implementation of the colour conversions: offsets, product, rounding and limits one after the other,
+// pixel by pixel.
 #pragma once
 
 #include "../fenced.hpp"
@@ -73,11 +73,11 @@ inline void expect_pixels(std::string_view what, const pixels &from, const uint8
         agree_all(what, pixel(&from[i]), pixel(actual + i), pixel(&expected[i]));
 }
 
-// Room for input and for results; behind them nothing may be touched.
+// Buffers for input and for results; nothing after them may be touched.
 constexpr size_t kRoom = 1 << 19;
 inline uint8_t *const source_end = fence(kRoom), *const result_end = fence(kRoom);
 
-// In place, and apart, up to the end of the room and up to a place in front of it.
+// In place and apart, up to the end of the buffer and up to a place before it.
 inline void check_conversion(const conversion &c, const pixels &from) {
     const pixels expected = converted(c, from);
     const auto size = static_cast<ptrdiff_t>(from.size());
@@ -91,7 +91,7 @@ inline void check_conversion(const conversion &c, const pixels &from) {
     }
 }
 
-// No byte of the picture is there behind the last pixel's own.
+// The picture ends with the last pixel's own bytes.
 inline void check_unpacking(const uint8_t *packed, uint32_t width, uint32_t height, uint32_t stride) {
     const auto size = static_cast<ptrdiff_t>(vela::colour::packed_size(width, height, stride));
     const pixels full = unpacked(packed, width, height, stride);

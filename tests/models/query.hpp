@@ -7,7 +7,7 @@
 
 namespace model {
 
-// Bytes behind an escape are decoded by the C library.
+// Bytes after an escape are decoded by the C library.
 inline std::string decoded_form(const std::string &code, bool plus_is_space = true) {
     std::string bytes;
     for (size_t i = 0; i < code.size(); ++i) {

@@ -1,5 +1,6 @@
-// The resampler once more, from its definition: an output is the sum of the coefficients of its phase times the samples
-// from its newest one backwards. And the laws of ITU-T G.711, as the intervals into which they cut the magnitudes.
+// An independent implementation of the resampler, from its definition: an output is the sum of the coefficients of its
+// phase times the samples from its newest one backwards. And the laws of ITU-T G.711, as the intervals into which they
+// cut the magnitudes.
 #pragma once
 
 #include "block.hpp"
@@ -92,27 +93,27 @@ inline converter make_converter(uint32_t out_rate, uint32_t in_rate, uint32_t ke
     return {value_of(vela::resampler::with_lobes(out_rate, in_rate, kernel)).release(), resample_free};
 }
 
-// So many samples of some size.
+// A number of samples of a size.
 inline std::string_view part(const bytes &all, size_t at = 0, size_t count = SIZE_MAX, size_t size = 1) {
     return std::string_view(reinterpret_cast<const char *>(all.data()), all.size()).substr(at * size, count * size);
 }
 
-// Converts a stream from its beginning, in calls of as many samples and as much room as cut() says, and expects the
-// outputs of the definition. The buffers lie anywhere and end where the samples do.
+// Converts a stream from its beginning, in calls with the numbers of samples and capacities that cut() returns, and
+// expects the outputs of the definition. The buffers have any alignment and end where the samples do.
 template <class Cut>
 void expect_stream(resample_state &state, const bytes &in, uint32_t from, uint32_t to, const std::string &name,
                    Cut cut) {
     const bytes expected = encoded(resampled(state, decoded(in, from)), to);
     size_t done = 0;
     for (auto left = static_cast<uint32_t>(in.size() / size_of(from)); left > 0;) {
-        const uint32_t count = std::min<uint32_t>(left, cut()), room = cut();
+        const uint32_t count = std::min<uint32_t>(left, cut()), capacity = cut();
         block input(part(in, in.size() / size_of(from) - left, count, size_of(from)));
-        block output = room_for(room * size_of(to));
-        uint32_t used = count, made = room;
+        block output = buffer_of(capacity * size_of(to));
+        uint32_t used = count, made = capacity;
         resample_mono(&state, input.bytes(), &used, output.bytes(), &made, from, to);
-        agree("too many used or made", name, used > count || made > room, false);
+        agree("too many used or made", name, used > count || made > capacity, false);
         std::string content(part(expected, done, made, size_of(to)));
-        content.resize(room * size_of(to) + 1, '#'); // as it was
+        content.resize(capacity * size_of(to) + 1, '#'); // as it was
         output.expect_content("sample " + std::to_string(done) + " and on", name, content);
         left -= used, done += made;
     }
@@ -133,7 +134,7 @@ inline void expect_call(resample_state &state, const bytes &in, uint32_t from, u
     history.insert(history.end(), input.begin(), input.begin() + static_cast<ptrdiff_t>(used));
 
     block given(part(in));
-    block output = room_for(capacity * size_of(to));
+    block output = buffer_of(capacity * size_of(to));
     auto count = static_cast<uint32_t>(input.size()), made = capacity;
     resample_mono(&state, given.bytes(), &count, output.bytes(), &made, from, to);
     std::string content(part(encoded(out, to)));

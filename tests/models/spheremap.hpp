@@ -100,7 +100,7 @@ inline pair check_onto_sphere(pair position, const smap_view &view) {
     return point;
 }
 
-// The points of a polygon one by one, together into more room than they need, and in place.
+// The points of a polygon one by one, together into a larger target, and in place.
 inline void check_polygon(const std::vector<pair> &from, const smap_view &view) {
     const auto count = static_cast<uint32_t>(from.size());
     constexpr pair kUntouched = {7, 8};
@@ -116,14 +116,14 @@ inline void check_polygon(const std::vector<pair> &from, const smap_view &view) 
     }
     const smap_sphere_poly source = {count, directions(in_place.data())};
     smap_sphere_poly back = source;
-    for (pair *room : {apart.data(), in_place.data()}) {
-        smap_screen_poly target = {count + (room == apart.data()), positions(room)};
+    for (pair *into : {apart.data(), in_place.data()}) {
+        smap_screen_poly target = {count + (into == apart.data()), positions(into)};
         agree("smap_sphere_to_screen", on_view({}, view), smap_sphere_to_screen(&source, &view, &target), all_in_front);
         agree("the count that smap_sphere_to_screen leaves", on_view({}, view), target.count, count);
         for (uint32_t i = 0; i < count; ++i)
-            agree_all("a point of smap_sphere_to_screen", on_view(from[i], view), room[i], screen[i]);
+            agree_all("a point of smap_sphere_to_screen", on_view(from[i], view), into[i], screen[i]);
     }
-    agree_all("behind the points of smap_sphere_to_screen", on_view({}, view), apart.back(), kUntouched);
+    agree_all("after the points of smap_sphere_to_screen", on_view({}, view), apart.back(), kUntouched);
     const smap_screen_poly seen = {count, positions(in_place.data())};
     agree("smap_screen_to_sphere", on_view({}, view), smap_screen_to_sphere(&seen, &view, &back), 1);
     for (uint32_t i = 0; i < count; ++i)

@@ -1,4 +1,4 @@
-// Hexadecimal text, trimming and chunks told in other words than the library's, character by character.
+// An independent implementation of hexadecimal text, trimming and chunks, character by character.
 #pragma once
 
 #include "block.hpp"
@@ -20,21 +20,21 @@ inline void check_hex(std::string_view bytes) {
     std::string digits;
     for (const char byte : bytes)
         digits += {"0123456789ABCDEF"[byte >> 4 & 15], "0123456789ABCDEF"[byte & 15]};
-    block from(bytes), to = room_for(digits.size());
+    block from(bytes), to = buffer_of(digits.size());
     agree("bin2hex", bytes, bin2hex(from.bytes(), from.size(), to.text()), digits.size());
     to.expect_content("bin2hex", bytes, digits);
     for (const std::string_view text : {std::string_view(digits), bytes}) {
         std::string expected;
         for (size_t i = 1; i < text.size(); i += 2)
             expected += hex_byte(text[i - 1], text[i]);
-        block read = room_for(expected.size()), source(text);
+        block read = buffer_of(expected.size()), source(text);
         agree("hex2bin", text, hex2bin(source.text(), source.size(), read.bytes()), expected.size());
         read.expect_content("hex2bin", text, expected);
         hex2bin(source.text(), source.size(), source.bytes());
         source.expect_content("hex2bin in place", text, expected);
-        block behind(text, 1);
-        hex2bin(behind.text(), behind.size(), behind.bytes() + 1);
-        agree("hex2bin to one byte behind", text, std::string_view(behind.text() + 1, expected.size()), expected);
+        block after(text, 1);
+        hex2bin(after.text(), after.size(), after.bytes() + 1);
+        agree("hex2bin to one byte after", text, std::string_view(after.text() + 1, expected.size()), expected);
     }
 }
 
@@ -43,12 +43,12 @@ inline void check_chunks(std::string_view input, uint32_t chunk) {
     for (size_t i = 0; i < input.size(); ++i)
         expected.append(i && i % chunk == 0, '\n') += input[i];
     const std::string what = "chunk_split by " + std::to_string(chunk);
-    block from(input), to = room_for(expected.size());
+    block from(input), to = buffer_of(expected.size());
     agree(what + ", the length", input, chunk_split_len(from.bytes(), from.size(), chunk), to.size());
     if (!input.empty())
-        agree(what + " into too little", input,
+        agree(what + " into too small a buffer", input,
               chunk_split(from.bytes(), from.size(), to.bytes(), to.size() - 1, chunk), 0);
-    to.expect_content(what + " into too little", input, std::string(to.size(), '#'));
+    to.expect_content(what + " into too small a buffer", input, std::string(to.size(), '#'));
     agree(what, input, chunk_split(from.bytes(), from.size(), to.bytes(), to.size(), chunk), to.size());
     to.expect_content(what, input, expected);
 }

@@ -1,4 +1,4 @@
-// The percent coders and the components of a URL, told in other words than the library's.
+// An independent implementation of the percent coders and of the components of a URL.
 #pragma once
 
 #include "../fenced.hpp"
@@ -20,7 +20,7 @@ inline std::string encoded(std::string_view bytes, std::string_view others = "",
     return text;
 }
 
-// Each character by a look at the two behind it.
+// Each character by the two after it.
 inline std::string decoded(std::string_view text) {
     const auto value = [](char ch) {
         const size_t digit = std::string_view("0123456789abcdefABCDEF").find(ch);
@@ -28,39 +28,40 @@ inline std::string decoded(std::string_view text) {
     };
     std::string bytes;
     for (size_t i = 0; i < text.size(); ++i) {
-        const std::string_view behind = text.substr(i + 1, 2);
+        const std::string_view next = text.substr(i + 1, 2);
         if (text[i] != '%') {
             bytes += text[i] == '+' ? ' ' : text[i];
-        } else if (behind.size() == 2 && behind[0] != '%') {
-            bytes += static_cast<char>(16 * value(behind[0]) | value(behind[1]));
+        } else if (next.size() == 2 && next[0] != '%') {
+            bytes += static_cast<char>(16 * value(next[0]) | value(next[1]));
             i += 2;
-        } else if (!behind.empty()) {
+        } else if (!next.empty()) {
             bytes += text[++i];
         }
     }
     return bytes;
 }
 
-// Both coders on a text of at least a character in each of some rooms, the largest below 16384; decoding in place.
-inline void check_coders(std::string_view text, uint32_t least_room, uint32_t greatest_room) {
+// Both coders on a text of at least a character with a range of buffer sizes, all below 16384; decoding in place.
+inline void check_coders(std::string_view text, uint32_t least_size, uint32_t greatest_size) {
     static char *const text_end = reinterpret_cast<char *>(fence(8192));
     static char *const output_end = reinterpret_cast<char *>(fence(16384));
     const auto length = static_cast<uint32_t>(text.size());
     const std::string bytes = decoded(text) + '\0', code = encoded(text);
-    const size_t room_to_encode = encoded(text.substr(0, length - 1)).size() + 5;
-    const auto result = [](size_t room, size_t needed, size_t size) {
-        return room == 0 ? 0 : room < needed ? -1 : static_cast<long long>(size);
+    const size_t size_to_encode = encoded(text.substr(0, length - 1)).size() + 5;
+    const auto result = [](size_t capacity, size_t needed, size_t size) {
+        return capacity == 0 ? 0 : capacity < needed ? -1 : static_cast<long long>(size);
     };
     char *const source = text_end - length;
     text.copy(source, length);
-    for (uint32_t room = least_room; room <= greatest_room; ++room) {
-        char *const output = output_end - room;
-        // What there is room for is written in any case.
-        agree("url_decode()", text, url_decode(source, length, output, room), result(room, bytes.size(), bytes.size()));
-        agree("decoded bytes", text, {output, std::min<size_t>(room, bytes.size())}, bytes.substr(0, room));
-        const int32_t size = url_encode(source, length, output, room);
-        agree("url_encode()", text, size, result(room, room_to_encode, code.size()));
-        const std::string whole = code.substr(0, room < 5 ? 0 : room - 4);
+    for (uint32_t capacity = least_size; capacity <= greatest_size; ++capacity) {
+        char *const output = output_end - capacity;
+        // What fits is written in any case.
+        agree("url_decode()", text, url_decode(source, length, output, capacity),
+              result(capacity, bytes.size(), bytes.size()));
+        agree("decoded bytes", text, {output, std::min<size_t>(capacity, bytes.size())}, bytes.substr(0, capacity));
+        const int32_t size = url_encode(source, length, output, capacity);
+        agree("url_encode()", text, size, result(capacity, size_to_encode, code.size()));
+        const std::string whole = code.substr(0, capacity < 5 ? 0 : capacity - 4);
         agree("encoded bytes", text, {output, whole.size()}, whole);
         if (size > 0)
             agree("encoded text", text, output, code);
@@ -90,7 +91,7 @@ inline regex_t compiled(const std::string &pattern) {
     return made;
 }
 
-// The same by a grammar. The longest host ends in front of a ":" or behind a bracket.
+// The same by a grammar. The longest host ends before a ":" or after a bracket.
 inline std::string expected_components(const char *text) {
     static const regex_t grammar = compiled("^[[:space:]]*([[:alnum:]]+):/{0,2}(([^/?:@]*)(:([^/?@]*))?@)?"
                                             "(\\[[^]/?]*]?|[^[/?:][^/?:]*)?([^/?]([^/?]*))?(/[^?]*)?([?](.*))?$");

@@ -20,7 +20,7 @@ const std::string kUuidTexts[] = {"{00112233-4455-6677-8899-aabbccddeeff}", "001
 
 inline std::string_view text_of(const uint8_t *bytes) { return {reinterpret_cast<const char *>(bytes), 16}; }
 
-// Any text: as the scan formats read it, one after the other, down to what a failure leaves behind.
+// Any text: as by the scan formats, one after the other, including the bytes left by a failure.
 inline void check_uuid_text(const char *text) {
     uint8_t actual[16] = {}, expected[16] = {};
     bool found = false;
@@ -31,7 +31,7 @@ inline void check_uuid_text(const char *text) {
     agree("uuid_scan, the bytes", text, text_of(actual), text_of(expected));
 }
 
-// Sixteen bytes: printed, into as much room as that takes and into their own, and read back in each form.
+// Sixteen bytes: printed into a buffer of the exact size and into their own, and read back in each form.
 inline void check_uuid_bytes(const uint8_t *uuid) {
     char text[64];
     for (const std::string *format = kUuidFormats + 3; format-- != kUuidFormats;) {
@@ -40,7 +40,7 @@ inline void check_uuid_bytes(const uint8_t *uuid) {
         agree("uuid_scan", text, uuid_scan(text, back), 0);
         agree("uuid_scan, the bytes", text, text_of(back), text_of(uuid));
     }
-    block printed = room_for(39), same(std::string(text_of(uuid)) + std::string(23, '#'), 1);
+    block printed = buffer_of(39), same(std::string(text_of(uuid)) + std::string(23, '#'), 1);
     agree("uuid_sprint", text_of(uuid), uuid_sprint(printed.text(), uuid), 38);
     printed.expect_content("uuid_sprint", text_of(uuid), std::string_view(text, 39));
     uuid_sprint(same.text(), same.bytes());

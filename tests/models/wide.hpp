@@ -9,7 +9,7 @@
 namespace model {
 
 // Digits of 24 bits, the highest first, two of them before the point. All but the first lie from -2^23 to 2^23, so that
-// the first one that isn't 0 has the number's sign, and sums of products have room for their carries.
+// the first one that isn't 0 has the number's sign, and sums of products have space for their carries.
 struct wide {
     std::array<int64_t, 10> digits = {};
 

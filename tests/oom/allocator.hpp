@@ -12,7 +12,7 @@ namespace oom {
 inline int live_blocks = 0;  // the library's, not yet released
 inline int allocations = 0;  // altogether
 inline size_t requested = 0; // bytes
-inline int countdown = -1;   // allocations until one fails; negative behind it, and where none is to fail
+inline int countdown = -1;   // allocations until one fails; negative afterwards, and if none is to fail
 
 inline bool has_failed() { return countdown < 0; }
 inline bool fails_now() { return countdown >= 0 && countdown-- == 0; }

@@ -109,7 +109,7 @@ TEST(points_inside_a_hull_take_no_records) {
     oom_free(hull);
 }
 
-// The names stored so far stay, and null pointers behind them; the room is doubled.
+// The names stored so far are kept, with null pointers after them; the capacity is doubled.
 TEST(lists_of_names_keep_what_they_have) {
     oom::each_allocation_fails([] {
         name_list list = {};
