@@ -6,7 +6,7 @@
  * that needs the hull and has a function dot() or strip() of its own includes <vela/cpp/hull.hpp> alone. This header
  * includes all families.
  *
- * A failure is an empty std::optional or a bool that must not be ignored. A function that throws nothing is noexcept;
+ * A failure is an empty std::optional, or vela::result, or a bool that must not be ignored. A function that throws nothing is noexcept;
  * the others throw only std::bad_alloc, from the std::string or std::vector that they build, and what a callback of the
  * caller's throws. Nothing needs exceptions or run-time type information to be enabled.
  */
@@ -21,6 +21,7 @@
 #include <vela/cpp/multipart.hpp>
 #include <vela/cpp/owner.hpp>
 #include <vela/cpp/resampler.hpp>
+#include <vela/cpp/result.hpp>
 #include <vela/cpp/timestamp.hpp>
 #include <vela/cpp/url.hpp>
 #include <vela/cpp/uuid.hpp>

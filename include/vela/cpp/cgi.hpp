@@ -34,6 +34,7 @@
 #include <vela/cgi.h>
 #include <vela/cpp/multipart.hpp>
 #include <vela/cpp/owner.hpp>
+#include <vela/cpp/result.hpp>
 #include <vela/cpp/url.hpp>
 
 /** Requests and responses of CGI programs (RFC 3875). */
@@ -126,7 +127,7 @@ public:
      * number was announced, as web servers do. Memory is allocated as they arrive
      * @return the request; empty outside of a web server, and when the C function is out of memory
      */
-    [[nodiscard]] static std::optional<request> read(std::size_t max_body = 131072) {
+    [[nodiscard]] static result<request> read(std::size_t max_body = 131072) {
         cgi_request *record = nullptr;
         if (cgi_setup(&record) != 0)
             return std::nullopt;

@@ -27,6 +27,7 @@
 #include <utility>
 #include <vela/chull.h>
 #include <vela/cpp/owner.hpp>
+#include <vela/cpp/result.hpp>
 
 namespace vela {
 
@@ -84,10 +85,9 @@ public:
      * @return the hull; empty when the lengths differ or exceed 2^31 - 1, when memory runs out, or when the points have
      *         none: no three consecutive points that are not collinear, or all points coplanar
      */
-    [[nodiscard]] static std::optional<hull> of_points(std::span<const std::uint8_t> xs,
-                                                       std::span<const std::uint8_t> ys,
-                                                       std::span<const std::uint8_t> zs) noexcept {
-        std::optional<hull> made = make_empty();
+    [[nodiscard]] static result<hull> of_points(std::span<const std::uint8_t> xs, std::span<const std::uint8_t> ys,
+                                                std::span<const std::uint8_t> zs) noexcept {
+        result<hull> made = make_empty();
         return made && made->grow(xs, ys, zs) && !made->empty() ? std::move(made) : std::nullopt;
     }
 
@@ -98,9 +98,9 @@ public:
      * @param pixel_size  bytes of a pixel, at least 3
      * @return the hull; empty as for of_points(), and when the last pixel is incomplete
      */
-    [[nodiscard]] static std::optional<hull> of_pixels(std::span<const std::uint8_t> pixels,
-                                                       std::size_t pixel_size = 3) noexcept {
-        std::optional<hull> made = make_empty();
+    [[nodiscard]] static result<hull> of_pixels(std::span<const std::uint8_t> pixels,
+                                                std::size_t pixel_size = 3) noexcept {
+        result<hull> made = make_empty();
         return made && made->grow_by_pixels(pixels, pixel_size) && !made->empty() ? std::move(made) : std::nullopt;
     }
 
@@ -111,7 +111,7 @@ public:
      * @return its owner; empty for null, for a hull without faces and when a coordinate is not in 0 to 255: the record
      *         then remains the caller's
      */
-    [[nodiscard]] static std::optional<hull> adopt(chull_ctx *record) noexcept;
+    [[nodiscard]] static result<hull> adopt(chull_ctx *record) noexcept;
 
     /**
      * Grows the hull by further points.
@@ -197,7 +197,7 @@ public:
     [[nodiscard]] std::size_t face_count() const noexcept { return chull_num_faces(get()); }
 
     /** Which points of 8-bit space are inside, as a table for many queries; empty when memory runs out. */
-    [[nodiscard]] std::optional<membership_table> membership() const noexcept;
+    [[nodiscard]] result<membership_table> membership() const noexcept;
 
     /**
      * Writes an OFF polyhedron file, the same as chull_to_file(). The `vnum` of each vertex becomes its index in the
@@ -217,9 +217,9 @@ public:
 private:
     explicit hull(chull_ctx *record) noexcept : record_(record) {}
 
-    static std::optional<hull> make_empty() noexcept {
+    static result<hull> make_empty() noexcept {
         chull_ctx *record = nullptr;
-        return alloc_chull(&record) == 0 ? std::optional(hull(record)) : std::nullopt;
+        return alloc_chull(&record) == 0 ? result<hull>(hull(record)) : std::nullopt;
     }
 
     // Whether all coordinates are in the range 0 to 255, widened by a margin.
@@ -416,7 +416,7 @@ inline hull::records<chull_vertex> hull::vertices() const noexcept { return reco
 inline hull::records<chull_edge> hull::edges() const noexcept { return records<chull_edge>(get()->edges); }
 inline hull::records<chull_face> hull::faces() const noexcept { return records<chull_face>(get()->faces); }
 
-inline std::optional<hull> hull::adopt(chull_ctx *record) noexcept {
+inline result<hull> hull::adopt(chull_ctx *record) noexcept {
     if (!record || !record->faces)
         return std::nullopt;
     for (const chull_vertex &vertex : records<chull_vertex>(record->vertices))
@@ -425,7 +425,7 @@ inline std::optional<hull> hull::adopt(chull_ctx *record) noexcept {
     return hull(record);
 }
 
-inline std::optional<hull::membership_table> hull::membership() const noexcept {
+inline result<hull::membership_table> hull::membership() const noexcept {
     using column = membership_table::column;
     static_assert(sizeof(column) == 2);
     std::unique_ptr<column[]> columns(new (std::nothrow) column[membership_table::kColumns]);

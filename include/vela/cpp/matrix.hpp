@@ -25,6 +25,7 @@
 #include <utility>
 #include <vector>
 #include <vela/cpp/owner.hpp>
+#include <vela/cpp/result.hpp>
 #include <vela/matrix.h>
 
 namespace vela {
@@ -41,10 +42,10 @@ public:
      * @param cols  number of columns, 0 or more
      * @return the matrix; empty for negative numbers, for 4 GiB of elements or more, and when memory runs out
      */
-    [[nodiscard]] static std::optional<matrix> make(std::int32_t rows, std::int32_t cols) noexcept {
+    [[nodiscard]] static result<matrix> make(std::int32_t rows, std::int32_t cols) noexcept {
         if (rows < 0 || cols < 0 || std::uint64_t(rows) * std::uint64_t(cols) > UINT32_MAX / sizeof(float))
             return std::nullopt;
-        std::optional<matrix> made = adopt(malloc_matrix(rows, cols));
+        result<matrix> made = adopt(malloc_matrix(rows, cols));
         if (made)
             std::fill_n(made->elements().data(), made->size(), 0.0F);
         return made;
@@ -58,9 +59,9 @@ public:
      * @param values  rows x cols elements, row by row
      * @return the matrix; empty as for make(), and for another number of elements
      */
-    [[nodiscard]] static std::optional<matrix> of(std::int32_t rows, std::int32_t cols,
-                                                  std::span<const float> values) noexcept {
-        std::optional<matrix> made = make(rows, cols);
+    [[nodiscard]] static result<matrix> of(std::int32_t rows, std::int32_t cols,
+                                           std::span<const float> values) noexcept {
+        result<matrix> made = make(rows, cols);
         if (!made || made->elements().size() != values.size())
             return std::nullopt;
         std::copy(values.begin(), values.end(), made->elements().begin());
@@ -68,8 +69,8 @@ public:
     }
 
     /** Takes over a matrix that malloc_matrix(), transpose() or svdcmp() made; empty for null. */
-    [[nodiscard]] static std::optional<matrix> adopt(fmatrix *record) noexcept {
-        return record ? std::optional<matrix>(matrix(record)) : std::nullopt;
+    [[nodiscard]] static result<matrix> adopt(fmatrix *record) noexcept {
+        return record ? result<matrix>(matrix(record)) : std::nullopt;
     }
 
     [[nodiscard]] std::int32_t rows() const noexcept { return record_->rows; } /**< the number of rows */
@@ -108,14 +109,14 @@ struct matrix::decomposition {
 };
 
 /** The transpose; empty when memory runs out. */
-[[nodiscard]] inline std::optional<matrix> transposed(const matrix &a) noexcept {
+[[nodiscard]] inline result<matrix> transposed(const matrix &a) noexcept {
     fmatrix *result = nullptr;
     return transpose(a.get(), &result) == 0 ? matrix::adopt(result) : std::nullopt;
 }
 
 /** The product a b; empty when the sizes do not match or memory runs out. */
-[[nodiscard]] inline std::optional<matrix> product(const matrix &a, const matrix &b) noexcept {
-    std::optional<matrix> c = a.cols() == b.rows() ? matrix::make(a.rows(), b.cols()) : std::nullopt;
+[[nodiscard]] inline result<matrix> product(const matrix &a, const matrix &b) noexcept {
+    result<matrix> c = a.cols() == b.rows() ? matrix::make(a.rows(), b.cols()) : std::nullopt;
     return c && matrix_mult(a.get(), b.get(), c->get()) == 0 ? std::move(c) : std::nullopt;
 }
 
@@ -123,7 +124,7 @@ struct matrix::decomposition {
 [[nodiscard]] inline std::optional<matrix::decomposition> decompose(const matrix &a) {
     fmatrix *results[3] = {};
     const bool failed = svdcmp(a.get(), &results[0], &results[1], &results[2]) != 0;
-    std::optional<matrix> u = matrix::adopt(results[0]), w = matrix::adopt(results[1]), v = matrix::adopt(results[2]);
+    result<matrix> u = matrix::adopt(results[0]), w = matrix::adopt(results[1]), v = matrix::adopt(results[2]);
     if (failed)
         return std::nullopt;
     matrix::decomposition found = {std::move(*u), {}, std::move(*v)};
@@ -141,7 +142,7 @@ struct matrix::decomposition {
  *         below 1e-6 of the largest), when the decomposition fails or memory runs out
  */
 [[nodiscard]] inline std::optional<std::vector<float>> least_squares(const matrix &a, std::span<const float> b) {
-    std::optional<matrix> right = matrix::of(a.rows(), 1, b), x = matrix::make(a.cols(), 1);
+    result<matrix> right = matrix::of(a.rows(), 1, b), x = matrix::make(a.cols(), 1);
     const std::optional<matrix::decomposition> svd = right && x && a.rows() >= a.cols() ? decompose(a) : std::nullopt;
     if (!svd)
         return std::nullopt;
@@ -222,7 +223,7 @@ private:
     if (degree < 0 || xs.size() != ys.size() || xs.size() > INT32_MAX || xs.size() <= std::size_t(degree))
         return std::nullopt;
     const std::optional<internal::scaling> scale = internal::scaling::of(xs);
-    std::optional<matrix> design = matrix::make(std::int32_t(xs.size()), degree + 1);
+    result<matrix> design = matrix::make(std::int32_t(xs.size()), degree + 1);
     if (!design || !scale)
         return std::nullopt;
     for (std::int32_t i = 0; i < design->rows(); ++i) {
@@ -267,7 +268,7 @@ private:
     if (xs.size() != zs.size() || ys.size() != zs.size() || zs.size() > INT32_MAX)
         return std::nullopt;
     const std::optional<internal::scaling> scale_x = internal::scaling::of(xs), scale_y = internal::scaling::of(ys);
-    std::optional<matrix> design = matrix::make(std::int32_t(zs.size()), 6);
+    result<matrix> design = matrix::make(std::int32_t(zs.size()), 6);
     if (!scale_x || !scale_y || !design)
         return std::nullopt;
     for (std::size_t i = 0; i < zs.size(); ++i) {

@@ -25,6 +25,7 @@
 #include <utility>
 #include <vector>
 #include <vela/cpp/owner.hpp>
+#include <vela/cpp/result.hpp>
 #include <vela/url.h>
 
 namespace vela::internal {
@@ -104,7 +105,7 @@ public:
      * @param text  the URL; leading white space is skipped
      * @return its components; empty for a text without a scheme or with a NUL in it, and when memory runs out
      */
-    [[nodiscard]] static std::optional<url> parse(std::string_view text) {
+    [[nodiscard]] static result<url> parse(std::string_view text) {
         if (text.find('\0') != text.npos)
             return std::nullopt;
         const std::size_t hash = text.find('#');
@@ -241,12 +242,13 @@ public:
      * @param name  the name, decoded
      * @return the first value of that name, if any; it lives until this object changes
      */
-    [[nodiscard]] std::optional<std::string_view> get(std::string_view name) const noexcept {
+    [[nodiscard]] std::optional<std::string_view> get(std::string_view name) const &noexcept {
         for (const parameter &candidate : parameters_)
             if (candidate.name == name)
                 return candidate.value;
         return std::nullopt;
     }
+    std::optional<std::string_view> get(std::string_view) const && = delete;
 
     /**
      * Looks a name up that may occur several times.
@@ -254,13 +256,14 @@ public:
      * @param name  the name, decoded
      * @return its values in their order; they live until this object changes
      */
-    [[nodiscard]] std::vector<std::string_view> get_all(std::string_view name) const {
+    [[nodiscard]] std::vector<std::string_view> get_all(std::string_view name) const & {
         std::vector<std::string_view> values;
         for (const parameter &candidate : parameters_)
             if (candidate.name == name)
                 values.push_back(candidate.value);
         return values;
     }
+    std::vector<std::string_view> get_all(std::string_view) const && = delete;
 
     /**
      * Appends a parameter.
@@ -315,7 +318,7 @@ public:
     }
 
     /** @param name  a user name; needs a host */
-    builder &user(std::string_view name) {
+    builder &user(std::string_view name) VELA_LIFETIME_BOUND {
         user_.clear();
         internal::append_encoded(user_, name, internal::kUnreserved);
         return *this;
@@ -325,20 +328,20 @@ public:
      * @param name      a user name; needs a host
      * @param password  the password, which whoever sees the URL can read
      */
-    builder &user(std::string_view name, std::string_view password) {
+    builder &user(std::string_view name, std::string_view password) VELA_LIFETIME_BOUND {
         user(name);
         internal::append_encoded(user_ += ':', password, internal::kUnreserved);
         return *this;
     }
 
     /** @param number  a port; needs a host */
-    builder &port(std::uint16_t number) {
+    builder &port(std::uint16_t number) VELA_LIFETIME_BOUND {
         port_ = ":" + std::to_string(number);
         return *this;
     }
 
     /** @param text  one more segment of the path, in which a "/" is an ordinary character; "." and ".." are refused */
-    builder &segment(std::string_view text) {
+    builder &segment(std::string_view text) VELA_LIFETIME_BOUND {
         valid_ = valid_ && text != "." && text != "..";
         internal::append_encoded(path_ += '/', text, internal::kSegment);
         return *this;
@@ -348,13 +351,13 @@ public:
      * @param name   of one more parameter of the query
      * @param value  its value
      */
-    builder &parameter(std::string_view name, std::string_view value) {
+    builder &parameter(std::string_view name, std::string_view value) VELA_LIFETIME_BOUND {
         query_.append(query_.empty() ? "?" : "&").append(encode_form(name)).append("=").append(encode_form(value));
         return *this;
     }
 
     /** @param text  the fragment, after "#" */
-    builder &fragment(std::string_view text) {
+    builder &fragment(std::string_view text) VELA_LIFETIME_BOUND {
         fragment_ = "#";
         internal::append_encoded(fragment_, text, "-._~!$&'()*+,;=:@/?");
         return *this;

@@ -20,6 +20,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vela/cpp/result.hpp>
 #include <vela/filesystem.h>
 
 namespace vela {
@@ -74,16 +75,16 @@ public:
      * @param options  what is visited
      * @return what was found; empty when the pattern is invalid, `dir` too long, or one of them contains a NUL
      */
-    [[nodiscard]] static std::optional<walk> make(std::string_view dir, std::string_view pattern,
-                                                  flags options = flags::none) {
+    [[nodiscard]] static result<walk> make(std::string_view dir, std::string_view pattern,
+                                           flags options = flags::none) {
         if (dir.find('\0') != dir.npos || pattern.find('\0') != pattern.npos)
             return std::nullopt;
         char **list = nullptr;
-        const std::int32_t result =
+        const std::int32_t code =
             walk_dir(std::string(dir).c_str(), std::string(pattern).c_str(), static_cast<std::int32_t>(options), &list);
-        if (result == 1 || result == 2)
+        if (code == 1 || code == 2)
             return std::nullopt;
-        return walk(list, result == 0);
+        return walk(list, code == 0);
     }
 
     /** @return false when something could not be opened, read or examined (result 3 of walk_dir()) */
