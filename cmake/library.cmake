@@ -16,14 +16,14 @@ function(vela_sources_of place files)
   set(${files} ${found} PARENT_SCOPE)
 endfunction()
 
-# vela_compile_options(PLACE OPTION...): more options for these; none in a build for the debugger.
+# vela_compile_options(PLACE OPTION...): adds options for these sources, except in debug builds.
 function(vela_compile_options place)
   vela_sources_of(${place} files)
   set_property(SOURCE ${files} APPEND PROPERTY COMPILE_OPTIONS "$<$<NOT:$<CONFIG:Debug>>:${ARGN}>")
 endfunction()
 
 if(NOT VELA_SMALL AND NOT VELA_COVERAGE)
-  # Modules whose inner loops are worth unrolling and vectorising, and files that are never the ones waited for.
+  # Modules whose inner loops gain by unrolling and vectorising, and files without hot paths.
   foreach(place interp matrix picture/convert resample)
     vela_compile_options(${place} -O3)
   endforeach()
@@ -33,22 +33,22 @@ if(NOT VELA_SMALL AND NOT VELA_COVERAGE)
   endforeach()
   vela_compile_options(text -ftree-vectorize)
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
-    # Where kernels fill the vector registers, it spares copies to keep to the source's order.
+    # Where kernels use all vector registers, keeping the source's order avoids copies.
     vela_compile_options(resample -fno-schedule-insns)
     vela_compile_options(matrix/svd -fno-schedule-insns)
-    # Bytes count there: unrolled, the elimination saves a sixth of its instructions and takes a third more code.
+    # For code size: unrolled, the elimination executes a sixth fewer instructions and takes a third more code.
     vela_compile_options(matrix/inverse -O2)
   endif()
 endif()
 
 if(VELA_HARDENED)
-  # Its buffers are filled by constant indices: a guard of the stack would cost 5 % of a call for nothing.
+  # Its buffers are filled at constant indices: a stack guard would cost 5 % of a call without protecting anything.
   vela_compile_options(uuid -fno-stack-protector)
 endif()
 
 list(REMOVE_ITEM vela_sources ${vela_overlay_sources})
 
-# A choice of modules takes along what these call; the symbols of the others are missing then.
+# VELA_MODULES adds the modules that the named ones call; the symbols of the others are missing.
 set(vela_needed_by_cgi url)
 set(vela_needed_by_check cmdline)
 set(vela_needed_by_spheremap fixedpoint)
@@ -87,7 +87,7 @@ if(CMAKE_SYSTEM_PROCESSOR STREQUAL "wasm32")
   return() # js/ links modules
 endif()
 
-# 64-bit times, for the library and for those who use it.
+# 64-bit times, for the library and its users.
 set(vela_time64 "")
 if(VELA_TIME64)
   set(vela_time64 _TIME_BITS=64 _FILE_OFFSET_BITS=64)
@@ -98,8 +98,8 @@ endif()
 set(vela_symbol_list ${PROJECT_SOURCE_DIR}/cmake/symbols.list)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${vela_symbol_list})
 
-# The functions of times have other symbols where these are of another width than the platform's first, be it by the
-# option or by the compiler's flags. No result of an earlier run is kept, since both may change.
+# The functions of times have other symbols if times are wider than the platform's first ones, by the option or by the
+# compiler's flags. No result of an earlier run is kept, since both may change.
 unset(vela_has_other_times CACHE)
 set(CMAKE_REQUIRED_DEFINITIONS -D_FILE_OFFSET_BITS=64)
 if(VELA_TIME64)
