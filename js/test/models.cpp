@@ -12,6 +12,8 @@
 
 using bindings::block, bindings::give;
 
+inline void disagree(const std::string &report) { vela_fail(report.c_str(), nullptr, 0, nullptr); }
+
 namespace {
 
 template <class Value>
