@@ -58,10 +58,10 @@ VELA_EXPORT(curve_line) block *line(const int16_t *knots, size_t size) {
     return give_all(curves::line(knots_of(knots, size), result));
 }
 VELA_EXPORT(curve_fixed_spline) block *fixed_spline(const int16_t *knots, size_t size) {
-    return give_all(curves::spline<int32_t, int16_t>(knots_of(knots, size)));
+    return give_all(curves::fixed_spline(knots_of(knots, size)));
 }
 VELA_EXPORT(curve_spline) block *spline(const int16_t *knots, size_t size) {
-    return give_all(curves::spline<float, float>(knots_of(knots, size)));
+    return give_all(curves::single_spline(knots_of(knots, size)));
 }
 
 VELA_EXPORT(sine_entry) int32_t sine_entry(int32_t i) { return model::sine_entry(i); }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <iterator>
 
 extern "C" {
@@ -16,6 +17,10 @@ extern "C" {
 }
 
 namespace std::ranges {
+using greater_equal = std::greater_equal<>;
+inline constexpr auto adjacent_find = [](const auto &in, auto order, auto key) {
+    return std::adjacent_find(std::begin(in), std::end(in), [=](auto &a, auto &b) { return order(a.*key, b.*key); });
+};
 inline constexpr auto copy = [](const auto &from, auto to) { return std::copy(std::begin(from), std::end(from), to); };
 inline constexpr auto fill = [](auto &to, const auto &value) { std::fill(std::begin(to), std::end(to), value); };
 inline constexpr auto find_if = [](auto &in, auto is) { return std::find_if(std::begin(in), std::end(in), is); };
