@@ -109,6 +109,9 @@ public:
 
     char **names() const { return list.names; }
 
+    // The first failure at any depth, or 0. The result shows only some of them.
+    int first_error() const { return earliest_error; }
+
 private:
     const regex_t &expression;
     const int32_t flags;
@@ -116,14 +119,23 @@ private:
     // The error number of the walk: set by each failure, cleared by each directory that opens. Separate from errno,
     // which successful calls may change.
     int error = 0;
+    int earliest_error = 0;
     char path[kPathSize];
+
+    void set_error(int number) {
+        error = number;
+        if (earliest_error == 0)
+            earliest_error = number;
+    }
 
     // Walks the directory whose path is in the buffer up to length, and which is name relative to parent.
     int32_t walk_level(int parent, const char *name, size_t length) {
-        if (length > kLongestDirectory)
+        if (length > kLongestDirectory) {
+            earliest_error = earliest_error ? earliest_error : ENAMETOOLONG;
             return kTooLong;
+        }
         const directory_stream opened = open_directory(parent, name);
-        error = opened ? 0 : errno;
+        set_error(opened ? 0 : errno);
         if (!opened) {
             warn("can't open %s", path);
             return kTrouble;
@@ -132,6 +144,7 @@ private:
         bool examined_all = true;
         while (const char *entry = next_name(opened.get(), error))
             examined_all &= visit(dirfd(opened.get()), entry, length + 1);
+        set_error(error); // of reading, which next_name() has stored
         path[length] = '\0';
         return examined_all && !error ? kDone : kTrouble;
     }
@@ -143,7 +156,7 @@ private:
         const size_t length = start + std::strlen(name);
         struct stat status;
         if (length >= kPathSize || fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-            error = length >= kPathSize ? ENAMETOOLONG : errno;
+            set_error(length >= kPathSize ? ENAMETOOLONG : errno);
             errno = error;
             warn("Can't stat %.*s%s", static_cast<int>(start), path, name);
             return false;
@@ -166,7 +179,7 @@ private:
         errno = 0; // set by glibc if memory runs out; otherwise the path doesn't match
         const bool matches = regexec(&expression, path, 0, nullptr, 0) == 0;
         if (matches ? add_to_names(&list, path) != 0 : errno == ENOMEM)
-            error = ENOMEM;
+            set_error(ENOMEM);
     }
 };
 
@@ -213,5 +226,6 @@ int32_t walk_dir(const char *dir, const char *pattern, int32_t flags, char ***re
     const int32_t outcome = walk.run(dir);
     regfree(&expression);
     *result = walk.names();
+    errno = walk.first_error(); // read by vela::walk
     return outcome;
 }

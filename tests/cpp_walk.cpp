@@ -2,6 +2,7 @@
 #include "scratch.hpp"
 #include <iterator>
 #include <malloc.h>
+#include <sys/resource.h>
 #include <vela/cpp/walk.hpp>
 
 using namespace std::literals;
@@ -39,6 +40,39 @@ TEST(no_paths_differ_from_an_error) {
     for (const auto &[dir, pattern] :
          {std::pair(""s + '\0', ""s), {".", "("}, {".", "a"s + '\0'}, {std::string(4095, 'd'), ""}})
         ck_assert_msg(!walk::make(dir, pattern), "%zu characters for %s", dir.size(), pattern.c_str());
+}
+
+// The C function shows only failures after the last directory that opened.
+TEST(a_walk_is_incomplete_without_any_of_its_directories) {
+    const scratch here({"t/y", "t/m/x", "t/n/x", "t/o/x", "d/d/d/d/d/d/f", "r/ab/x"});
+    const auto found_in = [](const std::string &dir, size_t size, bool is_complete) {
+        captured(stderr, [&] {
+            errno = ENOENT; // of another call
+            const walk found = value_of(walk::make(dir, "", walk::flags::recurse));
+            ck_assert_msg(found.is_complete() == is_complete, "%.9s: %d", dir.c_str(), found.is_complete());
+            ck_assert_uint_eq(found.size(), size);
+        });
+    };
+    found_in("t", 4, true);
+    for (const char *locked : {"t/m", "t/n", "t/o"}) {
+        chmod(locked, 0);
+        found_in("t", 3, false);
+        chmod(locked, 0700);
+    }
+    found_in("r" + std::string(4091, '/'), 0, false); // "ab" is too long a path to be opened
+    rlimit limit;
+    ck_assert_int_eq(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const rlimit few = {static_cast<rlim_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {})) +
+                            4,
+                        limit.rlim_max};
+    found_in("d", 1, true);
+    captured(stderr, [&] {
+        setrlimit(RLIMIT_NOFILE, &few);
+        const walk deep = value_of(walk::make("d", "", walk::flags::recurse));
+        setrlimit(RLIMIT_NOFILE, &limit);
+        ck_assert(!deep.is_complete());
+        ck_assert(deep.empty());
+    });
 }
 
 // A hundred walks don't grow the heap; what the allocator keeps in its caches counts as allocated.

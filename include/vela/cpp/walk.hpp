@@ -13,6 +13,7 @@
  */
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -79,15 +80,19 @@ public:
                                            flags options = flags::none) {
         if (dir.find('\0') != dir.npos || pattern.find('\0') != pattern.npos)
             return std::nullopt;
+        const std::string root(dir), expression(pattern);
         char **list = nullptr;
-        const std::int32_t code =
-            walk_dir(std::string(dir).c_str(), std::string(pattern).c_str(), static_cast<std::int32_t>(options), &list);
+        const std::int32_t code = walk_dir(root.c_str(), expression.c_str(), static_cast<std::int32_t>(options), &list);
+        const bool is_complete = code == 0 && errno == 0; // errno: of all depths, which the result doesn't show
         if (code == 1 || code == 2)
             return std::nullopt;
-        return walk(list, code == 0);
+        return walk(list, is_complete);
     }
 
-    /** @return false when something could not be opened, read or examined (result 3 of walk_dir()) */
+    /**
+     * @return false when something could not be opened, read, examined or stored, at any depth; the result of
+     *         walk_dir() in contrast says nothing of a subdirectory that could not be opened
+     */
     [[nodiscard]] bool is_complete() const noexcept { return complete_; }
     /** @return the number of paths */
     [[nodiscard]] std::size_t size() const noexcept { return size_; }
