@@ -46,8 +46,14 @@ int main(int argc, char **argv) {
     }
 
     if (cmdline_optidx == argc)
-        for (; count; --count)
-            print(vela::uuid::random(), form);
+        for (; count; --count) {
+            const auto uuid = vela::uuid::random();
+            if (!uuid) {
+                std::perror("uuid");
+                return EXIT_FAILURE;
+            }
+            print(*uuid, form);
+        }
     for (; cmdline_optidx < argc; ++cmdline_optidx) {
         const auto uuid = vela::uuid::parse(argv[cmdline_optidx]);
         if (!uuid) {

@@ -1,7 +1,10 @@
 // UUIDs as values.
 #include "models/uuid.hpp"
 #include "support.hpp"
+#include <cerrno>
 #include <set>
+#include <sys/random.h>
+#include <sys/syscall.h>
 #include <vela/cpp/uuid.hpp>
 
 using namespace model;
@@ -9,6 +12,53 @@ using vela::uuid;
 
 static_assert(sizeof(uuid) == 16);
 static_assert(uuid().is_nil());
+
+namespace {
+
+// The results of the next calls of getrandom(): a number of bytes, or minus an error number.
+std::vector<ssize_t> planned;
+size_t longest_call = 0;
+
+} // namespace
+
+extern "C" ssize_t getrandom(void *to, size_t size, unsigned flags) {
+    longest_call = std::max(longest_call, size);
+    ssize_t result = static_cast<ssize_t>(size);
+    if (!planned.empty()) {
+        result = std::min(planned.back(), result);
+        planned.pop_back();
+    }
+    errno = result < 0 ? static_cast<int>(-result) : ENOSYS;
+    return result < 0 ? -1 : syscall(SYS_getrandom, to, static_cast<size_t>(result), flags);
+}
+
+TEST(random_bytes_are_all_written_or_refused) {
+    const struct {
+        std::vector<ssize_t> results; // the last one first
+        bool is_good;
+    } rows[] = {
+        {{}, true}, {{3, -EINTR, 1, -EINTR}, true}, {{-EAGAIN}, false}, {{-ENOSYS, -EINTR, 7}, false}, {{0}, false}};
+    for (const auto &[results, is_good] : rows) {
+        for (const size_t size : {16U, 300U, 5000U}) {
+            std::vector<uint8_t> once(size + 2), always(size + 2, 0xFF);
+            planned = results;
+            for (int i = 0; i < (is_good ? 16 : 1); ++i) {
+                std::vector<uint8_t> bytes(size + 2);
+                ck_assert_int_eq(vela::random_bytes(std::span(bytes).subspan(1, size)), is_good);
+                for (size_t at = 0; at < bytes.size(); ++at)
+                    once[at] |= bytes[at];
+            }
+            if (is_good)
+                ck_assert_int_eq(std::count(once.begin() + 1, once.end() - 1, 0), 0);
+            ck_assert_int_eq(once.front() | once.back(), 0);
+        }
+        planned = results;
+        ck_assert_int_eq(uuid::random().has_value(), is_good);
+    }
+    ck_assert_uint_le(longest_call, 256); // more can be interrupted by a signal
+    planned = {-EIO};
+    ck_assert(vela::random_bytes({}));
+}
 
 TEST(text_is_written_and_parsed_in_each_form) {
     const uuid one(kUuid);
@@ -46,10 +96,10 @@ TEST(nothing_but_a_uuid_is_parsed) {
 
 // Each random bit of version 4 is 0 in one and 1 in another of a thousand.
 TEST(random_uuids_are_of_version_4_and_differ) {
-    std::array<uint8_t, 16> always = uuid::random().bytes(), once = always, fixed = {}, open;
+    std::array<uint8_t, 16> always = value_of(uuid::random()).bytes(), once = always, fixed = {}, open;
     std::set<uuid> seen;
     for (int i = 0; i < 1000; ++i) {
-        const uuid one = *seen.insert(uuid::random()).first;
+        const uuid one = *seen.insert(value_of(uuid::random())).first;
         ck_assert_uint_eq(one.version(), 4);
         for (size_t place = 0; place < 16; ++place) {
             always[place] &= one.bytes()[place];

@@ -6,7 +6,6 @@
 #include "../device/mask_store.hpp"
 #include "../device/store.hpp"
 #include <algorithm>
-#include <vela/cpp/uuid.hpp>
 
 namespace {
 
@@ -51,7 +50,7 @@ std::vector<vela::overlay::direction> read_corners(const exchange &http) {
 std::string add(const exchange &http, std::vector<masks::entry> &all) {
     if (all.size() >= kMaxMasks)
         throw refusal{409, "there are 32 masks already"};
-    all.push_back({vela::uuid::random().to_string(), http.text("name", kMaxName), true, read_corners(http)});
+    all.push_back({web::random_id(), http.text("name", kMaxName), true, read_corners(http)});
     return all.back().id;
 }
 

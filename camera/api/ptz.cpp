@@ -9,7 +9,6 @@
 #include "../device/web.hpp"
 #include <algorithm>
 #include <cmath>
-#include <vela/cpp/uuid.hpp>
 #include <vela/time.h>
 
 namespace {
@@ -93,7 +92,7 @@ void save_preset(const exchange &http, const motion::position &at) {
     const std::string name = http.text("name", kMaxName);
     if (all.size() >= kMaxPresets)
         throw refusal{409, "there are 64 presets already"};
-    all.push_back({vela::uuid::random().to_string(), name, at});
+    all.push_back({web::random_id(), name, at});
     state::keep(all);
 }
 

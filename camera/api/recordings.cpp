@@ -13,7 +13,6 @@
 #include <ctime>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <vela/cpp/uuid.hpp>
 #include <vela/cpp/walk.hpp>
 #include <vela/filesystem.h>
 
@@ -131,7 +130,7 @@ std::string keep(const timeval &begun, bool is_clip, std::string_view content) {
     char stamp[32];
     std::strftime(stamp, sizeof stamp, "%Y-%m-%d/%H%M%S", &local);
     const std::string id = std::string(stamp) + (is_clip ? "-clip-" : "-snapshot-") +
-                           vela::uuid::random().to_string().substr(0, 8) + (is_clip ? ".mjpeg" : ".jpg");
+                           web::random_id().substr(0, 8) + (is_clip ? ".mjpeg" : ".jpg");
     store::make_directory(kDirectory + id.substr(0, 10));
     store::write(kDirectory + id, content);
     return id;

@@ -45,7 +45,7 @@ identity known() {
     std::string mac;
     for (int i = 0; i < 6; ++i)
         mac += (i ? ":" : "") + std::string(digits + 2 * i, 2);
-    const identity made = {vela::uuid::random().to_string(), mac, "Camera"};
+    const identity made = {web::random_id(), mac, "Camera"};
     store::write_records("identity", {{made.uuid, made.mac, made.name}});
     return made;
 }

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <vela/cpp/base64.hpp>
-#include <vela/uuid.h>
+#include <vela/cpp/uuid.hpp>
 
 namespace web {
 
@@ -185,10 +185,18 @@ std::string token() {
     if (const auto known = store::read("token"))
         return *known;
     uint8_t bytes[24];
-    randbytes(bytes, sizeof bytes);
+    if (!vela::random_bytes(bytes))
+        throw refusal{500, "the system has no random bytes"};
     const std::string made = vela::base64::encode(bytes);
     store::write("token", made);
     return made;
+}
+
+std::string random_id() {
+    const auto made = vela::uuid::random();
+    if (!made)
+        throw refusal{500, "the system has no random bytes"};
+    return made->to_string();
 }
 
 // UTF-8 without control characters: C0, DEL, and C1, whose first byte is 0xC2.

@@ -79,6 +79,9 @@ int run(std::initializer_list<call> calls);
 // The camera's token, which the page sends with each change. Generated on first use.
 std::string token();
 
+// A random UUID, for what the camera keeps by an identifier.
+std::string random_id();
+
 // Whether a text is UTF-8 without control characters.
 bool is_printable(std::string_view text);
 

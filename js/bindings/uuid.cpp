@@ -5,7 +5,10 @@
 using namespace bindings;
 using vela::uuid;
 
-VELA_EXPORT(uuid_random) block *random_uuid() { return give(std::span<const uint8_t>(uuid::random().bytes())); }
+VELA_EXPORT(uuid_random) block *random_uuid() {
+    const std::optional<uuid> one = uuid::random();
+    return one ? give(std::span<const uint8_t>(one->bytes())) : nullptr;
+}
 
 VELA_EXPORT(uuid_parse) block *parse_uuid(const char *text, size_t length) {
     const std::optional<uuid> one = uuid::parse({text, length});

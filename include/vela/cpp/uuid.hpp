@@ -1,18 +1,22 @@
 /**
  * @file
- * UUIDs as values: vela/uuid.h for C++.
+ * Random bytes, and UUIDs as values: vela/uuid.h for C++.
  *
  *     std::map<vela::uuid, session> sessions;
- *     sessions[vela::uuid::random()] = ...;
+ *     if (const auto id = vela::uuid::random())
+ *         sessions[*id] = ...;
  *     if (const auto id = vela::uuid::parse(cookie); id && sessions.contains(*id)) ...
  *
- * random() reads the kernel's random device as uuid_create() does, with its fallback and its rule for threads; any
- * thread may call anything else at any time. to_string() throws std::bad_alloc; nothing else throws.
+ * Random bytes come from the kernel's getrandom() alone, without the fallback of the C functions: they are fit for keys
+ * and tokens.
+ *
+ * Any thread may call anything at any time. to_string() throws std::bad_alloc; nothing else throws.
  */
 #pragma once
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -22,9 +26,38 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 #include <vela/uuid.h>
+#ifndef __wasm__
+#include <sys/random.h>
+#endif
 
 namespace vela {
+
+/**
+ * Fills memory with random bytes that nobody can predict. Waits where the kernel's generator is not seeded yet, early
+ * after the start of a device, and continues after signals.
+ *
+ * @param bytes  receives them; any number
+ * @return whether all were written; false when the kernel refuses, and what was written is then not to be used
+ */
+[[nodiscard]] inline bool random_bytes(std::span<std::uint8_t> bytes) noexcept {
+    constexpr std::size_t kMaxChunk =
+        256; // the limit of getentropy(); a signal does not interrupt a seeded getrandom()
+    while (!bytes.empty()) {
+        const auto chunk = bytes.first(std::min(bytes.size(), kMaxChunk));
+#ifdef __wasm__
+        const auto count = getentropy(chunk.data(), chunk.size()) == 0 ? static_cast<ssize_t>(chunk.size()) : -1;
+#else
+        const ssize_t count = getrandom(chunk.data(), chunk.size(), 0);
+#endif
+        if (count > 0)
+            bytes = bytes.subspan(static_cast<std::size_t>(count));
+        else if (count == 0 || errno != EINTR)
+            return false;
+    }
+    return true;
+}
 
 /**
  * Sixteen bytes: copied, compared byte by byte, hashed, parsed from text and formatted.
@@ -53,11 +86,12 @@ public:
     /**
      * A random UUID of version 4 in the layout of RFC 9562: 122 random bits.
      *
-     * @return another one each time
+     * @return another one each time; empty when random_bytes() fails
      */
-    [[nodiscard]] static uuid random() noexcept {
+    [[nodiscard]] static std::optional<uuid> random() noexcept {
         uuid made;
-        uuid_create(made.bytes_.data());
+        if (!random_bytes(made.bytes_))
+            return std::nullopt;
         made.bytes_[6] = static_cast<std::uint8_t>((made.bytes_[6] & 0x0F) | 0x40);
         made.bytes_[8] = static_cast<std::uint8_t>((made.bytes_[8] & 0x3F) | 0x80);
         return made;
