@@ -3,9 +3,10 @@
 #include "support.hpp"
 
 TEST(a_text_is_complete_groups_padded_at_the_end) {
-    std::vector<std::string> texts = {
-        "",  "Zg==", "Zm8=", "Zm9v",  "Zm 9v\r\n", " \t\n\v\f\r", "Zg= =\n", "Zh==", // good
-        "Z", "Zg",   "Zg=",  "Zm9vY", "Zg===",     "Zg==Zm9v",    "Z===",    "====", "=", "Zm=v", "Zm9-", "Zm9vÄ"};
+    std::vector<std::string> texts = {"",     "Zg==", "Zm8=", "Zm9v",     "Zm 9v\r\n", " \t\n\v\f\r", "Zg= =\n", // good
+                                      "Zh==", "QUJ=", "QR==", "Zm9vQUJ=", // bits after the last byte
+                                      "Z",    "Zg",   "Zg=",  "Zm9vY",    "Zg===",     "Zg==Zm9v",    "Z===",
+                                      "====", "=",    "Zm=v", "Zm9-",     "Zm9vÄ"};
     std::mt19937 random(7);
     for (size_t length = 0; length < 1100; length += length < 40 ? 1 : 53) {
         std::string text = model::base64_of(random_text(random, length, any_byte()));
@@ -19,6 +20,14 @@ TEST(a_text_is_complete_groups_padded_at_the_end) {
     }
     for (const std::string &text : texts)
         model::check_coders(text, [&] { return random() % 40; });
+}
+
+TEST(nothing_but_the_alphabet_for_urls_is_decoded) {
+    for (const char *wrong :
+         {"+A", "/A", "-A A", "-A\n", "-", "-A=", "-A===", "-R", "_wB", "=", "====", "-A==-A", "-%3D"})
+        ck_assert_msg(!vela::base64::decode_url(wrong), "%s", wrong);
+    ck_assert(!vela::base64::decode_url(std::string_view("-A\0A", 4)));
+    ck_assert(!vela::base64::decode("-A=="));
 }
 
 // The C functions are called for chunks.

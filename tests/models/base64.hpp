@@ -45,7 +45,8 @@ inline decoded_base64 decoded(std::string_view text) {
 inline std::string strictly_decoded(std::string text) {
     std::erase_if(text, [](char ch) { return std::string_view(" \t\n\v\f\r").find(ch) != std::string_view::npos; });
     const std::string padding = text.substr(std::min(text.find_first_not_of(kAlphabet), text.size()));
-    const bool good = text.size() % 4 == 0 && (padding.empty() || padding == "=" || padding == "==");
+    const bool good = text.size() % 4 == 0 && (padding.empty() || padding == "=" || padding == "==") &&
+                      base64_of(decoded(text).bytes) == text; // or bits after the last byte are not 0
     return good ? "bytes " + decoded(text).bytes : "refused";
 }
 
@@ -123,6 +124,18 @@ void check_coders(const std::string &text, NextPiece next_piece) {
     agree("base64::decode", text, described(whole.has_value(), whole.value_or(std::vector<uint8_t>())),
           strictly_decoded(text));
     agree("base64::encode", text, vela::base64::encode(text), base64_of(text));
+
+    std::string safe = base64_of(text);
+    std::replace(safe.begin(), safe.end(), '+', '-');
+    std::replace(safe.begin(), safe.end(), '/', '_');
+    const auto url_decoded = [&](std::string_view code) {
+        const std::optional<std::vector<uint8_t>> bytes = vela::base64::decode_url(code);
+        return told(bytes.has_value(), bytes.value_or(std::vector<uint8_t>()));
+    };
+    agree("base64::decode_url, padded", text, url_decoded(safe), "bytes " + text);
+    std::erase(safe, '=');
+    agree("base64::encode_url", text, vela::base64::encode_url(text), safe);
+    agree("base64::decode_url", text, url_decoded(safe), "bytes " + text);
 
     vela::base64::decoder decoder;
     vela::base64::encoder encoder;

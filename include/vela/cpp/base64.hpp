@@ -7,7 +7,8 @@
  *
  * The decoders here are strict, where those in C accept any text: a text is groups of four characters of the standard
  * alphabet of RFC 4648, the last one padded with "=" if it is not full. White space is skipped anywhere; any other
- * character is an error.
+ * character is an error, and so are bits after the last byte that are not 0, as in "QR==": each sequence of bytes has
+ * one text. For tokens in URLs and file names: encode_url() and decode_url().
  *
  * What appends to a string or a vector throws what that throws, which is std::bad_alloc; nothing else throws. Any
  * thread may call any function at any time; an encoder or decoder is used by one thread at a time.
@@ -134,6 +135,7 @@ public:
             failed_ = !accepts(ch);
             group_[pending_++] = ch;
             if (pending_ == sizeof group_) {
+                failed_ = failed_ || has_excess_bits();
                 if (!failed_)
                     append({group_, sizeof group_}, bytes);
                 pending_ = 0;
@@ -177,6 +179,12 @@ private:
             return !padded_ && kIsOfAlphabet[static_cast<unsigned char>(ch)];
         padded_ = true;
         return pending_ >= 2;
+    }
+
+    // Whether bits after the last byte of a padded group are not 0.
+    bool has_excess_bits() const noexcept {
+        constexpr std::string_view without = "AQgw", without_two = "AEIMQUYcgkosw048"; // 4 or 2 bits of 0 at the end
+        return padded_ && (group_[2] == '=' ? without.find(group_[1]) : without_two.find(group_[2])) == without.npos;
     }
 
     // The C function counts in 32 bits.
@@ -245,6 +253,42 @@ private:
     if (!whole.push(text, bytes) || !whole.finish())
         return std::nullopt;
     return bytes;
+}
+
+/**
+ * Encodes bytes with the URL-safe alphabet of RFC 4648, "-" and "_" for "+" and "/", and without padding.
+ *
+ * @param bytes  any number
+ * @return the text, which needs no encoding in a URL and is a file name
+ */
+[[nodiscard]] inline std::string encode_url(std::span<const std::uint8_t> bytes) {
+    std::string text = encode(bytes);
+    std::replace(text.begin(), text.end(), '+', '-');
+    std::replace(text.begin(), text.end(), '/', '_');
+    text.erase(std::min(text.find('='), text.size()));
+    return text;
+}
+
+/** The same, for the bytes of a string. */
+[[nodiscard]] inline std::string encode_url(std::string_view bytes) {
+    return encode_url(std::span(reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size()));
+}
+
+/**
+ * Decodes a whole text of the URL-safe alphabet.
+ *
+ * @param text  any number of characters, without white space; padding is optional
+ * @return the bytes; empty when the text is anything else
+ */
+[[nodiscard]] inline std::optional<std::vector<std::uint8_t>> decode_url(std::string_view text) {
+    if (text.find_first_of("+/ \t\n\v\f\r") != text.npos)
+        return std::nullopt;
+    std::string standard(text);
+    std::replace(standard.begin(), standard.end(), '-', '+');
+    std::replace(standard.begin(), standard.end(), '_', '/');
+    if (!standard.ends_with('='))
+        standard.append((4 - standard.size() % 4) % 4, '=');
+    return decode(standard);
 }
 
 } // namespace vela::base64
