@@ -72,6 +72,31 @@ TEST(what_is_refused_changes_nothing) {
     ck_assert_uint_eq(value_of(resampler::with_lobes(1, 1, 32768)).get()->num_coeffs, 65535);
 }
 
+// The vector that the outputs are appended to moves.
+TEST(the_input_may_be_a_part_of_the_output_vector) {
+    for (const size_t first : {0U, 6U}) {
+        const auto make = [] { return resampler::with_lobes(48000, 8000, 4); };
+        const samples in = noise<int16_t>(400, 9);
+        samples same = in, expected = in;
+        same.shrink_to_fit();
+        value_of(make()).push(std::span(in).subspan(first), expected);
+        value_of(make()).push(std::span(same).subspan(first), same);
+        ck_assert(same == expected);
+
+        same = expected = in;
+        ck_assert(value_of(vela::interleaved_resampler::make(2, make)).push(std::span(in).subspan(first), expected));
+        ck_assert(value_of(vela::interleaved_resampler::make(2, make)).push(std::span(same).subspan(first), same));
+        ck_assert(same == expected);
+
+        const model::bytes codes = noise<uint8_t>(400, 9);
+        model::bytes together = codes, apart = codes;
+        const auto little = resampler::format::little_endian, ulaw = resampler::format::ulaw;
+        ck_assert(value_of(make()).push(std::span(codes).subspan(first), ulaw, apart, little));
+        ck_assert(value_of(make()).push(std::span(together).subspan(first), ulaw, together, little));
+        ck_assert(together == apart);
+    }
+}
+
 TEST(channels_are_converted_independently) {
     const samples frames = noise<int16_t>(1000, 6);
     samples out;

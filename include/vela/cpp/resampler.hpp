@@ -28,6 +28,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <optional>
 #include <span>
 #include <utility>
@@ -128,12 +129,12 @@ public:
     /**
      * Converts the next samples of the stream.
      *
-     * @param in   any number of them
+     * @param in   any number of them; may be a part of @p out
      * @param out  their outputs are appended to it
      */
     void push(std::span<const std::int16_t> in, std::vector<std::int16_t> &out) {
         const std::size_t before = out.size();
-        out.resize(before + output_size(in.size()));
+        in = grow(out, output_size(in.size()), in);
         convert(in.data(), in.size(), kNative, out.data() + before, kNative);
     }
 
@@ -156,7 +157,7 @@ public:
     /**
      * Converts the next samples of the stream from one format to another.
      *
-     * @param in          their bytes
+     * @param in          their bytes; may be a part of @p out
      * @param in_format   their format; it may change from push to push
      * @param out         their outputs are appended to it
      * @param out_format  the format of the outputs
@@ -167,7 +168,7 @@ public:
         if (in.size() % sample_size(in_format) != 0)
             return false;
         const std::size_t before = out.size(), count = in.size() / sample_size(in_format);
-        out.resize(before + output_size(count) * sample_size(out_format));
+        in = grow(out, output_size(count) * sample_size(out_format), in);
         convert(in.data(), count, in_format, out.data() + before, out_format);
         return true;
     }
@@ -201,6 +202,8 @@ public:
     [[nodiscard]] resample_state *release() noexcept { return record_.release(); }
 
 private:
+    friend class interleaved_resampler;
+
     static constexpr format kNative =
         std::endian::native == std::endian::little ? format::little_endian : format::big_endian;
 
@@ -208,6 +211,16 @@ private:
 
     std::size_t output_size(std::size_t inputs) const noexcept {
         return static_cast<std::size_t>(output_count(inputs));
+    }
+
+    // Appends elements to `out`; returns the input, which has moved if it is a part of `out`.
+    template <class Element>
+    static std::span<const Element> grow(std::vector<Element> &out, std::size_t count, std::span<const Element> in) {
+        const std::less<const Element *> before;
+        const bool is_inside = !before(in.data(), out.data()) && before(in.data(), out.data() + out.size());
+        const std::ptrdiff_t offset = is_inside ? in.data() - out.data() : 0;
+        out.resize(out.size() + count);
+        return is_inside ? std::span<const Element>(out.data() + offset, in.size()) : in;
     }
 
     // Up to the middle of the kernel.
@@ -270,7 +283,7 @@ public:
     /**
      * Converts the next frames, one sample of each channel.
      *
-     * @param in   the frames' samples
+     * @param in   the frames' samples; may be a part of @p out
      * @param out  the samples of their output frames are appended to it
      * @return false, with nothing converted, when the last frame is incomplete
      */
@@ -278,6 +291,9 @@ public:
         const std::size_t stride = channels_.size(), frames = in.size() / stride;
         if (in.size() % stride != 0)
             return false;
+        const auto before = out.size(), count = channels_.front().output_size(frames) * stride;
+        in = resampler::grow(out, count, in);
+        out.resize(before);
         std::vector<std::int16_t> samples(frames);
         append_frames(out, [&](std::size_t channel, std::vector<std::int16_t> &made) {
             for (std::size_t i = 0; i < frames; ++i)
