@@ -125,7 +125,9 @@ public:
      *
      * @param max_body  the number of bytes of the body that are kept. Those after 131072 are read only when their
      * number was announced, as web servers do. Memory is allocated as they arrive
-     * @return the request; empty outside of a web server, and when the C function is out of memory
+     * @return the request; empty outside of a web server, and without memory for the C record. Without memory for that
+     *         record's body it is_truncated(); without memory for anything else this throws std::bad_alloc, and nothing
+     *         leaks
      */
     [[nodiscard]] static result<request> read(std::size_t max_body = 131072) {
         cgi_request *record = nullptr;
