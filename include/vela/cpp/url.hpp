@@ -9,7 +9,7 @@
  *     // https://camera/a%20b?q=1%2B1
  *
  * A path and a query are encoded differently: a space is "%20" in the one and "+" in the other. Letters are those of
- * ASCII whatever the locale, except in the scheme that url::parse() reads.
+ * ASCII whatever the locale, except in the scheme that url::parse_as_is() reads.
  *
  * What returns or appends to a std::string or std::vector throws std::bad_alloc; nothing else throws. Any thread may
  * call any function at any time; an object is used by one thread at a time.
@@ -41,9 +41,96 @@ constexpr int hex_value(char ch) noexcept {
                                     : -1;
 }
 
-// Characters that need no encoding, besides letters and digits: the unreserved ones of RFC 3986, and those of a
-// segment.
-inline constexpr std::string_view kUnreserved = "-._~", kSegment = "-._~!$&'()*+,;=:@";
+// Characters that need no encoding, besides letters and digits: the unreserved ones of RFC 3986, and those of each
+// component.
+inline constexpr std::string_view kUnreserved = "-._~",
+                                  kName = "-._~!$&'()*+,;=", kUser = "-._~!$&'()*+,;=:", kSegment = "-._~!$&'()*+,;=:@",
+                                  kPath = "-._~!$&'()*+,;=:@/",
+                                  kQuery = "-._~!$&'()*+,;=:@/?"; // also of a fragment
+
+constexpr bool is_scheme(std::string_view text) noexcept {
+    for (const char ch : text)
+        if (!is_letter_or_digit(ch) && ch != '+' && ch != '-' && ch != '.')
+            return false;
+    return !text.empty() && is_letter_or_digit(text[0]) && text[0] > '9';
+}
+
+// The schemes whose URLs have a host, whatever the case; browsers take the next word for it.
+constexpr bool needs_host(std::string_view scheme) noexcept {
+    for (const std::string_view name : {"http", "https", "ws", "wss", "ftp"}) {
+        bool is_equal = scheme.size() == name.size();
+        for (std::size_t i = 0; is_equal && i < name.size(); ++i)
+            is_equal = (scheme[i] | 0x20) == name[i];
+        if (is_equal)
+            return true;
+    }
+    return false;
+}
+
+// Whether a text is made of letters, digits, characters of `others`, and "%" with two hexadecimal digits.
+constexpr bool is_made_of(std::string_view text, std::string_view others) noexcept {
+    for (std::size_t i = 0; i < text.size(); ++i)
+        if (text[i] == '%') {
+            if (text.size() - i < 3 || hex_value(text[i + 1]) < 0 || hex_value(text[i + 2]) < 0)
+                return false;
+        } else if (!is_letter_or_digit(text[i]) && others.find(text[i]) == others.npos) {
+            return false;
+        }
+    return true;
+}
+
+// The beginning of a text, to the first character of `ends`; removed from the text.
+constexpr std::string_view take_until(std::string_view &text, std::string_view ends) noexcept {
+    const std::string_view front = text.substr(0, text.find_first_of(ends));
+    text.remove_prefix(front.size());
+    return front;
+}
+
+constexpr bool is_ipv4(std::string_view text) noexcept {
+    for (int octet = 0; octet < 4; ++octet) {
+        if (octet > 0 && !text.starts_with('.'))
+            return false;
+        text.remove_prefix(octet > 0);
+        const std::string_view digits = take_until(text, ".");
+        int value = 0;
+        for (const char ch : digits)
+            value = '0' <= ch && ch <= '9' && value < 256 ? 10 * value + (ch - '0') : 256;
+        if (digits.empty() || value > 255 || (digits.size() > 1 && digits[0] == '0'))
+            return false;
+    }
+    return text.empty();
+}
+
+// Eight groups of up to four digits, the last two possibly as an IPv4 address; one or more of them left out at "::".
+constexpr bool is_ipv6(std::string_view text) noexcept {
+    int groups = 0;
+    bool has_gap = text.starts_with("::");
+    text.remove_prefix(has_gap ? 2 : 0);
+    while (!text.empty()) {
+        if (text.find(':') == text.npos && is_ipv4(text)) {
+            groups += 2;
+            break;
+        }
+        const std::string_view digits = take_until(text, ":");
+        for (const char ch : digits)
+            if (hex_value(ch) < 0)
+                return false;
+        if (digits.empty() || digits.size() > 4 || text == ":" || (has_gap && text.starts_with("::")))
+            return false;
+        ++groups;
+        const bool is_gap = text.starts_with("::");
+        has_gap = has_gap || is_gap;
+        text.remove_prefix(is_gap ? 2 : !text.empty());
+    }
+    return has_gap ? groups < 8 : groups == 8;
+}
+
+constexpr bool is_port(std::string_view digits) noexcept {
+    unsigned value = 0;
+    for (const char ch : digits)
+        value = '0' <= ch && ch <= '9' && value <= 65535 ? 10 * value + static_cast<unsigned>(ch - '0') : 65536;
+    return value <= 65535;
+}
 
 // Percent-encodes all but letters, digits and the characters of `kept`.
 inline void append_encoded(std::string &to, std::string_view text, std::string_view kept) {
@@ -98,14 +185,73 @@ class url {
 public:
     class builder;
 
+    /** What a text has that no URL has. */
+    enum class error : std::uint8_t {
+        none,      /**< nothing: it is a URL */
+        scheme,    /**< no letter, further letters or digits, and ":" at the beginning */
+        authority, /**< neither "//" nor "/" after the scheme, as in "mailto:a@b" */
+        user,      /**< a character of the user name or the password that has to be percent-encoded, as a second "@" */
+        host,      /**< an invalid character or address, or no host where one is needed */
+        port,      /**< a port that is not a number up to 65535, or anything else after an address in brackets */
+        rest       /**< a character of the path, the query or the fragment that has to be percent-encoded */
+    };
+
     /**
-     * Splits a URL as url_alloc() does: a scheme of letters and digits, an authority, a path and a query. A fragment is
-     * split off first and is part of none of these. Nothing is decoded.
+     * Parses a URL: a scheme of letters and digits, an authority, a path, a query and a fragment. Nothing is decoded.
      *
-     * @param text  the URL; leading white space is skipped
-     * @return its components; empty for a text without a scheme or with a NUL in it, and when memory runs out
+     * What RFC 3986 does not allow is refused, since other programs find other hosts in it, and so is a user or a port
+     * without a host, and "http", "https", "ws", "wss" and "ftp" without one. Some allowed hosts still are others to
+     * browsers: "0x7F.1" and "2130706433" are 127.0.0.1, and "%61" is "a". Compare hosts with those that are expected,
+     * never with those that are forbidden.
+     *
+     * @param text  the URL and nothing else
+     * @return its components; empty when check() finds an error, and when memory runs out
      */
     [[nodiscard]] static result<url> parse(std::string_view text) {
+        if (check(text) != error::none)
+            return std::nullopt;
+        // Without "//" the C function would take the first segment of the path for an authority.
+        const std::size_t rest = text.find(':') + 1;
+        const bool has_authority = text.substr(rest).starts_with("//");
+        return parse_as_is(has_authority ? text : std::string(text).insert(rest, "//"));
+    }
+
+    /**
+     * Says why parse() refuses a text.
+     *
+     * @param text  any text
+     * @return the first error; error::none for a URL
+     */
+    [[nodiscard]] static constexpr error check(std::string_view text) noexcept {
+        const std::string_view scheme = internal::take_until(text, ":");
+        if (text.empty() || !internal::is_scheme(scheme) || scheme.find_first_of("+-.") != scheme.npos)
+            return error::scheme;
+        text.remove_prefix(1);
+        std::string_view authority;
+        if (text.starts_with("//")) {
+            text.remove_prefix(2);
+            authority = internal::take_until(text, "/?#");
+        } else if (!text.empty() && std::string_view("/?#").find(text[0]) == text.npos) {
+            return error::authority;
+        }
+        if (const error found = check_authority(authority, internal::needs_host(scheme)); found != error::none)
+            return found;
+        const std::string_view path = internal::take_until(text, "?#"), query = internal::take_until(text, "#");
+        text.remove_prefix(!text.empty());
+        const bool is_good = internal::is_made_of(path, internal::kPath) &&
+                             internal::is_made_of(query, internal::kQuery) &&
+                             internal::is_made_of(text, internal::kQuery);
+        return is_good ? error::none : error::rest;
+    }
+
+    /**
+     * Splits a text as url_alloc() does, which accepts nearly everything and finds hosts and ports that other programs
+     * do not: not for decisions about access. A fragment is split off first.
+     *
+     * @param text  the text; leading white space is skipped
+     * @return its components; empty for a text without a scheme or with a NUL in it, and when memory runs out
+     */
+    [[nodiscard]] static result<url> parse_as_is(std::string_view text) {
         if (text.find('\0') != text.npos)
             return std::nullopt;
         const std::size_t hash = text.find('#');
@@ -138,8 +284,8 @@ public:
     [[nodiscard]] std::optional<std::uint16_t> port_number() const noexcept {
         const std::string_view digits = port().value_or("");
         std::uint16_t number = 0;
-        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-        if (digits.empty() || error != std::errc() || end != digits.data() + digits.size())
+        const auto [end, failure] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+        if (digits.empty() || failure != std::errc() || end != digits.data() + digits.size())
             return std::nullopt;
         return number;
     }
@@ -194,6 +340,22 @@ public:
     [[nodiscard]] static std::string decode_form(std::string_view text) { return internal::percent_decoded(text, ' '); }
 
 private:
+    static constexpr error check_authority(std::string_view host, bool needs_host) noexcept {
+        const std::size_t at = host.rfind('@');
+        if (at != host.npos && !internal::is_made_of(host.substr(0, at), internal::kUser))
+            return error::user;
+        std::string_view port = host.substr(at == host.npos ? 0 : at + 1);
+        const bool is_bracketed = port.starts_with('[');
+        host = internal::take_until(port, is_bracketed ? "]" : ":");
+        if (is_bracketed ? port.empty() || !internal::is_ipv6(host.substr(1))
+                         : !internal::is_made_of(host, internal::kName))
+            return error::host;
+        port.remove_prefix(is_bracketed);
+        if (!port.empty() && (port[0] != ':' || !internal::is_port(port.substr(1))))
+            return error::port;
+        return host.empty() && (needs_host || at != host.npos || !port.empty()) ? error::host : error::none;
+    }
+
     explicit url(url_record *record) noexcept : record_(record) {}
 
     static std::optional<std::string_view> component(const char *text) noexcept {
@@ -305,7 +467,7 @@ public:
      * @param host    a name, an IPv4 address, or an IPv6 address with or without its brackets; not encoded
      */
     builder(std::string_view scheme, std::string_view host)
-        : has_authority_(true), valid_(is_scheme(scheme)), scheme_(std::string(scheme) + "://") {
+        : has_authority_(true), valid_(internal::is_scheme(scheme)), scheme_(std::string(scheme) + "://") {
         const bool is_bracketed = host.starts_with('[') && host.ends_with(']') && host.size() > 2;
         const std::string_view address = is_bracketed ? host.substr(1, host.size() - 2) : host;
         if (!is_bracketed && address.find(':') == address.npos) {
@@ -359,7 +521,7 @@ public:
     /** @param text  the fragment, after "#" */
     builder &fragment(std::string_view text) VELA_LIFETIME_BOUND {
         fragment_ = "#";
-        internal::append_encoded(fragment_, text, "-._~!$&'()*+,;=:@/?");
+        internal::append_encoded(fragment_, text, internal::kQuery);
         return *this;
     }
 
@@ -375,13 +537,6 @@ public:
     }
 
 private:
-    static constexpr bool is_scheme(std::string_view text) noexcept {
-        for (const char ch : text)
-            if (!internal::is_letter_or_digit(ch) && ch != '+' && ch != '-' && ch != '.')
-                return false;
-        return !text.empty() && internal::is_letter_or_digit(text[0]) && (text[0] < '0' || text[0] > '9');
-    }
-
     bool has_authority_ = false, valid_ = true;
     std::string scheme_, user_, host_, port_, path_, query_, fragment_;
 };
