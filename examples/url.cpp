@@ -31,7 +31,9 @@ void print(const std::string &text) {
 bool split(const char *text) {
     const auto url = vela::url::parse(text);
     if (!url) {
-        std::fprintf(stderr, "url: not a URL: %s\n", text);
+        constexpr const char *components[] = {"", "scheme", "authority", "user", "host", "port", "path or query"};
+        std::fprintf(stderr, "url: not a URL: %s: invalid %s\n", text,
+                     components[static_cast<int>(vela::url::check(text))]);
         return false;
     }
     const std::pair<const char *, std::optional<std::string_view>> components[] = {

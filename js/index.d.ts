@@ -328,7 +328,7 @@ export interface UrlParts {
 }
 
 export interface Urls {
-    /** Splits a URL, less strictly than RFC 3986. @returns null for a text without a scheme or with a NUL */
+    /** Splits a URL. @returns null for what RFC 3986 does not allow, and without "//" or "/" after the scheme */
     parse(text: string): UrlParts | null;
     /** Encodes a segment of a path: "%" and two digits for each byte of UTF-8 that may not occur there. */
     encodeSegment(text: string | Bytes): string;

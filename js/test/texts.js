@@ -43,8 +43,9 @@ export function testTexts(check, vela, models) {
                 .join(' ');
         equal(Object.keys(url.parse('a:')).join(), 'scheme,user,password,host,port,path,query,fragment');
         equal(parts('a://u:p@h:80/x/y?q=1#f'), 'a u p h 80 /x/y q=1 f');
-        equal(parts('a://ü@[::1]/?#'), 'a ü - [::1] - /  ');
-        equal(parts(' a://h#b#c'), 'a - - h - - - b#c');
+        equal(parts('a://%C3%BC@[::1]/?#'), 'a %C3%BC - [::1] - /  ');
+        equal(parts('a://h#b/?'), 'a - - h - - - b/?');
+        same([' a://h', 'a://u@h@i', 'a://[::1]80', 'a://h#b#c', 'a://ü'].map(url.parse), Array(5).fill(null));
         const upperCase = (one) => `%${one.charCodeAt().toString(16).toUpperCase()}`;
         for (let i = 0; i < 300; ++i) {
             const text = random.text([...'aZ9-._~ +%&=/?:@!€ü😀'], 12);

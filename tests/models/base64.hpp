@@ -130,7 +130,7 @@ void check_coders(const std::string &text, NextPiece next_piece) {
     std::replace(safe.begin(), safe.end(), '/', '_');
     const auto url_decoded = [&](std::string_view code) {
         const std::optional<std::vector<uint8_t>> bytes = vela::base64::decode_url(code);
-        return told(bytes.has_value(), bytes.value_or(std::vector<uint8_t>()));
+        return described(bytes.has_value(), bytes.value_or(std::vector<uint8_t>()));
     };
     agree("base64::decode_url, padded", text, url_decoded(safe), "bytes " + text);
     std::erase(safe, '=');
