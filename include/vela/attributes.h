@@ -33,14 +33,14 @@
 #define VELA_NONNULL(...)
 #endif
 
-/** Mark an argument that is a buffer to read, and the argument that is its number of elements; the compiler then reports
- * buffers that are too small. */
+/** Mark an argument that is a buffer to read, and the argument that is its number of elements; the compiler then
+ * reports buffers that are too small. */
 #if defined(__GNUC__) && __GNUC__ >= 11 && !defined(__clang__)
 #define VELA_READS(buffer, count) __attribute__((access(read_only, buffer, count)))
-/** VELA_READS() for a buffer to write. */
 #define VELA_WRITES(buffer, count) __attribute__((access(write_only, buffer, count)))
 #else
 #define VELA_READS(buffer, count)
+/** VELA_READS() for a buffer to write. */
 #define VELA_WRITES(buffer, count)
 #endif
 
