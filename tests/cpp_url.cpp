@@ -1,5 +1,6 @@
 // URLs parsed and built, and queries parsed.
 #include "models/query.hpp"
+#include "models/rfc3986.hpp"
 #include "support.hpp"
 
 using namespace std::literals;
@@ -107,4 +108,19 @@ TEST(any_text_survives_encoding_and_decoding) {
     std::mt19937 random(11);
     for (int round = 0; round < 20000; ++round)
         model::check_query(random_text(random, random() % 12, round % 2 ? "&&==%%+a4fG#/." : any_byte()));
+}
+
+// Texts put together of what matters to the grammar.
+TEST(any_text_is_a_url_or_not) {
+    std::mt19937 random(12);
+    const char *const pieces[] = {"s",      ":",     "//", "/",     "@",       "[",  "]",    "::",  "1",
+                                  "1:2:3:", "0",     "0a", ":ffff", "1.2.3.4", "..", "255",  "256", "%41",
+                                  "%",      "a-b_c", "?",  "#",     "\\",      " ",  "\xC3", "|"};
+    const char *const beginnings[] = {"s:", "s://", "http://", "s://[", "Ws:/", "s://[1:2:", "s://u@", "s://h:", ""};
+    for (int round = 0; round < 10000; ++round) {
+        std::string text = beginnings[random() % std::size(beginnings)];
+        for (auto count = random() % 7; count; --count)
+            text += pieces[random() % std::size(pieces)];
+        model::check_url(random() % 3 ? text : text + "]:80/");
+    }
 }
