@@ -8,10 +8,23 @@
 #include <vela/check.h>
 #include <vela/chull.h>
 #include <vela/cmdline.h>
+#include <vela/cpp/cgi.hpp>
 #include <vela/cpp/matrix.hpp>
 #include <vela/filesystem.h>
 #include <vela/interp.h>
 #include <vela/resample.h>
+
+// Allocations of C++ until one throws; negative afterwards, and if none is to throw.
+static int until_throw = -1;
+
+void *operator new(size_t size) {
+    void *const block = until_throw >= 0 && until_throw-- == 0 ? nullptr : std::malloc(size);
+    if (!block)
+        throw std::bad_alloc();
+    return block;
+}
+void operator delete(void *block) noexcept { std::free(block); }
+void operator delete(void *block, size_t) noexcept { std::free(block); }
 
 // Each text is whole or not there at all.
 TEST(requests_keep_whole_texts_or_none) {
@@ -35,6 +48,39 @@ TEST(requests_keep_whole_texts_or_none) {
             ck_assert_pstr_eq(result, result ? whole : nullptr);
         cgi_cleanup(cgi);
     });
+}
+
+TEST(requests_of_cpp_are_whole_truncated_empty_or_thrown) {
+    const std::string body(200000, 'b'), form = "a=" + std::string(50, '1');
+    cgi_cleanup(request("POST", form.c_str(), form.c_str(), "200000")); // sets the environment
+    const auto is_read = [&] {
+        set_input(body);
+        const auto one = vela::cgi::request::read(body.size());
+        if (one && !one->is_truncated())
+            ck_assert(one->text() == body && one->query("a") && one->cookie("a"));
+        return one && !one->is_truncated();
+    };
+    int unread = 0, thrown = 0;
+    oom::each_allocation_fails([&] {
+        const bool good = is_read();
+        unread += !good;
+        ck_assert(good || oom::has_failed());
+    });
+    ck_assert_int_eq(unread, 2); // without the record, without its body; the C names are not used
+
+    for (bool is_done = false; !is_done; thrown += !is_done) {
+        const int before = oom::live_blocks;
+        until_throw = thrown;
+        try {
+            is_done = is_read();
+        } catch (const std::bad_alloc &) {
+        }
+        is_done = is_done && until_throw >= 0;
+        until_throw = -1;
+        ck_assert_int_eq(oom::live_blocks, before);
+        ck_assert_int_lt(thrown, 1000);
+    }
+    ck_assert_int_gt(thrown, 3);
 }
 
 TEST(empty_tokens_take_no_memory) {
