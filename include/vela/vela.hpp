@@ -6,9 +6,9 @@
  * that needs the hull and has a function dot() or strip() of its own includes <vela/cpp/hull.hpp> alone. This header
  * includes all families.
  *
- * A failure is an empty std::optional, or vela::result, or a bool that must not be ignored. A function that throws nothing is noexcept;
- * the others throw only std::bad_alloc, from the std::string or std::vector that they build, and what a callback of the
- * caller's throws. Nothing needs exceptions or run-time type information to be enabled.
+ * A failure is an empty std::optional or vela::result, or a bool that must not be ignored. A function that throws
+ * nothing is noexcept; the others throw only std::bad_alloc, from the std::string or std::vector that they build, and
+ * what a callback of the caller's throws. Nothing needs exceptions or run-time type information to be enabled.
  */
 #pragma once
 

@@ -27,9 +27,9 @@ runs() { same "$*" "$("$@" one -v two | tail -n 1)" '  <two>'; }
 mkdir "$work/consumer"
 cd "$work/consumer"
 cp "$source/tests/abi/consumer.cmake" CMakeLists.txt
-# program LANGUAGE PAGE, line BEGINNING PAGE: as the page shows it.
+# program LANGUAGE PAGE, line BEGINNING PAGE: the first of its kind, as the page shows it.
 program() { sed -n "/^ *\`\`\`$1\$/,/^ *\`\`\`\$/p" "$source/$2" | sed '1d;$d'; }
-line() { sed -n "s/^ *\($1 .*\)/\1/p" "$source/$2"; }
+line() { sed -n "s/^ *\($1 .*\)/\1/p" "$source/$2" | head -n 1; }
 program c README.md >first.c
 program cpp README.md >hello.cpp
 sed 's/NULL/nullptr/g' first.c >first.cpp
@@ -86,3 +86,21 @@ for kind in installed subdirectory; do
 done
 quietly cmake --install "$work/subdirectory" --prefix "$work/none"
 same 'a subdirectory installs' "$(find "$work" -path "$work/none/*")" ''
+
+# Two modules: their headers alone, which compile; a module that was not built is not found.
+quietly cmake --preset library -G "$generator" -S "$source" -B "$work/two" -DVELA_MODULES="resample;url"
+quietly cmake --build "$work/two"
+quietly cmake --install "$work/two" --prefix "$work/chosen"
+same headers "$(cd "$work/chosen/include/vela" && echo *.h)" 'attributes.h resample.h url.h vela.h version.h'
+quietly c++ -std=c++20 -I"$work/chosen/include" -include vela/vela.hpp -include vela/vela.h -fsyntax-only -x c++ /dev/null
+for components in resample 'url matrix'; do
+    mkdir -p "$work/finds"
+    printf '%s\n' 'cmake_minimum_required(VERSION 3.25)' 'project(finds LANGUAGES C)' \
+        "find_package(vela REQUIRED COMPONENTS $components)" >"$work/finds/CMakeLists.txt"
+    found=$(cmake -S "$work/finds" -B "$work/finds/$components" -DCMAKE_PREFIX_PATH="$work/chosen" 2>&1) && found=found
+    case $components:$found in resample:found | *matrix*'does not have the module matrix'*) ;; *)
+        echo "$components: $found"
+        exit 1
+        ;;
+    esac
+done
