@@ -31,9 +31,12 @@
  */
 #pragma once
 
+#include <vela/overlay/calibration.hpp>
 #include <vela/overlay/edge_list.hpp>
+#include <vela/overlay/lens.hpp>
 #include <vela/overlay/mask.hpp>
 #include <vela/overlay/path.hpp>
 #include <vela/overlay/polygon.hpp>
 #include <vela/overlay/view.hpp>
 #include <vela/overlay/warp.hpp>
+#include <vela/overlay/zoom.hpp>

@@ -11,22 +11,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <memory>
-#include <new>
 #include <span>
 #include <utility>
-#include <vela/overlay/view.hpp>
+#include <vela/overlay/geometry.hpp>
+#include <vela/overlay/scanline.hpp>
 
 namespace vela::overlay::internal {
-
-template <class T>
-using array = std::unique_ptr<T[]>;
-
-// Null when memory runs out.
-template <class T>
-array<T> allocate(std::size_t count) noexcept {
-    return array<T>(new (std::nothrow) T[count]);
-}
 
 // A part of an edge, or of the rim, along which u and v are monotone. Its range of v is half-open, [bottom, top): where
 // two segments join, a scanline through the joint crosses one of them.

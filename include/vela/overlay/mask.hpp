@@ -5,13 +5,19 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <utility>
+#include <variant>
+#include <vela/overlay/boundary.hpp>
+#include <vela/overlay/chords.hpp>
 #include <vela/overlay/polygon.hpp>
+#include <vela/overlay/scanline.hpp>
+#include <vela/overlay/sweep.hpp>
 #include <vela/overlay/view.hpp>
 
 namespace vela::overlay {
@@ -49,7 +55,8 @@ public:
         if (!shape)
             return std::nullopt;
         mask made(std::move(*shape));
-        return made.active_ && made.crossings_ && made.intervals_ ? std::optional(std::move(made)) : std::nullopt;
+        return made.active_ && made.line_ && made.chords_ && made.exits_ ? std::optional(std::move(made))
+                                                                         : std::nullopt;
     }
 
     /** The same, from the record that the C functions take. */
@@ -77,32 +84,51 @@ public:
      */
     template <class Each>
     void draw(const view &seen, Each &&each, coverage mode = coverage::conservative) {
-        const std::span<const internal::segment> segments = shape_.clip_to(seen.frame_);
-        if (segments.empty())
-            return;
-        // The scanline of row y is at y + offset. In the conservative mode it is the lower border of the row's pixels,
-        // and all that is between it and the one before counts.
-        const double offset = mode == coverage::conservative ? 0.5 : 0;
-        double lowest = segments[0].bottom;
-        for (const internal::segment &part : segments)
-            lowest = std::min(lowest, part.bottom);
-        const auto row = [&](double y) { return std::floor(std::clamp(y - offset, -2.0, seen.height_ + 1.0)); };
-        const int begin = std::max(0, static_cast<int>(row(seen.y_of(segments[0].top))) + 1);
-        const int end = std::min(seen.height_, static_cast<int>(row(seen.y_of(lowest) + 2 * offset)) + 1);
+        if (const auto *lens = std::get_if<internal::axes>(&seen.lens_))
+            return draw_by_segments(seen, *lens, each, mode);
+        const double tolerance = mode == coverage::conservative ? kTolerance : kCentreTolerance;
+        seen.by_lens([&](const auto &lens) {
+            draw_by_chords(
+                seen, mode == coverage::conservative ? 0.5 + tolerance + kMargin : 0, each,
+                [&](const internal::window &screen) { return add_boundary(seen, lens, screen, tolerance, 0); });
+        });
+    }
 
-        const double left = seen.u_of(-1), right = seen.u_of(seen.width_);
-        const internal::segment *next = segments.data(), *const last = next + segments.size();
-        active_segment *active_end = active_.get();
-        double above = seen.v_of(begin + offset - 1);
-        for (int y = begin; y < end; ++y) {
-            const double line = seen.v_of(y + offset);
-            for (; next != last && next->top > line; ++next)
-                if (next->bottom <= above && next->leftmost() <= right)
-                    *active_end++ = activate(*next, seen, above, left);
-            active_end = advance(seen, active_end, line, mode);
-            emit(seen, y, each, mode);
-            above = line;
+    /**
+     * Finds the pixels that the mask covers at any moment of the way from one view to another: the camera turns and
+     * zooms while the shutter is open, or its position isn't known exactly. Each pixel whose square touches the inside
+     * or its boundary at any moment is covered; none whose centre is 1.5 pixels off at each.
+     *
+     * On the way pan, tilt and roll change evenly by the shorter way around, and so do the numbers of the lens (the
+     * field of view, where that is given alone). Between views of different sizes or models there is no way: all of the
+     * picture of the first view's size is covered.
+     *
+     * @param from  the view at the begin
+     * @param to    the view at the end
+     * @param each  called as for one view
+     */
+    template <class Each>
+    void draw(const view &from, const view &to, Each &&each) {
+        if (from.width_ != to.width_ || from.height_ != to.height_ || from.lens_.index() != to.lens_.index()) {
+            for (int y = 0; y < from.height_; ++y)
+                each(y, 0, from.width_);
+            return;
         }
+        from.by_lens([&]<class Lens>(const Lens &lens) {
+            const Lens &lens_to = *std::get_if<Lens>(&to.lens_);
+            const internal::motion<Lens> way(from.where_, to.where_, lens, lens_to);
+            constexpr double tolerance = internal::motion<Lens>::kTolerance;
+            draw_by_chords(from, 0.5 + tolerance + kMargin, each, [&](const internal::window &screen) {
+                // Where the lens changes, its rim may pass what no edge does.
+                if (!add_boundary(from, lens, screen, tolerance, 0) ||
+                    (way.zooms() && !add_boundary(to, lens_to, screen, tolerance, 1)))
+                    return false;
+                swept area(chords_);
+                for (const internal::edge &side : shape_.edges())
+                    way.pass(side.from, side.to, screen, area);
+                return area.is_complete;
+            });
+        });
     }
 
     /**
@@ -133,100 +159,131 @@ private:
         bool is_beside; // left of the screen: x is not computed
     };
 
-    // Where the scanline crosses a segment.
-    struct crossing {
-        double x;
-        int step;
-    };
-
-    // A covered part of a row.
-    struct interval {
-        double begin, end;
-    };
-
     explicit mask(internal::polygon shape) noexcept
         : shape_(std::move(shape)), active_(internal::allocate<active_segment>(shape_.max_segments())),
-          crossings_(internal::allocate<crossing>(shape_.max_segments())),
-          intervals_(internal::allocate<interval>(2 * shape_.max_segments())) {}
+          line_(shape_.max_segments() + 64), chords_(4 * shape_.edge_count() + kMinSides),
+          exits_(internal::allocate<internal::exit>(4 * shape_.edge_count())) {}
 
-    static active_segment activate(const internal::segment &part, const view &seen, double above,
+    // What edges pass, as long as there is memory for it.
+    struct swept {
+        internal::chords &kept;
+        bool is_complete = true;
+
+        explicit swept(internal::chords &chords) noexcept : kept(chords) {}
+        void chord(position from, position to, int step) noexcept {
+            is_complete = is_complete && kept.add(from, to, step, 2);
+        }
+        void quad(const std::array<position, 4> &corners, bool is_convex) noexcept {
+            is_complete = is_complete && kept.add(corners, is_convex);
+        }
+    };
+
+    // Fills what collect(screen) adds: all rows at once or, where memory doesn't suffice, fewer.
+    template <class Each, class Collect>
+    void draw_by_chords(const view &seen, double reach, Each &each, Collect &&collect) {
+        for (int begin = 0, rows = seen.height_; begin < seen.height_;) {
+            const int end = std::min(seen.height_, begin + rows);
+            const internal::window screen = {-2, begin - reach, seen.width_ + 1.0, end - 1 + reach};
+            chords_.clear();
+            if (rows == 1) {
+                chords_.draw_on(line_, begin, reach);
+                collect(screen);
+                line_.emit(begin, seen.width_, reach, each);
+            } else if (!collect(screen)) {
+                rows = (end - begin + 1) / 2;
+                continue;
+            } else {
+                chords_.fill(begin, end, seen.width_, reach, line_, each);
+            }
+            begin = end;
+        }
+    }
+
+    // Adds the chords of the polygon's part that a view shows; false when memory doesn't suffice.
+    template <class Lens>
+    bool add_boundary(const view &seen, const Lens &lens, const internal::window &screen, double tolerance,
+                      int which) noexcept {
+        bool is_full = false;
+        const auto chord = [&](position from, position to, int weight) {
+            is_full = is_full || !chords_.add(from, to, weight, which);
+        };
+        const internal::flattener<Lens> flatten(lens, screen, tolerance);
+        const std::span<internal::exit> exits(exits_.get(), 4 * shape_.edge_count());
+        internal::boundary<Lens, decltype(chord)>(shape_, lens, seen.frame_, exits, flatten, chord).draw();
+        return !is_full;
+    }
+
+    // A great circle crosses a scanline of this lens in closed form.
+    template <class Each>
+    void draw_by_segments(const view &seen, const internal::axes &lens, Each &each, coverage mode) {
+        const std::span<const internal::segment> segments = shape_.clip_to(seen.frame_);
+        if (segments.empty())
+            return;
+        // The scanline of row y is at y + offset. In the conservative mode it is the lower border of the row's pixels,
+        // and all that is between it and the one before counts.
+        const double offset = mode == coverage::conservative ? 0.5 : 0;
+        double lowest = segments[0].bottom;
+        for (const internal::segment &part : segments)
+            lowest = std::min(lowest, part.bottom);
+        const auto row = [&](double y) { return std::floor(std::clamp(y - offset, -2.0, seen.height_ + 1.0)); };
+        const int begin = std::max(0, static_cast<int>(row(lens.y_of(segments[0].top))) + 1);
+        const int end = std::min(seen.height_, static_cast<int>(row(lens.y_of(lowest) + 2 * offset)) + 1);
+
+        const double reach = mode == coverage::conservative ? 0.5 + kMargin : 0;
+        const double left = lens.u_of(-1), right = lens.u_of(seen.width_);
+        const internal::segment *next = segments.data(), *const last = next + segments.size();
+        active_segment *active_end = active_.get();
+        double above = lens.v_of(begin + offset - 1);
+        for (int y = begin; y < end; ++y) {
+            const double line = lens.v_of(y + offset);
+            for (; next != last && next->top > line; ++next)
+                if (next->bottom <= above && next->leftmost() <= right)
+                    *active_end++ = activate(*next, lens, above, left);
+            active_end = advance(lens, active_end, line, mode);
+            line_.emit(y, seen.width_, reach, each);
+            above = line;
+        }
+    }
+
+    static active_segment activate(const internal::segment &part, const internal::axes &lens, double above,
                                    double left) noexcept {
         if (part.rightmost() < left)
             return {&part, kBeside, true};
-        return {&part, seen.x_of(part.top > above ? part.u(above) : part.u_top), false};
+        return {&part, lens.x_of(part.top > above ? part.u(above) : part.u_top), false};
     }
 
     // Follows the active segments down to the next scanline: collects its crossings, in the conservative mode what the
     // segments touch on the way, and drops the segments that end.
-    active_segment *advance(const view &seen, active_segment *end, double line, coverage mode) noexcept {
-        crossing_count_ = interval_count_ = 0;
+    active_segment *advance(const internal::axes &lens, active_segment *end, double line, coverage mode) noexcept {
+        line_.clear();
         active_segment *kept = active_.get();
         for (active_segment *at = active_.get(); at != end; ++at) {
             const internal::segment &part = *at->part;
             const bool is_crossed = part.bottom <= line;
             double x = kBeside;
             if (!at->is_beside && (is_crossed || mode == coverage::conservative))
-                x = seen.x_of(is_crossed ? part.u(line) : part.u_bottom);
+                x = lens.x_of(is_crossed ? part.u(line) : part.u_bottom);
             if (!at->is_beside && mode == coverage::conservative)
-                insert(intervals_.get(), interval_count_, {std::min(at->x, x), std::max(at->x, x)}, &interval::begin);
+                line_.touch(std::min(at->x, x), std::max(at->x, x));
             if (is_crossed) {
-                insert(crossings_.get(), crossing_count_, {x, part.step}, &crossing::x);
+                line_.cross(x, part.step);
                 *kept++ = {&part, x, at->is_beside};
             }
         }
         return kept;
     }
 
-    // Insertion sort: a scanline has few items, and they come nearly sorted.
-    template <class Item>
-    static void insert(Item *items, std::size_t &count, Item item, double Item::*key) noexcept {
-        std::size_t at = count++;
-        for (; at > 0 && items[at - 1].*key > item.*key; --at)
-            items[at] = items[at - 1];
-        items[at] = item;
-    }
-
-    // Unites the intervals inside on the scanline with those that are touched, and hands out their pixels.
-    template <class Each>
-    void emit(const view &seen, int y, Each &each, coverage mode) {
-        int winding = 0;
-        double from = 0;
-        for (std::size_t i = 0; i < crossing_count_; ++i) {
-            const crossing &at = crossings_[i];
-            if (winding == 0)
-                from = at.x;
-            winding += at.step;
-            if (winding == 0)
-                insert(intervals_.get(), interval_count_, {from, at.x}, &interval::begin);
-        }
-        if (winding != 0)
-            insert(intervals_.get(), interval_count_, {from, seen.width_ + 1.0}, &interval::begin);
-        const double reach = mode == coverage::conservative ? 0.5 + kMargin : 0;
-        const auto pixel = [&seen](double x) {
-            return static_cast<int>(std::ceil(std::clamp(x, 0.0, static_cast<double>(seen.width_))));
-        };
-        int begin = 0, end = 0;
-        for (std::size_t i = 0; i < interval_count_; ++i) {
-            const int next_begin = pixel(intervals_[i].begin - reach), next_end = pixel(intervals_[i].end + reach);
-            if (next_begin > end) {
-                if (end > begin)
-                    each(y, begin, end);
-                begin = next_begin;
-            }
-            end = std::max(end, next_end);
-        }
-        if (end > begin)
-            each(y, begin, end);
-    }
-
     // A position left of every screen; an upper bound of the error of a position, in pixels.
     static constexpr double kBeside = -9, kMargin = 1e-3;
+    // Pixels from an arc to its chords, where pixels that are touched are covered and where centres decide.
+    static constexpr double kTolerance = 0.25, kCentreTolerance = 1.0 / 256;
+    static constexpr std::size_t kMinSides = 384;
 
     internal::polygon shape_;
     internal::array<active_segment> active_;
-    internal::array<crossing> crossings_;
-    internal::array<interval> intervals_;
-    std::size_t crossing_count_ = 0, interval_count_ = 0;
+    internal::scanline line_;
+    internal::chords chords_;
+    internal::array<internal::exit> exits_;
 };
 
 } // namespace vela::overlay

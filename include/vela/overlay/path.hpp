@@ -9,6 +9,8 @@
 #include <cmath>
 #include <cstddef>
 #include <span>
+#include <type_traits>
+#include <vela/overlay/flatten.hpp>
 #include <vela/overlay/polygon.hpp>
 #include <vela/overlay/view.hpp>
 
@@ -48,21 +50,6 @@ void subdivide(Flat &&is_flat_between, To &&to) {
     }
 }
 
-// The shorter arc between two directions, by a parameter from 0 to 1.
-struct arc {
-    vec from, beside;
-    double angle;
-
-    arc(vec a, vec b) noexcept : from(a), beside{}, angle(0) {
-        const vec normal = cross(a, b);
-        const double sine = length(normal);
-        angle = std::atan2(sine, dot(a, b));
-        if (sine > 0)
-            beside = 1 / sine * cross(normal, a);
-    }
-    vec operator()(double t) const noexcept { return std::cos(t * angle) * from + std::sin(t * angle) * beside; }
-};
-
 // Clips a line to a rectangle, as Liang and Barsky do; false when nothing of it is inside.
 inline bool clip_line(position &a, position &b, double left, double top, double right, double bottom) noexcept {
     double from = 0, to = 1;
@@ -83,6 +70,29 @@ inline bool clip_line(position &a, position &b, double left, double top, double 
     return true;
 }
 
+// Calls line(from, to) for chords of the part of an arc that is in front.
+template <class Line>
+void flatten_by_points(const axes &lens, vec a, vec b, Line &&line) {
+    if (a.x < 0 && b.x < 0)
+        return;
+    if (a.x < 0 || b.x < 0) {
+        const vec meeting = std::fabs(b.x) * a + std::fabs(a.x) * b;
+        (a.x < 0 ? a : b) = unit({0, meeting.y, meeting.z});
+    }
+    const arc curve(a, b);
+    double since = 0;
+    const auto projected = [&](double t) { return lens.project(curve(t)); };
+    subdivide(
+        [&](double from, double to) {
+            return is_flat(projected(from), projected(to), [&](double t) { return projected(from + t * (to - from)); });
+        },
+        [&](double t) {
+            const position from = projected(since), to = projected(t);
+            since = t;
+            line(from, to);
+        });
+}
+
 } // namespace internal
 
 /**
@@ -97,34 +107,26 @@ inline bool clip_line(position &a, position &b, double left, double top, double 
  */
 template <class Line>
 [[nodiscard]] bool project_path(const view &seen, std::span<const direction> path, Line &&line) {
-    using internal::vec;
     const auto at = [&](std::size_t i) { return internal::vector_of(path[i]); };
     for (std::size_t i = 0; i < path.size(); ++i)
         if (!internal::is_finite(path[i]) || (i > 0 && internal::length(at(i - 1) + at(i)) < internal::kAntipodal))
             return false;
-    for (std::size_t i = 1; i < path.size(); ++i) {
-        vec a = seen.frame_.to_local(at(i - 1)), b = seen.frame_.to_local(at(i));
-        if (a.x < 0 && b.x < 0)
-            continue;
-        if (a.x < 0 || b.x < 0) {
-            const vec meeting = std::fabs(b.x) * a + std::fabs(a.x) * b;
-            (a.x < 0 ? a : b) = internal::unit({0, meeting.y, meeting.z});
+    const auto on_screen = [&](position from, position to) {
+        if (internal::clip_line(from, to, -0.5, -0.5, seen.width_ - 0.5, seen.height_ - 0.5))
+            line(from, to);
+    };
+    const internal::window screen = {-2, -2, seen.width_ + 1.0, seen.height_ + 1.0};
+    seen.by_lens([&]<class Lens>(const Lens &lens) {
+        for (std::size_t i = 1; i < path.size(); ++i) {
+            const internal::vec a = seen.frame_.to_local(at(i - 1)), b = seen.frame_.to_local(at(i));
+            if constexpr (std::is_same_v<Lens, internal::axes>)
+                internal::flatten_by_points(lens, a, b, on_screen);
+            else
+                internal::cut_to_seen(lens, a, b, [&](internal::vec from, internal::vec to, bool, bool) {
+                    internal::flattener(lens, screen, internal::kFlatness).arc(from, to, on_screen);
+                });
         }
-        const internal::arc curve(a, b);
-        double since = 0;
-        const auto projected = [&](double t) { return seen.position_of(curve(t)); };
-        internal::subdivide(
-            [&](double from, double to) {
-                return internal::is_flat(projected(from), projected(to),
-                                         [&](double t) { return projected(from + t * (to - from)); });
-            },
-            [&](double t) {
-                position from = projected(since), to = projected(t);
-                since = t;
-                if (internal::clip_line(from, to, -0.5, -0.5, seen.width_ - 0.5, seen.height_ - 0.5))
-                    line(from, to);
-            });
-    }
+    });
     return true;
 }
 
@@ -150,11 +152,18 @@ template <class Corner>
             return seen.unproject(p).value_or(direction{});
         };
         const auto vector = [&](double t) { return seen.frame_.to_local(internal::vector_of(shown(t))); };
+        // An arc whose ends are on the side is as near to it as to its own chord.
+        const auto is_near = [&]<class Lens>(const Lens &lens, internal::vec from, internal::vec to) {
+            if constexpr (std::is_same_v<Lens, internal::axes>)
+                return internal::is_flat(
+                    a, b, [&, curve = internal::arc(from, to)](double t) { return lens.project(curve(t)); });
+            else
+                return lens.bend(lens.flat(from), lens.flat(to)) <= internal::kFlatness;
+        };
         corner(shown(0));
         internal::subdivide(
             [&](double from, double to) {
-                const internal::arc curve(vector(from), vector(to));
-                return internal::is_flat(a, b, [&](double t) { return seen.position_of(curve(t)); });
+                return seen.by_lens([&](const auto &lens) { return is_near(lens, vector(from), vector(to)); });
             },
             [&](double t) {
                 if (t < 1)

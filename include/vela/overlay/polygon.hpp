@@ -12,7 +12,7 @@
 #include <optional>
 #include <span>
 #include <vela/overlay/edge_list.hpp>
-#include <vela/overlay/view.hpp>
+#include <vela/overlay/geometry.hpp>
 
 namespace vela::overlay::internal {
 
@@ -44,6 +44,16 @@ public:
     // At most this number of segments is in front of any view.
     std::size_t max_segments() const noexcept { return list_.capacity(); }
 
+    std::size_t edge_count() const noexcept { return count_; }
+    std::span<const edge> edges() const noexcept { return {edges_.get(), count_}; }
+
+    // The corners in a view's frame, until the next call.
+    std::span<const vec> corners_in(const frame &view) noexcept {
+        for (std::size_t i = 0; i < count_; ++i)
+            corners_[i] = view.to_local(edges_[i].from);
+        return {corners_.get(), count_};
+    }
+
     // The winding number, relative to that of the outside.
     int winding(vec p) const noexcept {
         const anchor &near = nearest_anchor(p);
@@ -54,8 +64,7 @@ public:
     // it: the winding number beyond the rim is 0.
     std::span<const segment> clip_to(const frame &view) noexcept {
         list_.clear();
-        for (std::size_t i = 0; i < count_; ++i)
-            corners_[i] = view.to_local(edges_[i].from);
+        (void)corners_in(view);
         for (std::size_t i = 0; i < count_; ++i)
             list_.clip(corners_[i], corners_[i + 1 < count_ ? i + 1 : 0], view.to_local(edges_[i].normal));
         const anchor &near = nearest_anchor(view.forward);

@@ -1,0 +1,99 @@
+/**
+ * @file
+ * The boundary of what a lens sees of a polygon, as chords on the screen. Part of <vela/overlay.hpp>; nothing here is
+ * public.
+ */
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <span>
+#include <vela/overlay/flatten.hpp>
+#include <vela/overlay/polygon.hpp>
+
+namespace vela::overlay::internal {
+
+// Where an edge crosses the boundary of what is seen: the angle around the axis, where that is on the screen, and the
+// change of the winding number along the boundary when that angle grows.
+struct exit {
+    double around;
+    position at;
+    int step;
+};
+
+template <class Lens, class Chord>
+class boundary {
+public:
+    // chord(from, to, weight) is called for each chord: on one side of it, the right one where it leads downward, the
+    // winding number is greater by the weight. There must be memory for four exits of each edge.
+    boundary(polygon &shape, const Lens &lens, const frame &axes, std::span<exit> exits, const flattener<Lens> &flatten,
+             Chord &chord) noexcept
+        : shape_(shape), lens_(lens), axes_(axes), exits_(exits), flatten_(flatten), chord_(chord) {}
+
+    // Together the chords are closed: the winding number beyond what is seen is 0.
+    void draw() noexcept {
+        const std::span<const vec> corners = shape_.corners_in(axes_);
+        for (std::size_t i = 0; i < corners.size(); ++i)
+            cut_to_seen(lens_, corners[i], corners[i + 1 < corners.size() ? i + 1 : 0],
+                        [this](vec a, vec b, bool enters, bool leaves) { add(a, b, enters, leaves); });
+        close();
+    }
+
+private:
+    void add(vec a, vec b, bool enters, bool leaves) {
+        if (enters)
+            add_exit(a, 1);
+        if (leaves)
+            add_exit(b, -1);
+        flatten_.arc(a, b, [this](position from, position to) { chord_(from, to, 1); });
+    }
+
+    void add_exit(vec p, int step) noexcept {
+        if (count_ < exits_.size())
+            exits_[count_++] = {std::atan2(-p.z, p.y), lens_.project(lens_.flat(p)), step};
+    }
+
+    // Adds the parts of the boundary of what is seen that are inside. Around the axis the winding number changes at the
+    // exits alone; in the middle of the largest gap between them it's the polygon's own.
+    void close() noexcept {
+        const auto angle_after = [this](std::size_t i) {
+            return i + 1 < count_ ? exits_[i + 1].around : exits_[0].around + 2 * kPi;
+        };
+        if (count_ == 0) {
+            const int winding = shape_.winding(axes_.to_sphere(unit(lens_.rim(0))));
+            const position at = lens_.project(lens_.flat(lens_.rim(kPi)));
+            return winding ? add_rim({-kPi, at, 0}, {kPi, at, 0}, winding) : void();
+        }
+        std::sort(exits_.begin(), exits_.begin() + static_cast<std::ptrdiff_t>(count_),
+                  [](const exit &a, const exit &b) { return a.around < b.around; });
+        std::size_t widest = 0;
+        for (std::size_t i = 1; i < count_; ++i)
+            if (angle_after(i) - exits_[i].around > angle_after(widest) - exits_[widest].around)
+                widest = i;
+        const vec middle = lens_.rim((exits_[widest].around + angle_after(widest)) / 2);
+        int winding = shape_.winding(axes_.to_sphere(unit(middle)));
+        for (std::size_t i = 0, at = widest; i < count_; ++i) {
+            const std::size_t next = at + 1 < count_ ? at + 1 : 0;
+            if (winding != 0)
+                add_rim(exits_[at], {angle_after(at), exits_[next].at, 0}, winding);
+            winding += exits_[next].step;
+            at = next;
+        }
+    }
+
+    // The screen is on the right of who goes around by growing angles, clockwise.
+    void add_rim(const exit &from, const exit &to, int winding) {
+        flatten_.rim(to.around, from.around, to.at, from.at, [&](position a, position b) { chord_(a, b, winding); });
+    }
+
+    polygon &shape_;
+    const Lens &lens_;
+    const frame &axes_;
+    std::span<exit> exits_;
+    std::size_t count_ = 0;
+    const flattener<Lens> &flatten_;
+    Chord &chord_;
+};
+
+} // namespace vela::overlay::internal

@@ -1,0 +1,130 @@
+/**
+ * @file
+ * A row of pixels while a polygon is filled. Part of <vela/overlay.hpp>; nothing here is public.
+ */
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <memory>
+#include <new>
+
+namespace vela::overlay::internal {
+
+template <class T>
+using array = std::unique_ptr<T[]>;
+
+// Null when memory runs out.
+template <class T>
+array<T> allocate(std::size_t count) noexcept {
+    return array<T>(new (std::nothrow) T[count]);
+}
+
+// Where edges cross the scanline, and what they touch of the row around it.
+class scanline {
+public:
+    explicit scanline(std::size_t max_edges) noexcept
+        : capacity_(max_edges), crossings_(allocate<crossing>(max_edges)),
+          intervals_(allocate<interval>(2 * max_edges)) {}
+    explicit operator bool() const noexcept { return crossings_ && intervals_; }
+
+    void clear() noexcept { crossing_count_ = interval_count_ = 0; }
+    // A polygon's winding number changes by step from left to right. Several polygons can be filled at once. Of more
+    // edges than there is memory for all of the row is taken.
+    void cross(double x, int step, int which = 0) noexcept {
+        if (crossing_count_ < capacity_)
+            insert(crossings_.get(), crossing_count_, {x, step, which}, &crossing::x);
+        else
+            touch(-1e9, 1e9);
+    }
+    void touch(double begin, double end) noexcept {
+        if (interval_count_ == 2 * capacity_)
+            unite();
+        insert(intervals_.get(), interval_count_, {begin, end}, &interval::begin);
+    }
+
+    // Unites the intervals inside on the scanline with those that are touched, and hands out the pixels whose centres
+    // are in it or within reach.
+    template <class Each>
+    void emit(int y, int width, double reach, Each &each) {
+        int winding[kPolygons] = {};
+        double from[kPolygons] = {};
+        for (std::size_t i = 0; i < crossing_count_; ++i) {
+            const auto [x, step, which] = crossings_[i];
+            if (winding[which] == 0)
+                from[which] = x;
+            winding[which] += step;
+            if (winding[which] == 0)
+                touch(from[which], x);
+        }
+        for (int which = 0; which < kPolygons; ++which)
+            if (winding[which] != 0)
+                touch(from[which], width + 1.0);
+        const auto pixel = [width](double x) {
+            return static_cast<int>(std::ceil(std::clamp(x, 0.0, static_cast<double>(width))));
+        };
+        int begin = 0, end = 0;
+        double reached = -1e300;
+        for (std::size_t i = 0; i < interval_count_; ++i) {
+            if (intervals_[i].end <= reached)
+                continue;
+            reached = intervals_[i].end;
+            const int next_begin = pixel(intervals_[i].begin - reach), next_end = pixel(intervals_[i].end + reach);
+            if (next_begin > end) {
+                if (end > begin)
+                    each(y, begin, end);
+                begin = next_begin;
+            }
+            end = std::max(end, next_end);
+        }
+        if (end > begin)
+            each(y, begin, end);
+    }
+
+private:
+    static constexpr int kPolygons = 3;
+
+    struct crossing {
+        double x;
+        int step, which;
+    };
+
+    struct interval {
+        double begin, end;
+    };
+
+    // Insertion sort: a scanline has few items, and they come nearly sorted.
+    template <class Item>
+    static void insert(Item *items, std::size_t &count, Item item, double Item::*key) noexcept {
+        std::size_t at = count++;
+        for (; at > 0 && items[at - 1].*key > item.*key; --at)
+            items[at] = items[at - 1];
+        items[at] = item;
+    }
+
+    // Makes intervals that overlap one; if none do, all.
+    void unite() noexcept {
+        std::size_t last = 0;
+        const bool are_apart = interval_count_ > capacity_ && [this] {
+            for (std::size_t i = 1; i < interval_count_; ++i)
+                if (intervals_[i].begin <= intervals_[i - 1].end)
+                    return false;
+            return true;
+        }();
+        for (std::size_t i = 1; i < interval_count_; ++i) {
+            if (intervals_[i].begin > intervals_[last].end && !are_apart)
+                intervals_[++last] = intervals_[i];
+            else
+                intervals_[last].end = std::max(intervals_[last].end, intervals_[i].end);
+        }
+        interval_count_ = last + 1;
+    }
+
+    std::size_t capacity_;
+    array<crossing> crossings_;
+    array<interval> intervals_;
+    std::size_t crossing_count_ = 0, interval_count_ = 0;
+};
+
+} // namespace vela::overlay::internal
