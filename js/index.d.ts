@@ -130,7 +130,7 @@ export interface Curves {
 
 /** Trigonometry and roots in fixed point; QN holds the real value times 2^N. Angles in degrees are Q10: times 1024. */
 export interface FixedPoint {
-    /** Sine in Q12 (4096 stands for 1.0). @param angle Q10 degrees, any 32-bit integer */
+    /** Sine in Q12 (4096 is 1.0). @param angle Q10 degrees, any 32-bit integer */
     sinQ10inQ12out(angle: number): number;
     /** The smallest Q10 root whose square reaches x, at most 2048. @param x Q20, 0 to 2^31 */
     sqrtQ20ToQ10(x: number): number;

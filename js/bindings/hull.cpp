@@ -7,8 +7,8 @@ using vela::hull;
 
 namespace {
 
-// Numbers of vertices in the order of vertices(), `each` of a record of `count`. While they are collected, they stand
-// in the vertices, in place of the hull's own.
+// For each of `count` records, the indices of its `each` vertices in the order of vertices(). While they are collected,
+// the vertices hold them instead of their own numbers.
 template <class Records, class Vertices>
 block *numbered(const hull &of, const Records &records, size_t count, size_t each, Vertices vertices_of) {
     result<uint32_t> all(count * each), own(of.vertex_count());

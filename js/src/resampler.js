@@ -66,7 +66,7 @@ export function resampler(core) {
                 toFloats = areFloats('to', to),
                 count = lengthOf(samples),
                 outputs = countOutputs(handleOf(this), count);
-            if (lengthOf(to) < outputs) throw new RangeError(`to: expected room for ${outputs} samples`);
+            if (lengthOf(to) < outputs) throw new RangeError(`to: expected at least ${outputs} samples`);
             for (let at = 0, done = 0; at < count; ) {
                 const piece = Math.min(this.#piece, count - at),
                     memory = core.heap.Int16Array;

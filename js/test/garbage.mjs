@@ -24,7 +24,7 @@ test('a million calls of an audio worklet leave nothing for the garbage collecto
         const before = process.memoryUsage().heapUsed;
         run(1e6);
         const used = process.memoryUsage().heapUsed - before;
-        await new Promise((done) => setTimeout(done, 10)); // the observer is told
+        await new Promise((done) => setTimeout(done, 10)); // the observer is notified
         attempts.push(`${collections} collections, ${used} bytes`);
     } while (!/^0 collections, -?\d{1,5} bytes$/.test(attempts.at(-1)));
 });

@@ -38,8 +38,8 @@ VELA_EXPORT(base64_encode) block *base64_encoded(const char *bytes, size_t size)
     return give(model::base64_of({bytes, size}));
 }
 VELA_EXPORT(base64_decode) block *base64_decoded(const char *text, size_t length) {
-    const std::string told = model::strictly_decoded({text, length});
-    return told == "refused" ? nullptr : give(std::string_view(told).substr(sizeof "bytes"));
+    const std::string result = model::strictly_decoded({text, length});
+    return result == "refused" ? nullptr : give(std::string_view(result).substr(sizeof "bytes"));
 }
 
 VELA_EXPORT(colour_convert) block *colour_converted(size_t conversion, const uint8_t *pixels, size_t size) {

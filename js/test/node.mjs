@@ -112,7 +112,7 @@ test('violated preconditions and exceptions of the host leave the stack as it wa
 });
 
 // Memory grows by pages of 64 KiB: what is called often enough shows even the smallest block that is not freed.
-test('no call leaves a block behind', () => {
+test('no call leaks memory', () => {
     const { Instance } = WebAssembly,
         memories = [];
     WebAssembly.Instance = function (...args) {

@@ -174,7 +174,7 @@ for (let test = 0; test < all.instance.exports.count(); ++test) {
         reason = leftOut[`${ofSuite} ${title}`];
     if (reason) {
         ++skipped;
-        console.log(`${ofSuite} ${unit} ${title}: left out: ${reason}`);
+        console.log(`${ofSuite} ${unit} ${title}: skipped: ${reason}`);
         continue;
     }
     const failure = failureOf(test);
@@ -184,5 +184,5 @@ for (let test = 0; test < all.instance.exports.count(); ++test) {
         console.log(`${name}: ${failure instanceof Failure ? failure.message : (failure.stack ?? failure)}`);
     }
 }
-console.log(`${suite || 'all suites'}: ${run} tests, ${failed} failed, ${skipped} left out`);
+console.log(`${suite || 'all suites'}: ${run} tests, ${failed} failed, ${skipped} skipped`);
 process.exitCode = run === 0 || failed ? 1 : 0;
