@@ -2,6 +2,14 @@
 #include "bindings.hpp"
 #include <cstdarg>
 #include <stdio.h>
+#include <unistd.h>
+
+// Random bytes come from the host, which throws an exception if it has none.
+extern "C" [[clang::import_module("env"), clang::import_name("random")]] void vela_random(void *buf, size_t len);
+int getentropy(void *buf, size_t len) {
+    vela_random(buf, len);
+    return 0;
+}
 
 // A pointer of the C allocator, so that a caller can free a block.
 void *operator new(size_t size) { return bindings::allocate(size); }
