@@ -193,6 +193,12 @@ public:
         return is_shown(seen) && hide_drawn([&](receiver &each) { what.draw(seen, each); }, how);
     }
 
+    /** The same for what a mask covers at any moment of the way from one view to another. */
+    [[nodiscard]] bool hide(overlay::mask &what, const overlay::view &from, const overlay::view &to,
+                            const cover &how = {}) const noexcept {
+        return is_shown(from) && is_shown(to) && hide_drawn([&](receiver &each) { what.draw(from, to, each); }, how);
+    }
+
     /**
      * Draws text: see vela_picture_text().
      *

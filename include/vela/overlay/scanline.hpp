@@ -7,18 +7,26 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <cstdlib>
 #include <memory>
-#include <new>
+#include <type_traits>
 
 namespace vela::overlay::internal {
 
+struct freed {
+    void operator()(void *block) const noexcept { std::free(block); }
+};
 template <class T>
-using array = std::unique_ptr<T[]>;
+using array = std::unique_ptr<T[], freed>;
 
-// Null when memory runs out.
+// Uninitialised, from the C allocator, which needs no C++ library at run time; null when memory runs out.
 template <class T>
 array<T> allocate(std::size_t count) noexcept {
-    return array<T>(new (std::nothrow) T[count]);
+    static_assert(std::is_trivially_default_constructible_v<T> && std::is_trivially_destructible_v<T>);
+    if (count > PTRDIFF_MAX / sizeof(T))
+        return nullptr;
+    return array<T>(static_cast<T *>(std::malloc((count ? count : 1) * sizeof(T))));
 }
 
 // Where edges cross the scanline, and what they touch of the row around it.

@@ -1,0 +1,116 @@
+// The overlay's views and masks for C, as records on the heap of what <vela/overlay.hpp> gives.
+#include "common/memory.hpp"
+#include <new>
+#include <utility>
+#include <vela/cpp/picture.hpp>
+#include <vela/overlay.h>
+
+namespace overlay = vela::overlay;
+
+struct vela_view {
+    overlay::view value;
+};
+struct vela_mask {
+    overlay::mask value;
+};
+
+namespace {
+
+// On the C heap; null for nothing, and when memory runs out.
+template <class Record, class Value>
+Record *record_of(std::optional<Value> made) {
+    void *const place = made ? std::malloc(sizeof(Record)) : nullptr;
+    return place ? new (place) Record{std::move(*made)} : nullptr;
+}
+
+template <class Record>
+void release(Record *record) {
+    if (record)
+        record->~Record();
+    std::free(record);
+}
+
+std::optional<overlay::view> view_of(int32_t width, int32_t height, const vela_orientation &where,
+                                     const vela_lens &lens) {
+    const double *const d = lens.distortion;
+    const overlay::orientation orientation = {where.pan, where.tilt, where.roll};
+    switch (lens.model) {
+    case VELA_LENS_AXES:
+        return where.roll == 0 && -90 <= where.tilt && where.tilt <= 90
+                   ? overlay::view::make(width, height, overlay::direction{where.pan, where.tilt}, lens.fov)
+                   : std::nullopt;
+    case VELA_LENS_PINHOLE:
+        return overlay::view::make(width, height, orientation,
+                                   overlay::pinhole{lens.fx, lens.fy, lens.cx, lens.cy, d[0], d[1], d[2], d[3], d[4]});
+    case VELA_LENS_FISHEYE:
+        return overlay::view::make(width, height, orientation,
+                                   overlay::fisheye{lens.fx, lens.fy, lens.cx, lens.cy, d[0], d[1], d[2], d[3]});
+    default:
+        return std::nullopt;
+    }
+}
+
+template <class Lens>
+vela_lens lens_of(int32_t model, const Lens &lens) {
+    return {model, 0, lens.fx, lens.fy, lens.cx, lens.cy, {}};
+}
+
+} // namespace
+
+vela_lens vela_lens_of_fov(int32_t model, int32_t width, int32_t height, double degrees) {
+    if (model == VELA_LENS_PINHOLE)
+        return lens_of(model, overlay::pinhole::of_fov(width, height, degrees));
+    if (model == VELA_LENS_FISHEYE)
+        return lens_of(model, overlay::fisheye::of_fov(width, height, degrees));
+    return {model, degrees, 0, 0, 0, 0, {}};
+}
+
+void vela_view_free(vela_view *view) { release(view); }
+
+void vela_mask_free(vela_mask *mask) { release(mask); }
+
+vela_view *vela_view_make(int32_t width, int32_t height, const vela_orientation *where, const vela_lens *lens) {
+    return record_of<vela_view>(view_of(width, height, *where, *lens));
+}
+
+int32_t vela_view_project(const vela_view *view, const vela_direction *from, vela_position *to) {
+    const auto found = view->value.project({from->pan, from->tilt});
+    if (found)
+        *to = {found->x, found->y};
+    return found.has_value();
+}
+
+int32_t vela_view_unproject(const vela_view *view, const vela_position *from, vela_direction *to) {
+    const auto found = view->value.unproject({from->x, from->y});
+    if (found)
+        *to = {found->pan, found->tilt};
+    return found.has_value();
+}
+
+vela_mask *vela_mask_make(const vela_direction *corners, size_t count) {
+    const auto copied = vela::detail::allocate<overlay::direction>(count);
+    if (!copied)
+        return nullptr;
+    for (size_t i = 0; i < count; ++i)
+        copied[i] = {corners[i].pan, corners[i].tilt};
+    return record_of<vela_mask>(overlay::mask::make({copied.get(), count}));
+}
+
+int32_t vela_mask_contains(const vela_mask *mask, const vela_direction *at) {
+    return mask->value.contains({at->pan, at->tilt});
+}
+
+size_t vela_mask_runs(vela_mask *mask, const vela_view *from, const vela_view *to, vela_run *out, size_t capacity) {
+    vela::internal::run_receiver each{out, capacity};
+    to ? mask->value.draw(from->value, to->value, each) : mask->value.draw(from->value, each);
+    return each.count;
+}
+
+int32_t vela_mask_hide(vela_mask *mask, const vela_view *from, const vela_view *to, const vela_picture *picture,
+                       const vela_cover *cover) {
+    const auto onto = vela::picture::make(*picture);
+    if (!onto)
+        return 1;
+    const vela::picture::cover how = cover ? vela::picture::cover(*cover) : vela::picture::cover();
+    return !(to ? onto->hide(mask->value, from->value, to->value, how) : onto->hide(mask->value, from->value, how));
+}

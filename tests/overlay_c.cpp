@@ -1,0 +1,93 @@
+// The overlay for C gives what the C++ headers give, for each model of lenses.
+#include "models/agree.hpp"
+#include "support.hpp"
+#include <array>
+#include <cmath>
+#include <memory>
+#include <optional>
+#include <vela/overlay.h>
+#include <vela/overlay.hpp>
+
+namespace {
+
+using namespace vela::overlay;
+
+struct freed {
+    void operator()(vela_view *view) const { vela_view_free(view); }
+    void operator()(vela_mask *mask) const { vela_mask_free(mask); }
+};
+
+constexpr int kWidth = 640, kHeight = 360;
+
+std::unique_ptr<vela_view, freed> view_of(int model, const vela_orientation &where, double fov = 70) {
+    vela_lens lens = vela_lens_of_fov(model, kWidth, kHeight, fov);
+    lens.distortion[0] = model == VELA_LENS_AXES ? 0 : -0.05;
+    lens.distortion[1] = model == VELA_LENS_PINHOLE ? 0.01 : 0;
+    return std::unique_ptr<vela_view, freed>(vela_view_make(kWidth, kHeight, &where, &lens));
+}
+
+view same_view(int model, const vela_orientation &where) {
+    const orientation o = {where.pan, where.tilt, where.roll};
+    if (model == VELA_LENS_AXES)
+        return value_of(view::make(kWidth, kHeight, direction{where.pan, where.tilt}, 70));
+    if (model == VELA_LENS_PINHOLE) {
+        pinhole lens = pinhole::of_fov(kWidth, kHeight, 70);
+        lens.k1 = -0.05;
+        lens.k2 = 0.01;
+        return value_of(view::make(kWidth, kHeight, o, lens));
+    }
+    fisheye lens = fisheye::of_fov(kWidth, kHeight, 70);
+    lens.k1 = -0.05;
+    return value_of(view::make(kWidth, kHeight, o, lens));
+}
+
+} // namespace
+
+TEST(each_lens_gives_what_the_headers_give) {
+    constexpr vela_direction corners[] = {{20, -5}, {28, -6}, {30, 9}, {22, 3}};
+    const std::unique_ptr<vela_mask, freed> hidden(vela_mask_make(corners, 4));
+    mask same = value_of(mask::make(std::array<direction, 4>{{{20, -5}, {28, -6}, {30, 9}, {22, 3}}}));
+    for (const int model : {VELA_LENS_AXES, VELA_LENS_PINHOLE, VELA_LENS_FISHEYE}) {
+        const double roll = model == VELA_LENS_AXES ? 0 : 15;
+        const vela_orientation where = {25, 2, roll}, later = {29, 1, roll};
+        const auto seen = view_of(model, where), last = view_of(model, later);
+        const view first = same_view(model, where), second = same_view(model, later);
+        vela_direction ahead = {};
+        vela_position at = {};
+        ck_assert_int_eq(vela_view_project(seen.get(), &corners[2], &at), 1);
+        const position expected = value_of(first.project({30, 9}));
+        agree_all("project", std::array{model}, std::array{at.x, at.y}, std::array{expected.x, expected.y});
+        ck_assert_int_eq(vela_view_unproject(seen.get(), &at, &ahead), 1);
+        agree_all("unproject", std::array{model}, std::array{ahead.pan, ahead.tilt}, std::array{30.0, 9.0}, 0.01);
+        const vela_direction opposite = {-155, -2};
+        ck_assert_int_eq(vela_view_project(seen.get(), &opposite, &at), 0);
+        for (const vela_view *to : {static_cast<vela_view *>(nullptr), last.get()}) {
+            std::vector<int> runs, got;
+            const auto keep = [&](int y, int begin, int end) { runs.insert(runs.end(), {y, begin, end}); };
+            to ? same.draw(first, second, keep) : same.draw(first, keep);
+            std::vector<vela_run> out(runs.size() / 3);
+            ck_assert_uint_eq(vela_mask_runs(hidden.get(), seen.get(), to, out.data(), 2), out.size());
+            ck_assert_uint_eq(vela_mask_runs(hidden.get(), seen.get(), to, out.data(), out.size()), out.size());
+            for (const vela_run &run : out)
+                got.insert(got.end(), {run.y, run.begin, run.end});
+            agree_all("runs", std::array{model, to ? 1 : 0}, got, runs);
+        }
+    }
+    const vela_direction inside = {25, 0}, outside = {25, 20};
+    ck_assert_int_eq(vela_mask_contains(hidden.get(), &inside), 1);
+    ck_assert_int_eq(vela_mask_contains(hidden.get(), &outside), 0);
+}
+
+TEST(what_is_out_of_range_is_null) {
+    for (int model = -1; model <= VELA_LENS_FISHEYE + 1; ++model)
+        for (const double fov : {0.0, -1.0, 361.0, std::nan("")})
+            ck_assert(!view_of(model, {0, 0, 0}, fov));
+    ck_assert(!view_of(VELA_LENS_AXES, {0, 0, 1}));
+    ck_assert(!view_of(VELA_LENS_AXES, {0, 91, 0}));
+    ck_assert(!view_of(VELA_LENS_PINHOLE, {0, INFINITY, 0}));
+    const vela_direction corners[] = {{0, 0}, {180, 0}, {90, 45}};
+    for (const size_t count : {size_t{0}, size_t{2}, size_t{3}})
+        ck_assert_ptr_null(vela_mask_make(corners, count));
+    vela_view_free(nullptr);
+    vela_mask_free(nullptr);
+}
