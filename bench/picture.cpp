@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <tuple>
-#include <utility>
 #include <vector>
 #include <vela/cpp/picture.hpp>
 #ifdef HAVE_YUV

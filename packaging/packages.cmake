@@ -8,7 +8,7 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL library overlay development documentation examples camera)
+set(CPACK_COMPONENTS_ALL library overlay development documentation examples mask camera)
 if(CMAKE_LIBRARY_ARCHITECTURE MATCHES "^arm")
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
 endif()
@@ -45,13 +45,17 @@ conversion, CGI, URLs, text, Base64, UUIDs, the command line, times and
 files. Results are bit-identical on every machine.")
 set(same_overlay "libvela-overlay1 (= ${PROJECT_VERSION})")
 vela_package(overlay libvela-overlay1 any ""
-  "The shared library for pictures of cameras: conversion between formats,
-masks, text and lines on them.")
+  "The shared library for pictures of cameras: conversion between formats, and
+privacy masks that stay in place whatever the lens and the movement.")
 vela_package(development libvela-dev any "${same_library}, ${same_overlay}"
   "Development files: headers for C11 and C++20, the static libraries, manual
 pages, a CMake package and pkg-config files.")
 vela_package(documentation vela-doc all "" "The reference of all functions in HTML.")
 vela_package(examples vela-examples all "" "The source of small example programs for each module.")
+vela_package(mask vela-mask any "${same_library}, ${same_overlay}"
+  "Privacy masks in video from a moving camera: YUV4MPEG2 on standard input and
+output, masks and lenses as JSON, the camera's position as a table.")
+set(CPACK_DEBIAN_MASK_PACKAGE_SECTION video)
 vela_package(camera vela-camera any "${same_library}, lighttpd"
   "An example pan/tilt camera with a web interface, built on the library: live
 pictures and sound of a painted scene, privacy masks, presets and patrols,

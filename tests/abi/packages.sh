@@ -61,6 +61,13 @@ done
 quietly sh -c "$(line c++ README.md)"
 same hello.cpp "$(eval "$(line REQUEST_METHOD=GET README.md)" | tail -n 1)" '{"hello": "Front gate"}'
 
+# The second library.
+quietly cc -std=c11 "$source/examples/hide.c" $(pkg-config --cflags --libs vela vela-overlay) -o hide
+head -c 345600 /dev/zero | ./hide | cmp -s -n 100000 - /dev/zero && {
+    echo "hide hides nothing"
+    exit 1
+}
+
 # A dot() of the program's own beside the library's.
 cp "$libraries/libvela.a" .
 sh -c "$(line objcopy docs/conventions.md)"
