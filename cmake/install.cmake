@@ -12,11 +12,12 @@ if(TARGET vela_overlay)
           ARCHIVE COMPONENT development)
 endif()
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
-if(VELA_DEBUG_INFO)
-  install(CODE "execute_process(COMMAND ${CMAKE_STRIP} --strip-debug --enable-deterministic-archives
-    \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libvela.a
-    \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libvela-overlay.a COMMAND_ERROR_IS_FATAL ANY)")
-endif()
+foreach(archive vela vela-overlay)
+  if(VELA_DEBUG_INFO AND (TARGET vela_overlay OR archive STREQUAL vela))
+    install(CODE "execute_process(COMMAND ${CMAKE_STRIP} --strip-debug --enable-deterministic-archives
+      \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/lib${archive}.a COMMAND_ERROR_IS_FATAL ANY)")
+  endif()
+endforeach()
 
 # The headers; those of modules that are not built are left out, with what includes them.
 set(vela_left_out "")
