@@ -123,6 +123,14 @@ export function testOverlay({ Mask, Picture, project, unproject, projectPath, un
             near = new Uint8Array(4 * 8 * 8);
         tiny.draw({ ...border, width: 8, height: 8 }, near);
         pixels({ width: 8, height: 8 }, (x, y, i) => equal(near[4 * i], x < 7 && y < 7 ? 200 : 0, `${x}, ${y}`));
+        // Half a pixel higher, where positions are as far apart as pixels: between two rows.
+        const narrow = { width: 32, height: 32, pan: 0, tilt: 0, fov: 0.032 },
+            rows = new Uint8Array(4 * 32 * 32);
+        pixels(narrow, (x, y, i) => rows.fill(8 * y, 4 * i, 4 * i + 4));
+        const higher = Picture.make(narrow, rows);
+        higher.draw({ ...narrow, tilt: 0.0005 }, rows);
+        pixels(narrow, (x, y, i) => y && equal(rows[4 * i], 8 * y - 4, `${x}, ${y}`));
+        higher.free();
         [one, tiny].forEach((owner) => owner.free());
     });
 
