@@ -21,11 +21,15 @@ namespace vela::overlay {
  * It sees what is in front, up to the radius where r radial stops growing.
  */
 struct pinhole {
-    double fx = 0, fy = 0; /**< focal lengths, in pixels */
-    double cx = 0, cy = 0; /**< the position of the optical axis */
-    double k1 = 0, k2 = 0; /**< radial distortion */
-    double p1 = 0, p2 = 0; /**< tangential distortion */
-    double k3 = 0;         /**< radial distortion */
+    double fx = 0; /**< focal length across, in pixels */
+    double fy = 0; /**< focal length down, in pixels */
+    double cx = 0; /**< column of the optical axis */
+    double cy = 0; /**< row of the optical axis */
+    double k1 = 0; /**< radial distortion */
+    double k2 = 0; /**< radial distortion */
+    double p1 = 0; /**< tangential distortion */
+    double p2 = 0; /**< tangential distortion */
+    double k3 = 0; /**< radial distortion */
 
     /**
      * A lens without distortion, of square pixels.
@@ -40,6 +44,7 @@ struct pinhole {
         return {f, f, std::floor(width / 2.0), std::floor(height / 2.0)};
     }
 
+    /** Whether all numbers are the same. */
     friend bool operator==(const pinhole &, const pinhole &) noexcept = default;
 };
 
@@ -51,9 +56,14 @@ struct pinhole {
  * times fx across and fy down. It sees angles below 180 degrees, up to the one where that radius stops growing.
  */
 struct fisheye {
-    double fx = 0, fy = 0;                 /**< focal lengths, in pixels per radian */
-    double cx = 0, cy = 0;                 /**< the position of the optical axis */
-    double k1 = 0, k2 = 0, k3 = 0, k4 = 0; /**< distortion */
+    double fx = 0; /**< focal length across, in pixels per radian */
+    double fy = 0; /**< focal length down, in pixels per radian */
+    double cx = 0; /**< column of the optical axis */
+    double cy = 0; /**< row of the optical axis */
+    double k1 = 0; /**< distortion */
+    double k2 = 0; /**< distortion */
+    double k3 = 0; /**< distortion */
+    double k4 = 0; /**< distortion */
 
     /**
      * A lens without distortion, of square pixels.
@@ -68,6 +78,7 @@ struct fisheye {
         return {f, f, std::floor(width / 2.0), std::floor(height / 2.0)};
     }
 
+    /** Whether all numbers are the same. */
     friend bool operator==(const fisheye &, const fisheye &) noexcept = default;
 };
 

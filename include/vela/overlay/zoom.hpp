@@ -46,8 +46,8 @@ class zoom {
 public:
     /** The lens at a zoom position, in whatever unit the camera tells it. */
     struct row {
-        double position;
-        Lens lens;
+        double position; /**< of the zoom */
+        Lens lens;       /**< what it makes of the lens */
     };
 
     /**
