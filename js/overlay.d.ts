@@ -32,7 +32,7 @@ export type Coverage = 'conservative' | 'centres';
 export interface MaskMaker {
     /**
      * A polygon of directions, joined by the shorter great-circle arcs. Outside is the region with most of the sphere.
-     * @param corners pairs of pan and tilt, three or more, up to 2^20
+     * @param corners pairs of pan and tilt, three or more, up to 384
      * @returns null if a number is not finite, all corners are equal, neighbours are antipodal, or memory runs out
      */
     make(corners: Float64Array): Mask | null;

@@ -88,8 +88,15 @@ TEST(invalid_masks_views_and_paths_are_refused) {
     for (const corners &polygon : refused)
         ck_assert(!mask::make(polygon));
     ck_assert(mask::make(corners{{0, 0}, {0, 0}, {5, 0}, {5, 5}, {360, 0}}).has_value());
+    // The longest polygons: all sides cross each row.
+    corners zigzag;
+    for (int i = 0; i < 385; ++i)
+        zigzag.push_back({i * 0.1, i % 2 ? 20.0 : -20.0});
+    ck_assert(!mask::make(zigzag));
+    zigzag.pop_back();
+    ck_assert(mask::make(zigzag).has_value());
     ck_assert(!mask::make(smap_sphere_poly{0, nullptr}));
-    for (const double fov : {0.0, -1.0, 181.0, std::nan("")})
+    for (const double fov : {0.0, -1.0, 9e-7, 181.0, std::nan("")})
         ck_assert(!view::make(640, 480, {0, 0}, fov));
     const view seen = usual_view();
     ck_assert(!view::make(0, 480, {0, 0}, 60));
@@ -100,6 +107,15 @@ TEST(invalid_masks_views_and_paths_are_refused) {
     ck_assert(!seen.unproject({NAN, 0}));
     ck_assert(!project_path(seen, corners{{0, 0}, {180, 0}}, [](position, position) {}));
     ck_assert(!unproject_polygon(seen, std::vector<position>{{0, 0}, {9000, 0}, {0, 9}}, [](direction) {}));
+}
+
+TEST(the_centre_is_in_the_middle_at_angles_of_any_size) {
+    for (const double angle : {725.0, 3.6e16, -1e300})
+        for (const direction centre : {direction{0, angle}, direction{angle, 0}}) {
+            const position middle = value_of(value_of(view::make(640, 480, centre, 1e-6)).project(centre));
+            ck_assert_double_eq_tol(middle.x, 320, 0.05);
+            ck_assert_double_eq_tol(middle.y, 240, 0.05);
+        }
 }
 
 // Records of the C functions: the projection inverts the unprojection to a twentieth of a pixel, and directions are

@@ -81,6 +81,7 @@ struct frame {
     vec forward, right, up;
 
     static frame of(direction d) noexcept {
+        d = {within_half_turn(d.pan), within_half_turn(d.tilt)}; // else 90 degrees more are lost in a large tilt
         const vec forward = vector_of(d), up = vector_of({d.pan, d.tilt + 90});
         return {forward, cross(up, forward), up};
     }

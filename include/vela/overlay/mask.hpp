@@ -43,10 +43,11 @@ enum class coverage : std::uint8_t {
 class mask {
 public:
     /**
-     * Prepares a polygon. Takes time proportional to the square of the number of corners.
+     * Prepares a polygon, in time proportional to the square of the number of corners. Drawing takes longest when all
+     * sides cross all rows; the limit of corners keeps that to 20 ms a view of 1920 x 1080 pixels (x86-64, 2.6 GHz).
      *
-     * @param corners  three directions or more; those that repeat the one before are left out
-     * @return the mask; empty for fewer corners (or all the same) and more than 2^20, for numbers that are not finite,
+     * @param corners  three directions or more, up to 384; those that repeat the one before are left out
+     * @return the mask; empty for fewer corners (or all the same) and more, for numbers that are not finite,
      *         for neighbours that are antipodal to within a ten-thousandth of a degree, between which no arc is the
      *         shorter one, and when memory runs out
      */

@@ -73,7 +73,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t kMaxCorners = 1 << 20;
+    static constexpr std::size_t kMaxCorners = 384;
     static constexpr int kAnchors = 4;
 
     // A segment and where the scanline that is looked at crosses it.

@@ -42,14 +42,14 @@ public:
     // edges than there is memory for all of the row is taken.
     void cross(double x, int step, int which = 0) noexcept {
         if (crossing_count_ < capacity_)
-            insert(crossings_.get(), crossing_count_, {x, step, which}, &crossing::x);
+            crossings_[crossing_count_++] = {x, step, which};
         else
             touch(-1e9, 1e9);
     }
     void touch(double begin, double end) noexcept {
         if (interval_count_ == 2 * capacity_)
             unite();
-        insert(intervals_.get(), interval_count_, {begin, end}, &interval::begin);
+        intervals_[interval_count_++] = {begin, end};
     }
 
     // Unites the intervals inside on the scanline with those that are touched, and hands out the pixels whose centres
@@ -58,6 +58,7 @@ public:
     void emit(int y, int width, double reach, Each &each) {
         int winding[kPolygons] = {};
         double from[kPolygons] = {};
+        sort(crossings_.get(), crossing_count_, &crossing::x);
         for (std::size_t i = 0; i < crossing_count_; ++i) {
             const auto [x, step, which] = crossings_[i];
             if (winding[which] == 0)
@@ -74,6 +75,7 @@ public:
         };
         int begin = 0, end = 0;
         double reached = -1e300;
+        sort(intervals_.get(), interval_count_, &interval::begin);
         for (std::size_t i = 0; i < interval_count_; ++i) {
             if (intervals_[i].end <= reached)
                 continue;
@@ -102,18 +104,17 @@ private:
         double begin, end;
     };
 
-    // Insertion sort: a scanline has few items, and they come nearly sorted.
     template <class Item>
-    static void insert(Item *items, std::size_t &count, Item item, double Item::*key) noexcept {
-        std::size_t at = count++;
-        for (; at > 0 && items[at - 1].*key > item.*key; --at)
-            items[at] = items[at - 1];
-        items[at] = item;
+    static void sort(Item *items, std::size_t count, double Item::*key) noexcept {
+        const auto is_less = [key](const Item &a, const Item &b) { return a.*key < b.*key; };
+        if (!std::is_sorted(items, items + count, is_less)) // as most rows are
+            std::sort(items, items + count, is_less);
     }
 
     // Makes intervals that overlap one; if none do, all.
     void unite() noexcept {
         std::size_t last = 0;
+        sort(intervals_.get(), interval_count_, &interval::begin);
         const bool are_apart = interval_count_ > capacity_ && [this] {
             for (std::size_t i = 1; i < interval_count_; ++i)
                 if (intervals_[i].begin <= intervals_[i - 1].end)

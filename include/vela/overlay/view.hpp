@@ -35,11 +35,11 @@ public:
      * @param width   pixels, 1 to 65535
      * @param height  pixels, 1 to 65535
      * @param centre  the direction that the pixel (width / 2, height / 2) shows
-     * @param fov     degrees spanned by the width, above 0 and up to 180; pixels are square
+     * @param fov     degrees spanned by the width, 1e-6 to 180; pixels are square
      * @return the view; empty when an argument is out of range
      */
     [[nodiscard]] static std::optional<view> make(int width, int height, direction centre, double fov) noexcept {
-        if (!is_size(width) || !is_size(height) || !internal::is_finite(centre) || !(fov > 0 && fov <= 180))
+        if (!is_size(width) || !is_size(height) || !internal::is_finite(centre) || !(fov >= kMinFov && fov <= 180))
             return std::nullopt;
         return view(width, height, {centre.pan, centre.tilt}, internal::axes(width, height, fov));
     }
@@ -107,6 +107,9 @@ private:
 
     view(int width, int height, orientation where, const any_lens &lens) noexcept
         : width_(width), height_(height), where_(where), lens_(lens), frame_(internal::frame::of(where)) {}
+
+    // Below it, the angle between pixels comes near the precision of directions.
+    static constexpr double kMinFov = 1e-6;
 
     static bool is_size(int pixels) noexcept { return 0 < pixels && pixels < 65536; }
 
