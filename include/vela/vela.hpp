@@ -19,6 +19,7 @@
 #include <vela/cpp/hull.hpp>
 #include <vela/cpp/matrix.hpp>
 #include <vela/cpp/multipart.hpp>
+#include <vela/cpp/options.hpp>
 #include <vela/cpp/owner.hpp>
 #include <vela/cpp/resampler.hpp>
 #include <vela/cpp/result.hpp>
