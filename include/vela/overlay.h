@@ -130,7 +130,7 @@ VELA_NODISCARD int32_t vela_view_unproject(const vela_view *view, const vela_pos
  * Makes a mask. Takes time proportional to the square of the number of corners.
  *
  * @param corners  the directions, in the order of the outline; the side with most of the sphere is outside
- * @param count    3 to 1048576
+ * @param count    3 to 384
  * @return the mask; null for another number of different corners, numbers that are not finite, neighbours that are
  *         opposite to each other, and when memory runs out
  */

@@ -442,7 +442,8 @@ private:
     double largest_deviation(const optics &lens, const std::array<numbers, kFields> &covariance) const {
         double largest = 0;
         for (int i = 0; i < 9; ++i) {
-            const std::optional<vec> p = lens.unproject({i % 3 * (width_ - 1) / 2.0, i / 3 * (height_ - 1) / 2.0});
+            const int column = i % 3, row = i / 3;
+            const std::optional<vec> p = lens.unproject({column * (width_ - 1) / 2.0, row * (height_ - 1) / 2.0});
             if (!p)
                 continue;
             std::array<position, kFields> rates{};

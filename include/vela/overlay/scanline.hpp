@@ -24,9 +24,10 @@ using array = std::unique_ptr<T[], freed>;
 template <class T>
 array<T> allocate(std::size_t count) noexcept {
     static_assert(std::is_trivially_default_constructible_v<T> && std::is_trivially_destructible_v<T>);
-    if (count > PTRDIFF_MAX / sizeof(T))
+    constexpr std::size_t size = sizeof(T); // NOLINT(bugprone-sizeof-expression): T may be a pointer
+    if (count > PTRDIFF_MAX / size)
         return nullptr;
-    return array<T>(static_cast<T *>(std::malloc((count ? count : 1) * sizeof(T))));
+    return array<T>(static_cast<T *>(std::malloc((count ? count : 1) * size)));
 }
 
 // Where edges cross the scanline, and what they touch of the row around it.
