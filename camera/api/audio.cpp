@@ -126,7 +126,7 @@ void send_live(exchange &http) {
     if (!what.basic)
         http.write(
             {wav_head(what, seconds ? static_cast<uint32_t>(std::min<uint64_t>(size_limit, UINT32_MAX)) : UINT32_MAX)});
-    const timeval now = state::now();
+    const timeval now = state::uptime();
     const uint64_t step = heard.rate() / kStepsPerSecond;
     uint64_t place = heard.place_of(now), sent = 0;
     pacer pace(std::chrono::microseconds(1000000 / kStepsPerSecond), pacer::late::catch_up,
@@ -151,7 +151,7 @@ double decibels(double amplitude) {
 void send_levels(exchange &http) {
     const auto count = static_cast<size_t>(http.whole("count", 1, 64, 20));
     const sound heard;
-    const timeval now = state::now();
+    const timeval now = state::uptime();
     const size_t step = heard.rate() / kStepsPerSecond;
     const std::vector<int16_t> samples = heard.live(heard.place_of(now) - count * step, count * step);
     web::json::array levels;

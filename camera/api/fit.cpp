@@ -101,7 +101,7 @@ void fit_exposure(exchange &http) {
 void fit_lens(exchange &http) {
     const view_request what = read_view(http);
     samples read = read_samples(http, what, 3);
-    const smap_view view = view_of(what, state::now());
+    const smap_view view = view_of(what, state::uptime());
     for (size_t i = 0; i < read.x.size(); ++i) {
         const smap_screen_pt pixel = {static_cast<int32_t>(std::lround(read.x[i])),
                                       static_cast<int32_t>(std::lround(read.y[i]))};

@@ -58,7 +58,7 @@ std::string text_of(const motion::reach &free) {
 }
 
 void report(exchange &http) {
-    const timeval now = state::now();
+    const timeval now = state::uptime();
     const motion::plan plan = state::current_plan(now);
     const auto tour = state::patrolling();
     const motion::limits allowed = state::limits();
@@ -119,7 +119,7 @@ void set_limits(const exchange &http) {
 
 void change(exchange &http) {
     const store::lock held;
-    const timeval now = state::now();
+    const timeval now = state::uptime();
     const motion::plan plan = state::current_plan(now);
     const motion::position at = plan.at(now);
     const motion::limits allowed = state::limits();

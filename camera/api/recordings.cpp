@@ -23,7 +23,8 @@ using web::refusal;
 
 constexpr size_t kMaxRecordings = 200;
 constexpr uint64_t kMaxBytes = uint64_t{256} << 20;
-constexpr int32_t kClipRate = 10; // pictures a second
+constexpr uint64_t kMinFreeBytes = 1 << 20; // on the disk, for masks and settings
+constexpr int32_t kClipRate = 10;           // pictures a second
 constexpr std::chrono::microseconds kClipPeriod(1000000 / kClipRate);
 constexpr char kDirectory[] = "recordings/";
 
@@ -115,10 +116,13 @@ void free_space(uint64_t bytes) {
     uint64_t sum = bytes;
     for (const recording &each : all)
         sum += each.bytes;
-    for (; !all.empty() && (all.size() >= kMaxRecordings || sum > kMaxBytes); all.pop_back()) {
+    const auto is_full = [&] { return store::free_bytes() < bytes + kMinFreeBytes; };
+    for (; !all.empty() && (all.size() >= kMaxRecordings || sum > kMaxBytes || is_full()); all.pop_back()) {
         sum -= all.back().bytes;
         remove(all.back().id);
     }
+    if (is_full())
+        throw refusal{409, "the disk is full"};
 }
 
 std::string keep(const timeval &begun, bool is_clip, std::string_view content) {

@@ -4,10 +4,10 @@
 
 namespace {
 
-std::string caption_of(const smap_view &view, const timeval &at, bool is_stamped) {
+std::string caption_of(const smap_view &view, const timeval &uptime, const timeval &at, bool is_stamped) {
     const auto degrees = [](int32_t angle) { return web::json::number(angle / 1024.0, 10); };
     std::string text = "pan=" + degrees(view.pan) + "&tilt=" + degrees(view.tilt) + "&fov=" + degrees(view.fov) +
-                       "&time=" + web::json::number(motion::seconds_between({}, at), 6);
+                       "&time=" + web::json::number(motion::seconds_between({}, uptime), 6);
     if (is_stamped)
         text += "&stamp=" + vela::url::encode_form(picture::stamp_of(at));
     return text;
@@ -25,15 +25,16 @@ view_request read_view(const web::exchange &http, int32_t width, int32_t height)
     return all;
 }
 
-smap_view view_of(const view_request &what, const timeval &at) {
-    return motion::view_of(what.at ? *what.at : state::position_at(at), what.width, what.height);
+smap_view view_of(const view_request &what, const timeval &uptime) {
+    return motion::view_of(what.at ? *what.at : state::position_at(uptime), what.width, what.height);
 }
 
 const picture::frame &eye::look(const view_request &what, const timeval &at, marks on_top) {
     parts_.begin();
     parts_.part("start");
     const state::settings all = state::read_settings();
-    const smap_view view = view_of(what, at);
+    const timeval uptime = state::uptime();
+    const smap_view view = view_of(what, uptime);
     const scene place(state::is_night(all, at), at);
     parts_.part("scene");
     const picture::tones levels = picture::tones_of(all);
@@ -46,7 +47,7 @@ const picture::frame &eye::look(const view_request &what, const timeval &at, mar
     if (on_top == marks::as_set && all.stamp)
         picture::draw_stamp(view, at, frame_);
     parts_.part("marks");
-    caption_ = caption_of(view, at, all.stamp);
+    caption_ = caption_of(view, uptime, at, all.stamp);
     return frame_;
 }
 

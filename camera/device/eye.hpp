@@ -13,7 +13,7 @@ struct view_request {
     std::optional<motion::position> at;
 };
 view_request read_view(const web::exchange &http, int32_t width = 1280, int32_t height = 720);
-smap_view view_of(const view_request &what, const timeval &at);
+smap_view view_of(const view_request &what, const timeval &uptime);
 
 // Everything that a picture needs is read anew for each: what is changed meanwhile shows in the next http.
 class eye {

@@ -202,7 +202,10 @@ plan on_patrol(const std::vector<position> &stops, double dwell, const timeval &
         lasting.push_back(longest);
         round += dwell + longest;
     }
-    double since = std::fmod(std::max(0.0, seconds_between(begun, now)), std::max(round, 1e-3));
+    round = std::max(round, 1e-3);
+    double since = std::fmod(seconds_between(begun, now), round);
+    if (since < 0) // begun before the last start of the machine
+        since += round;
     for (size_t i = 0; i < legs.size(); ++i) {
         if (since < dwell + lasting[i]) {
             const auto microseconds = std::llround(since * 1e6);

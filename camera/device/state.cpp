@@ -50,6 +50,12 @@ timeval now() {
     return time_add(&time, &offset);
 }
 
+timeval uptime() {
+    timespec time;
+    clock_gettime(CLOCK_BOOTTIME, &time);
+    return {time.tv_sec, static_cast<suseconds_t>(time.tv_nsec / 1000)};
+}
+
 void set_clock(const timeval &to) {
     timeval time;
     gettime(&time);
@@ -123,9 +129,14 @@ motion::plan current_plan(const timeval &at) {
             positions.push_back(one.at);
         return motion::on_patrol(positions, tour->dwell, tour->begun, at, limits());
     }
-    if (const auto text = store::read("motion"))
-        return motion::plan::parse(*text);
-    return motion::plan::resting(at, home());
+    const auto text = store::read("motion");
+    if (!text)
+        return motion::plan::resting(at, home());
+    const motion::plan plan = motion::plan::parse(*text);
+    // Of an earlier start of the machine: it has ended since.
+    if (motion::seconds_between(at, plan.begun) > 60)
+        return motion::plan::resting(at, plan.at({plan.begun.tv_sec + 86400, 0}));
+    return plan;
 }
 
 void keep(const motion::plan &plan) { store::write("motion", plan.text()); }

@@ -12,6 +12,8 @@ namespace state {
 
 // The camera's clock: the system's, plus the offset that was set.
 timeval now();
+// The clock of all motion, in seconds since the machine was started: setting the other one changes nothing here.
+timeval uptime();
 void set_clock(const timeval &to);
 
 struct preset {
@@ -37,9 +39,9 @@ std::optional<patrol> patrolling();
 void keep(const std::optional<patrol> &tour);
 
 // The current motion; of a patrol, as far as its next preset.
-motion::plan current_plan(const timeval &at);
+motion::plan current_plan(const timeval &uptime);
 void keep(const motion::plan &plan);
-motion::position position_at(const timeval &at);
+motion::position position_at(const timeval &uptime);
 
 enum class light { automatic, day, night };
 const char *name_of(light by);

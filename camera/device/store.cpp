@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 #include <vela/cpp/url.hpp>
 #include <vela/filesystem.h>
@@ -47,7 +48,8 @@ void sync_directory_of(const std::string &path) {
 
 // Writes and synchronises a whole file; on failure there is none.
 void write_whole(const std::string &path, std::string_view content) {
-    const descriptor made{open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600)};
+    unlink(path.c_str()); // what a crash has left, or a link of somebody's
+    const descriptor made{open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)};
     if (made.number < 0)
         fail(path);
     while (!content.empty()) {
@@ -80,7 +82,7 @@ const std::string &directory() {
 
 lock::lock() {
     if (locks == 0) {
-        lock_file = open((directory() + "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        lock_file = open((directory() + "lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
         if (lock_file < 0)
             fail("lock");
         while (flock(lock_file, LOCK_EX) != 0)
@@ -132,6 +134,13 @@ void write(const std::string &name, std::string_view content) {
     if (rename(temporary.c_str(), path.c_str()) != 0)
         give_up(temporary);
     sync_directory_of(path);
+}
+
+uint64_t free_bytes() {
+    struct statvfs about;
+    if (statvfs(directory().c_str(), &about) != 0)
+        fail(directory());
+    return uint64_t{about.f_bavail} * about.f_frsize;
 }
 
 void make_directory(const std::string &name) {

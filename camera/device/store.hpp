@@ -36,6 +36,8 @@ std::optional<version> version_of(const std::string &name);
 // The content of a file; empty if there is none. Names never come from a request.
 std::optional<std::string> read(const std::string &name);
 void write(const std::string &name, std::string_view content);
+// The bytes that are free on its disk, for this user.
+uint64_t free_bytes();
 // Makes a subdirectory if it is missing.
 void make_directory(const std::string &name);
 // Returns whether there was such a file.

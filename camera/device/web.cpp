@@ -4,7 +4,14 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
+#include <cstdio>
 #include <cstdlib>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 #include <vela/cpp/base64.hpp>
 #include <vela/cpp/uuid.hpp>
 
@@ -13,6 +20,41 @@ namespace web {
 namespace {
 
 constexpr size_t kMaxForm = 131072;
+
+// What a program may take: it ends when it takes more. The times of a stream start again with each part.
+constexpr rlim_t kMaxMemory = 256 << 20, kMaxProcessorSeconds = 20;
+constexpr unsigned kMaxSeconds = 60, kMaxWriteSeconds = 15, kMaxSendSeconds = 600;
+constexpr int kMaxStreams = 16; // of one address
+
+void renew_limits() {
+    rusage used = {};
+    getrusage(RUSAGE_SELF, &used);
+    rlimit processor = {};
+    getrlimit(RLIMIT_CPU, &processor);
+    processor.rlim_cur = static_cast<rlim_t>(used.ru_utime.tv_sec + used.ru_stime.tv_sec) + kMaxProcessorSeconds;
+    setrlimit(RLIMIT_CPU, &processor);
+    alarm(kMaxSeconds);
+}
+
+// One of the streams that an address may have: the name of a socket that nobody connects to, which is free again when
+// the process ends.
+void take_stream(std::string_view address) {
+    struct stat state = {};
+    stat(store::directory().c_str(), &state);
+    const int taken = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    for (int i = 0; i < kMaxStreams; ++i) {
+        sockaddr_un name = {AF_UNIX, {}};
+        // Not a path, since it begins with NUL.
+        const int length = std::snprintf(name.sun_path + 1, sizeof name.sun_path - 1, "vela-camera.%llx.%.*s.%d",
+                                         static_cast<unsigned long long>(state.st_ino),
+                                         static_cast<int>(address.size()), address.data(), i);
+        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + static_cast<size_t>(length));
+        if (bind(taken, reinterpret_cast<const sockaddr *>(&name), size) == 0)
+            return;
+    }
+    close(taken);
+    throw refusal{503, "this address has 16 streams already"};
+}
 
 // A page of another site sends that site's origin, or none and no token.
 void check_origin(const vela::cgi::request &request) {
@@ -150,13 +192,31 @@ std::string exchange::one_of(const char *name, std::initializer_list<std::string
     return find(name) ? one_of(name, words) : std::string(otherwise);
 }
 
+bool exchange::answer(std::string_view type, std::string_view body) {
+    alarm(kMaxSendSeconds);
+    return fresh().send(body, type);
+}
+
+bool exchange::begin(std::string_view type) {
+    const char *const address = std::getenv("REMOTE_ADDR");
+    take_stream(address ? address : "");
+    return fresh().begin(type);
+}
+
 bool exchange::write(std::initializer_list<std::string_view> pieces) {
+    alarm(kMaxWriteSeconds);
     for (const std::string_view each : pieces)
         std::fwrite(each.data(), 1, each.size(), response_.output());
-    return std::fflush(response_.output()) == 0;
+    const bool is_good = std::fflush(response_.output()) == 0;
+    renew_limits();
+    return is_good;
 }
 
 int run(std::initializer_list<call> calls) {
+    const rlimit memory = {kMaxMemory, kMaxMemory};
+    setrlimit(RLIMIT_AS, &memory);
+    umask(077);
+    renew_limits();
     auto request = vela::cgi::request::read(kMaxForm);
     if (!request) {
         std::fputs("a CGI program: there is no request in the environment\n", stderr);

@@ -53,9 +53,9 @@ public:
                        std::string_view otherwise) const;
 
     // Complete answers, and the header of a stream; false when the client has gone.
-    bool answer(std::string_view type, std::string_view body) { return fresh().send(body, type); }
-    bool json(std::string_view body) { return fresh().send_json(body); }
-    bool begin(std::string_view type) { return fresh().begin(type); }
+    bool answer(std::string_view type, std::string_view body);
+    bool json(std::string_view body) { return answer("application/json", body); }
+    bool begin(std::string_view type);
     // Sends parts of the stream.
     bool write(std::initializer_list<std::string_view> pieces);
 

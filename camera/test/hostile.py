@@ -154,6 +154,14 @@ requests = [
     post("/api/fit/lens", stop),
     post("/api/system/url", "text=a:b"),
     post("/api/recordings/file", stop),
+    # Requests of other sites, and those that reach the camera by another name (DNS rebinding).
+    *[
+        f"GET {path} HTTP/1.1\r\nHost: evil.example:{PORT}\r\nConnection: close\r\n\r\n".encode()
+        for path in ("/", "/api/ptz/token", "/api/video")
+    ],
+    post("/api/ptz", stop, origin=f"http://evil.example:{PORT}").replace(HOST.encode(), b"evil.example", 1),
+    get("/api/video", "Sec-Fetch-Site: cross-site\r\n"),
+    get("/api/ptz/token", "Sec-Fetch-Site: cross-site\r\n"),
     # Changes without sense.
     *[
         post("/api/ptz", body)
