@@ -30,7 +30,7 @@ std::string warning(const std::string &text) { return program_invocation_short_n
 
 // What the library's calls of the system, which arrive at the functions below, meet there.
 enum { no_fault, already_made, no_stream, no_reading } fault = no_fault;
-int stream_flags = 0;                                // of the descriptor of the last directory opened
+thread_local int stream_flags = 0;                   // of the descriptor of the last directory opened
 constexpr std::string_view kVanishing = "vanishing"; // gone as soon as its name has been read
 constexpr std::string_view kSwapped = "swapped";     // a directory, and a link as soon as it has been examined
 

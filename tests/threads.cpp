@@ -1,5 +1,5 @@
 // What several threads may call at once, from four of them in a fresh process: each gets what one alone gets, and
-// ThreadSanitizer sees no race (scripts/threads).
+// ThreadSanitizer sees no race (the preset tsan).
 #include "generated.hpp"
 #include "support.hpp"
 #include <array>

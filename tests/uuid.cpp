@@ -17,7 +17,7 @@ namespace {
 // The effect on the library's reads of the device: the number of interruptions first, and of bytes missing from each.
 std::atomic<int> interruptions = 0, reads = 0;
 size_t missing = 0;
-int descriptor_flags = 0; // of the device
+thread_local int descriptor_flags = 0; // of the device
 
 uint32_t next() { return static_cast<uint32_t>(random()); }
 
