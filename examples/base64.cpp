@@ -1,6 +1,5 @@
 // Encodes a file or the standard input to lines of 76 characters, or decodes it: streams of any size in constant
 // memory.
-#include "options.hpp"
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +8,7 @@
 #include <string_view>
 #include <vector>
 #include <vela/cpp/base64.hpp>
+#include <vela/cpp/options.hpp>
 #include <vela/text.h>
 
 namespace {
@@ -22,11 +22,6 @@ constexpr uint32_t kLine = 76;
 constexpr uint32_t kLines = 1024;
 constexpr uint32_t kBytes = kLine / 4 * 3 * kLines; // fill kLines lines
 constexpr uint32_t kText = kLine * kLines;
-
-int usage() {
-    cmdline_usage(kOptions, "base64", "[options] [FILE]");
-    return EXIT_FAILURE;
-}
 
 int fail(const char *what) {
     std::fprintf(stderr, "base64: %s\n", what);
@@ -76,15 +71,17 @@ int decode(FILE *input) {
 
 int main(int argc, char **argv) {
     bool decoding = false;
-    while (next_option(argc, argv, kOptions, usage) >= 0)
+    vela::options options(argc, argv, kOptions, "base64", "[options] [FILE]");
+    while (options.next())
         decoding = true;
-    if (argc - cmdline_optidx > 1)
-        return usage();
+    if (const auto status = options.finish(0, 1))
+        return *status;
     FILE *input = stdin;
-    if (cmdline_optidx < argc && !(input = std::fopen(argv[cmdline_optidx], "rb"))) {
-        std::fprintf(stderr, "base64: cannot open %s\n", argv[cmdline_optidx]);
-        return EXIT_FAILURE;
-    }
+    for (const char *name : options.operands())
+        if (!(input = std::fopen(name, "rb"))) {
+            std::fprintf(stderr, "base64: cannot open %s\n", name);
+            return EXIT_FAILURE;
+        }
     const int status = decoding ? decode(input) : encode(input);
     return std::fflush(stdout) == 0 ? status : fail("cannot write");
 }

@@ -1,5 +1,4 @@
 // Converts a PPM picture to YCbCr and back, and prints the loss: the PSNR of each channel and of all.
-#include "options.hpp"
 #include "ppm.hpp"
 #include <algorithm>
 #include <cmath>
@@ -8,6 +7,7 @@
 #include <cstring>
 #include <vector>
 #include <vela/cpp/colour.hpp>
+#include <vela/cpp/options.hpp>
 
 namespace {
 
@@ -35,11 +35,6 @@ constexpr conversion kConversions[] = {
     {"bt709", vela::colour::variant::bt709},
     {"422", vela::colour::variant::full, true},
 };
-
-int usage() {
-    cmdline_usage(kOptions, "colour", "[options] PICTURE");
-    return EXIT_FAILURE;
-}
 
 int fail(const char *what, const char *of) {
     std::fprintf(stderr, "colour: %s: %s\n", what, of);
@@ -116,18 +111,19 @@ void print_matrix(const char *title, const vela::colour::matrix &matrix) {
 } // namespace
 
 int main(int argc, char **argv) {
+    vela::options options(argc, argv, kOptions, "colour", "[options] PICTURE");
     const char *name = "full", *ycc_file = nullptr, *output = nullptr;
     bool with_matrices = false;
-    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;)
+    while (const int option = options.next())
         switch (option) {
         case 'c':
-            name = cmdline_optarg;
+            name = options.value();
             break;
         case 'y':
-            ycc_file = cmdline_optarg;
+            ycc_file = options.value();
             break;
         case 'o':
-            output = cmdline_optarg;
+            output = options.value();
             break;
         case 'm':
             with_matrices = true;
@@ -135,14 +131,14 @@ int main(int argc, char **argv) {
         default:
             break;
         }
-    if (argc - cmdline_optidx != 1)
-        return usage();
+    if (const auto status = options.finish(1, 1))
+        return *status;
     const auto *c = std::find_if(std::begin(kConversions), std::end(kConversions),
                                  [name](const conversion &one) { return std::strcmp(one.name, name) == 0; });
     if (c == std::end(kConversions))
         return fail("unknown conversion", name);
 
-    const char *input = argv[cmdline_optidx];
+    const char *input = options.operands()[0];
     FILE *file = std::fopen(input, "rb");
     if (!file)
         return fail("cannot open", input);

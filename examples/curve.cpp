@@ -1,9 +1,9 @@
 // Tabulates a curve through knots.
-#include "options.hpp"
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
 #include <vela/cpp/curve.hpp>
+#include <vela/cpp/options.hpp>
 
 namespace {
 
@@ -12,11 +12,6 @@ constexpr cmdline_option kOptions[] = {
     {'f', "float", "spline in single precision instead of fixed point", 0},
     {},
 };
-
-int usage() {
-    cmdline_usage(kOptions, "curve", "[options] X,Y X,Y...");
-    return EXIT_FAILURE;
-}
 
 int fail(const char *what, const char *text) {
     std::fprintf(stderr, "curve: %s: %s\n", what, text);
@@ -60,10 +55,13 @@ int main(int argc, char **argv) {
         else
             argv[kept++] = argv[i];
     }
-    for (int option; (option = next_option(kept, argv, kOptions, usage)) >= 0;)
+    vela::options options(kept, argv, kOptions, "curve", "[options] X,Y X,Y...");
+    while (const int option = options.next())
         how = option == 'l' ? line : spline;
-    if (cmdline_optidx < kept)
-        return fail("not a knot", argv[cmdline_optidx]);
+    if (const auto status = options.finish())
+        return *status;
+    if (!options.operands().empty())
+        return fail("not a knot", options.operands()[0]);
     if (knots.size() < 2)
         return fail("no curve", "at least two knots are needed");
 

@@ -1,8 +1,8 @@
 // Lists the paths below a directory that match an extended regular expression.
-#include "options.hpp"
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
+#include <vela/cpp/options.hpp>
 #include <vela/cpp/walk.hpp>
 
 namespace {
@@ -16,18 +16,14 @@ constexpr cmdline_option kOptions[] = {
     {},
 };
 
-int usage() {
-    cmdline_usage(kOptions, "find", "[options] DIR PATTERN");
-    return EXIT_FAILURE;
-}
-
 } // namespace
 
 int main(int argc, char **argv) {
     using enum vela::walk::flags;
     auto flags = none;
     char end = '\n';
-    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;) {
+    vela::options options(argc, argv, kOptions, "find", "[options] DIR PATTERN");
+    while (const int option = options.next()) {
         switch (option) {
         case 'r':
             flags = flags | recurse;
@@ -48,10 +44,10 @@ int main(int argc, char **argv) {
             break;
         }
     }
-    if (argc - cmdline_optidx != 2)
-        return usage();
+    if (const auto status = options.finish(2, 2))
+        return *status;
 
-    const char *dir = argv[cmdline_optidx], *pattern = argv[cmdline_optidx + 1];
+    const char *dir = options.operands()[0], *pattern = options.operands()[1];
     const auto found = vela::walk::make(dir, pattern, flags);
     if (!found) {
         std::fprintf(stderr, "find: \"%s\" is not a regular expression, or the path is too long\n", pattern);

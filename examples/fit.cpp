@@ -1,5 +1,4 @@
 // Fits a polynomial to the columns x, y of a table of comma-separated values, or a quadratic surface to x, y, z.
-#include "options.hpp"
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -9,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <vector>
+#include <vela/cpp/options.hpp>
 #include <vela/matrix.h>
 
 namespace {
@@ -23,11 +23,6 @@ constexpr const char *kPolynomialTerms[] = {"1", "x", "x^2"};
 constexpr const char *kSurfaceTerms[] = {"1", "y", "x", "y^2", "x y", "x^2"};
 constexpr size_t kSurfaceSize = std::size(kSurfaceTerms);
 constexpr float kMaxCoordinate = 46340;
-
-int usage() {
-    cmdline_usage(kOptions, "fit", "[options] [FILE]");
-    return EXIT_FAILURE;
-}
 
 // The samples by column; zs is empty if there are two columns.
 struct table {
@@ -138,18 +133,19 @@ void print_fit(const table &samples, const std::vector<float> &coeffs, bool with
 } // namespace
 
 int main(int argc, char **argv) {
-    const char *degree = "2";
+    vela::options options(argc, argv, kOptions, "fit", "[options] [FILE]");
+    size_t degree = 2;
     bool with_residuals = false;
-    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;)
+    while (const int option = options.next())
         if (option == 'd')
-            degree = cmdline_optarg;
+            options.read(degree, 0, 2);
         else
             with_residuals = true;
-    if (argc - cmdline_optidx > 1 || std::strspn(degree, "012") != 1 || degree[1])
-        return usage();
+    if (const auto status = options.finish(0, 1))
+        return *status;
 
-    const bool is_named = cmdline_optidx < argc;
-    const char *name = is_named ? argv[cmdline_optidx] : "standard input";
+    const bool is_named = !options.operands().empty();
+    const char *name = is_named ? options.operands()[0] : "standard input";
     FILE *file = is_named ? std::fopen(name, "r") : stdin;
     if (!file) {
         std::fprintf(stderr, "fit: cannot open %s\n", name);
@@ -158,7 +154,7 @@ int main(int argc, char **argv) {
     table samples;
     if (!read_table(file, name, samples))
         return EXIT_FAILURE;
-    std::vector<float> coeffs(samples.is_surface() ? kSurfaceSize : static_cast<size_t>(degree[0] - '0') + 1);
+    std::vector<float> coeffs(samples.is_surface() ? kSurfaceSize : degree + 1);
     if (samples.xs.size() < coeffs.size()) {
         std::fprintf(stderr, "fit: %s: %zu samples are not enough for %zu coefficients\n", name, samples.xs.size(),
                      coeffs.size());

@@ -1,12 +1,12 @@
 // The convex hull of the colours of a PPM picture in the cube of red, green and blue: figures, an OFF file, and whether
 // other colours are inside.
-#include "options.hpp"
 #include "ppm.hpp"
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <vela/cpp/hull.hpp>
+#include <vela/cpp/options.hpp>
 #include <vela/text.h>
 
 namespace {
@@ -15,11 +15,6 @@ constexpr cmdline_option kOptions[] = {
     {'o', "off", "output file for the hull (OFF)", CMDLINE_REQUIRED},
     {},
 };
-
-int usage() {
-    cmdline_usage(kOptions, "hull", "[options] PICTURE [RRGGBB...]");
-    return EXIT_FAILURE;
-}
 
 int fail(const char *what, const char *of) {
     std::fprintf(stderr, "hull: %s: %s\n", what, of);
@@ -50,12 +45,13 @@ bool print_colour(const vela::hull &hull, const char *text) {
 
 int main(int argc, char **argv) {
     const char *off = nullptr;
-    while (next_option(argc, argv, kOptions, usage) >= 0)
-        off = cmdline_optarg;
-    if (argc == cmdline_optidx)
-        return usage();
+    vela::options options(argc, argv, kOptions, "hull", "[options] PICTURE [RRGGBB...]");
+    while (options.next())
+        off = options.value();
+    if (const auto status = options.finish(1))
+        return *status;
 
-    const char *name = argv[cmdline_optidx];
+    const char *name = options.operands()[0];
     FILE *file = std::fopen(name, "rb");
     if (!file)
         return fail("cannot open", name);
@@ -69,9 +65,9 @@ int main(int argc, char **argv) {
         return fail("its colours have no hull", name);
 
     print_figures(*hull, picture.width * picture.height);
-    for (int i = cmdline_optidx + 1; i < argc; ++i)
-        if (!print_colour(*hull, argv[i]))
-            return fail("not a colour of six hexadecimal digits", argv[i]);
+    for (const char *colour : options.operands().subspan(1))
+        if (!print_colour(*hull, colour))
+            return fail("not a colour of six hexadecimal digits", colour);
     if (off && !hull->write_off(off))
         return fail("cannot write", off);
     return EXIT_SUCCESS;

@@ -1,6 +1,5 @@
 // Draws privacy masks, given as polygons of directions, and their outlines on a picture of a view, or on a grid of the
 // sphere if there is no picture.
-#include "options.hpp"
 #include "ppm.hpp"
 #include <array>
 #include <cmath>
@@ -8,6 +7,7 @@
 #include <cstdlib>
 #include <string>
 #include <vector>
+#include <vela/cpp/options.hpp>
 #include <vela/overlay.hpp>
 
 namespace {
@@ -29,22 +29,9 @@ constexpr cmdline_option kOptions[] = {
 constexpr colour kMask = {40, 44, 52}, kOutline = {255, 140, 0}, kLine = {110, 118, 130}, kAxis = {200, 60, 50},
                  kSky = {214, 228, 244}, kGround = {226, 217, 198}, kNothing = {245, 245, 245};
 
-int usage() {
-    cmdline_usage(kOptions, "masks", "[options]");
-    std::puts(
-        "Reads one mask per line from the standard input: \"PAN TILT PAN TILT PAN TILT ...\", at least three corners.");
-    return EXIT_FAILURE;
-}
-
 int fail(const char *what, const char *text) {
     std::fprintf(stderr, "masks: %s: %s\n", what, text);
     return EXIT_FAILURE;
-}
-
-bool read_number(const char *text, double &number) {
-    char *end;
-    number = std::strtod(text, &end);
-    return end != text && !*end && std::isfinite(number);
 }
 
 bool read_size(const char *text, int &width, int &height) {
@@ -127,35 +114,36 @@ int main(int argc, char **argv) {
     double pan = 0, tilt = 0, fov = 60;
     const char *input = nullptr, *output = "masks.ppm";
     coverage how = coverage::conservative;
-    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;) {
-        bool good = true;
+    vela::options options(argc, argv, kOptions, "masks",
+                          "[options]\n"
+                          "Reads one mask per line from the standard input: \"PAN TILT PAN TILT PAN TILT ...\", "
+                          "at least three corners.");
+    while (const int option = options.next())
         switch (option) {
         case 'i':
-            input = cmdline_optarg;
+            input = options.value();
             break;
         case 's':
-            good = read_size(cmdline_optarg, width, height);
+            if (!read_size(options.value(), width, height))
+                options.reject("WIDTHxHEIGHT");
             break;
         case 'p':
-            good = read_number(cmdline_optarg, pan);
+            options.read(pan);
             break;
         case 't':
-            good = read_number(cmdline_optarg, tilt);
+            options.read(tilt);
             break;
         case 'f':
-            good = read_number(cmdline_optarg, fov) && fov > 0 && fov <= 180;
+            options.read(fov, 0, 180);
             break;
         case 'c':
             how = coverage::centres;
             break;
         default:
-            output = cmdline_optarg;
+            output = options.value();
         }
-        if (!good)
-            return fail("out of range", cmdline_optarg);
-    }
-    if (cmdline_optidx < argc)
-        return fail("unexpected operand", argv[cmdline_optidx]);
+    if (const auto status = options.finish(0, 0))
+        return *status;
 
     ppm::picture picture;
     if (input) {

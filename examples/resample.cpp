@@ -1,6 +1,5 @@
 // Converts a mono WAV file to another sample rate and format: 16-bit linear, A-law or mu-law. The latency of the filter
 // is removed, and the output is as long as the input.
-#include "options.hpp"
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -12,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <vector>
+#include <vela/cpp/options.hpp>
 #include <vela/cpp/resampler.hpp>
 
 namespace {
@@ -49,19 +49,11 @@ constexpr uint32_t kUnknownSize = UINT32_MAX; // of a stream
     std::exit(EXIT_FAILURE);
 }
 
-const sample_format &format_named(const char *name) {
+const sample_format *format_named(const char *name) {
     for (const sample_format &format : kFormats)
         if (std::strcmp(format.name, name) == 0)
-            return format;
-    fail("unknown format: %s", name);
-}
-
-uint32_t number_in(const char *text, uint32_t highest) {
-    char *end;
-    const unsigned long number = std::strtoul(text, &end, 10);
-    if (*end || number == 0 || number > highest)
-        fail("not a number from 1 to %u: %s", highest, text);
-    return static_cast<uint32_t>(number);
+            return &format;
+    return nullptr;
 }
 
 // ---- WAV files
@@ -282,31 +274,30 @@ void convert(wav_reader &from, wav_writer &to, vela::resampler &resampler, const
     }
 }
 
-int usage() {
-    cmdline_usage(kOptions, "resample", "[options] IN OUT   (WAV files; - for the standard streams)");
-    return EXIT_FAILURE;
-}
-
 } // namespace
 
 int main(int argc, char **argv) {
+    vela::options options(argc, argv, kOptions, "resample",
+                          "[options] IN OUT   (WAV files; - for the standard streams)");
     uint32_t rate = 0, lobes = 16;
     const sample_format *format = nullptr;
-    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;)
+    while (const int option = options.next())
         switch (option) {
         case 'r':
-            rate = number_in(cmdline_optarg, 1000000);
+            options.read(rate, 1, 1000000);
             break;
         case 'f':
-            format = &format_named(cmdline_optarg);
+            format = format_named(options.value());
+            if (!format)
+                options.reject("linear, alaw or ulaw");
             break;
         default:
-            lobes = number_in(cmdline_optarg, 64);
+            options.read(lobes, 1, 64);
         }
-    if (argc - cmdline_optidx != 2)
-        return usage();
+    if (const auto status = options.finish(2, 2))
+        return *status;
 
-    wav_reader from(argv[cmdline_optidx]);
+    wav_reader from(options.operands()[0]);
     audio sound = from.sound;
     sound.rate = rate ? rate : from.sound.rate;
     sound.format = format ? format : from.sound.format;
@@ -316,7 +307,7 @@ int main(int argc, char **argv) {
     if (sound.samples != kUnknownSize)
         sound.samples = length_of(*resampler, sound.samples);
 
-    wav_writer to(argv[cmdline_optidx + 1], sound);
+    wav_writer to(options.operands()[1], sound);
     convert(from, to, *resampler, *sound.format);
     to.finish();
     return EXIT_SUCCESS;

@@ -1,11 +1,11 @@
 // Splits URLs into their components, or encodes or decodes form text.
-#include "options.hpp"
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vela/cpp/options.hpp>
 #include <vela/cpp/url.hpp>
 
 namespace {
@@ -15,13 +15,6 @@ constexpr cmdline_option kOptions[] = {
     {'d', "decode", "decode each text", 0},
     {},
 };
-
-int usage() {
-    cmdline_usage(kOptions, "url",
-                  "[options] TEXT...\n"
-                  "Prints the components of each URL, or each text encoded or decoded.");
-    return EXIT_FAILURE;
-}
 
 void print(const std::string &text) {
     std::fwrite(text.data(), 1, text.size(), stdout); // decoded text may contain NUL
@@ -60,18 +53,23 @@ bool decode(const char *text) {
 
 int main(int argc, char **argv) {
     bool (*action)(const char *) = split;
-    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;) {
+    vela::options options(argc, argv, kOptions, "url",
+                          "[options] TEXT...\n"
+                          "Prints the components of each URL, or each text encoded or decoded.");
+    while (const int option = options.next()) {
         if (option == 'e')
             action = encode;
         if (option == 'd')
             action = decode;
     }
-    if (cmdline_optidx == argc) {
+    if (const auto status = options.finish())
+        return *status;
+    if (options.operands().empty()) {
         std::fputs("url: text is missing; see --help\n", stderr);
         return EXIT_FAILURE;
     }
     bool good = true;
-    for (int i = cmdline_optidx; i < argc; ++i)
-        good &= action(argv[i]);
+    for (const char *text : options.operands())
+        good &= action(text);
     return good && std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -1,7 +1,7 @@
 // Makes random UUIDs, or reads UUIDs in any form and prints them in one form.
-#include "options.hpp"
 #include <cstdio>
 #include <cstdlib>
+#include <vela/cpp/options.hpp>
 #include <vela/cpp/uuid.hpp>
 
 namespace {
@@ -13,39 +13,26 @@ constexpr cmdline_option kOptions[] = {
     {},
 };
 
-constexpr long kMaxCount = 1000000;
-
-int usage() {
-    cmdline_usage(kOptions, "uuid", "[options] [UUID...]");
-    return EXIT_FAILURE;
-}
-
 void print(const vela::uuid &uuid, vela::uuid::form form) { std::puts(uuid.to_string(form).c_str()); }
-
-// A number from 1 to kMaxCount, or 0.
-long count_of(const char *text) {
-    char *end;
-    const long count = std::strtol(text, &end, 10);
-    return end != text && !*end && 0 < count && count <= kMaxCount ? count : 0;
-}
 
 } // namespace
 
 int main(int argc, char **argv) {
-    long count = 1;
+    vela::options options(argc, argv, kOptions, "uuid", "[options] [UUID...]");
+    int count = 1;
     auto form = vela::uuid::form::dashed;
-    for (int option; (option = next_option(argc, argv, kOptions, usage)) >= 0;) {
+    while (const int option = options.next()) {
         if (option == 'b')
             form = vela::uuid::form::braced;
         if (option == 'p')
             form = vela::uuid::form::plain;
-        if (option == 'n' && !(count = count_of(cmdline_optarg))) {
-            std::fprintf(stderr, "uuid: not a count from 1 to %ld: %s\n", kMaxCount, cmdline_optarg);
-            return EXIT_FAILURE;
-        }
+        if (option == 'n')
+            options.read(count, 1, 1000000);
     }
+    if (const auto status = options.finish())
+        return *status;
 
-    if (cmdline_optidx == argc)
+    if (options.operands().empty())
         for (; count; --count) {
             const auto uuid = vela::uuid::random();
             if (!uuid) {
@@ -54,10 +41,10 @@ int main(int argc, char **argv) {
             }
             print(*uuid, form);
         }
-    for (; cmdline_optidx < argc; ++cmdline_optidx) {
-        const auto uuid = vela::uuid::parse(argv[cmdline_optidx]);
+    for (const char *text : options.operands()) {
+        const auto uuid = vela::uuid::parse(text);
         if (!uuid) {
-            std::fprintf(stderr, "uuid: not a UUID: %s\n", argv[cmdline_optidx]);
+            std::fprintf(stderr, "uuid: not a UUID: %s\n", text);
             return EXIT_FAILURE;
         }
         print(*uuid, form);

@@ -1,11 +1,11 @@
 // Projects directions to pixels of a view, or pixels to directions: a table with one line per target.
-#include "options.hpp"
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
+#include <vela/cpp/options.hpp>
 #include <vela/spheremap.h>
 
 namespace {
@@ -27,12 +27,6 @@ struct target {
     std::string name;
 };
 
-int usage() {
-    cmdline_usage(kOptions, "view", "[options] [PAN,TILT...]");
-    std::puts("Without targets as arguments, reads them from the standard input, one per line: \"PAN TILT NAME\".");
-    return EXIT_FAILURE;
-}
-
 int fail(const char *what, const char *text) {
     std::fprintf(stderr, "view: %s: %s\n", what, text);
     return EXIT_FAILURE;
@@ -47,12 +41,10 @@ bool read_number(const char *&text, double &number) {
     return good;
 }
 
-bool read_degrees(const char *text, int32_t &angle) {
-    double degrees;
-    if (!read_number(text, degrees) || *text)
-        return false;
+void read_degrees(vela::options &options, int32_t &angle, double least = -kMaxNumber) {
+    double degrees = angle / kUnits;
+    options.read(degrees, least, kMaxNumber);
     angle = static_cast<int32_t>(std::lround(degrees * kUnits));
-    return true;
 }
 
 bool read_size(const char *text, smap_view &view) {
@@ -123,20 +115,24 @@ int main(int argc, char **argv) {
 
     smap_view view = {640, 480, 0, 0, 60 << 10};
     bool backward = false;
-    for (int option; (option = next_option(kept, argv, kOptions, usage)) >= 0;) {
-        bool good = true;
+    vela::options options(
+        kept, argv, kOptions, "view",
+        "[options] [PAN,TILT...]\n"
+        "Without targets as arguments, reads them from the standard input, one per line: \"PAN TILT NAME\".");
+    while (const int option = options.next())
         switch (option) {
         case 's':
-            good = read_size(cmdline_optarg, view);
+            if (!read_size(options.value(), view))
+                options.reject("WIDTHxHEIGHT");
             break;
         case 'p':
-            good = read_degrees(cmdline_optarg, view.pan);
+            read_degrees(options, view.pan);
             break;
         case 't':
-            good = read_degrees(cmdline_optarg, view.tilt);
+            read_degrees(options, view.tilt);
             break;
         case 'f':
-            good = read_degrees(cmdline_optarg, view.fov) && view.fov > 0;
+            read_degrees(options, view.fov, 1 / kUnits);
             break;
         case 'b':
             backward = true;
@@ -144,12 +140,10 @@ int main(int argc, char **argv) {
         default:
             break;
         }
-        if (!good)
-            return fail("out of range", cmdline_optarg);
-    }
-
-    if (cmdline_optidx < kept)
-        return fail("not a target", argv[cmdline_optidx]);
+    if (const auto status = options.finish())
+        return *status;
+    if (!options.operands().empty())
+        return fail("not a target", options.operands()[0]);
     if (targets.empty() && !read_lines(targets))
         return EXIT_FAILURE;
 
