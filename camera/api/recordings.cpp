@@ -133,8 +133,8 @@ std::string keep(const timeval &begun, bool is_clip, std::string_view content) {
     localtime_r(&seconds, &local);
     char stamp[32];
     std::strftime(stamp, sizeof stamp, "%Y-%m-%d/%H%M%S", &local);
-    const std::string id = std::string(stamp) + (is_clip ? "-clip-" : "-snapshot-") +
-                           web::random_id().substr(0, 8) + (is_clip ? ".mjpeg" : ".jpg");
+    const std::string id = std::string(stamp) + (is_clip ? "-clip-" : "-snapshot-") + web::random_id().substr(0, 8) +
+                           (is_clip ? ".mjpeg" : ".jpg");
     store::make_directory(kDirectory + id.substr(0, 10));
     store::write(kDirectory + id, content);
     return id;
