@@ -54,6 +54,7 @@ TEST(each_form_gives_its_option) {
         {{"prog", "-v", "--no", "-v"}, "v", "", "unknown option: no"},
         {{"prog", "--no=1"}, "", "", "unknown option: no"},
         {{"prog", "--=1"}, "", "", "unknown option: "},
+        {{"prog", "--rates", "1"}, "", "", "unknown option: rates"},
         {{"prog", "---"}, "", "", "unknown option: -"},
         {{"prog", "-v-"}, "v", "", "unknown option: -"},
         {{"prog", "-vxr", "1"}, "v", "", "unknown option: x"},
@@ -120,6 +121,7 @@ TEST(the_program_ends_after_help_or_an_error) {
         const char *message = "";
     } rows[] = {
         {{"prog", "a"}, -1},
+        {{"prog", "a", "b"}, -1},
         {{"prog"}, EXIT_FAILURE},
         {{"prog", "a", "b", "c"}, EXIT_FAILURE},
         {{"prog", "a", "--help", "-x"}, EXIT_SUCCESS},
