@@ -15,10 +15,9 @@ std::vector<direction> octagon() {
     return corners;
 }
 
-void add_drawing(const char *name, coverage how) {
+void add_drawing(const char *name, const std::optional<view> &seen, coverage how) {
     device::add(name, "row", 269, [=] {
-        return [how, shape = std::make_shared<mask>(std::move(*mask::make(octagon())))] {
-            const auto seen = view::make(1920, 1080, {30, 10}, 60);
+        return [=, shape = std::make_shared<mask>(std::move(*mask::make(octagon())))] {
             int pixels = 0;
             shape->draw(
                 *seen, [&](int, int begin, int end) { pixels += end - begin; }, how);
@@ -29,8 +28,19 @@ void add_drawing(const char *name, coverage how) {
 }
 
 const device::cases registered([] {
-    add_drawing("overlay::mask::draw", coverage::conservative);
-    add_drawing("overlay::mask::draw/centres", coverage::centres);
+    const auto seen = view::make(1920, 1080, {30, 10}, 60);
+    add_drawing("overlay::mask::draw", seen, coverage::conservative);
+    add_drawing("overlay::mask::draw/centres", seen, coverage::centres);
+    pinhole straight = pinhole::of_fov(1920, 1080, 60), bent = straight;
+    bent.k1 = -0.3;
+    bent.k2 = 0.1;
+    fisheye even = fisheye::of_fov(1920, 1080, 60), uneven = even;
+    uneven.k1 = 0.05;
+    const auto by = [](const auto &lens) { return view::make(1920, 1080, orientation{30, 10}, lens); };
+    add_drawing("overlay::mask::draw/pinhole", by(straight), coverage::conservative);
+    add_drawing("overlay::mask::draw/pinhole_distorted", by(bent), coverage::conservative);
+    add_drawing("overlay::mask::draw/fisheye", by(even), coverage::conservative);
+    add_drawing("overlay::mask::draw/fisheye_distorted", by(uneven), coverage::conservative);
     device::add("overlay::mask::make", "corner", 8, [] {
         return [corners = octagon()] {
             if (!mask::make(corners))

@@ -138,7 +138,7 @@ def calibrate(model, random):
         -1, 2
     )
     error = np.hypot(*(project(model, lens, ask("unproject", model, fields, grid, 3, SMALL)) - grid).T)
-    return residual, theirs, error.mean()
+    return residual, theirs, np.nanmean(error)
 
 
 def main():
