@@ -17,14 +17,15 @@
 // Allocations of C++ until one throws; negative afterwards, and if none is to throw.
 static int until_throw = -1;
 
-void *operator new(size_t size) {
+// Not inlined, or GCC takes each free() for one that doesn't match its operator new.
+[[gnu::noinline]] void *operator new(size_t size) {
     void *const block = until_throw >= 0 && until_throw-- == 0 ? nullptr : std::malloc(size);
     if (!block)
         throw std::bad_alloc();
     return block;
 }
-void operator delete(void *block) noexcept { std::free(block); }
-void operator delete(void *block, size_t) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void *block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void *block, size_t) noexcept { std::free(block); }
 
 // Each text is whole or not there at all.
 TEST(requests_keep_whole_texts_or_none) {
