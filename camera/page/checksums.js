@@ -24,7 +24,8 @@ async function computeHere() {
 }
 
 function makeRow({ name, work, checksum }, here) {
-    const cell = (value, isSame) => element('td', { className: isSame ? '' : 'differs', textContent: value ?? '–' });
+    const cell = (value = '–', isSame) =>
+        element('td', { className: isSame ? '' : 'differs' }, value.slice(0, 8), element('wbr'), value.slice(8));
     const heading = element('th', { scope: 'row', textContent: name, title: work });
     return element('tr', {}, heading, cell(checksum, true), cell(here, here === checksum));
 }
