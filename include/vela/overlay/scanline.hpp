@@ -38,50 +38,61 @@ public:
           intervals_(allocate<interval>(2 * max_edges)) {}
     explicit operator bool() const noexcept { return crossings_ && intervals_; }
 
-    void clear() noexcept { crossing_count_ = interval_count_ = 0; }
+    void clear() noexcept {
+        crossing_count_ = interval_count_ = 0;
+        last_polygon_ = 0;
+    }
     // A polygon's winding number changes by step from left to right. Several polygons can be filled at once. Of more
     // edges than there is memory for all of the row is taken.
     void cross(double x, int step, int which = 0) noexcept {
+        last_polygon_ = std::max(last_polygon_, which);
         if (crossing_count_ < capacity_)
-            crossings_[crossing_count_++] = {x, step, which};
+            insert(crossings_.get(), crossing_count_, {x, 4 * step + which}, &crossing::x);
         else
             touch(-1e9, 1e9);
     }
     void touch(double begin, double end) noexcept {
         if (interval_count_ == 2 * capacity_)
             unite();
-        intervals_[interval_count_++] = {begin, end};
+        insert(intervals_.get(), interval_count_, {begin, end}, &interval::begin);
     }
 
     // Unites the intervals inside on the scanline with those that are touched, and hands out the pixels whose centres
     // are in it or within reach.
     template <class Each>
     void emit(int y, int width, double reach, Each &each) {
-        int winding[kPolygons] = {};
-        double from[kPolygons] = {};
         sort(crossings_.get(), crossing_count_, &crossing::x);
-        for (std::size_t i = 0; i < crossing_count_; ++i) {
-            const auto [x, step, which] = crossings_[i];
-            if (winding[which] == 0)
-                from[which] = x;
-            winding[which] += step;
-            if (winding[which] == 0)
-                touch(from[which], x);
+        for (int which = 0; which <= last_polygon_; ++which) {
+            int winding = 0;
+            double from = 0;
+            const crossing *const last = crossings_.get() + crossing_count_;
+            for (const crossing *at = crossings_.get(); at != last; ++at) {
+                if ((at->step & 3) != which)
+                    continue;
+                if (winding == 0)
+                    from = at->x;
+                winding += at->step >> 2;
+                if (winding == 0)
+                    touch(from, at->x);
+            }
+            if (winding != 0)
+                touch(from, width + 1.0);
         }
-        for (int which = 0; which < kPolygons; ++which)
-            if (winding[which] != 0)
-                touch(from[which], width + 1.0);
-        const auto pixel = [width](double x) {
-            return static_cast<int>(std::ceil(std::clamp(x, 0.0, static_cast<double>(width))));
+        // ceil(), of what isn't negative.
+        const auto pixel = [right = static_cast<double>(width)](double x) {
+            const double kept = std::clamp(x, 0.0, right);
+            const int whole = static_cast<int>(kept);
+            return whole + (whole < kept);
         };
         int begin = 0, end = 0;
         double reached = -1e300;
         sort(intervals_.get(), interval_count_, &interval::begin);
-        for (std::size_t i = 0; i < interval_count_; ++i) {
-            if (intervals_[i].end <= reached)
+        const interval *const last = intervals_.get() + interval_count_;
+        for (const interval *at = intervals_.get(); at != last; ++at) {
+            if (at->end <= reached)
                 continue;
-            reached = intervals_[i].end;
-            const int next_begin = pixel(intervals_[i].begin - reach), next_end = pixel(intervals_[i].end + reach);
+            reached = at->end;
+            const int next_begin = pixel(at->begin - reach), next_end = pixel(reached + reach);
             if (next_begin > end) {
                 if (end > begin)
                     each(y, begin, end);
@@ -94,26 +105,33 @@ public:
     }
 
 private:
-    static constexpr int kPolygons = 3;
-
     struct crossing {
         double x;
-        int step, which;
+        int step; // times 4, and which of up to four polygons
     };
 
     struct interval {
         double begin, end;
     };
 
+    // Most rows have few items, which come nearly sorted: they are inserted. More than that are sorted at the end.
+    static constexpr std::size_t kFew = 32;
+    template <class Item>
+    static void insert(Item *items, std::size_t &count, Item item, double Item::*key) noexcept {
+        std::size_t at = count++;
+        if (at < kFew)
+            for (; at > 0 && items[at - 1].*key > item.*key; --at)
+                items[at] = items[at - 1];
+        items[at] = item;
+    }
     template <class Item>
     static void sort(Item *items, std::size_t count, double Item::*key) noexcept {
-        const auto is_less = [key](const Item &a, const Item &b) { return a.*key < b.*key; };
-        if (!std::is_sorted(items, items + count, is_less)) // as most rows are
-            std::sort(items, items + count, is_less);
+        if (count > kFew)
+            std::sort(items, items + count, [key](const Item &a, const Item &b) { return a.*key < b.*key; });
     }
 
     // Makes intervals that overlap one; if none do, all.
-    void unite() noexcept {
+    [[gnu::noinline]] void unite() noexcept {
         std::size_t last = 0;
         sort(intervals_.get(), interval_count_, &interval::begin);
         const bool are_apart = interval_count_ > capacity_ && [this] {
@@ -135,6 +153,7 @@ private:
     array<crossing> crossings_;
     array<interval> intervals_;
     std::size_t crossing_count_ = 0, interval_count_ = 0;
+    int last_polygon_ = 0;
 };
 
 } // namespace vela::overlay::internal
