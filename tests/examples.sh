@@ -47,6 +47,8 @@ works() {
         $run "$dir/ppm" 808080 |
             line '4 pixels; 4 vertices, 6 edges, 4 faces; volume 2763562.5, 16.67 % of the cube'
         ;;
+    # The first pixel of a white picture, one in its middle, and the first colours.
+    hide) head -c 345600 /dev/zero | tr '\0' '\353' | $run | od -An -v -tx1 -w115520 | cut -c 1-3 | tr -d '\n' | line ' eb 10 eb' ;;
     # A level stays the same through the rate of the device and back.
     live) { $run <"$dir/level" | $run -b | tail -c 3 | od -An -tx1; } 2>/dev/null | line ' 80 80 80' ;;
     masks) echo '-5 5 5 5 5 -5 -5 -5' | $run -o "$dir/masks" | line '11539 pixels hidden' ;;
