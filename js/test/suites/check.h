@@ -75,6 +75,7 @@ inline void suite_add_tcase(Suite *suite, TCase *one) { suite->cases.push_back(o
 #define ck_assert_ptr_nonnull(a) ck_assert((a) != nullptr)
 #define ck_assert_double_eq(a, b) CK_COMPARE(double, "%.17g", a, ==, b)
 #define ck_assert_double_lt(a, b) CK_COMPARE(double, "%.17g", a, <, b)
+#define ck_assert_double_le(a, b) CK_COMPARE(double, "%.17g", a, <=, b)
 #define ck_assert_ldouble_lt(a, b) ck_assert((a) < (b))
 #define ck_assert_double_eq_tol(a, b, tolerance) CK_COMPARE(double, "%.17g", std::fabs((a) - (b)), <=, tolerance)
 #define ck_assert_float_eq_tol(a, b, tolerance) ck_assert_double_eq_tol(a, b, tolerance)
