@@ -127,7 +127,7 @@ void send_live(exchange &http) {
         http.write(
             {wav_head(what, seconds ? static_cast<uint32_t>(std::min<uint64_t>(size_limit, UINT32_MAX)) : UINT32_MAX)});
     const timeval now = state::uptime();
-    const uint64_t step = heard.rate() / kStepsPerSecond;
+    const size_t step = heard.rate() / kStepsPerSecond;
     uint64_t place = heard.place_of(now), sent = 0;
     pacer pace(std::chrono::microseconds(1000000 / kStepsPerSecond), pacer::late::catch_up,
                std::chrono::milliseconds(500));

@@ -50,6 +50,9 @@ class Calls(unittest.TestCase):
         expect(fetch("ptz")["moving"], "it drives")
         time.sleep(1.5)
         expect(not fetch("ptz")["moving"], "it stops when nobody asks it to go on")
+        change("ptz", action="drive", zoom=1, hold=0.2)
+        time.sleep(1)
+        expect(fetch("ptz")["fov"] < 40, "zooming in narrows the view")
         change("ptz", action="nudge", pan=-5, tilt=2, zoom=0.5)
         change("ptz", action="stop")
         ids = [each["id"] for each in change("ptz", action="save", name="one")["presets"]]
@@ -75,6 +78,7 @@ class Calls(unittest.TestCase):
         with saved(fetch("video", "image/jpeg"), ".jpg") as file:
             one = probe(file.name)
             expect((one["codec_name"], one["width"], one["height"]) == ("mjpeg", 1280, 720), f"a picture: {one}")
+        expect(fetch("video", "image/jpeg").endswith(b"\xff\xd9"), "a JPEG ends with its last marker")
         head = curl("-D", "-", "-o", "/dev/null", address("video", {}))[2].decode()
         parts = re.findall(r"(\w+);dur=([0-9.]+)", re.search(r"Server-Timing: (.*)", head)[1])
         whole = sum(float(cost) for _, cost in parts)
@@ -150,6 +154,8 @@ class Calls(unittest.TestCase):
         for form, codec in (("wav", "pcm_s16le"), ("alaw", "pcm_alaw"), ("ulaw", "pcm_mulaw")):
             for rate, lobes in ((8000, 2), (44100, 16), (12345, 16), (48000, 2)):
                 body = fetch("audio", "audio/wav", rate=rate, format=form, lobes=lobes)
+                sizes = [int.from_bytes(body[at : at + 4], "little") for at in (4, 42)]
+                expect(sizes == [len(body) - 8, len(body) - 46], f"sizes in a WAV file of {len(body)} bytes: {sizes}")
                 with saved(body, ".wav") as file:
                     one = probe(file.name)
                     expect((one["codec_name"], one["sample_rate"]) == (codec, str(rate)), f"{form} at {rate}: {one}")
@@ -168,6 +174,7 @@ class Calls(unittest.TestCase):
         begun = time.monotonic()
         live = samples(fetch("audio/live", "audio/wav", rate=16000, seconds=2))
         expect(len(live) == 32000, f"two seconds live: {len(live)} samples")
+        expect(live[:800] != live[800:1600], "live sound goes on")
         print(
             f"audio: {len(live)} samples live in {time.monotonic() - begun:.1f} s; "
             "12 rates and formats read by ffprobe, decoded sound compared"
@@ -190,6 +197,8 @@ class Calls(unittest.TestCase):
             all(abs(each["value"] - each["fitted"] - each["residual"]) < 1e-4 for each in exposure["samples"]),
             "residuals",
         )
+        squares = [each["residual"] ** 2 for each in exposure["samples"]]
+        expect(abs(exposure["rms"] - (sum(squares) / len(squares)) ** 0.5) < 1e-3, "the RMS residual")
         expect(
             curl(address("fit/exposure", {"samples": ";".join(f"{x},5" for x in range(0, 60, 10))}))[0] == 409,
             "samples on a line determine no surface",
@@ -201,6 +210,11 @@ class Calls(unittest.TestCase):
         expect(abs(fetch("system")["time"] - 1000000000) < 5, "the clock is set")
         change("system", action="reset-time")
         expect(abs(fetch("system")["time"] - time.time()) < 5, "and set back")
+        for hour, is_night in ((6, True), (8, False), (17, False), (20, True)):
+            change("system", action="set-time", time=time.mktime((2026, 6, 1, hour, 30, 0, 0, 0, -1)))
+            expect(fetch("video/settings")["night"] == is_night, f"night at {hour}:30")
+        change("system", action="reset-time")
+        expect(int(first["mac"][:2], 16) & 3 == 2, f"a local address of one device: {first['mac']}")
         expect(change("system", action="rename", name="<gate>")["name"] == "<gate>", "a name")
         change("system", action="rename", name=first["name"])
         parts = fetch("system/url", text="http://u:p@h:80/a%20b?c=d+e&c=f#g")
