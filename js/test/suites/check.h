@@ -64,6 +64,7 @@ inline void suite_add_tcase(Suite *suite, TCase *one) { suite->cases.push_back(o
 #define ck_assert_int_ge(a, b) CK_COMPARE(intmax_t, "%jd", a, >=, b)
 #define ck_assert_uint_eq(a, b) CK_COMPARE(uintmax_t, "%ju", a, ==, b)
 #define ck_assert_uint_ne(a, b) CK_COMPARE(uintmax_t, "%ju", a, !=, b)
+#define ck_assert_uint_lt(a, b) CK_COMPARE(uintmax_t, "%ju", a, <, b)
 #define ck_assert_uint_gt(a, b) CK_COMPARE(uintmax_t, "%ju", a, >, b)
 #define ck_assert_uint_le(a, b) CK_COMPARE(uintmax_t, "%ju", a, <=, b)
 #define ck_assert_uint_ge(a, b) CK_COMPARE(uintmax_t, "%ju", a, >=, b)
