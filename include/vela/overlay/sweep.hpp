@@ -8,8 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <initializer_list>
-#include <utility>
+#include <cstddef>
 #include <vela/overlay/chords.hpp>
 #include <vela/overlay/optics.hpp>
 
@@ -21,8 +20,9 @@ template <class Lens>
 class motion {
 public:
     motion(const orientation &from, const orientation &to, const Lens &lens_from, const Lens &lens_to) noexcept
-        : from_(from), turn_{way(from.pan, to.pan), way(from.tilt, to.tilt), way(from.roll, to.roll)}, lens_(lens_from),
-          lens_to_(lens_to), widest_(lens_from.widest(lens_to)), zooms_(!(lens_from == lens_to)),
+        : from_(from), turn_{turn_between(from.pan, to.pan), turn_between(from.tilt, to.tilt),
+                             turn_between(from.roll, to.roll)},
+          lens_(lens_from), lens_to_(lens_to), widest_(lens_from.widest(lens_to)), zooms_(!(lens_from == lens_to)),
           pans_(turn_.tilt == 0 && turn_.roll == 0),
           speed_((std::fabs(turn_.pan) + std::fabs(turn_.tilt) + std::fabs(turn_.roll)) * kDegree) {
         from_ = {within_half_turn(from.pan), within_half_turn(from.tilt), within_half_turn(from.roll)};
@@ -63,7 +63,7 @@ private:
         return a.left <= b.right && b.left <= a.right && a.top <= b.bottom && b.top <= a.bottom;
     }
 
-    static double way(double from, double to) noexcept {
+    static double turn_between(double from, double to) noexcept {
         return within_half_turn(within_half_turn(to) - within_half_turn(from));
     }
 
@@ -92,7 +92,7 @@ private:
             if (!meet(box, screen))
                 return;
             if (from_axis + reach <= std::min(lens_.safe_angle(), lens_to_.safe_angle())) {
-                // A way that isn't along a great circle bends by itself: around the vertical axis by the height.
+                // A path other than a great circle is curved: a circle of equal tilt by the sine of the tilt.
                 const double curvature = pans_ ? std::min(1.0, std::fabs(part.a.z + part.b.z) / 2 + angle / 2) : 1;
                 const double bend = near.bending * angle * angle / 8,
                              turning = (near.bending + near.speed * curvature) * turn * turn / 8 +
