@@ -21,7 +21,7 @@ auto below_of(generator &random) {
 // The positions are judged by the model's formula; beyond the rim there is nothing, a twentieth of a pixel aside.
 TEST(positions_are_the_models_both_ways) {
     for (const kind which : kinds)
-        for (uint32_t i = 0; i < 20; ++i) {
+        for (uint32_t i = 0; i < 10; ++i) {
             generator random{1000 * i + static_cast<uint32_t>(which)};
             const camera seen = model::any_scene(which, below_of(random)).second;
             const auto made = seen.made();
@@ -61,10 +61,10 @@ TEST(positions_are_the_models_both_ways) {
 TEST(masks_cover_what_the_model_has_inside) {
     for (const kind which : kinds)
         for (const coverage how : {coverage::conservative, coverage::centres})
-            for (uint32_t i = 0; i < 5; ++i) {
+            for (uint32_t i = 0; i < 3; ++i) {
                 generator random{7919 * i + static_cast<uint32_t>(which)};
                 const auto [polygon, seen] = model::any_scene(which, below_of(random));
-                const auto found = model::judge_mask(polygon, seen, how, below_of(random), 12, 0.4L);
+                const auto found = model::judge_mask(polygon, seen, how, below_of(random), 8, 0.6L);
                 ck_assert_msg(!found || (found->open == 0 && found->too_far == 0), "%s %u: %ld open, %ld too far",
                               model::kKinds[size_t(which)], i, found->open, found->too_far);
             }
@@ -75,7 +75,7 @@ TEST(sweeps_cover_every_moment) {
         for (uint32_t i = 0; i < 2; ++i) {
             generator random{7919 * i + static_cast<uint32_t>(which)};
             const auto scene = model::any_sweep(which, below_of(random));
-            const auto found = model::judge_sweep(scene.corners, scene.from, scene.to, below_of(random), 20, 24, 0.4L);
+            const auto found = model::judge_sweep(scene.corners, scene.from, scene.to, below_of(random), 8, 10, 0.6L);
             ck_assert_msg(!found || (found->open == 0 && found->too_far == 0), "%s %u: %ld open, %ld too far",
                           model::kKinds[size_t(which)], i, found->open, found->too_far);
         }
