@@ -99,6 +99,8 @@ export function testPictures(check, vela, models) {
             const meets = (a, b, size) => Math.min(a, b) < size && Math.max(a, b) >= 0;
             equal(map.polygonOnScreen(q, view), meets(q[0], q[2], width) && meets(q[1], q[3], height), what);
         }
+        const ahead = { width: 9, height: 9, panQ10: 0, tiltQ10: 0, fovQ10: 61440 };
+        equal(map.sphereToScreen(Int32Array.of(0, 0, 184320, 0), ahead).inFront, false);
         same(map.clipPanTilt(-1, 100000), { panQ10: 184319, tiltQ10: 84320 });
         same(map.clipPanTiltBounds(-1, 100000), { panQ10: 368639, tiltQ10: 100000 });
         same(map.clipPanTiltBounds(368640, 184321), { panQ10: 0, tiltQ10: -184319 });
