@@ -100,8 +100,13 @@ test('it is switched off, and deleted by a second press', async () => {
 
 // Zoomed in, half a pixel of the wide view would be 16 pixels.
 test('a clicked pixel stays under its corner when the camera zooms in', async () => {
-    await post('/api/ptz', { action: 'move', pan: 38, tilt: 4, fov: 62 });
-    await rest();
+    const move = async (to) => {
+        await post('/api/ptz', { action: 'move', ...to });
+        await page.evaluate(async () => (await import('/camera.js')).ptz.refresh());
+        await rest();
+        await wait(500);
+    };
+    await move({ pan: 38, tilt: 4, fov: 62 });
     await page.click('#masks-draw');
     const pixel = { x: 300, y: 200 };
     await clickPicture((pixel.x + 0.5) / 1280, (pixel.y + 0.5) / 720);
@@ -119,10 +124,7 @@ test('a clicked pixel stays under its corner when the camera zooms in', async ()
         pixel.x,
         pixel.y,
     );
-    await post('/api/ptz', { action: 'move', pan: direction.pan, tilt: direction.tilt, fov: 2 });
-    await page.evaluate(async () => (await import('/camera.js')).ptz.refresh());
-    await rest();
-    await wait(500);
+    await move({ pan: direction.pan, tilt: direction.tilt, fov: 2 });
     const corner = await page.$eval('#sketch .corner', (circle) =>
         ['cx', 'cy'].map((name) => Number(circle.getAttribute(name))),
     );
