@@ -172,10 +172,12 @@ class Calls(unittest.TestCase):
             basic == samples(fetch("audio", "audio/wav", rate=8000, format="ulaw")), "audio/basic is the same mu-law"
         )
         begun = time.monotonic()
-        live = samples(fetch("audio/live", "audio/wav", rate=16000, seconds=2))
-        expect(len(live) == 32000, f"two seconds live: {len(live)} samples")
-        blocks = {tuple(live[at : at + 800]) for at in range(0, len(live), 800)}
-        expect(len(blocks) > 1 or not any(live), "live sound goes on, unless the voice pauses all the time")
+        for _ in range(5):  # the voice pauses
+            live = samples(fetch("audio/live", "audio/wav", rate=16000, seconds=2))
+            expect(len(live) == 32000, f"two seconds live: {len(live)} samples")
+            if any(live):
+                break
+        expect(len({tuple(live[at : at + 800]) for at in range(0, len(live), 800)}) > 1, "live sound goes on")
         print(
             f"audio: {len(live)} samples live in {time.monotonic() - begun:.1f} s; "
             "12 rates and formats read by ffprobe, decoded sound compared"
