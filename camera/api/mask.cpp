@@ -43,7 +43,7 @@ std::vector<vela::overlay::direction> read_corners(const exchange &http) {
     for (const auto &[pan, tilt] : http.pairs("corners", {3, kMaxCorners}, kPan, kTilt))
         corners.push_back({pan, tilt});
     if (!masks::encloses(corners))
-        throw refusal{400, "the corners enclose no area"};
+        throw refusal{400, "the corners enclose no area", "corners"};
     return corners;
 }
 

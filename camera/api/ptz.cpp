@@ -62,6 +62,9 @@ void report(exchange &http) {
     const motion::plan plan = state::current_plan(now);
     const auto tour = state::patrolling();
     const motion::limits allowed = state::limits();
+    web::json::object revisions;
+    for (const auto &[program, text] : state::revisions())
+        revisions.add(program, text);
     web::json::array presets;
     for (const state::preset &each : state::presets())
         presets.raw(described(each.at).add("id", each.id).add("name", each.name).text());
@@ -79,6 +82,7 @@ void report(exchange &http) {
                                      .text())
                   .raw("home", described(state::home()).text())
                   .raw("presets", presets.text())
+                  .raw("revisions", revisions.text())
                   .text());
 }
 
@@ -107,7 +111,7 @@ void set_limits(const exchange &http) {
     const motion::limits limits = {http.number("left", 0, 360), http.number("right", 0, 360),
                                    http.number("low", -90, 90), http.number("high", -90, 90)};
     if (limits.low > limits.high)
-        throw refusal{400, "the lowest tilt is above the highest"};
+        throw refusal{400, "the lowest tilt is above the highest", "low"};
     int32_t left = static_cast<int32_t>(std::lround(limits.left * 1024));
     int32_t right = static_cast<int32_t>(std::lround(limits.right * 1024));
     int32_t low = static_cast<int32_t>(std::lround(limits.low * 1024));

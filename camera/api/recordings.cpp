@@ -108,6 +108,7 @@ void report(exchange &http, const std::string &pattern = {}, const std::string &
 void remove(const std::string &id) {
     store::remove(kDirectory + id);
     rmdir((store::directory() + kDirectory + id.substr(0, 10)).c_str()); // fails unless it is empty
+    store::touch(kDirectory);
 }
 
 // Deletes the oldest recordings until one of this size fits.
@@ -137,6 +138,7 @@ std::string keep(const timeval &begun, bool is_clip, std::string_view content) {
                            (is_clip ? ".mjpeg" : ".jpg");
     store::make_directory(kDirectory + id.substr(0, 10));
     store::write(kDirectory + id, content);
+    store::touch(kDirectory);
     return id;
 }
 
@@ -158,7 +160,7 @@ std::string record(const exchange &http, bool is_clip) {
 std::string asked_id(const exchange &http) {
     const std::string id = http.text("id", 64);
     if (!is_id(id))
-        throw refusal{400, "not a recording id"};
+        throw refusal{400, "this is no recording", "id"};
     return id;
 }
 

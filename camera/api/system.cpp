@@ -101,7 +101,7 @@ void send_url(exchange &http) {
     const std::string text = http.text("text", kMaxText);
     const auto parts = vela::url::parse(text);
     if (!parts)
-        throw refusal{400, "not a URL of RFC 3986"};
+        throw refusal{400, "this is no URL: one begins with a scheme, such as https:", "text"};
     web::json::array parameters;
     for (const auto &[name, value] : vela::query(parts->query().value_or("")))
         parameters.raw(web::json::array().raw(text_or_null(name)).raw(text_or_null(value)).text());

@@ -2,17 +2,22 @@
 //
 //   GET  /api/video         a JPEG: [width height quality], [stamp=0] without the stamp, [pan tilt fov] for another
 //                           view than the camera's
-//   GET  /api/video/live    the same as an endless multipart stream: [fps], [frames] for its length
+//   GET  /api/video/live    the same as an endless multipart stream: [fps], [frames] for its length; with adapt=1 as
+//                           the link allows, which is known from the client's acknowledgments
+//   POST /api/video/seen    acknowledges that pictures of a stream have arrived: stream, picture, [ago] in seconds
 //   GET  /api/video/raw     the picture before it is encoded, in RGB, now or at a [time]
 //   POST /api/video         settings: [light=auto|day|night] [grid=0|1] [stamp=0|1] [exposure] [curve=x,y;x,y...]
 //   GET  /api/video/settings
 #include "../device/eye.hpp"
+#include "../device/flow_control.hpp"
 #include "../device/store.hpp"
 #include "../device/stream.hpp"
 #include "../device/web.hpp"
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <poll.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -43,25 +48,70 @@ void send_raw(exchange &http) {
     http.answer("application/octet-stream", text_of(sensor.look(what, at).pixels));
 }
 
+double uptime() { return motion::seconds_between({}, state::uptime()); }
+
+// Takes in acknowledgments until the next picture may be sent; false when none come any more.
+bool wait_for_link(flow_control &flow, int acknowledgments) {
+    constexpr double kLongestWait = 10;
+    constexpr int kMilliseconds = 10;
+    for (const double end = uptime() + kLongestWait; uptime() < end;) {
+        for (web::acknowledgment seen = {}; recv(acknowledgments, &seen, sizeof seen, 0) == sizeof seen;)
+            flow.acknowledged(seen.picture, seen.seconds, uptime());
+        if (flow.is_open(uptime()))
+            return true;
+        pollfd waiting = {acknowledgments, POLLIN, 0};
+        poll(&waiting, 1, kMilliseconds);
+    }
+    return false;
+}
+
+std::string fields_of(const eye &sensor, int32_t number) {
+    std::string revisions;
+    for (const auto &[program, text] : state::revisions())
+        revisions += (revisions.empty() ? "" : "&") + std::string(program) + "=" + text;
+    return "X-Camera-Picture: " + sensor.caption() + "&number=" + std::to_string(number) +
+           "\r\nX-Camera-Revisions: " + revisions + "\r\nServer-Timing: " + sensor.costs() + "\r\n";
+}
+
 // Until the client goes, or all pictures are sent. Late ones are skipped.
 void send_stream(exchange &http) {
-    const view_request what = read_view(http);
-    const int32_t quality = read_quality(http);
+    view_request what = read_view(http);
+    int32_t quality = read_quality(http);
     const eye::marks on_top = read_marks(http);
+    const bool adapts = http.flag("adapt", false);
     const std::chrono::microseconds period(std::lround(1e6 / http.number("fps", 0.1, 25, 25)));
     const int32_t frames = http.whole("frames", 1, 1000000, INT32_MAX - 1);
     picture_stream stream(http);
     if (!stream.begin() || !http.response().wants_body())
         return;
     eye sensor;
+    flow_control flow({what.width, what.height, quality});
     pacer pace(period, pacer::late::skip);
     for (int32_t i = 0; i < frames; ++i) {
+        if (adapts) {
+            if (!wait_for_link(flow, http.acknowledgments()))
+                return;
+            const flow_control::form now = flow.next();
+            what.width = now.width;
+            what.height = now.height;
+            quality = now.quality;
+        }
+        const double begun = uptime();
         const std::vector<uint8_t> jpeg = sensor.jpeg(what, quality, on_top);
-        if (!stream.send(text_of(jpeg), "X-Camera-Picture: " + sensor.caption() + "\r\n"))
+        if (adapts)
+            flow.sent(static_cast<uint32_t>(i), jpeg.size(), begun);
+        if (!stream.send(text_of(jpeg), fields_of(sensor, i)))
             return;
         pace.wait();
     }
     stream.end();
+}
+
+void pass_acknowledgment(exchange &http) {
+    const auto picture = static_cast<uint32_t>(http.whole("picture", 0, INT32_MAX - 1));
+    if (!http.acknowledge(http.whole("stream", 0, 15), {picture, http.number("ago", 0, 60, 0)}))
+        throw refusal{404, "no such stream"};
+    http.json("{}");
 }
 
 // Whole knots, x rising from 0 to 255.
@@ -69,11 +119,11 @@ std::vector<std::pair<int, int>> read_curve(const exchange &http) {
     std::vector<std::pair<int, int>> knots;
     for (const auto &[x, y] : http.pairs("curve", {2, 16}, {0, 255}, {0, 255})) {
         if (x != std::floor(x) || y != std::floor(y) || (knots.empty() ? x != 0 : x <= knots.back().first))
-            throw refusal{400, "the curve's knots are whole numbers, x rising from 0 to 255"};
+            throw refusal{400, "the curve's knots are whole numbers, x rising from 0 to 255", "curve"};
         knots.push_back({static_cast<int>(x), static_cast<int>(y)});
     }
     if (knots.back().first != 255)
-        throw refusal{400, "the curve ends at x 255"};
+        throw refusal{400, "the curve ends at x 255", "curve"};
     return knots;
 }
 
@@ -120,5 +170,6 @@ int main() {
                      {"GET", "/live", send_stream},
                      {"GET", "/raw", send_raw},
                      {"GET", "/settings", report_settings},
+                     {"POST", "/seen", pass_acknowledgment},
                      {"POST", "", change_settings}});
 }

@@ -62,6 +62,29 @@ void set_clock(const timeval &to) {
     store::write_records("clock", {{text(time_sub(&to, &time))}});
 }
 
+std::vector<revision> revisions() {
+    static constexpr struct {
+        const char *program, *file;
+    } kFiles[] = {{"ptz", "motion"},   {"ptz", "patrol"},      {"ptz", "presets"},          {"ptz", "limits"},
+                  {"ptz", "home"},     {"mask", "masks"},      {"video", "settings"},       {"video", "clock"},
+                  {"system", "clock"}, {"system", "identity"}, {"recordings", "recordings"}};
+    std::vector<revision> all;
+    uint64_t sum = 0;
+    for (const auto &[program, file] : kFiles) {
+        if (all.empty() || std::string_view(all.back().program) != program) {
+            all.push_back({program, {}});
+            sum = 0xCBF29CE484222325; // FNV-1a
+        }
+        const store::version now = store::version_of(file).value_or(store::version());
+        for (const uint64_t part : {now.file, now.size, now.seconds, now.nanoseconds})
+            sum = (sum ^ part) * 0x100000001B3;
+        char digits[17];
+        std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(sum));
+        all.back().text = digits;
+    }
+    return all;
+}
+
 std::vector<preset> presets() {
     std::vector<preset> all;
     for (const auto &fields : store::read_records("presets"))

@@ -16,6 +16,13 @@ timeval now();
 timeval uptime();
 void set_clock(const timeval &to);
 
+// A text for each program that changes something, which is another one after each change.
+struct revision {
+    const char *program;
+    std::string text;
+};
+std::vector<revision> revisions();
+
 struct preset {
     std::string id, name;
     motion::position at;

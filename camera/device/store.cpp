@@ -153,6 +153,14 @@ void make_directory(const std::string &name) {
     sync_directory_of(path.substr(0, path.rfind('/')));
 }
 
+void touch(const std::string &name) {
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const timespec times[2] = {now, now};
+    if (utimensat(AT_FDCWD, (directory() + name).c_str(), times, 0) != 0)
+        fail(name);
+}
+
 bool remove(const std::string &name) {
     const std::string path = directory() + name;
     if (unlink(path.c_str()) != 0) {

@@ -40,6 +40,8 @@ void write(const std::string &name, std::string_view content);
 uint64_t free_bytes();
 // Makes a subdirectory if it is missing.
 void make_directory(const std::string &name);
+// Gives a directory another version, since something in it has changed.
+void touch(const std::string &name);
 // Returns whether there was such a file.
 bool remove(const std::string &name);
 

@@ -36,25 +36,22 @@ void renew_limits() {
     alarm(kMaxSeconds);
 }
 
-// One of the streams that an address may have: the name of a socket that nobody connects to, which is free again when
-// the process ends.
-void take_stream(std::string_view address) {
+// One of the streams that this client's address may have: a socket, whose name is free again when the process ends.
+// Calls use(socket, name, its size).
+template <class Use>
+auto with_stream(int number, Use &&use) {
     struct stat state = {};
     stat(store::directory().c_str(), &state);
-    const int taken = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    for (int i = 0; i < kMaxStreams; ++i) {
-        sockaddr_un name = {AF_UNIX, {}};
-        // Not a path, since it begins with NUL.
-        const int length = std::snprintf(name.sun_path + 1, sizeof name.sun_path - 1, "vela-camera.%llx.%.*s.%d",
-                                         static_cast<unsigned long long>(state.st_ino),
-                                         static_cast<int>(address.size()), address.data(), i);
-        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + static_cast<size_t>(length));
-        if (bind(taken, reinterpret_cast<const sockaddr *>(&name), size) == 0)
-            return;
-    }
-    close(taken);
-    throw refusal{503, "this address has 16 streams already"};
+    const char *const address = std::getenv("REMOTE_ADDR");
+    sockaddr_un name = {AF_UNIX, {}};
+    // Not a path, since it begins with NUL.
+    const int length = std::snprintf(name.sun_path + 1, sizeof name.sun_path - 1, "vela-camera.%llx.%s.%d",
+                                     static_cast<unsigned long long>(state.st_ino), address ? address : "", number);
+    return use(reinterpret_cast<const sockaddr *>(&name),
+               static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + static_cast<size_t>(length)));
 }
+
+int stream_socket() { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); }
 
 // A page of another site sends that site's origin, or none and no token.
 void check_origin(const vela::cgi::request &request) {
@@ -109,11 +106,11 @@ void serve(exchange &http, std::initializer_list<call> calls) {
 std::string exchange::text(const char *name, size_t longest) const {
     const auto value = find(name);
     if (!value || value->empty())
-        throw refusal{400, std::string(name) + " is missing"};
+        throw refusal{400, std::string(name) + " is missing", name};
     if (value->size() > longest)
-        throw refusal{400, std::string(name) + " has more than " + std::to_string(longest) + " bytes"};
+        throw refusal{400, std::string(name) + " has more than " + std::to_string(longest) + " bytes", name};
     if (!is_printable(*value))
-        throw refusal{400, std::string(name) + " is not printable text"};
+        throw refusal{400, std::string(name) + " is not printable text", name};
     return std::string(*value);
 }
 
@@ -123,8 +120,8 @@ double exchange::number(const char *name, double low, double high) const {
     const char *const first = value.data() + (value[0] == '+'), *const last = value.data() + value.size();
     const auto [end, error] = std::from_chars(first, last, result, std::chars_format::fixed);
     if (error != std::errc() || end != last || !std::isfinite(result) || result < low || result > high)
-        throw refusal{400,
-                      std::string(name) + " must be a number from " + json::number(low) + " to " + json::number(high)};
+        throw refusal{
+            400, std::string(name) + " must be a number from " + json::number(low) + " to " + json::number(high), name};
     return result;
 }
 
@@ -135,7 +132,7 @@ double exchange::number(const char *name, double low, double high, double otherw
 int32_t exchange::whole(const char *name, int32_t low, int32_t high) const {
     const double value = number(name, low, high);
     if (value != std::floor(value))
-        throw refusal{400, std::string(name) + " must be a whole number"};
+        throw refusal{400, std::string(name) + " must be a whole number", name};
     return static_cast<int32_t>(value);
 }
 
@@ -145,10 +142,12 @@ int32_t exchange::whole(const char *name, int32_t low, int32_t high, int32_t oth
 
 std::vector<std::array<double, 2>> exchange::pairs(const char *name, std::pair<size_t, size_t> count, range first,
                                                    range second) const {
-    const refusal refused = {400, std::string(name) + " is a list a,b;a,b;... of " + std::to_string(count.first) +
-                                      " to " + std::to_string(count.second) + " pairs, a from " +
-                                      json::number(first.low) + " to " + json::number(first.high) + " and b from " +
-                                      json::number(second.low) + " to " + json::number(second.high)};
+    const refusal refused = {400,
+                             std::string(name) + " is a list a,b;a,b;... of " + std::to_string(count.first) + " to " +
+                                 std::to_string(count.second) + " pairs, a from " + json::number(first.low) + " to " +
+                                 json::number(first.high) + " and b from " + json::number(second.low) + " to " +
+                                 json::number(second.high),
+                             name};
     const std::string list = text(name, 4096);
     const char *at = list.data(), *const last = at + list.size();
     const auto read = [&](const range &allowed, char separator) {
@@ -184,7 +183,7 @@ std::string exchange::one_of(const char *name, std::initializer_list<std::string
     std::string known;
     for (const auto word : words)
         known += (known.empty() ? "" : ", ") + std::string(word);
-    throw refusal{400, std::string(name) + " is one of " + known};
+    throw refusal{400, std::string(name) + " is one of " + known, name};
 }
 
 std::string exchange::one_of(const char *name, std::initializer_list<std::string_view> words,
@@ -198,9 +197,21 @@ bool exchange::answer(std::string_view type, std::string_view body) {
 }
 
 bool exchange::begin(std::string_view type) {
-    const char *const address = std::getenv("REMOTE_ADDR");
-    take_stream(address ? address : "");
+    acknowledgments_ = stream_socket();
+    int number = 0;
+    while (with_stream(number, [this](auto... name) { return bind(acknowledgments_, name...); }) != 0)
+        if (++number == kMaxStreams)
+            throw refusal{503, "this address has 16 streams already"};
+    response_.header("X-Camera-Stream", std::to_string(number));
     return fresh().begin(type);
+}
+
+bool exchange::acknowledge(int32_t stream, const acknowledgment &seen) const {
+    const int sender = stream_socket();
+    const auto send = [&](auto... name) { return sendto(sender, &seen, sizeof seen, 0, name...); };
+    const bool is_sent = with_stream(stream, send) == sizeof seen;
+    close(sender);
+    return is_sent;
 }
 
 bool exchange::write(std::initializer_list<std::string_view> pieces) {
@@ -235,12 +246,16 @@ int run(std::initializer_list<call> calls) {
     if (refused && !http.response().is_sent()) {
         http.response().reset();
         http.response().status(refused->status);
+        if (!refused->field.empty())
+            http.response().header("X-Camera-Field", refused->field);
         http.answer("text/plain; charset=utf-8", http_strerr(refused->status) + ("\n" + refused->reason) + "\n");
     }
     return std::ferror(http.response().output()) ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 
 std::string token() {
+    if (const auto known = store::read("token"))
+        return *known;
     const store::lock held;
     if (const auto known = store::read("token"))
         return *known;

@@ -20,10 +20,17 @@ namespace web {
 struct refusal {
     int32_t status;
     std::string reason;
+    std::string field = {}; // the parameter that is wrong
 };
 
 struct range {
     double low, high;
+};
+
+// A picture of a stream has arrived, this long before the client says so.
+struct acknowledgment {
+    uint32_t picture;
+    double seconds;
 };
 
 class exchange {
@@ -56,6 +63,10 @@ public:
     bool answer(std::string_view type, std::string_view body);
     bool json(std::string_view body) { return answer("application/json", body); }
     bool begin(std::string_view type);
+    // The socket of a stream, at which its acknowledgments arrive.
+    int acknowledgments() const { return acknowledgments_; }
+    // Passes one to a stream of the same client; false when there is none.
+    bool acknowledge(int32_t stream, const acknowledgment &seen) const;
     // Sends parts of the stream.
     bool write(std::initializer_list<std::string_view> pieces);
 
@@ -64,6 +75,7 @@ private:
 
     vela::cgi::request request_;
     vela::cgi::response response_;
+    int acknowledgments_ = -1;
 };
 
 // A path after the program's name, such as "/live", or "", and its function.

@@ -42,9 +42,8 @@ export class LiveView {
         this.#receiving?.abort();
         this.#receiving = new AbortController();
         const { signal } = this.#receiving;
-        const fields = new URLSearchParams({ ...this.size, stamp: 0, _: Date.now() });
         try {
-            for await (const picture of readPictures(`/api/video/live?${fields}`, signal)) {
+            for await (const picture of readPictures({ ...this.size, stamp: 0, _: Date.now() }, signal)) {
                 if (!document.hidden) this.#decode(picture, signal);
             }
         } catch {

@@ -27,12 +27,13 @@ export class Renderer {
         });
     }
 
+    // A picture may be smaller than the canvas.
     setPicture(image, view) {
-        const { width, height } = this.#size;
+        const { width, height } = image;
         this.#decoder.drawImage(image, 0, 0);
         this.#picture?.free();
         const { data } = this.#decoder.getImageData(0, 0, width, height);
-        this.#picture = overlay.Picture.make({ ...this.#size, ...view }, data);
+        this.#picture = overlay.Picture.make({ width, height, ...view }, data);
         this.#canvas.hidden = false;
     }
 

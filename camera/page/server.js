@@ -1,10 +1,11 @@
 // Requests to the camera.
 
-// What the camera refuses, with its reason.
+// What the camera refuses, with its reason; `field` is the parameter that is wrong, if it is one.
 export class RequestError extends Error {
-    constructor(message, status) {
+    constructor(message, status, field) {
         super(message);
         this.status = status;
+        this.field = field;
     }
 }
 
@@ -12,7 +13,8 @@ async function readAnswer(response) {
     if (response.ok) return response.json();
     const isPlain = (response.headers.get('Content-Type') ?? '').startsWith('text/plain');
     const reason = isPlain ? (await response.text()).trim().split('\n').pop() : '';
-    throw new RequestError(reason || `The camera answers ${response.status}.`, response.status);
+    const field = response.headers.get('X-Camera-Field') ?? undefined;
+    throw new RequestError(reason || `The camera answers ${response.status}.`, response.status, field);
 }
 
 // A request that hangs is a lost connection too.

@@ -54,6 +54,7 @@ requests = [
     *gets(
         "/api/",
         f"""video?pan=1 video?pan=1&tilt=91&fov=60 video?pan=0&tilt=0&fov=0 video/live?fps=26 video/live?frames=0
+        video/live?adapt=2
         video?quality=101 video/raw?time=-1 video/raw?time=99999999999 audio?rate=7999 audio?rate=48001
         audio?format=mp3 audio?lobes=3 audio?container=basic&rate=16000 audio/live?seconds=0 audio/levels?count=65
         gamut/off?points=15 gamut/off?points=4097 fit/lens fit/lens?samples=1,1 fit/lens?samples=1,1;2,2;3,3;
@@ -103,6 +104,11 @@ requests = [
         "",
         f"""curve=0,0 curve=0,0;255,256 curve=0,0;0,9;255,255 curve=0,0;1.5,9;255,255 curve=0,0;200,9
         curve={"0,0;" * 17}255,255 light=dusk grid=2 exposure=3 exposure=""",
+    ),
+    *posts(
+        "/api/video/seen",
+        "",
+        "stream=0 stream=16&picture=1 stream=0&picture=-1 stream=9&picture=1&ago=61 stream=9&picture=1",
     ),
     *posts(
         "/api/mask",
