@@ -23,7 +23,7 @@ inline auto counts_to(int32_t most) {
     return [most, random = generator{1}]() mutable { return static_cast<uint32_t>(1 + random(most)); };
 }
 
-// So many numbers, the same for the same seed.
+// `count` numbers, the same for the same seed.
 template <class Integer>
 std::vector<Integer> noise(std::size_t count, uint32_t seed) {
     std::vector<Integer> made(count);

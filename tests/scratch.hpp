@@ -1,4 +1,4 @@
-// A folder to work in, and what is to be found in it.
+// A directory to work in, with its content.
 #pragma once
 
 #include "support.hpp"
@@ -11,7 +11,7 @@
 struct scratch {
     char root[32] = "/tmp/walked-XXXXXX";
 
-    // With these entries and their folders: "folder/", "link>target" and "file".
+    // With these entries and their directories: "directory/", "link>target" and "file".
     explicit scratch(std::initializer_list<const char *> entries = {}) {
         ck_assert_ptr_nonnull(mkdtemp(root));
         std::filesystem::current_path(root);

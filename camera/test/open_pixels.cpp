@@ -2,7 +2,7 @@
 // picture shows besides the first one and black has been seen through the mask. Masks at the zenith, around the
 // horizon, half behind the view, small and large, at every zoom, and while the camera moves.
 //
-// usage: open_pixels FOLDER [ROUNDS]   (a folder for the scene and the camera's state)
+// usage: open_pixels DIRECTORY [ROUNDS]   (a directory for the scene and the camera's state)
 #include "../device/eye.hpp"
 #include "../device/mask_store.hpp"
 #include "../device/store.hpp"
@@ -63,7 +63,7 @@ hidden cap(double tilt) {
     return made;
 }
 
-// Corners around a middle, inside where they go round a direction: told by the angles between them as seen from there.
+// Corners around a middle, inside where they go round a direction: found by the angles between them as seen from there.
 hidden star(const char *name, std::mt19937 &random, double size) {
     const auto uniform = [&](double low, double high) { return std::uniform_real_distribution(low, high)(random); };
     hidden made = {name, uniform(0, 360), std::asin(uniform(-1, 1)) / kDegree, {}, {}};
@@ -197,10 +197,10 @@ std::vector<view_request> looks_at(const hidden &mask, std::mt19937 &random) {
 int main(int argc, char **argv) {
     if (argc < 2)
         return EXIT_FAILURE;
-    const std::string folder = argv[1];
+    const std::string directory = argv[1];
     const int rounds = argc > 2 ? std::atoi(argv[2]) : 4;
-    setenv("CAMERA_SCENE", folder.c_str(), 1);
-    setenv("CAMERA_STATE", (folder + "/state").c_str(), 1);
+    setenv("CAMERA_SCENE", directory.c_str(), 1);
+    setenv("CAMERA_STATE", (directory + "/state").c_str(), 1);
     std::mt19937 random(7);
     std::vector<hidden> all = {cap(75), box("around the horizon", -179.9, 179.9, -6, 6),
                                box("half behind the view", 200, 400, -20, 20)};

@@ -107,7 +107,7 @@ inline void check_product(const matrix &a, const matrix &b) {
     free_matrix(t);
 }
 
-// An inverse by one of the ways above, into another matrix and in place.
+// An inverse by one of the methods above, into another matrix and in place.
 template <class Model, class Call>
 void check_inverse(const char *name, const matrix &a, Model model, Call call) {
     for (const bool in_place : {false, true}) {

@@ -1,5 +1,5 @@
 // Elementary functions of doubles, rounded correctly whatever the maths library is: by power series in fixed point of
-// 192 bits behind the point. Slow and plain.
+// 192 bits after the point. Slow and plain.
 #pragma once
 
 #include <array>

@@ -112,7 +112,7 @@ class System {
     }
     fd_prestat_get() {
         return 8;
-    } // EBADF: no folders
+    } // EBADF: no directories
     clock_time_get(id, precision, at) {
         this.view.setBigUint64(at, BigInt(Date.now()) * 1000000n, true);
         return 0;
