@@ -60,7 +60,7 @@ export type Bytes = Uint8Array | Uint8ClampedArray;
 
 /** Owns memory of the module until free(), or until the end of a block that declares it by `using`. */
 export interface Owner {
-    /** Releases it. Any later use but free() throws a TypeError. */
+    /** Releases it; a second call does nothing. Any other later use throws a TypeError. */
     free(): void;
     /** Whether it was released. */
     readonly freed: boolean;
@@ -351,7 +351,7 @@ export type UuidForm = 'braced' | 'dashed' | 'plain';
 
 /** UUIDs as 16 bytes, and random numbers, which throw a VelaError without a random source. */
 export interface Uuids {
-    /** A UUID of version 4 (RFC 9562): 122 random bits. */
+    /** A UUID of version 4 (RFC 9562): 122 random bits. Never null: no random bytes are an exception. */
     random(): Uint8Array;
     /** @returns null for a text in none of the forms, in either case */
     parse(text: string): Uint8Array | null;

@@ -5,40 +5,12 @@ import { vela } from './src/vela.js';
 
 export { VelaError };
 
-// A module with a function that counts bits in a vector: valid if the host has 16-byte vectors.
-const withVectors = new Uint8Array([
-    0,
-    0x61,
-    0x73,
-    0x6d,
-    1,
-    0,
-    0,
-    0, // magic and version
-    1,
-    5,
-    1,
-    0x60,
-    0,
-    1,
-    0x7b, // one type: () -> v128
-    3,
-    2,
-    1,
-    0, // one function of it
-    10,
-    10,
-    1,
-    8,
-    0,
-    0x41,
-    0,
-    0xfd,
-    15,
-    0xfd,
-    98,
-    11, // i32.const 0, i8x16.splat, i8x16.popcnt
-]);
+// A module with a function that counts bits in a vector, valid if the host has 16-byte vectors: magic and version; one
+// type, () -> v128; one function of it; i32.const 0, i8x16.splat, i8x16.popcnt.
+const withVectors = Uint8Array.from(
+    '0061736d01000000 010501 60 00 01 7b 03020100 0a0a 01 0800 4100 fd0f fd62 0b'.replaceAll(' ', '').match(/../g),
+    (digits) => parseInt(digits, 16),
+);
 
 export const hasVectors = () => WebAssembly.validate(withVectors);
 

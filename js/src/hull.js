@@ -39,14 +39,8 @@ export function hull(core) {
             return core.call('hull_contains', handleOf(this), int32('x', x), int32('y', y), int32('z', z)) !== 0;
         }
         distances(x, y, z) {
-            const found = core.array(
-                Uint32Array,
-                'hull_distances',
-                handleOf(this),
-                near('x', x),
-                near('y', y),
-                near('z', z),
-            );
+            const point = [near('x', x), near('y', y), near('z', z)],
+                found = core.array(Uint32Array, 'hull_distances', handleOf(this), ...point);
             return found && { nearest: found[0], farthest: found[1] };
         }
 

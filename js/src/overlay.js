@@ -55,13 +55,8 @@ export function overlay(module) {
         }
 
         runs(view, coverage = 'conservative') {
-            return core.array(
-                Int32Array,
-                'mask_runs',
-                handleOf(this),
-                pick('coverage', coverage, coverages),
-                ...fields(view),
-            );
+            const mode = pick('coverage', coverage, coverages);
+            return core.array(Int32Array, 'mask_runs', handleOf(this), mode, ...fields(view));
         }
     }
 

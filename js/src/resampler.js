@@ -97,12 +97,8 @@ export function resampler(core) {
             return core.array(Int16Array, 'resampler_flush', handleOf(this));
         }
         flushBytes(outFormat) {
-            return core.array(
-                Uint8Array,
-                'resampler_flush_bytes',
-                handleOf(this),
-                pick('outFormat', outFormat, formats),
-            );
+            const to = pick('outFormat', outFormat, formats);
+            return core.array(Uint8Array, 'resampler_flush_bytes', handleOf(this), to);
         }
 
         reset() {

@@ -1,4 +1,10 @@
-import { integer, octets, string } from './core.js';
+// Base64, text, URLs and UUIDs.
+import { int32, integer, lengthOf, octets, pick, string, uint32 } from './core.js';
+
+export const base64 = (core) => ({
+    encode: (bytes) => core.text('base64_encode', octets('bytes', bytes)),
+    decode: (text) => core.array(Uint8Array, 'base64_decode', string('text', text)),
+});
 
 const noDigit = /[^0-9A-Fa-f]/;
 
@@ -17,4 +23,43 @@ export const text = (core) => ({
     strip: (value) => core.text('text_strip', withoutNul(value)),
     chunkSplit: (bytes, chunk) =>
         core.array(Uint8Array, 'text_chunk_split', octets('bytes', bytes), integer('chunk', chunk, 1, 0xffffffff)),
+});
+
+const parts = ['scheme', 'user', 'password', 'host', 'port', 'path', 'query', 'fragment'];
+
+export function url(core) {
+    const bytesOf = (text) => (typeof text === 'string' ? text : octets('text', text));
+    const read = (found) => (found.startsWith('+') ? found.slice(1) : null);
+
+    return {
+        parse(text) {
+            const all = core.text('url_parse', string('text', text))?.split('\0');
+            return all ? Object.fromEntries(parts.map((part, i) => [part, read(all[i])])) : null;
+        },
+
+        encodeSegment: (text) => core.text('url_encode_segment', bytesOf(text)),
+        encodeForm: (text) => core.text('url_encode_form', bytesOf(text)),
+        decode: (text) => core.text('url_decode', string('text', text)),
+        decodeForm: (text) => core.text('url_decode_form', string('text', text)),
+        decodeBytes: (text) => core.array(Uint8Array, 'url_decode', string('text', text)),
+
+        parseMac: (text) => core.array(Uint8Array, 'url_parse_mac', string('text', text)),
+        formatMac(mac) {
+            if (lengthOf(octets('mac', mac)) !== 6) throw new RangeError('mac: expected 6 bytes');
+            return core.text('url_format_mac', mac);
+        },
+    };
+}
+
+const forms = ['braced', 'dashed', 'plain'];
+
+export const uuid = (core) => ({
+    random: () => core.array(Uint8Array, 'uuid_random'),
+    parse: (text) => core.array(Uint8Array, 'uuid_parse', string('text', text)),
+    toString(bytes, form = 'dashed') {
+        if (lengthOf(octets('bytes', bytes)) !== 16) throw new RangeError('bytes: expected 16');
+        return core.text('uuid_to_string', bytes, pick('form', form, forms));
+    },
+    randBytes: (length) => core.array(Uint8Array, 'uuid_rand_bytes', uint32('length', length)),
+    randInt: (a, b) => core.call('uuid_rand_int', int32('a', a), int32('b', b)),
 });

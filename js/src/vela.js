@@ -1,6 +1,5 @@
 // Everything that one instance offers.
 import { Core } from './core.js';
-import { base64 } from './base64.js';
 import { colour } from './colour.js';
 import { curve } from './curve.js';
 import { fixedpoint } from './fixedpoint.js';
@@ -8,10 +7,8 @@ import { hull } from './hull.js';
 import { matrix } from './matrix.js';
 import { resampler } from './resampler.js';
 import { spheremap } from './spheremap.js';
-import { text } from './text.js';
+import { base64, text, url, uuid } from './text.js';
 import { time } from './time.js';
-import { url } from './url.js';
-import { uuid } from './uuid.js';
 
 export function vela(module, options) {
     const core = new Core(module, options);

@@ -1,4 +1,4 @@
-// Which public functions the tests call: each notes its name. What is never called is untested.
+// Which public functions and which bindings the tests call: each notes its name. What is never called is untested.
 const names = new Set(),
     called = new Set();
 
@@ -43,3 +43,25 @@ export function watched(api, name) {
 
 export const publicNames = () => [...names].map((name) => name.split('.')[1]);
 export const uncalled = () => [...names].filter((name) => !called.has(name));
+
+// How often each binding was called; from watchBindings() on, each new instance counts.
+const bindings = new Map();
+
+export function watchBindings() {
+    const { Instance } = WebAssembly;
+    WebAssembly.Instance = function (module, imports) {
+        const exports = { ...new Instance(module, imports).exports };
+        for (const [name, run] of Object.entries(exports)) {
+            if (!name.startsWith('vela_')) continue;
+            bindings.set(name, bindings.get(name) ?? 0);
+            exports[name] = (...args) => {
+                bindings.set(name, bindings.get(name) + 1);
+                return run(...args);
+            };
+        }
+        return { exports };
+    };
+}
+
+export const callsOf = (binding) => bindings.get(`vela_${binding}`);
+export const uncalledBindings = () => [...bindings.keys()].filter((name) => bindings.get(name) === 0);

@@ -8,7 +8,7 @@ import * as lib from 'vela';
 import * as overlay from 'vela/overlay';
 import { Core } from './vela/src/core.js';
 import { decodeByHand, encodeByHand } from './vela/src/utf8.js';
-import { publicNames, uncalled, watched } from './calls.js';
+import { callsOf, publicNames, uncalled, uncalledBindings, watchBindings, watched } from './calls.js';
 import { testOverlayRefusals, testRefusals } from './refusals.js';
 import { testOverlay } from './overlay.js';
 import { generator } from './generator.js';
@@ -19,8 +19,8 @@ import { testTexts } from './texts.js';
 
 const { VelaError } = lib;
 const compiled = (path) => new WebAssembly.Module(readFileSync(path));
-const modelModule = compiled(process.env.VELA_MODELS);
-const models = new Core(modelModule);
+const models = new Core(compiled(process.env.VELA_MODELS));
+watchBindings();
 const urlOf = (name) => new URL(import.meta.resolve(`vela/${name}.wasm`));
 
 for (const name of ['vela', 'vela-simd']) {
@@ -33,8 +33,8 @@ const masks = watched(await overlay.load(), 'overlay');
 testOverlay(masks);
 testOverlayRefusals(masks);
 
-test('every public function is called, and declared', () => {
-    same(uncalled(), []);
+test('every public function and every binding is called, and the functions are declared', () => {
+    same([uncalled(), uncalledBindings()], [[], []]);
     const names = publicNames().filter((name) => name !== 'nodejs' && name !== 'Symbol'),
         declared = ['index.d.ts', 'overlay.d.ts'].map((file) => readFileSync(`vela/${file}`, 'utf8')).join('\n');
     for (const name of names) match(declared, new RegExp(`^ {4}(readonly )?${name}[(<:]`, 'm'));
@@ -106,7 +106,7 @@ test('violated preconditions and exceptions of the host leave the stack as it wa
                 error.line > 0 &&
                 error.function === 'chunk_split_len',
         );
-        throws(() => core.call('uuid_rand_int', 1, 6), /^VelaError: none$/);
+        for (const name of ['uuid_rand_int', 'uuid_random']) throws(() => core.call(name, 1, 6), /^VelaError: none$/);
     }
     equal(core.text('text_strip', ' a '), 'a');
 });
@@ -183,6 +183,26 @@ test('no call leaks memory', () => {
         const before = size();
         for (let i = 0; i < 5000; ++i) call();
         equal(size(), before, String(call));
+    }
+});
+
+test('an object is released once, however often that is asked for', () => {
+    const random = generator(),
+        { Hull, Resampler, matrix } = lib.instantiate(compiled(urlOf('vela'))),
+        [xs, ys, zs] = [1, 2, 3].map(() => random.floats(20, 9)),
+        view = { width: 8, height: 8, pan: 0, tilt: 0, fov: 60 },
+        owners = {
+            hull: Hull.ofPixels(random.array(Uint8Array, 48)),
+            polynomial: matrix.fitPolynomial(xs, ys, 2),
+            surface: matrix.fitSurface(xs, ys, zs),
+            resampler: Resampler.make(8, 6),
+            mask: masks.Mask.make(Float64Array.of(0, 0, 3, 3, -3, 3)),
+            picture: masks.Picture.make(view, new Uint8Array(256)),
+        };
+    for (const [type, owner] of Object.entries(owners)) {
+        const before = callsOf(`${type}_free`);
+        for (const name of ['free', 'free', Symbol.dispose ?? Symbol.for('Symbol.dispose')]) owner[name]();
+        same([callsOf(`${type}_free`) - before, owner.freed], [1, true], type);
     }
 });
 
