@@ -145,7 +145,7 @@ TEST(projection_and_unprojection_are_those_of_the_lens) {
         smap_sphere_pt direction;
         smap_screen_pt_to_sphere_pt(&pixel, &record, &direction);
         agree_all("unproject beside the sphere map", input, p,
-                  model::towards(direction.pan / 1024.0L, direction.tilt / 1024.0L), 3e-5);
+                  model::towards(direction.pan / 1024.0, direction.tilt / 1024.0), 3e-5);
     }
     ck_assert(!usual_view().project({210, -10}));
 }

@@ -64,7 +64,7 @@ TEST(masks_cover_what_the_model_has_inside) {
             for (uint32_t i = 0; i < 3; ++i) {
                 generator random{7919 * i + static_cast<uint32_t>(which)};
                 const auto [polygon, seen] = model::any_scene(which, below_of(random));
-                const auto found = model::judge_mask(polygon, seen, how, below_of(random), 8, 0.6L);
+                const auto found = model::judge_mask(polygon, seen, how, below_of(random), 8, 0.6);
                 ck_assert_msg(!found || (found->open == 0 && found->too_far == 0), "%s %u: %ld open, %ld too far",
                               model::kKinds[size_t(which)], i, found->open, found->too_far);
             }
@@ -75,7 +75,7 @@ TEST(sweeps_cover_every_moment) {
         for (uint32_t i = 0; i < 2; ++i) {
             generator random{7919 * i + static_cast<uint32_t>(which)};
             const auto scene = model::any_sweep(which, below_of(random));
-            const auto found = model::judge_sweep(scene.corners, scene.from, scene.to, below_of(random), 8, 10, 0.6L);
+            const auto found = model::judge_sweep(scene.corners, scene.from, scene.to, below_of(random), 8, 10, 0.6);
             ck_assert_msg(!found || (found->open == 0 && found->too_far == 0), "%s %u: %ld open, %ld too far",
                           model::kKinds[size_t(which)], i, found->open, found->too_far);
         }
@@ -105,18 +105,17 @@ TEST(paths_follow_their_arcs) {
                               b = model::towards(polygon[1].pan, polygon[1].tilt);
             for (int part = 1; part < 100; ++part) {
                 const auto at = seen.project(model::unit(model::mixed(100 - part, a, part, b)));
-                if (!at || std::fabs((*at)[0] - (seen.width - 1) / 2.0L) > seen.width / 2.0L - 1.6L ||
-                    std::fabs((*at)[1] - (seen.height - 1) / 2.0L) > seen.height / 2.0L - 1.6L)
+                if (!at || std::fabs((*at)[0] - (seen.width - 1) / 2.0) > seen.width / 2.0 - 1.6 ||
+                    std::fabs((*at)[1] - (seen.height - 1) / 2.0) > seen.height / 2.0 - 1.6)
                     continue;
                 real nearest = 1e9;
                 for (const auto &[from, to] : lines) {
                     const real x = to.x - from.x, y = to.y - from.y, dx = (*at)[0] - from.x, dy = (*at)[1] - from.y,
-                               along =
-                                   std::clamp<real>((x * dx + y * dy) / std::max<real>(x * x + y * y, 1e-12L), 0, 1);
+                               along = std::clamp<real>((x * dx + y * dy) / std::max<real>(x * x + y * y, 1e-12), 0, 1);
                     nearest = std::min(nearest, std::hypot(dx - along * x, dy - along * y));
                 }
-                ck_assert_msg(nearest <= 0.5L, "%s %u: %Lg pixels off at %d %%", model::kKinds[size_t(which)], i,
-                              nearest, part);
+                ck_assert_msg(nearest <= 0.5, "%s %u: %g pixels off at %d %%", model::kKinds[size_t(which)], i, nearest,
+                              part);
             }
         }
 }
@@ -144,7 +143,7 @@ TEST(unprojected_polygons_keep_their_sides) {
                         continue;
                     const real off = std::min({std::fabs((*at)[0] - left), std::fabs((*at)[0] - right),
                                                std::fabs((*at)[1] - top), std::fabs((*at)[1] - bottom)});
-                    ck_assert_msg(off <= 0.5L, "%s %u: %Lg pixels off", model::kKinds[size_t(which)], i, off);
+                    ck_assert_msg(off <= 0.5, "%s %u: %g pixels off", model::kKinds[size_t(which)], i, off);
                 }
             }
         }

@@ -1,4 +1,4 @@
-// Views by real lenses, point by point: the models' formulas in long double, limits found by walking outward, and masks
+// Views by real lenses, point by point: the models' formulas, limits found by walking outward, and masks
 // judged by points that are seen to be inside. Without bounds, chords or scanlines.
 #pragma once
 
@@ -28,19 +28,18 @@ struct optics {
         const real end = std::holds_alternative<pinhole>(lens) ? kPi / 2 : kPi;
         if (std::holds_alternative<double>(lens))
             return;
-        for (limit = 1e-4L; limit < end - 1e-4L && radius(limit + 1e-5L) > radius(limit - 1e-5L);)
-            limit += 1e-4L;
-        if (limit >= end - 1e-4L)
+        for (limit = 1e-4; limit < end - 1e-4 && radius(limit + 1e-5) > radius(limit - 1e-5);)
+            limit += 1e-4;
+        if (limit >= end - 1e-4)
             limit = end;
         else
-            for (real low = limit - 1e-4L, high = limit; high - low > 1e-12L; limit = high) {
+            for (real low = limit - 1e-4, high = limit; high - low > 1e-12; limit = high) {
                 const real middle = (low + high) / 2;
-                (radius(middle + 1e-7L) > radius(middle - 1e-7L) ? low : high) = middle;
+                (radius(middle + 1e-7) > radius(middle - 1e-7) ? low : high) = middle;
             }
-        safe = std::holds_alternative<pinhole>(lens) ? std::tan(limit) : 1e9L;
+        safe = std::holds_alternative<pinhole>(lens) ? std::tan(limit) : 1e9;
         for (int i = 0; i < 64 && is_folding(); ++i)
-            safe =
-                std::min(safe, fold(std::cos(i * 0.0982L), std::sin(i * 0.0982L), std::min(safe, 20.0L), 400) * 0.98L);
+            safe = std::min(safe, fold(std::cos(i * 0.0982), std::sin(i * 0.0982), std::min(safe, 20.0), 400) * 0.98);
     }
 
     bool is_folding() const {
@@ -51,7 +50,7 @@ struct optics {
     // How far out from the axis the map keeps its orientation, up to a radius.
     real fold(real along, real across, real end, int count) const {
         for (int i = 1; i <= count; ++i) {
-            const real out = end * i / count, h = 1e-6L;
+            const real out = end * i / count, h = 1e-6;
             const auto at = [&](real dx, real dy) { return project({out * along + dx, out * across + dy, 1}); };
             const point right = at(h, 0), left = at(-h, 0), down = at(0, h), up = at(0, -h);
             if ((right[0] - left[0]) * (down[1] - up[1]) <= (right[1] - left[1]) * (down[0] - up[0]))
@@ -138,7 +137,7 @@ struct camera {
             all.insert(all.end(), {f->fx, f->fy, f->cx, f->cy, f->k1, f->k2, f->k3, f->k4});
         return all;
     }
-    bool shows(real x, real y) const { return -0.5L <= x && x <= width - 0.5L && -0.5L <= y && y <= height - 0.5L; }
+    bool shows(real x, real y) const { return -0.5 <= x && x <= width - 0.5 && -0.5 <= y && y <= height - 0.5; }
 };
 
 // Points of the arc between two directions, at most that far apart where they are on the screen.
@@ -155,11 +154,11 @@ void walk_arc(const camera &seen, const vec3 &a, const vec3 &b, real step, Each 
                        high = std::max({(*from)[i], (*to)[i], (*at)[i]});
             return low - away > size || high + away < 0;
         };
-        if (angle < 0.2L && (is_beside(0, seen.width) || is_beside(1, seen.height)))
+        if (angle < 0.2 && (is_beside(0, seen.width) || is_beside(1, seen.height)))
             return;
         if (away <= 2 * step)
             return each(middle, *at);
-    } else if ((!from && !to && !at && angle < 0.01L) || depth > 30)
+    } else if ((!from && !to && !at && angle < 0.01) || depth > 30)
         return;
     walk_arc(seen, a, middle, step, each, depth + 1);
     walk_arc(seen, middle, b, step, each, depth + 1);
@@ -199,7 +198,7 @@ inline void mark_near(std::vector<bool> &near, const picture &on, const point &p
     const int x = static_cast<int>(std::lround(p[0])), y = static_cast<int>(std::lround(p[1]));
     for (int i = x - 2; i <= x + 2; ++i)
         for (int j = y - 2; j <= y + 2; ++j)
-            if (on.has(i, j) && std::hypot(i - p[0], j - p[1]) <= 1.5L)
+            if (on.has(i, j) && std::hypot(i - p[0], j - p[1]) <= 1.5)
                 near[on.index(i, j)] = true;
 }
 
@@ -219,7 +218,7 @@ faults judge(const mask &truth, const std::vector<camera> &moments, const pictur
             return false;
         const vec3 p = towards(shown->pan, shown->tilt);
         const auto again = moments[moment].project(p);
-        return again && std::hypot((*again)[0] - x, (*again)[1] - y) < 0.01L && truth.contains(p);
+        return again && std::hypot((*again)[0] - x, (*again)[1] - y) < 0.01 && truth.contains(p);
     };
     std::vector<std::array<int, 2>> looked_at;
     for (const camera &seen : moments)
@@ -227,7 +226,7 @@ faults judge(const mask &truth, const std::vector<camera> &moments, const pictur
             walk_arc(seen, truth.points[i], truth.next(i), step, [&](const vec3 &, const point &at) {
                 const std::array<int, 2> pixel = {static_cast<int>(std::lround(at[0])),
                                                   static_cast<int>(std::lround(at[1]))};
-                const bool is_clear = std::fabs(at[0] - pixel[0]) < 0.49L && std::fabs(at[1] - pixel[1]) < 0.49L;
+                const bool is_clear = std::fabs(at[0] - pixel[0]) < 0.49 && std::fabs(at[1] - pixel[1]) < 0.49;
                 mark_near(near, drawn, at);
                 if (!drawn.has(pixel[0], pixel[1]) || !is_clear)
                     return;
@@ -252,7 +251,7 @@ faults judge(const mask &truth, const std::vector<camera> &moments, const pictur
         const bool is_covered = drawn.is_covered(x, y);
         if (how == coverage::centres) {
             int inside = 0;
-            for (const auto &[dx, dy] : {point{0, 0}, {0.02L, 0}, {-0.02L, 0}, {0, 0.02L}, {0, -0.02L}})
+            for (const auto &[dx, dy] : {point{0, 0}, {0.02, 0}, {-0.02, 0}, {0, 0.02}, {0, -0.02}})
                 inside += is_inside(0, x + dx, y + dy);
             found.open += inside == 5 && !is_covered;
             found.too_far += inside == 0 && is_covered;
@@ -260,8 +259,7 @@ faults judge(const mask &truth, const std::vector<camera> &moments, const pictur
         }
         bool is_near = near[drawn.index(x, y)];
         for (size_t moment = 0; moment < moments.size(); ++moment) {
-            for (const auto &[dx, dy] :
-                 {point{0, 0}, {0.49L, 0.49L}, {-0.49L, 0.49L}, {0.49L, -0.49L}, {-0.49L, -0.49L}})
+            for (const auto &[dx, dy] : {point{0, 0}, {0.49, 0.49}, {-0.49, 0.49}, {0.49, -0.49}, {-0.49, -0.49}})
                 if (is_inside(moment, x + dx, y + dy)) {
                     is_near = true;
                     found.open += !is_covered;
@@ -272,7 +270,7 @@ faults judge(const mask &truth, const std::vector<camera> &moments, const pictur
         }
         // Along the rim there is no arc.
         for (size_t i = 0; is_covered && !is_near && i < 48 * moments.size(); ++i) {
-            const real away = (i / moments.size() % 3 + 1) * 0.5L, turn = i / moments.size() / 3 * 0.3927L;
+            const real away = double(i / moments.size() % 3 + 1) * 0.5, turn = double(i / moments.size() / 3) * 0.3927;
             is_near = is_inside(i % moments.size(), x + away * std::cos(turn), y + away * std::sin(turn));
         }
         found.too_far += is_covered && !is_near;

@@ -1,5 +1,5 @@
 // Masks point by point: a pixel's direction by the formula of the projection, and whether it is inside by the winding
-// number, from the crossings of an arc to a fixed direction, in long double. Without scanlines, clipping or rims.
+// number, from the crossings of an arc to a fixed direction. Without scanlines, clipping or rims.
 #pragma once
 
 #include "agree.hpp"
@@ -13,11 +13,11 @@
 
 namespace model {
 
-using real = long double;
+using real = double;
 using vec3 = std::array<real, 3>;
 using vela::overlay::coverage, vela::overlay::direction;
 
-constexpr real kDegree = 3.14159265358979323846264338328L / 180;
+constexpr real kDegree = 3.14159265358979323846264338328 / 180;
 
 inline real dot(const vec3 &a, const vec3 &b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 inline vec3 cross(const vec3 &a, const vec3 &b) {
@@ -68,12 +68,12 @@ public:
             apart = std::max(apart, length(mixed(1, points[i], -1, points[0])));
             opposite = std::min(opposite, length(mixed(1, points[i], 1, next(i))));
         }
-        is_determined = apart > 1e-12L && opposite > 1e-6L;
+        is_determined = apart > 1e-12 && opposite > 1e-6;
         // Outside is the most frequent level of points spread evenly over the sphere.
         constexpr int count = 120;
         std::map<int, int> seen;
         for (int i = 0; i < count; ++i)
-            ++seen[level(towards(i * 137.50776405L, std::asin(1 - (2 * i + 1) / real(count)) / kDegree))];
+            ++seen[level(towards(i * 137.50776405, std::asin(1 - (2 * i + 1) / real(count)) / kDegree))];
         int most = 0, second = 0;
         for (const auto &[level, times] : seen)
             if (times > most)
@@ -94,11 +94,11 @@ public:
         // By bisection: a position moves at most sqrt(2) times as fast as its direction.
         const auto comes_near = [&](const auto &self, const vec3 &a, const vec3 &b) {
             const vec3 middle = unit(mixed(1, a, 1, b));
-            const real angle = std::atan2(length(cross(a, b)), dot(a, b)) / 2, reach = 1.4143L * view.scale * angle,
+            const real angle = std::atan2(length(cross(a, b)), dot(a, b)) / 2, reach = 1.4143 * view.scale * angle,
                        away = std::hypot(view.x(middle) - x, view.y(middle) - y), depth = dot(middle, view.forward);
             if (away - reach > pixels || depth + angle < 0)
                 return false;
-            if ((away <= pixels && depth >= -1e-9L) || reach < pixels * 1e-3L)
+            if ((away <= pixels && depth >= -1e-9) || reach < pixels * 1e-3)
                 return away <= pixels;
             return self(self, a, middle) || self(self, middle, b);
         };
@@ -111,7 +111,7 @@ public:
 private:
     // The winding number, relative to that of a direction that no boundary passes.
     int level(const vec3 &p) const {
-        const vec3 q = unit({0.123L, -0.345L, 0.77L});
+        const vec3 q = unit({0.123, -0.345, 0.77});
         const vec3 normal = cross(p, q);
         int change = 0;
         for (size_t i = 0; i < points.size(); ++i) {
@@ -198,11 +198,11 @@ void check_mask(const std::vector<direction> &corners, const lens &view, Below &
         const auto check_pixel = [&](int x, int y) {
             // The rim is an edge of its own.
             if (x != std::clamp(x, 0, view.width - 1) || y != std::clamp(y, 0, view.height - 1) ||
-                std::fabs(view.to_rim(x, y)) < 2.2L)
+                std::fabs(view.to_rim(x, y)) < 2.2)
                 return;
             const bool is_covered = covered[index(x, y)], is_safe = how == coverage::conservative,
                        is_inside = view.to_rim(x, y) > 0 && truth.contains(view.at(x, y)),
-                       is_near = truth.passes(view, x, y, is_safe ? is_covered ? 1.5L : 0.49L : 1e-4L);
+                       is_near = truth.passes(view, x, y, is_safe ? is_covered ? 1.5 : 0.49 : 1e-4);
             // Within rounding of an edge either will do for a centre.
             agree("coverage of " + std::to_string(x) + ", " + std::to_string(y), input, is_covered,
                   is_near ? is_safe || is_covered : is_inside);
@@ -217,7 +217,7 @@ void check_mask(const std::vector<direction> &corners, const lens &view, Below &
                 check_pixel(x, y + below(3) - 1);
             }
             const auto side = static_cast<size_t>(below(static_cast<int>(corners.size())));
-            const real part = below(1001) / 1000.0L;
+            const real part = below(1001) / 1000.0;
             const vec3 p = unit(mixed(1 - part, truth.points[side], part, truth.next(side)));
             if (dot(p, view.forward) > 0)
                 check_pixel(static_cast<int>(std::lround(view.x(p))), static_cast<int>(std::lround(view.y(p))));

@@ -46,10 +46,10 @@ int main(int argc, char **argv) {
          {std::pair("conservative", model::coverage::conservative), std::pair("centres", model::coverage::centres)})
         sum(name, first, masks, [how](model::kind which, auto &below) {
             const auto [corners, seen] = model::any_scene(which, below);
-            return model::judge_mask(corners, seen, how, below, 12, 0.3L);
+            return model::judge_mask(corners, seen, how, below, 12, 0.3);
         });
     sum("sweep", first, sweeps, [](model::kind which, auto &below) {
         const auto scene = model::any_sweep(which, below);
-        return model::judge_sweep(scene.corners, scene.from, scene.to, below, 30, 80, 0.3L);
+        return model::judge_sweep(scene.corners, scene.from, scene.to, below, 30, 80, 0.3);
     });
 }
