@@ -60,7 +60,7 @@ vela_package(camera vela-camera any "${same_library}, lighttpd"
   "An example pan/tilt camera with a web interface, built on the library: live
 pictures and sound of a painted scene, privacy masks, presets and patrols,
 recordings, a tone curve, the hull of its colours.")
-set(CPACK_DEBIAN_CAMERA_PACKAGE_RECOMMENDS "espeak-ng, imagemagick")
+set(CPACK_DEBIAN_CAMERA_PACKAGE_RECOMMENDS "espeak-ng, ffmpeg, imagemagick")
 set(CPACK_DEBIAN_CAMERA_PACKAGE_SECTION web)
 execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/camera/server/vela-camera.1
                 OUTPUT_FILE ${PROJECT_BINARY_DIR}/packages/vela-camera.1.gz)

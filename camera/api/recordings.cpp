@@ -1,14 +1,16 @@
 // Recordings: snapshots and clips, in directories by date.
 //
 //   GET  /api/recordings        all of them, or those whose id contains a [pattern], with * and ? as wildcards
-//   GET  /api/recordings/file   one: id
-//   GET  /api/recordings/play   a clip as a stream: id
+//   GET  /api/recordings/file   one, or a range of its bytes: id
 //   GET  /api/recordings/thumb  its first picture: id
 //   POST /api/recordings        action=snapshot | clip [seconds] | remove id | expire days
+#include "../device/clip.hpp"
 #include "../device/eye.hpp"
+#include "../device/sound.hpp"
 #include "../device/store.hpp"
 #include "../device/stream.hpp"
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <ctime>
 #include <sys/stat.h>
@@ -23,29 +25,39 @@ using web::refusal;
 
 constexpr size_t kMaxRecordings = 200;
 constexpr uint64_t kMaxBytes = uint64_t{256} << 20;
-constexpr uint64_t kMinFreeBytes = 1 << 20; // on the disk, for masks and settings
-constexpr int32_t kClipRate = 10;           // pictures a second
-constexpr std::chrono::microseconds kClipPeriod(1000000 / kClipRate);
+constexpr uint64_t kMinFreeBytes = 1 << 20;           // on the disk, for masks and settings
+constexpr std::chrono::milliseconds kClipPeriod(100); // from one picture to the next
 constexpr char kDirectory[] = "recordings/";
 
 struct recording {
     std::string id;
-    bool is_clip;
     time_t time;
     uint64_t bytes;
 };
 
-// "2026-11-25/124501-snapshot-0123abcd.jpg" and nothing else: an id is the name of a file, so every character is
-// checked.
-bool is_id(std::string_view text) {
-    const bool clip = text.find("-clip-") == 17;
-    const std::string_view form =
-        clip ? "0000-00-00/000000-clip-xxxxxxxx.mjpeg" : "0000-00-00/000000-snapshot-xxxxxxxx.jpg";
-    return std::equal(text.begin(), text.end(), form.begin(), form.end(), [](char ch, char kind) {
-        const bool digit = ch >= '0' && ch <= '9';
-        return kind == '0' ? digit : kind == 'x' ? digit || (ch >= 'a' && ch <= 'f') : ch == kind;
-    });
+// Names of their files, where 0 is a digit and x a hexadecimal one.
+constexpr struct {
+    std::string_view name, type;
+} kKinds[] = {{"0000-00-00/000000-snapshot-xxxxxxxx.jpg", "image/jpeg"},
+              {"0000-00-00/000000-clip-xxxxxxxx.mp4", "video/mp4"},
+              {"0000-00-00/000000-clip-xxxxxxxx.avi", "video/x-msvideo"}};
+
+// The type of a recording; empty for what is no id. An id is the name of a file, so every character is checked.
+std::string_view type_of(std::string_view id) {
+    const auto is_like = [](char ch, char kind) {
+        const bool is_digit = ch >= '0' && ch <= '9';
+        return kind == '0' ? is_digit : kind == 'x' ? is_digit || (ch >= 'a' && ch <= 'f') : ch == kind;
+    };
+    for (const auto &[name, type] : kKinds)
+        if (std::equal(id.begin(), id.end(), name.begin(), name.end(), is_like))
+            return type;
+    return {};
 }
+
+bool is_clip(std::string_view id) { return type_of(id) != "image/jpeg"; }
+
+// The first picture of a clip.
+std::string thumb_of(const std::string &id) { return kDirectory + id + ".jpg"; }
 
 time_t time_of(const std::string &id) {
     tm local = {};
@@ -82,8 +94,8 @@ std::vector<recording> find(std::string_view pattern = "") {
     for (const std::string_view path : *paths) {
         const std::string id(path.substr(2)); // after "./"
         struct stat about;
-        if (is_id(id) && matches(id, pattern) && stat(id.c_str(), &about) == 0)
-            found.push_back({id, id.ends_with(".mjpeg"), time_of(id), static_cast<uint64_t>(about.st_size)});
+        if (!type_of(id).empty() && matches(id, pattern) && stat(id.c_str(), &about) == 0)
+            found.push_back({id, time_of(id), static_cast<uint64_t>(about.st_size)});
     }
     std::sort(found.begin(), found.end(), [](const recording &a, const recording &b) { return a.id > b.id; });
     return found;
@@ -94,7 +106,8 @@ void report(exchange &http, const std::string &pattern = {}, const std::string &
     for (const recording &each : find(pattern))
         list.raw(web::json::object()
                      .add("id", each.id)
-                     .add("kind", each.is_clip ? "clip" : "snapshot")
+                     .add("kind", is_clip(each.id) ? "clip" : "snapshot")
+                     .add("type", type_of(each.id))
                      .add("time", static_cast<double>(each.time))
                      .add("bytes", static_cast<double>(each.bytes))
                      .text());
@@ -107,6 +120,8 @@ void report(exchange &http, const std::string &pattern = {}, const std::string &
 
 void remove(const std::string &id) {
     store::remove(kDirectory + id);
+    if (is_clip(id))
+        store::remove(thumb_of(id));
     rmdir((store::directory() + kDirectory + id.substr(0, 10)).c_str()); // fails unless it is empty
     store::touch(kDirectory);
 }
@@ -126,46 +141,66 @@ void free_space(uint64_t bytes) {
         throw refusal{409, "the disk is full"};
 }
 
-std::string keep(const timeval &begun, bool is_clip, std::string_view content) {
+// What is in a file of a recording, and its suffix; the first picture of a clip beside it.
+struct file {
+    std::string suffix, content, thumb;
+};
+
+std::string keep(const timeval &begun, const file &made) {
     const store::lock held;
-    free_space(content.size());
+    free_space(made.content.size() + made.thumb.size());
     tm local;
     const time_t seconds = begun.tv_sec;
     localtime_r(&seconds, &local);
     char stamp[32];
     std::strftime(stamp, sizeof stamp, "%Y-%m-%d/%H%M%S", &local);
-    const std::string id = std::string(stamp) + (is_clip ? "-clip-" : "-snapshot-") + web::random_id().substr(0, 8) +
-                           (is_clip ? ".mjpeg" : ".jpg");
+    const std::string id = std::string(stamp) + (made.thumb.empty() ? "-snapshot-" : "-clip-") +
+                           web::random_id().substr(0, 8) + made.suffix;
     store::make_directory(kDirectory + id.substr(0, 10));
-    store::write(kDirectory + id, content);
+    if (!made.thumb.empty())
+        store::write(thumb_of(id), made.thumb);
+    store::write(kDirectory + id, made.content);
     store::touch(kDirectory);
     return id;
 }
 
-std::string record(const exchange &http, bool is_clip) {
-    const view_request what = is_clip ? read_view(http, 640, 360) : read_view(http);
-    const int32_t pictures = is_clip ? http.whole("seconds", 1, 20, 5) * kClipRate : 1;
-    const timeval begun = state::now();
+constexpr int32_t kQuality = 85;
+
+file take_snapshot(const exchange &http) {
+    return {".jpg", std::string(text_of(eye().jpeg(read_view(http), kQuality))), {}};
+}
+
+// As many pictures as this processor can take in time; they last as long as they took.
+file take_clip(const exchange &http) {
+    const view_request what = read_view(http, 640, 360);
+    const int32_t seconds = http.whole("seconds", 1, 20, 5);
+    const sound heard;
+    const timeval begun = state::uptime();
+    const auto elapsed = [&begun] { return motion::seconds_between(begun, state::uptime()); };
+    clip::content all = {what.width, what.height, 0, {}, heard.rate(), {}};
     eye sensor;
-    std::string content;
-    pacer pace(kClipPeriod, pacer::late::catch_up);
-    for (int32_t i = 0; i < pictures; ++i) {
-        if (i > 0)
-            pace.wait();
-        content += text_of(sensor.jpeg(what, 85));
-    }
-    return keep(begun, is_clip, content);
+    pacer pace(kClipPeriod, pacer::late::skip);
+    do {
+        all.pictures.emplace_back(text_of(sensor.jpeg(what, kQuality)));
+        pace.wait();
+    } while (elapsed() < seconds - 0.01);
+    all.seconds = elapsed();
+    all.sound = heard.live(heard.place_of(begun), static_cast<size_t>(all.seconds * heard.rate()));
+    std::string avi = clip::to_avi(all);
+    if (auto mp4 = clip::to_mp4(avi))
+        return {".mp4", std::move(*mp4), std::move(all.pictures[0])};
+    return {".avi", std::move(avi), std::move(all.pictures[0])};
 }
 
 std::string asked_id(const exchange &http) {
     const std::string id = http.text("id", 64);
-    if (!is_id(id))
+    if (type_of(id).empty())
         throw refusal{400, "this is no recording", "id"};
     return id;
 }
 
-std::string read(const std::string &id) {
-    const auto content = store::read(kDirectory + id);
+std::string read(const std::string &name) {
+    const auto content = store::read(name);
     if (!content)
         throw refusal{404, "no such recording"};
     return *content;
@@ -186,44 +221,50 @@ void change(exchange &http) {
         for (const recording &each : find())
             if (each.time < oldest)
                 remove(each.id);
-    } else
-        added = record(http, action == "clip");
+    } else {
+        const timeval begun = state::now();
+        added = keep(begun, action == "clip" ? take_clip(http) : take_snapshot(http));
+    }
     report(http, {}, added);
 }
 
-// The end of the picture at `from`: the encoder writes this pair of bytes nowhere else.
-size_t end_of_picture(std::string_view clip, size_t from) {
-    const size_t end = clip.find("\xFF\xD9", from);
-    return end == clip.npos ? clip.size() : end + 2;
-}
-
-bool is_clip(std::string_view id) { return id.ends_with(".mjpeg"); }
-
-void play(exchange &http) {
-    const std::string clip = read(asked_id(http));
-    picture_stream stream(http);
-    if (!stream.begin() || !http.response().wants_body())
-        return;
-    pacer pace(kClipPeriod, pacer::late::catch_up);
-    for (size_t at = 0, end; at < clip.size(); at = end) {
-        end = end_of_picture(clip, at);
-        if (!stream.send(std::string_view(clip).substr(at, end - at)))
-            return;
-        pace.wait();
-    }
-    stream.end();
+// The first and the last byte that a player asks for in a header field "Range: bytes=100-" or "bytes=100-199".
+std::optional<std::pair<size_t, size_t>> range_of(const exchange &http, size_t size) {
+    std::string_view text = http.request().header("Range").value_or("");
+    if (size == 0 || !text.starts_with("bytes="))
+        return std::nullopt;
+    text.remove_prefix(6);
+    size_t first = 0, last = size - 1;
+    const char *const end = text.data() + text.size();
+    auto [at, error] = std::from_chars(text.data(), end, first);
+    if (error != std::errc() || at == end || *at != '-')
+        return std::nullopt;
+    if (++at != end && std::from_chars(at, end, last).ptr != end)
+        return std::nullopt;
+    last = std::min(last, size - 1);
+    return first <= last ? std::optional(std::pair(first, last)) : std::nullopt;
 }
 
 void send_thumb(exchange &http) {
-    const std::string content = read(asked_id(http));
-    http.answer("image/jpeg", std::string_view(content).substr(0, end_of_picture(content, 0)));
+    const std::string id = asked_id(http);
+    http.answer("image/jpeg", read(is_clip(id) ? thumb_of(id) : kDirectory + id));
 }
 
 void send_file(exchange &http) {
-    const std::string id = asked_id(http), content = read(id);
+    const std::string id = asked_id(http), content = read(kDirectory + id);
     http.response().header("Content-Disposition",
                            "inline; filename=\"" + id.substr(0, 10) + "-" + id.substr(11) + "\"");
-    http.answer(is_clip(id) ? "video/x-motion-jpeg" : "image/jpeg", content);
+    http.response().header("Accept-Ranges", "bytes");
+    const auto range = range_of(http, content.size());
+    if (!range) {
+        http.answer(type_of(id), content);
+        return;
+    }
+    const auto [first, last] = *range;
+    http.response().status(206);
+    http.response().header("Content-Range", "bytes " + std::to_string(first) + "-" + std::to_string(last) + "/" +
+                                                std::to_string(content.size()));
+    http.answer(type_of(id), std::string_view(content).substr(first, last - first + 1));
 }
 
 void send_list(exchange &http) { report(http, http.find("pattern") ? http.text("pattern", 128) : std::string()); }
@@ -231,9 +272,6 @@ void send_list(exchange &http) { report(http, http.find("pattern") ? http.text("
 } // namespace
 
 int main() {
-    return web::run({{"GET", "", send_list},
-                     {"GET", "/file", send_file},
-                     {"GET", "/play", play},
-                     {"GET", "/thumb", send_thumb},
-                     {"POST", "", change}});
+    return web::run(
+        {{"GET", "", send_list}, {"GET", "/file", send_file}, {"GET", "/thumb", send_thumb}, {"POST", "", change}});
 }

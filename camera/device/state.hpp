@@ -55,7 +55,7 @@ const char *name_of(light by);
 // The light of that name; automatic for any other.
 light light_of(std::string_view name);
 struct settings {
-    light by = light::automatic;
+    light by = light::day;
     bool grid = false, stamp = true;
     double exposure = 0;                       // in stops, -2 to 2
     std::vector<std::pair<int, int>> curve = { // knots of the tone curve, from x 0 to 255

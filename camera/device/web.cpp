@@ -22,7 +22,8 @@ namespace {
 constexpr size_t kMaxForm = 131072;
 
 // What a program may take: it ends when it takes more. The times of a stream start again with each part.
-constexpr rlim_t kMaxMemory = 256 << 20, kMaxProcessorSeconds = 20;
+constexpr rlim_t kMaxMemory = 256 << 20, kMaxMemoryOfOthers = 1 << 30; // of programs that it runs
+constexpr rlim_t kMaxProcessorSeconds = 20;
 constexpr unsigned kMaxSeconds = 60, kMaxWriteSeconds = 15, kMaxSendSeconds = 600;
 constexpr int kMaxStreams = 16; // of one address
 
@@ -224,7 +225,7 @@ bool exchange::write(std::initializer_list<std::string_view> pieces) {
 }
 
 int run(std::initializer_list<call> calls) {
-    const rlimit memory = {kMaxMemory, kMaxMemory};
+    const rlimit memory = {kMaxMemory, kMaxMemoryOfOthers};
     setrlimit(RLIMIT_AS, &memory);
     umask(077);
     renew_limits();

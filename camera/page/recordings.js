@@ -54,9 +54,12 @@ let opened = null;
 function open(recording) {
     opened = recording;
     const title = titleOf(recording);
-    const call = recording.kind === 'clip' ? 'play' : 'file';
+    const isClip = recording.kind === 'clip';
+    const shown = { id: 'recordings-picture', src: addressOf('file', recording), title };
     byId('recordings-title').textContent = title;
-    Object.assign(byId('recordings-picture'), { src: addressOf(call, recording), alt: title });
+    byId('recordings-picture').replaceWith(
+        isClip ? element('video', { ...shown, controls: true }) : element('img', { ...shown, alt: title }),
+    );
     const download = recording.id.split('/').pop();
     Object.assign(byId('recordings-download'), { href: addressOf('file', recording), download });
     showText(byId('recordings-refused'), '');

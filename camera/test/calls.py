@@ -7,21 +7,23 @@ import subprocess
 import tempfile
 import time
 import unittest
-from client import BASE, address, change, curl, expect, fetch
+from pathlib import Path
+from client import BASE, EMULATOR, PROGRAMS, address, change, curl, environment, expect, fetch, make_state
 
 
-def probe(*arguments):
+def probe(*arguments, stream=0):
     done = subprocess.run(
         ["ffprobe", "-v", "error", "-of", "json", "-show_streams", *arguments], stdout=subprocess.PIPE
     )
-    return json.loads(done.stdout)["streams"][0]
+    streams = json.loads(done.stdout)["streams"]
+    return streams if stream is None else streams[stream]
 
 
 def samples(sound, *how):
-    """What ffmpeg makes of a sound: 16-bit numbers."""
-    done = subprocess.run(
-        ["ffmpeg", "-v", "error", *how, "-i", "-", "-f", "s16le", "-"], input=sound, stdout=subprocess.PIPE
-    )
+    """What ffmpeg makes of a sound, or of a file among its options: 16-bit numbers."""
+    source = () if sound is None else ("-i", "-")
+    command = ["ffmpeg", "-v", "error", *how, *source, "-f", "s16le", "-"]
+    done = subprocess.run(command, input=sound, stdout=subprocess.PIPE)
     return memoryview(done.stdout).cast("h")
 
 
@@ -134,6 +136,16 @@ class Calls(unittest.TestCase):
         change("recordings", action="remove", id=recorded)
         change("mask", 404, action="remove", id=made["added"])
 
+    def check_clip(self, body, suffix, codecs):
+        """Ten pictures in a second, with sound."""
+        with saved(body, suffix) as file:
+            pictures, sound = probe("-count_frames", file.name, stream=None)
+            expect((pictures["codec_name"], sound["codec_name"]) == codecs, f"{suffix}: {pictures} {sound}")
+            seconds, count = float(pictures["duration"]), int(pictures["nb_read_frames"])
+            expect(0.95 < seconds < 1.3 and 5 <= count <= 11, f"{suffix}: {count} pictures in {seconds} s")
+            heard = samples(None, "-i", file.name, "-ar", "16000")
+            expect(abs(len(heard) / 16000 - seconds) < 0.1, f"{suffix}: {len(heard)} samples in {seconds} s")
+
     def test_recordings(self):
         clip = change("recordings", action="clip", seconds=1)["added"]
         expect(
@@ -141,13 +153,19 @@ class Calls(unittest.TestCase):
             "a clip is found",
         )
         expect(fetch("recordings", pattern="[c]lip")["recordings"] == [], "what has no such text is not")
-        with saved(fetch("recordings/file", "video/x-motion-jpeg", id=clip), ".mjpeg") as file:
-            count = probe("-count_frames", file.name)["nb_read_frames"]
-            expect(count == "10", f"a clip of 10 pictures: {count}")
+        film = fetch("recordings/file", "video/mp4", id=clip)
+        self.check_clip(film, ".mp4", ("h264", "aac"))
+        part = curl("-r", "100-199", address("recordings/file", {"id": clip}))
+        expect(part[0] == 206 and part[2] == film[100:200], f"a part of a clip: {part[:2]}")
         fetch("recordings/thumb", "image/jpeg", id=clip)
-        fetch("recordings/play", "multipart/x-mixed-replace; boundary=vela-picture", id=clip)
         change("recordings", action="expire", days=3650)
         change("recordings", action="remove", id=clip)
+        state, body = make_state("clip"), b"action=clip&seconds=1"
+        subprocess.run(
+            [*EMULATOR, f"{PROGRAMS}/recordings"], env=environment(state, body=body), input=body, stdout=subprocess.PIPE
+        )
+        (file,) = Path(state).glob("recordings/*/*.avi")
+        self.check_clip(file.read_bytes(), ".avi", ("mjpeg", "pcm_s16le"))
 
     def test_sounds(self):
         plain = samples(fetch("audio", "audio/wav", rate=22050))
@@ -213,10 +231,12 @@ class Calls(unittest.TestCase):
         expect(abs(fetch("system")["time"] - 1000000000) < 5, "the clock is set")
         change("system", action="reset-time")
         expect(abs(fetch("system")["time"] - time.time()) < 5, "and set back")
+        change("video", light="auto")
         for hour, is_night in ((6, True), (8, False), (17, False), (20, True)):
             change("system", action="set-time", time=time.mktime((2026, 6, 1, hour, 30, 0, 0, 0, -1)))
             expect(fetch("video/settings")["night"] == is_night, f"night at {hour}:30")
         change("system", action="reset-time")
+        change("video", light="day")
         expect(int(first["mac"][:2], 16) & 3 == 2, f"a local address of one device: {first['mac']}")
         expect(change("system", action="rename", name="<gate>")["name"] == "<gate>", "a name")
         change("system", action="rename", name=first["name"])
