@@ -23,8 +23,8 @@ TEST(a_text_is_complete_groups_padded_at_the_end) {
 }
 
 TEST(nothing_but_the_alphabet_for_urls_is_decoded) {
-    for (const char *wrong :
-         {"+A", "/A", "-A A", "-A\n", "-", "-A=", "-A===", "-R", "_wB", "=", "====", "-A==-A", "-%3D"})
+    for (const char *wrong : {"+A", "/A", "-A ==", "-A\t==", "-A\n==", "-A\v==", "-A\f==", "-A\r==", "-",
+                              "-A=", "-A===", "-R", "_wB", "=", "====", "-A==-A", "-%3D"})
         ck_assert_msg(!vela::base64::decode_url(wrong), "%s", wrong);
     ck_assert(!vela::base64::decode_url(std::string_view("-A\0A", 4)));
     ck_assert(!vela::base64::decode("-A=="));

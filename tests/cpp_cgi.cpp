@@ -217,8 +217,8 @@ TEST(a_json_string_is_json_and_utf_8) {
     const std::string_view rows[][2] = {
         {"a\"\\\n\0\x7F</b>&"sv, R"("a\"\\\u000a\u0000\u007f\u003c/b\u003e\u0026")"},
         {"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xB7", "\"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xB7\""},
-        {"\xC0\xAF|\xED\xA0\x80|\xF4\x90\x80\x80|\xE0\x9F\xBF|\xC3",
-         R"("\ufffd\ufffd|\ufffd\ufffd\ufffd|\ufffd\ufffd\ufffd\ufffd|\ufffd\ufffd\ufffd|\ufffd")"},
+        {"\xC0\xAF|\xED\xA0\x80|\xF4\x90\x80\x80|\xE0\x9F\xBF|\xF0\x8F\xBF\xBF|\xC3",
+         R"("\ufffd\ufffd|\ufffd\ufffd\ufffd|\ufffd\ufffd\ufffd\ufffd|\ufffd\ufffd\ufffd|\ufffd\ufffd\ufffd\ufffd|\ufffd")"},
         {"\xF4\x8F\xBF\xBF\xED\x9F\xBF\xE0\xA0\x80\xF0\x90\x80\x80\xE2\x82x",
          "\"\xF4\x8F\xBF\xBF\xED\x9F\xBF\xE0\xA0\x80\xF0\x90\x80\x80\\ufffd\\ufffdx\""}};
     for (const auto &[text, json] : rows) {
