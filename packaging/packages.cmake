@@ -56,7 +56,7 @@ vela_package(mask vela-mask any "${same_library}, ${same_overlay}"
   "Privacy masks in video from a moving camera: YUV4MPEG2 on standard input and
 output, masks and lenses as JSON, the camera's position as a table.")
 set(CPACK_DEBIAN_MASK_PACKAGE_SECTION video)
-vela_package(camera vela-camera any "${same_library}, lighttpd"
+vela_package(camera vela-camera any "${same_library}, ${same_overlay}, lighttpd"
   "An example pan/tilt camera with a web interface, built on the library: live
 pictures and sound of a painted scene, privacy masks, presets and patrols,
 recordings, a tone curve, the hull of its colours.")

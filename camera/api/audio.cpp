@@ -119,7 +119,7 @@ void send_live(exchange &http) {
     const int32_t seconds = http.whole("seconds", 1, 86400, 0);
     const uint64_t size = vela::resampler::sample_size(what.format),
                    size_limit = uint64_t{what.rate} * static_cast<uint64_t>(seconds) * size;
-    const sound heard;
+    sound heard;
     auto by = resampler_for(what, heard.rate());
     if (!http.begin(type_of(what)) || !http.response().wants_body())
         return;
@@ -128,14 +128,15 @@ void send_live(exchange &http) {
             {wav_head(what, seconds ? static_cast<uint32_t>(std::min<uint64_t>(size_limit, UINT32_MAX)) : UINT32_MAX)});
     const timeval now = state::uptime();
     const size_t step = heard.rate() / kStepsPerSecond;
+    constexpr std::chrono::milliseconds kAhead(500);
+    // What is sent ahead has been heard already, where it is no function of the clock.
     uint64_t place = heard.place_of(now), sent = 0;
-    pacer pace(std::chrono::microseconds(1000000 / kStepsPerSecond), pacer::late::catch_up,
-               std::chrono::milliseconds(500));
+    place -= std::min<uint64_t>(place, heard.is_fed() ? heard.rate() / 2 + heard.rate() / 4 : 0);
+    pacer pace(std::chrono::microseconds(1000000 / kStepsPerSecond), pacer::late::catch_up, kAhead);
     std::vector<uint8_t> coded;
     while (seconds == 0 || sent < size_limit) {
         coded.clear();
-        convert(by, heard.live(place, step), what, coded);
-        place += step;
+        convert(by, heard.next(place, step), what, coded);
         const uint64_t count = seconds == 0 ? coded.size() : std::min<uint64_t>(coded.size(), size_limit - sent);
         if (!http.write({text_of(coded).substr(0, static_cast<size_t>(count))}))
             return;
@@ -150,7 +151,7 @@ double decibels(double amplitude) {
 
 void send_levels(exchange &http) {
     const auto count = static_cast<size_t>(http.whole("count", 1, 64, 20));
-    const sound heard;
+    sound heard;
     const timeval now = state::uptime();
     const size_t step = heard.rate() / kStepsPerSecond;
     const std::vector<int16_t> samples = heard.live(heard.place_of(now) - count * step, count * step);

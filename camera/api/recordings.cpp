@@ -174,7 +174,7 @@ file take_snapshot(const exchange &http) {
 file take_clip(const exchange &http) {
     const view_request what = read_view(http, 640, 360);
     const int32_t seconds = http.whole("seconds", 1, 20, 5);
-    const sound heard;
+    sound heard;
     const timeval begun = state::uptime();
     const auto elapsed = [&begun] { return motion::seconds_between(begun, state::uptime()); };
     clip::content all = {what.width, what.height, 0, {}, heard.rate(), {}};

@@ -10,6 +10,7 @@
 //   GET  /api/video/settings
 #include "../device/eye.hpp"
 #include "../device/flow_control.hpp"
+#include "../device/scene.hpp"
 #include "../device/store.hpp"
 #include "../device/stream.hpp"
 #include "../device/web.hpp"
@@ -127,6 +128,19 @@ std::vector<std::pair<int, int>> read_curve(const exchange &http) {
     return knots;
 }
 
+std::string source_text() {
+    feed::video source;
+    if (!feed::video::is_configured())
+        return web::json::object().add("kind", scene::is_painted() ? "scene" : "panorama").text();
+    constexpr const char *kProjections[] = {"equirectangular", "fisheye", "pinhole"};
+    const auto age = source.age();
+    return web::json::object()
+        .add("kind", "camera")
+        .add("projection", kProjections[static_cast<size_t>(source.by())])
+        .raw("age", age ? web::json::number(*age) : "null")
+        .text();
+}
+
 void report_settings(exchange &http) {
     const state::settings all = state::read_settings();
     state::settings unexposed = all;
@@ -139,6 +153,7 @@ void report_settings(exchange &http) {
     for (const uint8_t level : picture::tones_of(all))
         levels.raw(std::to_string(level));
     http.json(web::json::object()
+                  .raw("source", source_text())
                   .add("light", state::name_of(all.by))
                   .add("night", state::is_night(all, state::now()))
                   .add("grid", all.grid)

@@ -1,5 +1,7 @@
 // A picture from the camera's state: scene, view, masks, and marks on top.
 #include "eye.hpp"
+#include "scene.hpp"
+#include <cmath>
 #include <vela/cpp/url.hpp>
 
 namespace {
@@ -29,23 +31,50 @@ smap_view view_of(const view_request &what, const timeval &uptime) {
     return motion::view_of(what.at ? *what.at : state::position_at(uptime), what.width, what.height);
 }
 
+std::string eye::render(const smap_view &view, const state::settings &all, const timeval &at) {
+    constexpr int kAttempts = 3;
+    constexpr double kLate = 2; // seconds
+    const picture::tones levels = picture::tones_of(all);
+    parts_.part("interp");
+    if (!feed::video::is_configured()) {
+        const scene place(state::is_night(all, at), at);
+        parts_.part("scene");
+        renderer_.render({place.pixels(), place.width(), place.height()}, view, levels, frame_, parts_);
+        return {};
+    }
+    // Again if the frame was replaced meanwhile.
+    auto newest = source_.newest();
+    for (int i = 0; newest && i < kAttempts; ++i, newest = source_.newest()) {
+        parts_.part("scene");
+        renderer_.render(newest->shown, view, levels, frame_, parts_);
+        if (source_.is_intact(*newest))
+            break;
+    }
+    const auto age = source_.age();
+    if (!age) {
+        frame_.width = view.width;
+        frame_.height = view.height;
+        frame_.pixels.assign(size_t{3} * static_cast<size_t>(view.width) * static_cast<size_t>(view.height), 60);
+        return "no picture yet";
+    }
+    return *age < kLate ? std::string() : "no picture for " + std::to_string(std::lround(*age)) + " s";
+}
+
 const picture::frame &eye::look(const view_request &what, const timeval &at, marks on_top) {
     parts_.begin();
     parts_.part("start");
     const state::settings all = state::read_settings();
     const timeval uptime = state::uptime();
     const smap_view view = view_of(what, uptime);
-    const scene place(state::is_night(all, at), at);
-    parts_.part("scene");
-    const picture::tones levels = picture::tones_of(all);
-    parts_.part("interp");
-    renderer_.render(place, view, levels, frame_, parts_);
+    const std::string trouble = render(view, all, at);
     masks_.burn(view, frame_);
     parts_.part("overlay");
     if (on_top != marks::none && all.grid)
         picture::draw_grid(view, frame_);
     if (on_top == marks::as_set && all.stamp)
         picture::draw_stamp(view, at, frame_);
+    if (!trouble.empty())
+        picture::draw_notice(trouble, frame_);
     parts_.part("marks");
     caption_ = caption_of(view, uptime, at, all.stamp);
     return frame_;

@@ -1,6 +1,7 @@
 // The picture of a requested view, with its masks.
 #pragma once
 
+#include "feed.hpp"
 #include "mask_store.hpp"
 #include "picture.hpp"
 #include "web.hpp"
@@ -29,7 +30,11 @@ public:
     const std::string &caption() const { return caption_; }
 
 private:
+    // Renders what the camera sees; what is wrong with its source.
+    std::string render(const smap_view &view, const state::settings &all, const timeval &at);
+
     picture::costs parts_;
+    feed::video source_;
     picture::renderer renderer_;
     masks::cover masks_;
     picture::frame frame_;

@@ -1,6 +1,7 @@
 // The panorama through the lens, marks, and JPEG.
 #include "picture.hpp"
 #include "font.hpp"
+#include "store.hpp"
 #include <algorithm>
 #include <cmath>
 #include <csetjmp>
@@ -98,17 +99,31 @@ struct sampler {
             put(u, v, x, row, levels);
     }
     // One pixel without the mesh; black where nothing is seen.
-    void put_exactly(const smap_view &view, int x, int y, uint8_t *row, const tones &levels) const {
-        if (!is_seen(view, x, y)) {
-            uint8_t *const pair = row + x / 2 * 4;
-            pair[1 + x % 2 * 2] = 16;
-            pair[0] = pair[2] = 128;
+    void put_exactly(std::optional<source_position> at, int x, uint8_t *row, const tones &levels) const {
+        if (at) {
+            put(static_cast<int32_t>(at->u), static_cast<int32_t>(at->v), x, row, levels);
             return;
         }
+        uint8_t *const pair = row + x / 2 * 4;
+        pair[1 + x % 2 * 2] = 16;
+        pair[0] = pair[2] = 128;
+    }
+    // Where a pixel of the view is in a panorama.
+    std::optional<source_position> in_panorama(const smap_view &view, int x, int y) const {
+        if (!is_seen(view, x, y))
+            return std::nullopt;
         const smap_screen_pt pixel = {x, y};
         smap_sphere_pt direction;
         smap_screen_pt_to_sphere_pt(&pixel, &view, &direction);
-        put(across(direction.pan), down(direction.tilt), x, row, levels);
+        return source_position{across(direction.pan), down(direction.tilt)};
+    }
+    // Where a direction is in the picture of a lens.
+    std::optional<source_position> by_lens(const vela::overlay::view &lens, vela::overlay::direction shown) const {
+        const auto at = lens.project(shown);
+        if (!at || !(at->x >= 0 && at->x <= width - 1 && at->y >= 0 && at->y <= height - 1))
+            return std::nullopt;
+        constexpr double kUnit = 1 << kFraction;
+        return source_position{std::llround((at->x + 0.5) * kUnit), std::llround(at->y * kUnit)};
     }
 };
 
@@ -175,7 +190,7 @@ tones tones_of(const state::settings &all) {
     return levels;
 }
 
-void renderer::render(const scene &from, const smap_view &view, const tones &levels, frame &into, costs &parts) {
+void renderer::render(const surface &from, const smap_view &view, const tones &levels, frame &into, costs &parts) {
     const int32_t columns = (view.width + kMesh - 1) / kMesh + 1, rows = (view.height + kMesh - 1) / kMesh + 1;
     const auto nodes = static_cast<size_t>(columns) * static_cast<size_t>(rows);
     mesh_.resize(nodes);
@@ -188,25 +203,36 @@ void renderer::render(const scene &from, const smap_view &view, const tones &lev
     static_cast<void>(smap_screen_to_sphere(&screen, &view, &sphere));
     parts.part("spheremap");
 
-    const sampler panorama = {from.pixels(), from.width(), from.height()};
+    const sampler source = {from.pixels, from.width, from.height};
+    const auto seen = vela::overlay::view::make(view);
+    if (!seen)
+        throw store::failure{"not a view"};
     const int32_t stride = (view.width + 1) / 2 * 4;
     packed_.resize(static_cast<size_t>(stride) * static_cast<size_t>(view.height));
     const auto row = [&](int y) { return &packed_[static_cast<size_t>(y) * static_cast<size_t>(stride)]; };
+    const auto locate = [&](int x, int y) -> std::optional<source_position> {
+        if (!from.lens)
+            return source.in_panorama(view, x, y);
+        const auto shown = seen->unproject({static_cast<double>(x), static_cast<double>(y)});
+        return shown ? source.by_lens(*from.lens, *shown) : std::nullopt;
+    };
     const auto node = [&](int x, int y) -> std::optional<source_position> {
+        if (from.lens)
+            return locate(x, y);
         const smap_sphere_pt &at = directions_[static_cast<size_t>(y / kMesh * columns + x / kMesh)];
         if (!is_seen(view, x, y) || std::abs(at.tilt) >= kSteepest)
             return std::nullopt;
-        return source_position{panorama.across(at.pan), panorama.down(at.tilt)};
+        return source_position{source.across(at.pan), source.down(at.tilt)};
     };
     const auto draw = [&](warp_cell cell) {
-        if (!cell.is_known || !panorama.unwrap(cell)) {
+        if (!cell.is_known || (!from.lens && !source.unwrap(cell))) {
             for (int y = cell.y; y < cell.y + cell.height; ++y)
                 for (int x = cell.x; x < cell.x + cell.width; ++x)
-                    panorama.put_exactly(view, x, y, row(y), levels);
+                    source.put_exactly(locate(x, y), x, row(y), levels);
             return;
         }
         cell.for_each_row([&](int y, source_position at, source_position step) {
-            panorama.put_run(at, step, cell.x, cell.width, row(y), levels);
+            source.put_run(at, step, cell.x, cell.width, row(y), levels);
         });
     };
     if (!vela::overlay::for_each_warp_cell(view.width, view.height, node, draw))
@@ -265,6 +291,16 @@ std::string stamp_of(const timeval &at) {
     char text[64];
     std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
     return text;
+}
+
+void draw_notice(std::string_view text, frame &onto) {
+    const int32_t scale = std::max(1, onto.height / 200), cell = (font::kWidth + 1) * scale;
+    const auto length = static_cast<int32_t>(text.size()) * cell;
+    const int32_t x = std::max(0, (onto.width - length) / 2), y = (onto.height - font::kHeight * scale) / 2;
+    for (int32_t row = y - 3 * scale; row < y + (font::kHeight + 3) * scale; ++row)
+        for (int32_t column = x - cell; column < x + length + cell; ++column)
+            onto.put(column, row, {0, 0, 0}, 160);
+    onto.write(x, y, text, {255, 255, 255}, scale);
 }
 
 void draw_stamp(const smap_view &view, const timeval &at, frame &onto) {

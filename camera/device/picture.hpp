@@ -1,13 +1,13 @@
 // A picture of the scene through the lens, and marks on it.
 #pragma once
 
-#include "scene.hpp"
 #include "state.hpp"
 #include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
+#include <vela/overlay/view.hpp>
 #include <vela/spheremap.h>
 
 namespace picture {
@@ -51,10 +51,17 @@ private:
     std::string text_;
 };
 
+// What is looked at: a panorama, or the frame of a camera with its lens. In packed 4:2:2 (Cb Y0 Cr Y1).
+struct surface {
+    const uint8_t *pixels;
+    int32_t width, height;
+    const vela::overlay::view *lens = nullptr; // null for an equirectangular panorama
+};
+
 // Keeps its buffers, so that a stream of pictures allocates once.
 class renderer {
 public:
-    void render(const scene &from, const smap_view &view, const tones &levels, frame &into, costs &parts);
+    void render(const surface &from, const smap_view &view, const tones &levels, frame &into, costs &parts);
 
 private:
     std::vector<smap_screen_pt> mesh_;
@@ -66,6 +73,8 @@ private:
 void draw_grid(const smap_view &view, frame &onto);
 // The time as text, in the camera's zone.
 std::string stamp_of(const timeval &at);
+// A line in the middle.
+void draw_notice(std::string_view text, frame &onto);
 // Time and position in the corners.
 void draw_stamp(const smap_view &view, const timeval &at, frame &onto);
 

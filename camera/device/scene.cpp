@@ -16,6 +16,8 @@
 
 namespace {
 
+constexpr char kPanorama[] = "panorama.ycc";
+
 void to_ycc(const uint8_t (&rgb)[3], double bright, uint8_t (&ycc)[3]) {
     for (int i = 0; i < 3; ++i)
         ycc[i] = static_cast<uint8_t>(std::clamp(rgb[i] * bright, 0.0, 255.0));
@@ -28,10 +30,9 @@ scene::scene(bool night, const timeval &at) {
     const char *directory = std::getenv("CAMERA_SCENE");
     if (!directory)
         throw store::failure{"CAMERA_SCENE is not set"};
-    std::string path = store::directory() + "panorama.ycc";
-    const bool painted = !exists(path.c_str());
-    if (painted)
-        path = std::string(directory) + (night ? "/night.ycc" : "/day.ycc");
+    const bool painted = is_painted();
+    const std::string path =
+        painted ? std::string(directory) + (night ? "/night.ycc" : "/day.ycc") : store::directory() + kPanorama;
 
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat about = {};
@@ -52,6 +53,8 @@ scene::scene(bool night, const timeval &at) {
         put_clock_hands(at, night);
     }
 }
+
+bool scene::is_painted() { return !exists((store::directory() + kPanorama).c_str()); }
 
 scene::~scene() {
     if (pixels_)

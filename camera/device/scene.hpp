@@ -17,6 +17,9 @@ public:
     scene(const scene &) = delete;
     scene &operator=(const scene &) = delete;
 
+    // Whether there is no panorama of the user's.
+    static bool is_painted();
+
     const uint8_t *pixels() const { return pixels_; }
     int32_t width() const { return width_; }
     int32_t height() const { return width_ / 2; }

@@ -1,5 +1,6 @@
 // The recording read, and the live sound made of it and of a bell.
 #include "sound.hpp"
+#include "state.hpp"
 #include "store.hpp"
 #include <algorithm>
 #include <cmath>
@@ -40,6 +41,17 @@ std::vector<int16_t> make_bell(uint32_t rate) {
 } // namespace
 
 sound::sound() {
+    constexpr size_t kLastSeconds = 10;
+    if (!is_fed_) {
+        read_speech();
+        return;
+    }
+    rate_ = feed::sound_file::kRate;
+    const size_t count = std::min<uint64_t>(source_.count(), kLastSeconds * rate_);
+    speech_ = live(source_.count() - count, count);
+}
+
+void sound::read_speech() {
     const char *directory = std::getenv("CAMERA_SCENE");
     std::ifstream file(std::string(directory ? directory : "") + "/speech.wav", std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(file)), {});
@@ -57,11 +69,39 @@ sound::sound() {
     bell_ = make_bell(rate_);
 }
 
-uint64_t sound::place_of(const timeval &at) const {
+uint64_t sound::place_of(const timeval &at) {
+    if (is_fed_) {
+        const double ago = motion::seconds_between(at, state::uptime()) * rate_;
+        return source_.count() - std::min(source_.count(), static_cast<uint64_t>(std::max(0.0, ago)));
+    }
     return static_cast<uint64_t>(at.tv_sec) * rate_ + static_cast<uint64_t>(at.tv_usec) * rate_ / 1000000;
 }
 
-std::vector<int16_t> sound::live(uint64_t from, size_t count) const {
+std::vector<int16_t> sound::next(uint64_t &place, size_t step) {
+    size_t count = step;
+    if (is_fed_) {
+        constexpr int64_t kSlowly = 64; // of what is missing or too much
+        const uint64_t end = source_.count(), ready = end - std::min(end, place), reserve = rate_ / 4;
+        if (ready < step / 2)
+            return std::vector<int16_t>(step);
+        if (ready > 8 * reserve) // it has not listened for long
+            place = end - reserve;
+        else
+            count = static_cast<size_t>(std::clamp<int64_t>(
+                static_cast<int64_t>(step) + (static_cast<int64_t>(ready) - static_cast<int64_t>(reserve)) / kSlowly,
+                static_cast<int64_t>(step / 2), static_cast<int64_t>(ready)));
+    }
+    auto samples = live(place, count);
+    place += count;
+    return samples;
+}
+
+std::vector<int16_t> sound::live(uint64_t from, size_t count) {
+    if (is_fed_) {
+        std::vector<int16_t> samples(count);
+        source_.copy(from, samples);
+        return samples;
+    }
     const uint64_t round = speech_.size() + uint64_t{kPause} * rate_, strokes = uint64_t{kBellEvery} * rate_;
     std::vector<int16_t> heard(count);
     for (size_t i = 0; i < count; ++i) {

@@ -1,5 +1,6 @@
 // The state as records in files.
 #include "state.hpp"
+#include "feed.hpp"
 #include "store.hpp"
 #include <algorithm>
 #include <cstdlib>
@@ -112,7 +113,7 @@ std::optional<preset> find_preset(const std::string &id) {
 motion::limits limits() {
     const store::record fields = single("limits", 4);
     if (fields.empty())
-        return {};
+        return feed::video().limits();
     return {number(fields[0]), number(fields[1]), number(fields[2]), number(fields[3])};
 }
 
@@ -122,7 +123,9 @@ void keep(const motion::limits &allowed) {
 
 motion::position home() {
     const store::record fields = single("home", 3);
-    return fields.empty() ? motion::at_rest(38, 4, 62) : position_of(fields, 0);
+    if (!fields.empty())
+        return position_of(fields, 0);
+    return feed::video::is_configured() ? feed::video().home() : motion::at_rest(38, 4, 62);
 }
 
 void keep_home(const motion::position &at) {

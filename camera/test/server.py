@@ -47,6 +47,30 @@ class Server(unittest.TestCase):
             output = serve(*options, data=data)[1]
             expect(("warning" in output) == is_warned, f"{options}: {output}")
 
+    def test_video(self):
+        """A real camera is shown, and nothing of it is left at the end."""
+        film = f"{STATE}/film.mkv"
+        made = ["-f", "lavfi", "-i", "testsrc2=s=256x128:d=1", "-f", "lavfi", "-i", "sine=d=1", "-c:v", "ffv1", film]
+        subprocess.run(["ffmpeg", "-v", "error", *made], check=True)
+        script = (
+            """for i in $(seq 50); do
+                settings=$(curl -s "$CAMERA/api/video/settings")
+                case $settings in *'"age":0'*) break ;; esac
+                sleep 0.2
+            done
+            echo "$settings $CAMERA_SOURCE"""
+            + '"'
+        )
+        result, output = serve("--video", film, "--sound", "video", script=script)
+        expect(result == 0 and '"kind":"camera","projection":"equirectangular","age":0' in output, f"{output}")
+        directory = next(word for word in output.split() if word.startswith("/dev/shm/"))
+        expect(not os.path.exists(directory), f"{directory} is left")
+        done = subprocess.run(["ps", "-eo", "stat,args"], stdout=subprocess.PIPE).stdout.decode()
+        left = [line for line in done.split("\n") if film in line and not line.startswith("Z")]
+        expect(not left, f"these processes are left: {left}")
+        for options in (("--sound", "video"), ("--fov", "90"), ("--video", film, "--projection", "fisheye")):
+            expect(serve(*options)[0] == 1, f"{options} are accepted")
+
     def test_names(self):
         script = """for host in 127.0.0.1 localhost camera.example evil.example 127.0.0.1.evil.example; do
             curl -s -o /dev/null -w '%{http_code} ' -H "Host: $host:8080" "$CAMERA/api/ptz"; done"""
