@@ -91,12 +91,21 @@ void go(const motion::plan &plan) {
     state::keep(plan);
 }
 
-void save_preset(const exchange &http, const motion::position &at) {
+// A name has one view: it replaces the one before.
+void save_preset(const exchange &http, const motion::position &current) {
     auto all = state::presets();
     const std::string name = http.text("name", kMaxName);
-    if (all.size() >= kMaxPresets)
+    const motion::position at =
+        motion::at_rest(http.number("pan", -360, 720, current.pan()), http.number("tilt", -90, 90, current.tilt()),
+                        http.number("fov", motion::kNarrowest, motion::kWidest, current.fov()));
+    const auto same =
+        std::find_if(all.begin(), all.end(), [&](const state::preset &each) { return each.name == name; });
+    if (same != all.end())
+        same->at = at;
+    else if (all.size() >= kMaxPresets)
         throw refusal{409, "there are 64 presets already"};
-    all.push_back({web::random_id(), name, at});
+    else
+        all.push_back({web::random_id(), name, at});
     state::keep(all);
 }
 

@@ -1,18 +1,22 @@
 // The page: the live picture, what moves the camera, and the panels.
+import { attempt, byId, showText } from './dom.js';
 import { initChecksums } from './checksums.js';
 import { initCodes } from './codes.js';
 import { initControls } from './controls.js';
-import { attempt, byId, showText } from './dom.js';
 import { initFit } from './fit.js';
+import { initHeadline } from './headline.js';
 import { initHull } from './hull.js';
-import { loadLight } from './light.js';
+import { initHistogram, loadLight } from './light.js';
 import { LiveView } from './live.js';
 import { initMasks, loadMasks } from './masks.js';
+import { initPanels } from './panels.js';
 import { PointerControl } from './pointer.js';
 import { initPresets } from './presets.js';
 import { Ptz } from './ptz.js';
 import { loadRecordings } from './recordings.js';
+import { initSphere } from './sphere.js';
 import { loadSystem } from './system.js';
+import { locale, say } from './texts.js';
 import './sound.js';
 
 const size = innerWidth > 700 ? { width: 1280, height: 720 } : { width: 640, height: 360 };
@@ -27,15 +31,29 @@ const modes = {
     enter(leave) {
         this.leave?.();
         this.leave = leave;
+        // The picture is drawn in where it is large.
+        if (leave && document.querySelector('.away')) scrollTo({ top: 0 });
     },
 };
 
-// At the start, and whenever the camera is there again.
+// ---- What the camera has, loaded at the start, when the camera is there again, and when anybody has changed it
+
+const parts = { video: loadLight, mask: loadMasks, recordings: loadRecordings, system: loadSystem };
+let revisions = {};
+
 async function load() {
     live.receive();
-    await Promise.all([loadLight(), loadMasks(), loadRecordings(), loadSystem()]);
+    await Promise.all(Object.values(parts).map((loadPart) => loadPart()));
     return true;
 }
+
+function loadChanged(latest = {}) {
+    const changed = Object.keys(latest).filter((name) => revisions[name] && revisions[name] !== latest[name]);
+    revisions = { ...revisions, ...latest };
+    for (const name of changed) parts[name]?.();
+    if (changed.includes('ptz')) ptz.refresh().catch(() => {});
+}
+live.element.addEventListener('picture', ({ detail }) => loadChanged(detail.revisions));
 
 // Asking for the state shows whether the camera is there; a picture that stands still would not.
 async function watch() {
@@ -48,8 +66,10 @@ async function watch() {
         }
     } catch {
         live.isLost = true;
-        showText(message, 'The connection to the camera is lost. Trying again.');
+        const time = (live.received ?? new Date()).toLocaleTimeString(locale);
+        showText(message, say('live.since', { time }));
     }
+    live.element.classList.toggle('lost', live.isLost);
     setTimeout(watch, ptz.state.moving ? 250 : 1000);
 }
 
@@ -65,10 +85,25 @@ function writeLink({ pan, tilt, fov, moving }) {
 }
 
 const link = readLink();
+const page = { live, ptz, modes };
 ptz.onChange(writeLink);
-new PointerControl(live, ptz);
-initControls(ptz, live.element);
-for (const init of [initMasks, initFit, initPresets, initCodes, initHull, initChecksums]) init({ live, ptz, modes });
+ptz.onChange((state) => loadChanged(state.revisions));
+new PointerControl(page);
+for (const init of [
+    initPanels,
+    initControls,
+    initHeadline,
+    initMasks,
+    initFit,
+    initPresets,
+    initSphere,
+    initHistogram,
+    initCodes,
+    initHull,
+    initChecksums,
+]) {
+    init(page);
+}
 if (link) ptz.moveTo(link);
 live.isLost = (await attempt(message, ptz.refresh().then(load))) === undefined;
 watch();

@@ -1,6 +1,7 @@
 // Checksums of the same work, done by the camera's processor and by a WebAssembly module here, side by side.
 import { attempt, byId, element } from './dom.js';
 import { get } from './server.js';
+import { say } from './texts.js';
 
 const panel = byId('checksums-panel');
 
@@ -38,9 +39,10 @@ async function compare() {
     byId('checksums-device').textContent = architecture;
     byId('checksums-rows').replaceChildren(...modules.map((module) => makeRow(module, here.get(module.name))));
     const different = modules.filter(({ name, checksum }) => here.get(name) !== checksum).length;
-    byId('checksums-words').textContent = different
-        ? `${different} of ${modules.length} modules differ.`
-        : `All ${modules.length} modules give the same results, bit by bit.`;
+    byId('checksums-words').textContent = say(different ? 'checksums.differ' : 'checksums.same', {
+        different,
+        count: modules.length,
+    });
 }
 
 export function initChecksums() {

@@ -1,9 +1,9 @@
 // Encodings of text: a URL taken apart, percent encoding, Base64.
 import { attempt, byId, element, showText } from './dom.js';
 import { get } from './server.js';
+import { say } from './texts.js';
 
 const text = byId('codes-text');
-const names = { form: 'in a form', segment: 'in a path', base64: 'Base64', decoded: 'decoded' };
 
 function showRows(rows) {
     const cells = ([name, value]) => [element('dt', { textContent: name }), element('dd', { textContent: value })];
@@ -18,7 +18,7 @@ async function convert(call) {
     showRows([
         ...Object.entries(parts)
             .filter(([, value]) => value !== null)
-            .map(([name, value]) => [names[name] ?? name, value]),
+            .map(([name, value]) => [say(`codes.${name}`), value]),
         ...parameters.map(([name, value]) => [`${name ?? ''} =`, value ?? '']),
     ]);
 }
@@ -30,7 +30,7 @@ async function encodeSnapshot() {
     const answer = await attempt(byId('codes-refused'), request);
     button.disabled = false;
     if (!answer) return;
-    showText(byId('codes-bytes'), `A JPEG of ${answer.bytes} bytes in ${answer.base64.length} characters:`);
+    showText(byId('codes-bytes'), say('codes.bytes', { bytes: answer.bytes, characters: answer.base64.length }));
     byId('codes-base64').value = answer.base64;
     byId('codes-base64').hidden = byId('codes-copy').hidden = false;
 }
@@ -41,7 +41,7 @@ async function copySnapshot() {
         () => true,
         () => document.execCommand('copy'),
     );
-    showText(byId('codes-bytes'), isCopied ? 'Copied.' : 'Press Ctrl+C to copy it.');
+    showText(byId('codes-bytes'), say(isCopied ? 'codes.copied' : 'codes.press'));
 }
 
 export function initCodes() {

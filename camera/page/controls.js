@@ -1,7 +1,7 @@
 // Buttons and keys that move the camera. While one is held the camera is asked again and again to go on; it stops by
 // itself when nobody asks. A short press is a step.
 import { byId, clamp } from './dom.js';
-import { panFactor } from './ptz.js';
+import { panFactor, stopsOf } from './ptz.js';
 
 const keys = {
     ArrowLeft: { pan: -1 },
@@ -12,17 +12,36 @@ const keys = {
     '-': { zoom: -1 },
 };
 
+// The side to which a direction leads.
+const sidesOf = ({ pan = 0, tilt = 0, zoom = 0 }) => [
+    ...(pan < 0 ? ['left'] : pan > 0 ? ['right'] : []),
+    ...(tilt < 0 ? ['down'] : tilt > 0 ? ['up'] : []),
+    ...(zoom < 0 ? ['out'] : zoom > 0 ? ['in'] : []),
+];
+
 // Only one request is under way, so that none is behind the stop when the connection is bad.
 class Drive {
+    #live;
     #ptz;
     #timer = null;
     #isAsking = false;
+    #sides = [];
 
-    constructor(ptz) {
+    constructor({ live, ptz }) {
+        this.#live = live;
         this.#ptz = ptz;
+        live.element.addEventListener('viewchange', ({ detail }) => this.#feel(detail));
     }
 
-    start({ pan = 0, tilt = 0, zoom = 0 }, speed = 0.5) {
+    // Where a limit keeps the camera from going further.
+    #feel(view) {
+        const stops = this.#sides.length ? stopsOf(view, this.#ptz.state.reach) : [];
+        this.#live.showStops(this.#sides.filter((side) => stops.includes(side)));
+    }
+
+    start(direction, speed = 0.5) {
+        const { pan = 0, tilt = 0, zoom = 0 } = direction;
+        this.#sides = sidesOf(direction);
         clearInterval(this.#timer);
         const ask = async () => {
             if (this.#isAsking) return;
@@ -39,10 +58,15 @@ class Drive {
         if (this.#timer === null) return;
         clearInterval(this.#timer);
         this.#timer = null;
+        this.#sides = [];
         this.#ptz.move({ action: 'stop' });
     }
 
-    step({ pan = 0, tilt = 0, zoom = 0 }) {
+    step(direction) {
+        const { pan = 0, tilt = 0, zoom = 0 } = direction;
+        this.#sides = sidesOf(direction);
+        this.#feel(this.#live.view);
+        this.#sides = [];
         const { fov, tilt: from } = this.#ptz.state;
         const angle = fov / 6;
         this.#ptz.move({ action: 'nudge', pan: pan * angle * panFactor(from), tilt: tilt * angle, zoom: zoom / 2 });
@@ -87,8 +111,10 @@ function initKeys(view, drive) {
         drive.stop();
     };
     addEventListener('keydown', (event) => {
-        if (!keys[event.key] || event.ctrlKey || event.altKey || event.metaKey) return;
+        if (event.ctrlKey || event.altKey || event.metaKey) return;
         if (event.target !== view && event.target !== document.body && !event.target.closest('.reach')) return;
+        if (event.key.toLowerCase() === 'f') return toggleFull();
+        if (!keys[event.key]) return;
         event.preventDefault();
         if (event.repeat) return;
         pressed.add(event.key);
@@ -102,9 +128,15 @@ function initKeys(view, drive) {
     document.addEventListener('visibilitychange', releaseAll);
 }
 
-export function initControls(ptz, view) {
-    const drive = new Drive(ptz);
+// ---- Full screen, where the browser has it
+
+const toggleFull = () => (document.fullscreenElement ? document.exitFullscreen() : byId('stage').requestFullscreen?.());
+
+export function initControls({ live, ptz }) {
+    const drive = new Drive({ live, ptz });
+    byId('full').hidden = !document.fullscreenEnabled;
+    byId('full').addEventListener('click', toggleFull);
     for (const button of document.querySelectorAll('[data-pan], [data-zoom]')) initButton(button, drive);
-    initKeys(view, drive);
+    initKeys(live.element, drive);
     byId('home').addEventListener('click', () => ptz.move({ action: 'home' }));
 }

@@ -2,6 +2,7 @@
 // across the lens. Samples are pixels; when the camera has turned they are measured again.
 import { attempt, byId, clamp, element, formatNumber, shape, showText } from './dom.js';
 import { get } from './server.js';
+import { say } from './texts.js';
 
 const maxSamples = 64;
 const kinds = {
@@ -79,11 +80,11 @@ function draw() {
 
 function describe() {
     const count = samples.length;
-    if (!answer) return `${count || 'No'} sample${count === 1 ? '' : 's'} yet; at least ${kinds[kind].minSamples}.`;
-    if (kind === 'exposure') return `${count} samples of brightness; RMS residual ${formatNumber(answer.rms, 2)}.`;
+    if (!answer) return say(count ? 'fit.count' : 'fit.none', { count, least: kinds[kind].minSamples });
+    if (kind === 'exposure') return say('fit.light', { count, rms: formatNumber(answer.rms, 1) });
     const [slope, nominal] = [answer.coefficients[1], answer.expected].map((angle) => formatNumber(1000 * angle, 3));
     const rms = formatNumber(answer.rms, 4);
-    return `${count} samples: ${slope}° for 1000 pixels, nominal ${nominal}°. RMS residual ${rms}°.`;
+    return say('fit.angles', { count, slope, nominal, rms });
 }
 
 function makeRow(sample, i) {
@@ -135,14 +136,14 @@ function setSamples(changed) {
 const pixelAt = (x, y) => [clamp(0, Math.round(x), size.width - 1), clamp(0, Math.round(y), size.height - 1)];
 
 function add(pixel) {
-    if (samples.length >= maxSamples) return showText(error, `There are ${maxSamples} samples already.`);
+    if (samples.length >= maxSamples) return showText(error, say('fit.full', { count: maxSamples }));
     setSamples([...samples, pixel]);
 }
 const removeLast = () => samples.length && setSamples(samples.slice(0, -1));
 
 function moveCross([right, down], step) {
     cross = pixelAt(cross[0] + step * right, cross[1] + step * down);
-    byId('fit-words').textContent = `Cross at ${cross.join(', ')}.`;
+    byId('fit-words').textContent = say('fit.cross', { x: cross[0], y: cross[1] });
     draw();
 }
 

@@ -2,6 +2,7 @@
 import { attempt, byId } from './dom.js';
 import { library } from './modules.js';
 import { RequestError } from './server.js';
+import { say } from './texts.js';
 
 const canvas = byId('hull');
 const panel = canvas.closest('details');
@@ -16,7 +17,7 @@ const triples = (all) => Array.from({ length: all.length / 3 }, (_, i) => [...al
 // The hull of pixels of four bytes; its volume is the share of the cube.
 export function hullOf(pixels) {
     const hull = library.Hull.ofPixels(pixels, 4);
-    if (!hull) throw new RequestError('The colours of this view have no volume.');
+    if (!hull) throw new RequestError('no volume');
     const { volume } = hull;
     const found = { vertices: triples(hull.vertices()), faces: triples(hull.faces()), volume: volume / 255 ** 3 };
     hull.free();
@@ -91,11 +92,38 @@ const sampler = new OffscreenCanvas(samples.width, samples.height).getContext('2
 sampler.imageSmoothingEnabled = false; // pixels as they are: a mean may be a colour of none of them
 sampler.globalCompositeOperation = 'copy';
 
+// Compression makes the pixels of a still picture waver: they are averaged over about two seconds, until the picture
+// changes.
+const steady = { sums: new Float32Array(4 * samples.width * samples.height), count: 0 };
+const mostAveraged = 10;
+const changed = 8; // levels, in the mean
+
+function averaged(pixels) {
+    const { sums, count } = steady;
+    const difference = pixels.reduce((sum, value, i) => sum + Math.abs(value - sums[i]), 0) / pixels.length;
+    steady.count = difference > changed ? 1 : Math.min(count + 1, mostAveraged);
+    for (let i = 0; i < pixels.length; ++i) sums[i] += (pixels[i] - sums[i]) / steady.count;
+    return Uint8Array.from(sums, Math.round);
+}
+
 // Pixels at equal distances. What the page draws can be read until the frame is over.
 async function samplePicture(view) {
     await new Promise((done) => view.addEventListener('viewchange', done, { once: true }));
     sampler.drawImage(byId('live'), 0, 0, samples.width, samples.height);
-    return sampler.getImageData(0, 0, samples.width, samples.height).data;
+    return averaged(sampler.getImageData(0, 0, samples.width, samples.height).data);
+}
+
+// The share that is said changes with the picture, and not with a hundredth more or less.
+let said = -1;
+function describe({ volume, vertices, faces }) {
+    const share = 100 * volume;
+    if (Math.abs(share - said) < Math.max(0.2, 0.03 * said)) return;
+    said = share;
+    byId('hull-words').textContent = say('hull.words', {
+        share: share.toFixed(1),
+        corners: vertices.length,
+        faces: faces.length,
+    });
 }
 
 async function follow(live) {
@@ -103,9 +131,7 @@ async function follow(live) {
         const found = await attempt(byId('hull-error'), samplePicture(live.element).then(hullOf));
         if (found) {
             drawing.hull = found;
-            byId('hull-words').textContent =
-                `${(100 * found.volume).toFixed(1)} % of all colours, within ${found.vertices.length} corners ` +
-                `and ${found.faces.length} faces.`;
+            describe(found);
             draw();
         }
         await new Promise((done) => setTimeout(done, 200));

@@ -1,7 +1,9 @@
 // Settings of the picture: time of day, grid, stamp, exposure and tone curve.
 import { attempt, byId, clamp, formatNumber, shape } from './dom.js';
+import { history } from './history.js';
 import { library } from './modules.js';
 import { get, latest, post } from './server.js';
+import { say } from './texts.js';
 
 const settingsError = byId('light-error');
 const curveError = byId('curve-error');
@@ -19,6 +21,7 @@ function show(answer) {
     if (!state.requested) byId('exposure').value = answer.exposure;
     if (!editor.isDragging && !state.requested) editor.knots = answer.curve; // older than what is asked for otherwise
     editor.draw();
+    if (!editor.isDragging && !state.requested) editor.forget();
     return true;
 }
 const change = (fields, place = settingsError) => attempt(place, post('/api/video', fields).then(show));
@@ -42,7 +45,14 @@ for (const radio of document.querySelectorAll('[name=light]')) {
 for (const name of ['grid', 'stamp']) {
     byId(name).addEventListener('change', () => change({ [name]: byId(name).checked ? 1 : 0 }));
 }
-byId('exposure').addEventListener('input', () => request({ exposure: Number(byId('exposure').value) }));
+byId('exposure').addEventListener('input', () => {
+    editor.isSliding = true;
+    request({ exposure: Number(byId('exposure').value) });
+});
+byId('exposure').addEventListener('change', () => {
+    editor.isSliding = false;
+    editor.remember();
+});
 
 // ---- The curve, computed as the camera will compute it, so that it is drawn at once
 
@@ -58,14 +68,20 @@ export function computeTones(knots, exposure) {
 const grid = 'M0 0H255V255H0ZM0 63.75H255M0 127.5H255M0 191.25H255M63.75 0V255M127.5 0V255M191.25 0V255';
 const toPath = (values) => `M${values.map((value, x) => `${x} ${255 - value}`).join('L')}`;
 
+const curveFields = (knots) => knots.map((knot) => knot.join(',')).join(';');
+
 class CurveEditor {
     knots = [];
+    #remembered = null; // the fields that an undo brings back
+    #histogram = '';
     #selected = 0;
     #pointerId = null;
     #tones = null; // of the last knots that make a curve
 
+    isSliding = false; // the exposure
+
     get isDragging() {
-        return this.#pointerId !== null;
+        return this.#pointerId !== null || this.isSliding;
     }
 
     get #exposure() {
@@ -81,6 +97,7 @@ class CurveEditor {
             plot.addEventListener(name, (event) => {
                 if (this.#pointerId !== event.pointerId) return;
                 this.#pointerId = null;
+                this.remember();
                 if (!state.requested) show(state.settings);
             });
         }
@@ -96,15 +113,53 @@ class CurveEditor {
             this.#focus();
         });
         byId('curve-remove').addEventListener('click', () => this.#remove(this.#selected));
+        plot.addEventListener('dblclick', () => this.#remove(this.#selected));
         byId('curve-straight').addEventListener('click', () => {
-            this.#setKnots([
-                [0, 0],
-                [255, 255],
-            ]);
-            this.#selected = 0;
-            byId('exposure').value = 0;
-            request({ exposure: 0 });
+            this.#apply({ curve: '0,0;255,255', exposure: 0 });
+            this.remember();
         });
+    }
+
+    get #fields() {
+        return { curve: curveFields(this.knots), exposure: this.#exposure };
+    }
+
+    #apply(fields) {
+        this.knots = fields.curve.split(';').map((knot) => knot.split(',').map(Number));
+        this.#selected = clamp(0, this.#selected, this.knots.length - 1);
+        byId('exposure').value = fields.exposure;
+        return request(fields);
+    }
+
+    // What is shown now can be undone: a whole drag at once.
+    remember() {
+        const [before, after] = [this.#remembered, this.#fields];
+        this.#remembered = after;
+        if (!before || JSON.stringify(before) === JSON.stringify(after)) return;
+        const use = (fields) => {
+            this.#remembered = fields;
+            return this.#apply(fields);
+        };
+        history.add(
+            () => use(before),
+            () => use(after),
+            say('curve.changed'),
+        );
+    }
+
+    // The camera's own settings are where undoing begins.
+    forget() {
+        this.#remembered = this.#fields;
+    }
+
+    // How many pixels have each brightness, drawn beneath the curve.
+    set histogram(counts) {
+        const most = Math.max(...counts.slice(1, -1), 1);
+        const width = 256 / counts.length;
+        this.#histogram = counts
+            .map((count, i) => `M${i * width} 255h${width}v${-Math.min(255, (230 * count) / most)}h${-width}z`)
+            .join('');
+        plot.querySelector('.histogram')?.setAttribute('d', this.#histogram);
     }
 
     draw() {
@@ -112,6 +167,7 @@ class CurveEditor {
         this.#tones = computeTones(this.knots, this.#exposure) ?? this.#tones;
         const { spline, levels } = this.#tones;
         plot.replaceChildren(
+            shape('path', { class: 'histogram', d: this.#histogram }),
             shape('path', { class: 'frame', d: grid }),
             ...(this.#exposure ? [shape('path', { class: 'levels', d: toPath(levels) })] : []),
             shape('path', { class: 'spline', d: toPath(spline) }),
@@ -130,21 +186,21 @@ class CurveEditor {
             tabindex: i === this.#selected ? 0 : -1,
             'data-knot': i,
             role: 'slider',
-            'aria-label': `Knot ${i + 1} of ${this.knots.length}`,
+            'aria-label': say('curve.knot', { number: i + 1, count: this.knots.length }),
             'aria-valuemin': 0,
             'aria-valuemax': 255,
             'aria-valuenow': y,
-            'aria-valuetext': `${x} becomes ${y}`,
+            'aria-valuetext': say('curve.value', { x, y }),
         });
     }
 
     #describe() {
         const [x, y] = this.knots[this.#selected];
         const count = this.knots.length;
-        const dashed = this.#exposure ? ' The dashed line is the curve after the exposure.' : '';
-        byId('curve-words').textContent = `Knot ${this.#selected + 1} of ${count}: ${x} becomes ${y}.${dashed}`;
+        const words = this.#exposure ? 'curve.words.exposed' : 'curve.words';
+        byId('curve-words').textContent = say(words, { number: this.#selected + 1, count, x, y });
         const sign = this.#exposure > 0 ? '+' : '';
-        byId('exposure-words').textContent = `${sign}${formatNumber(this.#exposure, 1)} stops`;
+        byId('exposure-words').textContent = say('curve.stops', { stops: sign + formatNumber(this.#exposure, 1) });
         byId('curve-remove').disabled = this.#selected === 0 || this.#selected === count - 1;
         byId('curve-add').disabled = count >= maxKnots;
     }
@@ -156,14 +212,16 @@ class CurveEditor {
     #setKnots(knots) {
         this.knots = knots;
         this.#selected = clamp(0, this.#selected, knots.length - 1);
-        request({ curve: knots.map((knot) => knot.join(',')).join(';') });
+        request({ curve: curveFields(knots) });
+        if (!this.isDragging) this.remember();
     }
 
-    // The outer knots stay at the ends. A knot may be moved onto its neighbour, which the camera refuses with a reason.
+    // The outer knots stay at the ends, the others between their neighbours.
     #place(index, x, y) {
         const end = index === 0 ? 0 : 255;
         const isInner = index > 0 && index < this.knots.length - 1;
-        this.#setKnots(this.knots.with(index, [isInner ? toLevel(x) : end, toLevel(y)]));
+        const between = () => clamp(this.knots[index - 1][0] + 1, toLevel(x), this.knots[index + 1][0] - 1);
+        this.#setKnots(this.knots.with(index, [isInner ? between() : end, toLevel(y)]));
     }
 
     #add(x, y) {
@@ -234,3 +292,23 @@ class CurveEditor {
     }
 }
 const editor = new CurveEditor();
+
+// ---- The histogram, twice a second while the panel is open
+
+const bins = 64;
+const sampler = new OffscreenCanvas(160, 90).getContext('2d', { willReadFrequently: true });
+
+export function initHistogram({ live }) {
+    const panel = plot.closest('details');
+    let last = 0;
+    live.element.addEventListener('viewchange', () => {
+        if (!panel.open || performance.now() - last < 500) return;
+        last = performance.now();
+        sampler.drawImage(byId('live'), 0, 0, 160, 90);
+        const pixels = library.colour.fromRgb('full', withoutOpacity(sampler.getImageData(0, 0, 160, 90).data));
+        const counts = new Array(bins).fill(0);
+        for (let i = 0; i < pixels.length; i += 3) ++counts[(pixels[i] * bins) >> 8];
+        editor.histogram = counts;
+    });
+}
+const withoutOpacity = (pixels) => pixels.filter((_, i) => i % 4 !== 3);

@@ -50,3 +50,38 @@ export class Motion {
 // In the steps of the camera's pictures, so that a picture of this view lies on it pixel by pixel.
 const quantize = (degrees) => Math.round(degrees * 1024) / 1024;
 export const quantizeView = ({ pan, tilt, fov }) => ({ pan: quantize(pan), tilt: quantize(tilt), fov: quantize(fov) });
+
+// ---- The way between two positions at rest, all axes at once: degrees a second, and a second and second
+
+const speeds = { pan: 70, tilt: 50 };
+const accelerations = { pan: 140, tilt: 110 };
+
+// How far an axis has come of a distance.
+function travelled(distance, speed, acceleration, time) {
+    const peak = Math.min(speed, Math.sqrt(acceleration * distance));
+    const cruise = peak > 0 ? distance / peak - peak / acceleration : 0;
+    const course = { start: 0, speed: 0 };
+    const pieces = [
+        [peak / acceleration, acceleration],
+        [cruise, 0],
+        [peak / acceleration, -acceleration],
+    ];
+    return placeAt({ ...course, pieces }, time);
+}
+
+// Directions on the way, which is not the shorter one where limits close that.
+export function pathBetween(from, to, { left, right }) {
+    const around = (degrees) => ((degrees % 360) + 360) % 360;
+    const pan =
+        left === right ? around(to.pan - from.pan + 180) - 180 : around(to.pan - left) - around(from.pan - left);
+    const distances = { pan, tilt: to.tilt - from.tilt };
+    const duration = Math.max(...['pan', 'tilt'].map((axis) => Math.abs(distances[axis]) / speeds[axis] + 1));
+    const steps = 40;
+    return Array.from({ length: steps + 1 }, (_, i) =>
+        ['pan', 'tilt'].map((axis) => {
+            const distance = distances[axis];
+            const gone = travelled(Math.abs(distance), speeds[axis], accelerations[axis], (duration * i) / steps);
+            return from[axis] + Math.sign(distance) * gone;
+        }),
+    );
+}

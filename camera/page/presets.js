@@ -1,6 +1,8 @@
 // Presets and their patrol, home, and how far the camera may turn.
-import { attempt, byId, confirmPress, element, formatNumber, shape } from './dom.js';
+import { attempt, byId, element, formatDegrees, shape, turned } from './dom.js';
+import { history } from './history.js';
 import { get } from './server.js';
+import { say } from './texts.js';
 
 const edges = ['left', 'right', 'low', 'high'];
 const noLimits = { left: 0, right: 0, low: -90, high: 90 };
@@ -27,7 +29,7 @@ function sectorPath(dial, from, to) {
 
 function drawDial({ limits, home }) {
     const { left, right, low, high } = limits;
-    const span = left === right ? 360 : (((right - left) % 360) + 360) % 360;
+    const span = left === right ? 360 : turned(right - left);
     const path = (name, d) => shape('path', { class: name, d });
     const label = (degrees, text) => {
         const [x, y] = pointAt({ ...compass, radius: compass.radius + 9 }, degrees).split(' ');
@@ -38,18 +40,18 @@ function drawDial({ limits, home }) {
         path('free', sectorPath(compass, left, left + span)),
         path('home', handPath(compass, home.pan)),
         path('hand', ''),
-        ...['N', 'E', 'S', 'W'].map((text, i) => label(90 * i, text)),
+        ...say('compass.letters')
+            .split(' ')
+            .map((text, i) => label(90 * i, text)),
         path('rim', sectorPath(side, 0, 180)),
         path('free', sectorPath(side, 90 - high, 90 - low)),
         path('home', handPath(side, 90 - home.tilt)),
         path('hand', ''),
     );
-    const degrees = (value) => `${formatNumber(value, 1)}°`;
-    const turns =
-        left === right ? 'Turns all the way round' : `Turns from ${degrees(left)} clockwise to ${degrees(right)}`;
-    byId('limits-words').textContent = `${turns}, tilts from ${degrees(low)} to ${degrees(high)}.`;
-    byId('limits-home').textContent =
-        `Home: pan ${degrees(home.pan)}, tilt ${degrees(home.tilt)}, field of view ${degrees(home.fov)}.`;
+    const inDegrees = (angles) =>
+        Object.fromEntries(Object.entries(angles).map(([name, angle]) => [name, formatDegrees(angle)]));
+    byId('limits-words').textContent = say(left === right ? 'limits.all' : 'limits.between', inDegrees(limits));
+    byId('limits-home').textContent = say('limits.home', inDegrees(home));
 }
 
 function turnHands({ pan, tilt }) {
@@ -63,18 +65,38 @@ function turnHands({ pan, tilt }) {
 function initPresetsPanel(ptz) {
     const error = byId('presets-error');
     const name = byId('presets-name');
+    const find = (label) => ptz.state.presets.find((preset) => preset.name === label);
+    const put = ({ name, pan, tilt, fov }, marked) =>
+        ptz.send({ action: 'save', name, pan: turned(pan), tilt, fov }, error, marked);
+    const forget = (label) => ptz.send({ action: 'forget', id: find(label)?.id ?? '' }, error);
     byId('presets-form').addEventListener('submit', async (event) => {
         event.preventDefault();
-        if (await ptz.move({ action: 'save', name: name.value }, error, name)) event.target.reset();
+        const { pan, tilt, fov } = ptz.state;
+        const preset = { name: name.value.trim(), pan, tilt, fov };
+        const before = find(preset.name); // whose view this one replaces
+        if (!(await put(preset, { name }))) return;
+        event.target.reset();
+        history.add(
+            () => (before ? put(before) : forget(preset.name)),
+            () => put(preset),
+            say(before ? 'presets.replaced' : 'presets.saved', { name: preset.name }),
+        );
     });
-    const makeRow = ({ id, name: label }) => {
+    const makeRow = (preset) => {
+        const { id, name: label } = preset;
         const recall = () => ptz.move({ action: 'recall', id }, error);
-        const remove = element('button', { type: 'button', textContent: 'Delete' });
-        const forget = async () => {
-            if (await ptz.move({ action: 'forget', id }, error)) name.focus();
+        const removePreset = async () => {
+            if (!(await forget(label))) return;
+            name.focus({ preventScroll: true });
+            history.add(
+                () => put(preset),
+                () => forget(label),
+                say('presets.removed', { name: label }),
+            );
         };
-        confirmPress(remove, forget, label);
         const button = element('button', { type: 'button', className: 'name', textContent: label, onclick: recall });
+        const remove = element('button', { type: 'button', textContent: say('delete'), onclick: removePreset });
+        remove.setAttribute('aria-label', say('delete.name', { name: label }));
         return element('li', {}, button, remove);
     };
     return (presets) => {
@@ -88,7 +110,7 @@ function initPatrol(ptz) {
         event.preventDefault();
         const dwell = byId('patrol-dwell');
         if (ptz.state.patrol) ptz.move({ action: 'stop' }, byId('patrol-error'));
-        else ptz.move({ action: 'patrol', dwell: dwell.value }, byId('patrol-error'), dwell);
+        else ptz.move({ action: 'patrol', dwell: dwell.value }, byId('patrol-error'), { dwell });
     });
     return (isPatrolling) => byId('patrol').setAttribute('aria-pressed', isPatrolling);
 }
@@ -101,7 +123,8 @@ function initLimits(ptz) {
     byId('limits-form').addEventListener('submit', (event) => {
         event.preventDefault();
         const limits = Object.fromEntries(edges.map((edge, i) => [edge, fields[i].value]));
-        ptz.move({ action: 'limits', ...limits }, error);
+        const marked = Object.fromEntries(edges.map((edge, i) => [edge, fields[i]]));
+        ptz.move({ action: 'limits', ...limits }, error, marked);
     });
     byId('limits-none').addEventListener('click', () => ptz.move({ action: 'limits', ...noLimits }, error));
     for (const button of document.querySelectorAll('[data-limit]')) {

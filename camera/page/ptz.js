@@ -1,5 +1,5 @@
 // The camera's state, and requests that move it.
-import { attempt, byId, clamp } from './dom.js';
+import { attempt, byId, clamp, turned } from './dom.js';
 import { Motion } from './motion.js';
 import { get, post } from './server.js';
 
@@ -28,15 +28,15 @@ export class Ptz extends EventTarget {
     }
 
     // One request at a time: a stop must not overtake the drive that it ends.
-    send(fields, place = message, field = undefined) {
-        this.#queue = this.#queue.then(() => attempt(place, this.update(post('/api/ptz', fields, 3000)), field));
+    send(fields, place = message, marked = undefined) {
+        this.#queue = this.#queue.then(() => attempt(place, this.update(post('/api/ptz', fields, 3000)), marked));
         return this.#queue;
     }
 
     // The same for an order of the user's, which ends what the pointer has asked for.
-    move(fields, place, field) {
+    move(fields, place, marked) {
         this.dispatchEvent(new Event('move'));
-        return this.send(fields, place, field);
+        return this.send(fields, place, marked);
     }
 
     moveTo(view) {
@@ -46,7 +46,7 @@ export class Ptz extends EventTarget {
     moveFields({ pan, tilt, fov = this.state.fov }) {
         return {
             action: 'move',
-            pan: ((pan % 360) + 360) % 360,
+            pan: turned(pan),
             tilt: clamp(-90, tilt, 90),
             fov: clamp(2, fov, 110),
         };
@@ -61,6 +61,20 @@ export class Ptz extends EventTarget {
             fov: clamp(2 ** zooms[0], fov, 2 ** zooms[1]),
         };
     }
+}
+
+// The directions in which a view can go no further.
+export function stopsOf({ pan, tilt, fov }, [pans, tilts, zooms]) {
+    const near = 0.01; // degrees
+    const stops = {
+        left: pan < pans[0] + near,
+        right: pan > pans[1] - near,
+        down: tilt < tilts[0] + near,
+        up: tilt > tilts[1] - near,
+        in: fov < 2 ** zooms[0] + near,
+        out: fov > 2 ** zooms[1] - near,
+    };
+    return Object.keys(stops).filter((side) => stops[side]);
 }
 
 // How much further the camera pans than the middle of the picture moves: near the zenith a turn is hardly seen.

@@ -1,6 +1,8 @@
 // Snapshots and clips: taken, searched, viewed, downloaded, and deleted one by one or when they are old.
 import { attempt, byId, confirmPress, element, showText } from './dom.js';
+import { end, show } from './player.js';
 import { get, post } from './server.js';
+import { locale, say } from './texts.js';
 
 const list = byId('recordings-list');
 const dialog = byId('recordings-show');
@@ -8,10 +10,9 @@ const pattern = byId('recordings-pattern');
 const clipSeconds = 5;
 
 const addressOf = (call, { id }) => `/api/recordings/${call}?${new URLSearchParams({ id })}`;
-const kindOf = ({ kind }) => (kind === 'clip' ? 'Clip' : 'Snapshot');
-const timeOf = ({ time }) =>
-    new Date(time * 1000).toLocaleString('en-GB', { dateStyle: 'medium', timeStyle: 'medium' });
-const titleOf = (recording) => `${kindOf(recording)}, ${timeOf(recording)}`;
+const kindOf = ({ kind }) => say(`recordings.kind.${kind}`);
+const timeOf = ({ time }) => new Date(time * 1000).toLocaleString(locale, { dateStyle: 'medium', timeStyle: 'medium' });
+const titleOf = (recording) => say('recordings.name', { kind: kindOf(recording), time: timeOf(recording) });
 
 // ---- The list
 
@@ -28,18 +29,21 @@ function makeItem(recording) {
 }
 
 function describe({ recordings, most }) {
-    if (recordings.length === 0) return pattern.value ? 'Nothing matches.' : 'No recordings yet.';
-    const bytes = recordings.reduce((sum, recording) => sum + recording.bytes, 0);
-    const count = `${recordings.length} ${pattern.value ? 'found' : `of at most ${most}`}`;
-    return `${count}, ${(bytes / 1e6).toFixed(1)} MB`;
+    if (recordings.length === 0) return say(pattern.value ? 'recordings.nothing' : 'recordings.none');
+    const size = (recordings.reduce((sum, recording) => sum + recording.bytes, 0) / 1e6).toFixed(1);
+    return say(pattern.value ? 'recordings.found' : 'recordings.count', { count: recordings.length, most, size });
 }
+
+let listed = ''; // what is shown again only if it has changed
 
 export async function loadRecordings() {
     const fields = pattern.value ? { pattern: pattern.value } : {};
     const answer = await attempt(byId('recordings-refusal'), get('/api/recordings', fields), pattern);
     if (!answer) return;
     showText(byId('recordings-none'), describe(answer));
-    list.replaceChildren(...answer.recordings.map(makeItem));
+    const text = JSON.stringify(answer.recordings);
+    if (text !== listed) list.replaceChildren(...answer.recordings.map(makeItem));
+    listed = text;
 }
 
 async function change(fields, place, field, timeout) {
@@ -54,19 +58,15 @@ let opened = null;
 function open(recording) {
     opened = recording;
     const title = titleOf(recording);
-    const isClip = recording.kind === 'clip';
-    const shown = { id: 'recordings-picture', src: addressOf('file', recording), title };
+    const address = addressOf('file', recording);
     byId('recordings-title').textContent = title;
-    byId('recordings-picture').replaceWith(
-        isClip ? element('video', { ...shown, controls: true }) : element('img', { ...shown, alt: title }),
-    );
+    attempt(byId('recordings-refused'), show(address, recording.type, title));
     const download = recording.id.split('/').pop();
-    Object.assign(byId('recordings-download'), { href: addressOf('file', recording), download });
+    Object.assign(byId('recordings-download'), { href: address, download });
     showText(byId('recordings-refused'), '');
     dialog.showModal();
 }
-// A clip that nobody looks at is not played on.
-dialog.addEventListener('close', () => byId('recordings-picture').removeAttribute('src'));
+dialog.addEventListener('close', end);
 byId('recordings-close').addEventListener('click', () => dialog.close());
 confirmPress(byId('recordings-remove'), async () => {
     const isRemoved = await change({ action: 'remove', id: opened.id }, byId('recordings-refused'));
@@ -84,8 +84,12 @@ function initButton(button, fields, progress) {
         showText(byId('recordings-busy'), '');
     });
 }
-initButton(byId('recordings-snapshot'), { action: 'snapshot' }, 'Taking a snapshot …');
-initButton(byId('recordings-clip'), { action: 'clip', seconds: clipSeconds }, `Recording for ${clipSeconds} seconds …`);
+initButton(byId('recordings-snapshot'), { action: 'snapshot' }, say('recordings.taking'));
+initButton(
+    byId('recordings-clip'),
+    { action: 'clip', seconds: clipSeconds },
+    say('recordings.recording', { count: clipSeconds }),
+);
 
 byId('recordings-more').addEventListener('click', () => {
     const tools = byId('recordings-tools');

@@ -3,6 +3,8 @@ import { attempt, byId, formatNumber, showText } from './dom.js';
 import { compiled, library } from './modules.js';
 import { get } from './server.js';
 import { SoundBuffer } from './sound-buffer.js';
+import { Scope } from './spectrum.js';
+import { say } from './texts.js';
 
 const listenButton = byId('sound-listen');
 const meter = byId('sound-meter');
@@ -13,6 +15,9 @@ const formats = {
     ulaw: { name: 'ulaw', bytes: 1 },
 };
 const state = { controller: null, gaps: 0 }; // a controller while sound is played
+const scope = new Scope();
+const panel = listenButton.closest('details');
+const usualRate = 48000; // of a speaker, while none is known
 
 const options = () => {
     const [rate, format, lobes] = ['rate', 'format', 'lobes'].map((name) => byId(`sound-${name}`).value);
@@ -74,7 +79,10 @@ async function receive({ rate, format, lobes }, signal, play) {
         const begin = isInside ? 0 : findSamples(bytes);
         isInside ||= begin >= 0;
         const end = isInside ? bytes.length - ((bytes.length - begin) % sampleSize) : 0;
-        if (begin < end) play(bytes.slice(begin, end));
+        if (begin < end) {
+            if (panel.open) scope.push(bytes.slice(begin, end), formats[format].name);
+            play(bytes.slice(begin, end));
+        }
         rest = bytes.slice(end);
     }
 }
@@ -89,12 +97,13 @@ async function start() {
         if (!signal.aborted) ++state.gaps;
     };
     try {
+        scope.begin(speaker.sampleRate, options());
         const player = speaker.audioWorklet ? playInWorklet : playInPage;
         await receive(options(), signal, await player(speaker, options(), onGap));
     } catch {
         if (signal.aborted) return;
         stop();
-        showText(error, 'The sound was interrupted.');
+        showText(error, say('sound.interrupted'));
     } finally {
         speaker.close();
     }
@@ -113,9 +122,10 @@ async function measure() {
     const answer = await attempt(error, get('/api/audio/levels', { count: 6 }));
     if (state.controller && answer) {
         const [rms, peak] = ['rms', 'peak'].map((name) => Math.max(...answer.levels.map((level) => level[name])));
-        const gaps = state.gaps ? `, gaps: ${state.gaps}` : '';
+        const words = say('sound.level.words', { rms: formatNumber(rms), peak: formatNumber(peak) });
+        const gaps = state.gaps ? [say('sound.gaps', { count: state.gaps })] : [];
         meter.value = rms;
-        byId('sound-words').textContent = `${formatNumber(rms)} dB, peak ${formatNumber(peak)} dB${gaps}`;
+        byId('sound-words').textContent = [words, ...gaps].join(', ');
     }
     setTimeout(measure, 300);
 }
@@ -136,6 +146,12 @@ for (const name of ['rate', 'format', 'lobes']) {
     byId(`sound-${name}`).addEventListener('change', () => {
         updateLink();
         if (state.controller) start();
+        else prepare();
     });
 }
 updateLink();
+
+function prepare() {
+    if (panel.open && !state.controller) scope.prepare(usualRate, options());
+}
+panel.addEventListener('toggle', prepare);

@@ -1,6 +1,7 @@
 // The camera's identity and clock.
 import { attempt, byId, element } from './dom.js';
 import { get, post } from './server.js';
+import { say } from './texts.js';
 
 const clockField = byId('clock');
 
@@ -15,21 +16,34 @@ function readZone(local) {
     };
 }
 
+// A duration in its two largest units.
+function describe(seconds) {
+    const units = { days: 86400, hours: 3600, minutes: 60, seconds: 1 };
+    let left = Math.round(seconds);
+    const parts = [];
+    for (const [name, size] of Object.entries(units)) {
+        const count = Math.floor(left / size);
+        left %= size;
+        if (count) parts.push(say(`duration.${name}`, { count }));
+    }
+    return parts.slice(0, 2).join(', ');
+}
+
 function show(system) {
     clock = { ahead: system.time * 1000 - Date.now(), zone: readZone(system.local) };
     const facts = {
-        Name: system.name,
-        Version: system.version,
-        Processor: system.architecture,
-        MAC: system.mac,
-        UUID: system.uuid,
-        Clock: '',
+        name: system.name,
+        version: system.version,
+        processor: system.architecture,
+        mac: system.mac,
+        uuid: system.uuid,
+        clock: '',
     };
-    if (Math.abs(system.offset) >= 0.05) facts['Set ahead'] = `${system.offset.toFixed(1)} s`;
-    const cells = ([name, value]) => {
-        const id = name === 'Clock' ? 'system-clock' : '';
-        return [element('dt', { textContent: name }), element('dd', { textContent: value, id })];
-    };
+    if (Math.abs(system.offset) >= 0.5) facts[system.offset > 0 ? 'ahead' : 'back'] = describe(Math.abs(system.offset));
+    const cells = ([name, value]) => [
+        element('dt', { textContent: say(`system.${name}`) }),
+        element('dd', { textContent: value, id: `system-${name}-value` }),
+    ];
     byId('system-facts').replaceChildren(...Object.entries(facts).flatMap(cells));
     document.title = byId('name').textContent = system.name;
     tick();
@@ -39,7 +53,7 @@ function show(system) {
 function tick() {
     if (!clock) return;
     const local = new Date(Date.now() + clock.ahead + clock.zone.offset).toISOString().slice(0, 19);
-    byId('system-clock').textContent = `${local.replace('T', ' ')} ${clock.zone.name}`;
+    byId('system-clock-value').textContent = `${local.replace('T', ' ')} ${clock.zone.name}`;
 }
 setInterval(tick, 1000);
 

@@ -1,7 +1,7 @@
 // Measurements: samples by pointer and keyboard, the surface and the line.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { clickPicture, openPanel, page, until, untilCount, untilText } from './harness.mjs';
+import { clickPicture, openPanel, page, showPicture, until, untilCount, untilText } from './harness.mjs';
 
 test('samples of the exposure are taken, fitted and removed', async () => {
     await openPanel('fit');
@@ -33,6 +33,7 @@ test('samples of the exposure are taken, fitted and removed', async () => {
 });
 
 test('a click takes the pixel under the pointer', async () => {
+    await showPicture();
     const { x, width } = await (await page.$('#view')).boundingBox();
     const shown = await page.$$eval('#fit-rows th', (all) => all.map((cell) => Number(cell.textContent.split(',')[0])));
     const scale = 1280 / width;

@@ -1,11 +1,11 @@
 // Watches each frame that the browser gives in a second, and 30 at least, while the pointer, which is down at a place, moves before each,
 // or while the camera turns home: the frame must show what belongs there by then.
 import assert from 'node:assert/strict';
-import { page } from './harness.mjs';
+import { isFirefox, page } from './harness.mjs';
 
 // Runs in the page. `kind` is what must hold: "drag", the direction under the pointer stays there; "corner", a corner of
 // a mask is under the pointer; "turn", the picture and a corner follow the camera's plan.
-async function watch(kind, x, y) {
+async function watch(kind, x, y, pointerId) {
     const { live, ptz } = await import('/camera.js');
     const { overlay } = await import('/modules.js');
     const { motion } = ptz;
@@ -57,7 +57,7 @@ async function watch(kind, x, y) {
         const at = [x + 40 * Math.sin(1 + durations.length / 7), y + 20 * Math.sin(durations.length / 5)];
         const handled = performance.now();
         if (kind !== 'turn') {
-            const init = { pointerId: 1, clientX: at[0], clientY: at[1], bubbles: true };
+            const init = { pointerId, clientX: at[0], clientY: at[1], bubbles: true };
             view.dispatchEvent(new PointerEvent('pointermove', init));
         }
         for (let i = 0; i < 20; ++i) await null; // what the page has promised
@@ -73,7 +73,7 @@ async function watch(kind, x, y) {
 }
 
 export async function watchFrames(kind, x = 0, y = 0) {
-    const { late, durations, error, seconds } = await page.evaluate(watch, kind, x, y);
+    const { late, durations, error, seconds } = await page.evaluate(watch, kind, x, y, isFirefox ? 0 : 1);
     const count = durations.length;
     const at = (share) => durations[Math.floor(share * count)].toFixed(1);
     console.log(

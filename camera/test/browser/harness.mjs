@@ -1,5 +1,5 @@
-// A browser with the page of a running camera: CAMERA is its address, BROWSER a Chromium. What goes wrong in the page is
-// an error at the end.
+// A browser with the page of a running camera: CAMERA is its address, BROWSER a Chromium or a Firefox. What goes wrong in
+// the page is an error at the end.
 import assert from 'node:assert/strict';
 import { mkdtempSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
@@ -10,13 +10,18 @@ import puppeteer from 'puppeteer-core';
 export const base = (process.env.CAMERA ?? 'http://127.0.0.1:8080').replace(/\/$/, '');
 
 const directory = mkdtempSync(join(tmpdir(), 'camera-browser-'));
-// Controlled through a pipe, it ends with this program, however that ends.
-const browser = await puppeteer.launch({
-    executablePath: process.env.BROWSER ?? '/usr/bin/chromium',
-    args: process.getuid() === 0 ? ['--no-sandbox'] : [], // it refuses to run as root otherwise
-    env: { ...process.env, TMPDIR: directory },
+const executablePath = process.env.BROWSER ?? '/usr/bin/chromium';
+export const isFirefox = executablePath.includes('firefox');
+// Controlled through a pipe, Chromium ends with this program, however that ends. It refuses to run as root in a sandbox.
+const chromium = {
+    args: process.getuid() === 0 ? ['--no-sandbox'] : [],
     userDataDir: join(directory, 'profile'),
     pipe: true,
+};
+const browser = await puppeteer.launch({
+    executablePath,
+    env: { ...process.env, TMPDIR: directory },
+    ...(isFirefox ? { browser: 'firefox' } : chromium),
 });
 export const page = await browser.newPage();
 const faults = [];
@@ -29,6 +34,14 @@ after(async () => {
     rmSync(directory, { recursive: true, force: true });
     assert.deepEqual(faults, []);
 });
+
+// Another client; `prepare` sets its page up before it is loaded.
+export async function openAnother(prepare = () => {}) {
+    const other = await browser.newPage();
+    await prepare(other);
+    await open(other);
+    return other;
+}
 
 export const wait = (milliseconds) => new Promise((done) => setTimeout(done, milliseconds));
 export const until = (predicate, ...args) => page.waitForFunction(predicate, { timeout: 20000 }, ...args);
@@ -56,9 +69,11 @@ export async function rest() {
 
 // ---- The page
 
-export async function open() {
-    await page.goto(`${base}/`, { waitUntil: 'domcontentloaded' });
-    await until(() => document.getElementById('position').textContent && !document.getElementById('live').hidden);
+export async function open(of = page) {
+    await of.goto(`${base}/`, { waitUntil: 'domcontentloaded' });
+    await of.waitForFunction(
+        () => document.getElementById('position').textContent && !document.getElementById('live').hidden,
+    );
 }
 
 export const openPanel = (name) =>
@@ -79,6 +94,12 @@ export const untilText = (id, pattern) =>
 export const untilCount = (selector, count) =>
     until((selector, count) => document.querySelectorAll(selector).length === count, selector, count);
 
+// Where the picture fills the window it is at the top of the page.
+export async function showPicture() {
+    await page.evaluate(() => scrollTo(0, 0));
+    await until(() => !document.querySelector('.away'));
+}
+
 export async function middleOf(selector) {
     const { x, y, width, height } = await (await page.$(selector)).boundingBox();
     return [x + width / 2, y + height / 2];
@@ -86,6 +107,7 @@ export async function middleOf(selector) {
 
 // At a share of the picture's width and height.
 export async function clickPicture(x, y) {
+    await showPicture();
     const box = await (await page.$('#view')).boundingBox();
     await page.mouse.click(box.x + x * box.width, box.y + y * box.height);
 }

@@ -1,9 +1,10 @@
 // The hull that the page computes is the camera's for the same colours; it follows the picture, and is turned by keys.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { get, openPanel, page, post, textOf, until, untilText, wait } from './harness.mjs';
+import { eventually, get, openPanel, page, post, textOf, untilText, wait } from './harness.mjs';
 
-const share = async () => Number.parseFloat(await textOf('#hull-words'));
+const shareIn = (text) => Number.parseFloat(/[\d.]+/.exec(text)?.[0]);
+const share = async () => shareIn(await textOf('#hull-words'));
 
 // Runs in the page: both hulls of the pixels of a picture that did not change meanwhile.
 async function computeBoth() {
@@ -58,9 +59,19 @@ test('it follows the picture', async () => {
     const before = await share();
     // Colours of equal brightness are in a plane, but for compression.
     await post('/api/video', { curve: '0,128;255,128' });
-    await until(() => Number.parseFloat(document.getElementById('hull-words').textContent) < 0.5);
+    await eventually(async () => (await share()) < 0.5, 'equal brightness has a volume');
     await post('/api/video', { curve: curve.join(';') });
-    await until((before) => Number.parseFloat(document.getElementById('hull-words').textContent) > before / 2, before);
+    await eventually(async () => (await share()) > before / 2, 'the colours are not back');
+});
+
+test('of a still picture the figure does not flicker', async () => {
+    await post('/api/ptz', { action: 'move', pan: 100, tilt: 10, fov: 30 }); // where nothing drives
+    await wait(6000);
+    const shares = [];
+    for (let i = 0; i < 20; ++i, await wait(250)) shares.push(await share());
+    const range = Math.max(...shares) - Math.min(...shares);
+    console.log(`hull: from ${Math.min(...shares)} to ${Math.max(...shares)} % in 5 s`);
+    assert.ok(range <= 0.5, shares.join(' '));
 });
 
 test('arrow keys turn it', async () => {

@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { clickPicture, eventually, get, luma, middleOf, open, page, post } from './harness.mjs';
-import { rest, textOf, until, untilCount, untilText, wait } from './harness.mjs';
+import { rest, showPicture, textOf, until, untilCount, untilText, wait } from './harness.mjs';
 import { watchFrames } from './frames.mjs';
 
 const untilCorners = (text) => untilText('masks-count', new RegExp(`^${text}`));
@@ -36,9 +36,9 @@ test('a mask is drawn by pointer and keyboard', async () => {
         await untilCorners(count);
     }
     await page.click('#masks-keep');
-    await until(() => !document.getElementById('masks-error').hidden);
-    assert.match(await textOf('#masks-error'), /name/, 'a mask without a name is refused');
-    await page.type('#masks-name', 'Window <b>&amp;');
+    await until(() => !document.getElementById('masks-refused').hidden);
+    assert.match(await textOf('#masks-refused'), /Name of the mask: please/, 'a mask without a name is refused');
+    await page.keyboard.type('Window <b>&amp;'); // the field has the focus
     await page.click('#masks-keep');
     await untilCount('#masks-list li', 1);
 });
@@ -63,13 +63,15 @@ test('a corner is dragged, and moved by keys', async () => {
     const { pan } = await rest();
     await until(() => document.querySelector('#sketch .corner'));
     await wait(500);
+    await showPicture();
     const [x, y] = await middleOf('#sketch .corner');
     await page.mouse.move(x, y);
     await page.mouse.down();
     await page.mouse.move(x + 40, y + 10, { steps: 3 });
     await watchFrames('corner', x + 40, y + 10);
     await page.mouse.up();
-    await page.keyboard.press('Space');
+    await page.keyboard.press('Enter'); // what was dragged is selected until now
+    await page.keyboard.press(' ');
     const across = () => page.$eval('#sketch .selected', (corner) => Number(corner.getAttribute('cx')));
     await until(() => document.querySelector('#sketch .selected'));
     const before = await across();
@@ -84,6 +86,72 @@ test('a corner is dragged, and moved by keys', async () => {
     const moved = edited.corners.filter((corner, i) => corner.join() !== mask.corners[i].join());
     assert.equal(moved.length, 1, 'only that corner has moved');
     assert.equal((await rest()).pan, pan, 'the camera has not turned');
+});
+
+const chord = async (...keys) => {
+    for (const key of keys) await page.keyboard.down(key);
+    for (const key of keys.reverse()) await page.keyboard.up(key);
+};
+
+test('corners are removed and put in, the whole is moved, all of it undone', async () => {
+    const mask = await lastMask();
+    await page.click(`${row(mask)} button[aria-label^=Edit]`);
+    await untilCorners('4');
+    await rest();
+    await wait(500);
+    const places = () =>
+        page.$$eval('#sketch .corner', (all) =>
+            all.map((circle) => [...'xy'].map((c) => Number(circle.getAttribute(`c${c}`)))),
+        );
+    const box = await (await page.$('#view')).boundingBox();
+    const scale = box.width / 1280;
+    const screen = ([x, y]) => [box.x + x * scale, box.y + y * scale];
+    const middle = (...points) => [0, 1].map((i) => points.reduce((sum, point) => sum + point[i], 0) / points.length);
+    const first = await places();
+    // Delete removes the corner that is chosen, not the last one.
+    await page.mouse.click(...screen(first[1]));
+    await page.keyboard.press('Delete');
+    await untilCorners('3');
+    assert.deepEqual(await places(), first.toSpliced(1, 1));
+    await chord('Control', 'z');
+    await untilCorners('4');
+    assert.deepEqual(await places(), first);
+    await chord('Control', 'Shift', 'Z');
+    await untilCorners('3');
+    await chord('Control', 'z');
+    // A double click on a side puts one there.
+    await page.mouse.click(...screen(middle(first[0], first[1])), { count: 2 });
+    await untilText('masks-count', /^Corner 2 of 5/);
+    const inserted = (await places())[1];
+    assert.ok(Math.hypot(...[0, 1].map((i) => inserted[i] - middle(first[0], first[1])[i])) < 2);
+    await chord('Control', 'z');
+    await untilCorners('4');
+    // The inside moves all corners alike.
+    await page.mouse.move(...screen(middle(...first)));
+    await page.mouse.down();
+    await page.mouse.move(...screen(middle(...first).map((value, i) => value + [60, 30][i])), { steps: 3 });
+    await page.mouse.up();
+    const moved = await places();
+    for (const [i, [x, y]] of first.entries()) {
+        const off = Math.hypot(moved[i][0] - x - 60, moved[i][1] - y - 30);
+        assert.ok(off < 15, `corner ${i} has moved from ${[x, y]} to ${moved[i]}`);
+    }
+    await chord('Control', 'z');
+    assert.deepEqual(await places(), first);
+    await page.click('#masks-cancel');
+});
+
+test('a deleted mask comes back by an undo', async () => {
+    const mask = await lastMask();
+    for (let i = 0; i < 2; ++i) await page.click(`${row(mask)} button[aria-label^=Delete]`);
+    await untilCount('#masks-list li', 0);
+    await chord('Control', 'z');
+    await untilCount('#masks-list li', 1);
+    assert.deepEqual((await lastMask()).corners, mask.corners);
+    await chord('Control', 'Shift', 'Z');
+    await untilCount('#masks-list li', 0);
+    await chord('Control', 'z');
+    await untilCount('#masks-list li', 1);
 });
 
 test('it is switched off, and deleted by a second press', async () => {
@@ -108,22 +176,25 @@ test('a clicked pixel stays under its corner when the camera zooms in', async ()
     };
     await move({ pan: 38, tilt: 4, fov: 62 });
     await page.click('#masks-draw');
-    const pixel = { x: 300, y: 200 };
-    await clickPicture((pixel.x + 0.5) / 1280, (pixel.y + 0.5) / 720);
+    await page.evaluate(() => {
+        const view = document.getElementById('view');
+        const note = ({ clientX, clientY }) => (window.clicked = [clientX, clientY]);
+        view.addEventListener('pointerup', note, { once: true });
+    });
+    await clickPicture(300.5 / 1280, 200.5 / 720);
     await untilCorners('One');
-    const { width } = await (await page.$('#view')).boundingBox();
-    const [x] = await page.$$eval('#sketch .corner', ([corner]) => [Number(corner.getAttribute('cx'))]);
-    // The pointer is at whole pixels of the screen.
-    assert.ok(Math.abs(x - pixel.x) <= 640 / width + 0.01, `the corner is at ${x}`);
-    const direction = await page.evaluate(
-        async (x, y) => {
-            const { overlay } = await import('/modules.js');
-            const { live } = await import('/camera.js');
-            return overlay.unproject(live.view, x, y);
-        },
-        pixel.x,
-        pixel.y,
-    );
+    // The pointer is at whole pixels of the screen, near that pixel of the picture.
+    const { pixel, direction } = await page.evaluate(async () => {
+        const { overlay } = await import('/modules.js');
+        const { live } = await import('/camera.js');
+        const { left, top, width, height } = document.getElementById('view').getBoundingClientRect();
+        const pixel = [
+            ((window.clicked[0] - left) / width) * 1280 - 0.5,
+            ((window.clicked[1] - top) / height) * 720 - 0.5,
+        ];
+        return { pixel, direction: overlay.unproject(live.view, ...pixel) };
+    });
+    assert.ok(Math.hypot(pixel[0] - 300, pixel[1] - 200) < 2, `the click was at ${pixel}`);
     await move({ pan: direction.pan, tilt: direction.tilt, fov: 2 });
     const corner = await page.$eval('#sketch .corner', (circle) =>
         ['cx', 'cy'].map((name) => Number(circle.getAttribute(name))),

@@ -1,7 +1,19 @@
 // Recordings: taken, opened, deleted, found by a search, deleted when they are old.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { eventually, fill, get, openPanel, page, textOf, until, untilCount, untilText } from './harness.mjs';
+import {
+    eventually,
+    fill,
+    get,
+    openPanel,
+    page,
+    post,
+    textOf,
+    until,
+    untilCount,
+    untilText,
+    wait,
+} from './harness.mjs';
 
 const items = '#recordings-list li';
 const find = async (pattern) => (await get(`/api/recordings?${new URLSearchParams({ pattern })}`)).recordings.length;
@@ -14,10 +26,54 @@ test('a snapshot is taken, opened and deleted', async () => {
     await page.click('#recordings-snapshot');
     await untilCount(items, 1);
     await page.click(`${items} button`);
-    await until(() => document.getElementById('recordings-picture').naturalWidth === 1280);
+    await until(() => document.querySelector('#recordings-picture img')?.naturalWidth === 1280);
     const { y, height } = await (await page.$('#recordings-show')).boundingBox();
     assert.ok(Math.abs(y + height / 2 - 400) < 2, `the dialog is in the middle of the window, not at ${y}`);
     await pressTwice('#recordings-remove');
+    await untilCount(items, 0);
+});
+
+test('a clip plays at its own speed, with a pause and a timeline', async () => {
+    await page.click('#recordings-clip');
+    await untilCount(items, 1);
+    await page.click(`${items} button`);
+    const read = () =>
+        page.evaluate(() => {
+            const { currentTime, duration, paused, controls } =
+                document.querySelector('#recordings-picture video') ?? {};
+            return { currentTime, duration, paused, controls };
+        });
+    await eventually(async () => (await read()).currentTime > 0.2, 'the clip does not play');
+    const [before, begun] = [await read(), performance.now()];
+    await wait(1000);
+    const after = await read();
+    const speed = (1000 * (after.currentTime - before.currentTime)) / (performance.now() - begun);
+    assert.ok(Math.abs(speed - 1) < 0.3 && Math.abs(after.duration - 5) < 0.5 && after.controls, JSON.stringify(after));
+    await page.click('#recordings-close');
+    await until(() => !document.querySelector('#recordings-picture video'));
+    // The same for AVI files, which are what a camera without ffmpeg records.
+    await page.evaluate(async () => {
+        const { show } = await import('/player.js');
+        const header = new Uint8Array(56);
+        new DataView(header.buffer).setUint32(32, 100000, true);
+        const jpeg = await (await fetch('/api/video?width=64&height=36')).blob();
+        const original = window.fetch;
+        window.fetch = async () => new Response(new Blob([header, ...new Array(20).fill(jpeg)]));
+        document.getElementById('recordings-show').showModal();
+        await show('clip.avi', 'video/x-msvideo', 'A clip');
+        window.fetch = original;
+    });
+    const position = () => page.$eval('#recordings-picture input', (line) => [Number(line.value), Number(line.max)]);
+    await eventually(async () => (await position())[0] > 3, 'the pictures do not change');
+    await page.click('#recordings-picture button');
+    const [paused, last] = await position();
+    assert.equal(last, 19);
+    await wait(300);
+    assert.equal((await position())[0], paused);
+    assert.match(await textOf('#recordings-picture output'), / of 2.0 s/);
+    await page.click('#recordings-close');
+    const { recordings } = await get('/api/recordings');
+    for (const { id } of recordings) await post('/api/recordings', { action: 'remove', id });
     await untilCount(items, 0);
 });
 
@@ -25,11 +81,11 @@ test('an old one is found by its date, and expires', async () => {
     await openPanel('system');
     await fill('#clock', '1990-05-06T07:08:09');
     await page.click('#clock-form button');
-    await untilText('system-clock', /^1990-05-06/);
+    await untilText('system-clock-value', /^1990-05-06/);
     await page.click('#recordings-snapshot');
     await eventually(async () => (await find('1990-05')) === 1, 'the snapshot of 1990 is not found');
     await page.click('#clock-reset');
-    await untilText('system-clock', /^(?!1990)/);
+    await untilText('system-clock-value', /^(?!1990)/);
     await page.click('#recordings-more');
     await fill('#recordings-pattern', '1990-0?-*snap');
     await page.click('#recordings-find button');
@@ -47,7 +103,7 @@ test('an old one is found by its date, and expires', async () => {
 test('a wrong number of days is refused, and marked', async () => {
     await fill('#recordings-days', 'many');
     await pressTwice('#recordings-drop');
-    await untilText('recordings-old', /days/);
+    await untilText('recordings-old', /older than: a number from 0 to 3650/);
     assert.equal(await page.$eval('#recordings-days', (field) => field.getAttribute('aria-invalid')), 'true');
     assert.match(await textOf('#recordings-old'), /number/);
 });

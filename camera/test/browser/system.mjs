@@ -22,7 +22,7 @@ test('URLs are parsed, texts encoded', async () => {
     await openPanel('codes');
     await page.type('#codes-text', 'no URL');
     await page.keyboard.press('Enter');
-    await untilText('codes-error', /URL/);
+    await untilText('codes-error', /no web address/);
     await fill('#codes-text', 'rtsp://me@camera:554/live?a=1%3C2');
     await page.keyboard.press('Enter');
     await untilText('codes-answer', /554/);
@@ -53,7 +53,7 @@ test('nothing is wider than the window', async () => {
 
 test('a lost connection is reported, and found again', async () => {
     await page.setOfflineMode(true);
-    await untilText('message', /lost/);
+    await untilText('message', /No connection to the camera since \d/);
     await page.setOfflineMode(false);
     await until(() => document.getElementById('message').hidden);
 });

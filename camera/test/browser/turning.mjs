@@ -1,11 +1,13 @@
 // Presets, patrol and limits. A held button goes on, letting go and a lost connection stop; two fingers zoom.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { fill, get, middleOf, openPanel, page, post, rest, until, untilCount, untilText, wait } from './harness.mjs';
+import { eventually, fill, get, middleOf, openPanel, page, post, rest, showPicture } from './harness.mjs';
+import { until, untilCount, untilText, wait } from './harness.mjs';
 
 const angleBetween = (a, b) => Math.abs(((a - b + 540) % 360) - 180);
 
 async function hold(selector, milliseconds, end) {
+    await showPicture();
     await page.mouse.move(...(await middleOf(selector)));
     await page.mouse.down();
     await wait(milliseconds);
@@ -17,10 +19,28 @@ test('presets are saved and deleted, and a wrong patrol is refused', async () =>
     await page.type('#presets-name', 'A view');
     await page.click('#presets-form button');
     await untilCount('#presets-list li', 1);
+    await page.click('#patrol');
+    await untilText('patrol-error', /two saved views/);
+    // Another view of the same name takes its place.
+    await post('/api/ptz', { action: 'move', pan: 120, tilt: 0, fov: 40 });
+    await post('/api/ptz', { action: 'save', name: 'Another', pan: 0, tilt: 0, fov: 60 });
     await fill('#patrol-dwell', 'long');
     await page.click('#patrol');
-    await untilText('patrol-error', /dwell|presets/);
+    await untilText('patrol-error', /seconds at each view: a number from 1 to 600/);
+    assert.equal(await page.evaluate(() => document.activeElement.id), 'patrol-dwell', 'the wrong field has the focus');
+    const { presets } = await get('/api/ptz');
+    await post('/api/ptz', { action: 'forget', id: presets.at(-1).id });
+    await untilCount('#presets-list li', 1);
+    const { pan } = await rest();
+    await page.type('#presets-name', 'A view');
+    await page.click('#presets-form button');
+    const panOf = async () => (await get('/api/ptz')).presets.map((preset) => Math.round(preset.pan)).join();
+    await eventually(async () => (await panOf()) === `${Math.round(pan)}`, 'the view is not replaced');
     await page.click('#presets-list li:last-child button:last-child');
+    await untilCount('#presets-list li', 0);
+    await page.click('#toast-undo');
+    await untilCount('#presets-list li', 1);
+    assert.equal(await panOf(), '120', 'a deleted view comes back as it was');
     await page.click('#presets-list li:last-child button:last-child');
     await untilCount('#presets-list li', 0);
 });
@@ -35,7 +55,9 @@ test('a held button stops at a limit', async () => {
     await fill('#limits-right', right);
     await page.click('#limits-form .first');
     await untilText('limits-words', /clockwise/);
+    const felt = until(() => document.getElementById('view').dataset.stop === 'right');
     const stopped = await hold('[data-pan="1"]', 1500, () => page.mouse.up());
+    await felt;
     assert.ok(Math.abs(stopped.pan - right) < 0.1, `it stops at ${stopped.pan}, not at ${right}`);
     await fill('#limits-low', 10);
     await fill('#limits-high', -10);
@@ -57,6 +79,7 @@ test('it goes on while a button is held, and stops without a connection', async 
 });
 
 test('two fingers zoom', async () => {
+    await showPicture();
     const [x, y] = await middleOf('#view');
     const client = await page.createCDPSession();
     const touch = (type, apart) =>

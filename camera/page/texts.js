@@ -1,0 +1,345 @@
+// All words of the page, by key. A language is another table here: the first of the browser's languages that has one is
+// shown, English for what it lacks. {name} is replaced by a value; a text that depends on a number has the forms of
+// Intl.PluralRules, chosen by {count}.
+const en = {
+    // ---- The headline and the picture
+    live: 'LIVE',
+    'live.late': { one: '{count} s late', other: '{count} s late' },
+    'live.lost': 'OFFLINE',
+    'live.loading': 'Loading …',
+    'live.since': 'No connection to the camera since {time}. This is the last picture. Trying again.',
+    'live.modules': 'The page cannot load its WebAssembly modules.',
+    'live.rate': { one: '{count} picture/s', other: '{count} pictures/s' },
+    'live.delay': 'delay {seconds} s',
+    view: 'Live picture. Arrow keys turn the camera, plus and minus zoom. A click centres, a double click zooms in.',
+    'view.position': 'Pan {pan}, tilt {tilt}, field of view {fov}',
+    'view.limit': 'The camera goes no further.',
+    turn: 'Turn',
+    'turn.up': 'Up',
+    'turn.left': 'Left',
+    'turn.home': 'Home',
+    'turn.right': 'Right',
+    'turn.down': 'Down',
+    zoom: 'Zoom',
+    'zoom.in': 'Zoom in',
+    'zoom.out': 'Zoom out',
+    full: 'Full screen',
+    'full.key': 'Full screen (F)',
+    undo: 'Undo',
+    'undo.keys': 'Undo (Ctrl+Z)',
+    redo: 'Redo',
+    'redo.keys': 'Redo (Ctrl+Shift+Z)',
+    save: 'Save',
+    delete: 'Delete',
+    close: 'Close',
+    cancel: 'Cancel',
+    'delete.ask': 'Delete?',
+    'delete.name': 'Delete {name}',
+    'delete.name.ask': 'Delete {name}? Press again.',
+    uses: 'Functions at work:',
+
+    // ---- Groups of panels
+    'group.look': 'Look around',
+    'group.hide': 'Hide',
+    'group.listen': 'Listen',
+    'group.picture': 'Picture',
+    'group.measure': 'Measure',
+    'group.device': 'The camera itself',
+
+    // ---- The map of all directions
+    'sphere.title': 'All around the camera',
+    sphere: 'Map of all directions, with what the camera sees now',
+    'sphere.hint': 'Click to look there. Drag the corner of a mask to move it.',
+    'sphere.seen': 'in the picture',
+    'sphere.masks': 'hidden',
+    'sphere.presets': 'saved views',
+    'sphere.way': 'patrol',
+    'sphere.beyond': 'out of reach',
+
+    // ---- Recordings
+    'recordings.title': 'Recordings',
+    'recordings.snapshot': 'Snapshot',
+    'recordings.clip': 'Record 5 s',
+    'recordings.more': 'Search',
+    'recordings.pattern': 'Part of the name (* and ? stand for any letters)',
+    'recordings.find': 'Find',
+    'recordings.days': 'Delete recordings older than',
+    'recordings.unit': 'days',
+    'recordings.none': 'No recordings yet.',
+    'recordings.nothing': 'Nothing matches.',
+    'recordings.count': '{count} of at most {most}, {size} MB',
+    'recordings.found': '{count} found, {size} MB',
+    'recordings.kind.clip': 'Clip',
+    'recordings.kind.snapshot': 'Snapshot',
+    'recordings.name': '{kind}, {time}',
+    'recordings.taking': 'Taking a snapshot …',
+    'recordings.recording': { one: 'Recording for {count} second …', other: 'Recording for {count} seconds …' },
+    'recordings.download': 'Download',
+    'recordings.play': 'Play',
+    'recordings.pause': 'Pause',
+    'recordings.timeline': 'Position in the clip',
+    'recordings.position': '{at} of {length} s',
+
+    // ---- Presets, patrol, limits
+    'presets.title': 'Saved views',
+    'presets.none': 'Save the view of the picture under a name, to come back with one click.',
+    'presets.name': 'Name of this view',
+    'presets.replaced': '“{name}” is this view now.',
+    'presets.saved': '“{name}” is saved.',
+    'presets.removed': '“{name}” is deleted.',
+    patrol: 'Patrol',
+    'patrol.dwell': 'Patrol: seconds at each view',
+    'limits.title': 'Home, and how far it turns',
+    'limits.home': 'Home: pan {pan}, tilt {tilt}, field of view {fov}.',
+    'limits.home.go': 'Go home',
+    'limits.home.set': 'This is home',
+    'limits.dial': 'Where the camera may turn',
+    'limits.left': 'Left',
+    'limits.right': 'Right',
+    'limits.low': 'Lowest',
+    'limits.high': 'Highest',
+    'limits.here': 'Here',
+    'limits.here.all': 'Use the current direction',
+    'limits.here.left': 'Left limit here',
+    'limits.here.right': 'Right limit here',
+    'limits.here.low': 'Lowest tilt here',
+    'limits.here.high': 'Highest tilt here',
+    'limits.save': 'Save limits',
+    'limits.none': 'No limits',
+    'limits.all': 'Turns all the way round, tilts from {low} to {high}.',
+    'limits.between': 'Turns from {left} clockwise to {right}, tilts from {low} to {high}.',
+    'compass.letters': 'N E S W',
+
+    // ---- Masks
+    'masks.title': 'Privacy masks',
+    'masks.none':
+        'A mask hides a window or a garden: it stays on its place however the camera turns, in live pictures and in recordings.',
+    'masks.draw': 'Draw a mask',
+    'masks.help':
+        'Click the corners. Drag a corner, a side or the whole; double-click a side for a new corner. Delete removes the chosen corner, Escape cancels.',
+    'masks.corner': 'Corner at the cross',
+    'masks.back': 'Undo',
+    'masks.name': 'Name of the mask',
+    'masks.keep': 'Save mask',
+    'masks.look': 'Look',
+    'masks.look.name': 'Look at {name}',
+    'masks.edit': 'Edit',
+    'masks.edit.name': 'Edit {name}',
+    'masks.count': { one: 'One corner so far', other: '{count} corners so far' },
+    'masks.count.few': {
+        one: 'One corner so far; a mask has at least 3.',
+        other: '{count} corners so far; a mask has at least 3.',
+    },
+    'masks.selected': 'Corner {number} of {count}: the arrow keys move it, Delete removes it, Enter releases it.',
+    'masks.nowhere': 'There is no direction at this point.',
+    'masks.added': '“{name}” hides its place.',
+    'masks.changed': '“{name}” is changed.',
+    'masks.removed': '“{name}” is deleted: its place can be seen again.',
+
+    // ---- Sound
+    'sound.title': 'Sound',
+    'sound.listen': 'Listen',
+    'sound.download': 'Download a recorded voice',
+    'sound.level': 'Loudness',
+    'sound.level.words': '{rms} dB, peak {peak} dB',
+    'sound.gaps': { one: '{count} gap', other: '{count} gaps' },
+    'sound.wave': 'Waveform',
+    'sound.spectrum': 'What the resampler lets through',
+    'sound.spectrum.words':
+        'From {rate} kHz to the {speaker} kHz of the loudspeaker: beyond {half} kHz nothing belongs, and what a filter lets through there is its error. Filled: the sound now, as it arrives and after the filter.',
+    'sound.filter': '{lobes} lobes',
+    'sound.best': 'the best',
+    'sound.before': 'as it arrives',
+    'sound.after': 'after the filter',
+    'sound.rate': 'Samples a second',
+    'sound.format': 'Encoding',
+    'sound.linear': '16 bits',
+    'sound.lobes': 'Lobes of the filter',
+    'sound.interrupted': 'The sound was interrupted.',
+
+    // ---- Light and tone curve
+    'light.title': 'Day and night',
+    'light.auto': 'By the clock',
+    'light.day': 'Day',
+    'light.night': 'Night',
+    'light.grid': 'Compass grid',
+    'light.stamp': 'Date and time',
+    'curve.title': 'Brightness and contrast',
+    curve: 'Tone curve: input to the right, output upward',
+    'curve.knot': 'Point {number} of {count}',
+    'curve.value': '{x} becomes {y}',
+    'curve.words': 'Point {number} of {count}: {x} becomes {y}. Grey: how bright the picture is now.',
+    'curve.words.exposed':
+        'Point {number} of {count}: {x} becomes {y}. Dashed: the curve after the exposure. Grey: how bright the picture is now.',
+    'curve.add': 'Add point',
+    'curve.remove': 'Remove',
+    'curve.reset': 'Straight',
+    'curve.exposure': 'Exposure',
+    'curve.stops': '{stops} stops',
+    'curve.changed': 'Brightness and contrast are changed.',
+
+    // ---- Measuring
+    'costs.title': 'What a picture costs',
+    'costs.words': 'Milliseconds of the processor for each picture: of the camera, and of this page.',
+    'costs.bar': '{total} ms a picture: what it costs',
+    'costs.total': '{total} ms a picture',
+    'costs.start': 'Camera: start',
+    'costs.scene': 'Camera: scene',
+    'costs.interp': 'Camera: tone curve',
+    'costs.spheremap': 'Camera: directions',
+    'costs.sampling': 'Camera: sampling',
+    'costs.colour': 'Camera: colours',
+    'costs.overlay': 'Camera: masks',
+    'costs.marks': 'Camera: date, time and grid',
+    'costs.jpeg': 'Camera: compression',
+    'costs.decode': 'Page: decompression',
+    'costs.warp': 'Page: turning, masks',
+    'costs.milliseconds': '{value} ms',
+    'hull.title': 'Colours of the picture',
+    hull: 'Hull of the colours in the cube of red, green and blue. Drag or use the arrow keys to turn it.',
+    'hull.words': 'The picture has {share} % of all colours, as shown; {corners} corners, {faces} faces.',
+    'hull.none': 'The colours of this view have no volume.',
+    'hull.download': 'Download as OFF',
+    'fit.title': 'Measure in the picture',
+    'fit.kind': 'Measurement',
+    'fit.exposure': 'Evenness of the light',
+    'fit.lens': 'Angles of the lens',
+    'fit.help':
+        'Click in the picture. By keyboard the arrow keys move the cross, with Shift in larger steps; Enter takes a sample, Backspace removes the last one, Escape ends.',
+    'fit.take': 'Take samples',
+    'fit.back': 'Remove last',
+    'fit.clear': 'Clear',
+    'fit.samples': 'Samples',
+    'fit.pixel': 'Pixel',
+    'fit.measured': 'Measured',
+    'fit.fitted': 'Fitted',
+    'fit.residual': 'Difference',
+    'fit.count': { one: '{count} sample yet; at least {least}.', other: '{count} samples yet; at least {least}.' },
+    'fit.none': 'No samples yet; at least {least}.',
+    'fit.light': '{count} samples of brightness; typical difference from the surface {rms} of 255.',
+    'fit.angles': '{count} samples: {slope}° for 1000 pixels, by its zoom {nominal}°. Typical difference {rms}°.',
+    'fit.cross': 'Cross at {x}, {y}.',
+    'fit.full': { one: 'There is {count} sample already.', other: 'There are {count} samples already.' },
+
+    // ---- The camera itself
+    'system.title': 'Name and clock',
+    'system.name': 'Name',
+    'system.version': 'Version',
+    'system.processor': 'Processor',
+    'system.mac': 'MAC',
+    'system.uuid': 'UUID',
+    'system.clock': 'Clock',
+    'system.ahead': 'Clock set ahead by',
+    'system.back': 'Clock set back by',
+    'system.rename': 'New name',
+    'system.rename.do': 'Rename',
+    'clock.set': 'Set the clock (the camera’s time zone)',
+    'clock.set.do': 'Set',
+    'clock.browser': 'Use this computer’s time',
+    'clock.reset': 'Reset',
+    'duration.days': { one: '{count} day', other: '{count} days' },
+    'duration.hours': { one: '{count} hour', other: '{count} hours' },
+    'duration.minutes': { one: '{count} minute', other: '{count} minutes' },
+    'duration.seconds': { one: '{count} second', other: '{count} seconds' },
+    'checksums.title': 'Same results everywhere',
+    'checksums.module': 'Module',
+    'checksums.camera': 'This camera',
+    'checksums.page': 'This page',
+    'checksums.same': 'All {count} modules give the same results, bit by bit.',
+    'checksums.differ': '{different} of {count} modules differ.',
+    'codes.title': 'Web addresses and encodings',
+    'codes.text': 'A web address (URL), or any text',
+    'codes.parse': 'Take apart',
+    'codes.encode': 'Encode',
+    'codes.link': 'Link to this view',
+    'codes.snapshot': 'Snapshot in Base64',
+    'codes.copy': 'Copy',
+    'codes.bytes': 'A JPEG of {bytes} bytes in {characters} characters:',
+    'codes.copied': 'Copied.',
+    'codes.press': 'Press Ctrl+C to copy it.',
+    'codes.form': 'in a form',
+    'codes.segment': 'in a path',
+    'codes.base64': 'Base64',
+    'codes.decoded': 'decoded',
+    'codes.scheme': 'scheme',
+    'codes.user': 'user',
+    'codes.password': 'password',
+    'codes.host': 'host',
+    'codes.port': 'port',
+    'codes.path': 'path',
+    'codes.query': 'query',
+    'codes.fragment': 'fragment',
+
+    // ---- What the camera refuses: its reasons
+    'error.unreachable': 'The camera cannot be reached.',
+    'error.missing': '{field}: please fill this in.',
+    'error.range': '{field}: a number from {low} to {high}, please.',
+    'error.whole': '{field}: a whole number, please.',
+    'error.long': '{field}: at most {count} letters, please.',
+    'error.unprintable': '{field}: only letters that can be printed, please.',
+    'error.url': 'This is no web address: one begins with a scheme, such as https:',
+    'error.limits': 'The lowest tilt is above the highest.',
+    'error.area': 'These corners enclose no area.',
+    'error.presets': 'A patrol needs two saved views.',
+    'error.presets.full': 'There are {low} saved views already.',
+    'error.masks.full': 'There are {low} masks already.',
+    'error.samples': 'These samples are all in line: take some beside it.',
+    'error.gone': 'Somebody else has deleted this.',
+    'error.disk': 'There is no room left to record: delete what you do not need.',
+    'error.other': 'The camera refuses: {reason}.',
+    'field.this': 'This field',
+};
+const tables = { en };
+
+const language = navigator.languages.map((tag) => tag.split('-')[0]).find((tag) => tables[tag]) ?? 'en';
+const table = { ...en, ...tables[language] };
+const plural = new Intl.PluralRules(language);
+export const locale = navigator.languages.find((tag) => tag.startsWith(language)) ?? language;
+
+export function say(key, values = {}) {
+    const entry = table[key];
+    const text = typeof entry === 'string' ? entry : (entry[plural.select(values.count)] ?? entry.other);
+    return text.replace(/\{(\w+)\}/g, (_, name) => values[name]);
+}
+
+// Fills in the texts of the page's elements: data-text, and the attributes named by data-label, -title, -placeholder.
+if (globalThis.document) {
+    document.documentElement.lang = language;
+    for (const each of document.querySelectorAll('[data-text]')) each.textContent = say(each.dataset.text);
+    for (const [name, attribute] of [
+        ['label', 'aria-label'],
+        ['title', 'title'],
+        ['placeholder', 'placeholder'],
+    ]) {
+        for (const each of document.querySelectorAll(`[data-${name}]`)) {
+            each.setAttribute(attribute, say(each.dataset[name]));
+        }
+    }
+}
+
+const reasons = [
+    [/ is missing$/, 'error.missing'],
+    [/ must be a number from (?<low>\S+) to (?<high>\S+)$/, 'error.range'],
+    [/ must be a whole number$/, 'error.whole'],
+    [/ has more than (?<count>\d+) bytes$/, 'error.long'],
+    [/ is not printable text$/, 'error.unprintable'],
+    [/URL/, 'error.url'],
+    [/lowest tilt is above/, 'error.limits'],
+    [/enclose no area/, 'error.area'],
+    [/patrol needs two presets/, 'error.presets'],
+    [/there are (?<low>\d+) presets/, 'error.presets.full'],
+    [/there are (?<low>\d+) masks/, 'error.masks.full'],
+    [/samples/, 'error.samples'],
+    [/no such/, 'error.gone'],
+    [/disk is full/, 'error.disk'],
+    [/no volume/, 'hull.none'],
+];
+
+// What the camera refuses, in words of the page; `field` is the label of the field that it is about.
+export function explain(reason, field = say('field.this')) {
+    for (const [pattern, key] of reasons) {
+        const found = pattern.exec(reason);
+        if (found) return say(key, { field, ...found.groups });
+    }
+    return say('error.other', { reason });
+}
