@@ -1,6 +1,6 @@
 // Cases whose cost on the device is counted in executed instructions.
 //
-// bench/device/NAME.cpp registers the cases of the module NAME:
+// A file registers the cases of a module, or of a few small ones:
 //
 //     static const device::cases registered([] {
 //         device::add("url_decode", "byte", 4096, [] {
