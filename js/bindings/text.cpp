@@ -1,10 +1,11 @@
-// Base64, text, URLs with MAC addresses, and UUIDs with random bytes.
+// Base64, text, URLs with MAC addresses, UUIDs with random bytes, and times (two integers of up to 2^53).
 #include "bindings.hpp"
 #include <string>
 #include <vela/cpp/base64.hpp>
 #include <vela/cpp/url.hpp>
 #include <vela/cpp/uuid.hpp>
 #include <vela/text.h>
+#include <vela/time.h>
 
 using namespace bindings;
 using vela::url;
@@ -102,3 +103,36 @@ VELA_EXPORT(uuid_rand_bytes) block *rand_bytes(size_t size) {
 }
 
 VELA_EXPORT(uuid_rand_int) int32_t rand_int(int32_t a, int32_t b) { return randint(a, b); }
+
+namespace {
+
+timeval balanced(double seconds, double microseconds) {
+    timeval time = {static_cast<time_t>(seconds), static_cast<suseconds_t>(microseconds)};
+    time_balance(&time);
+    return time;
+}
+
+block *give_time(const timeval &time) {
+    return give({static_cast<double>(time.tv_sec), static_cast<double>(time.tv_usec)});
+}
+
+} // namespace
+
+VELA_EXPORT(time_balance) block *balance(double seconds, double microseconds) {
+    return give_time(balanced(seconds, microseconds));
+}
+
+VELA_EXPORT(time_add) block *add(double a_seconds, double a_micros, double b_seconds, double b_micros) {
+    const timeval a = balanced(a_seconds, a_micros), b = balanced(b_seconds, b_micros);
+    return give_time(time_add(&a, &b));
+}
+
+VELA_EXPORT(time_sub) block *sub(double a_seconds, double a_micros, double b_seconds, double b_micros) {
+    const timeval a = balanced(a_seconds, a_micros), b = balanced(b_seconds, b_micros);
+    return give_time(time_sub(&a, &b));
+}
+
+VELA_EXPORT(time_compare) int32_t compare(double a_seconds, double a_micros, double b_seconds, double b_micros) {
+    const timeval a = balanced(a_seconds, a_micros), b = balanced(b_seconds, b_micros);
+    return time_compare(&a, &b);
+}

@@ -1,5 +1,5 @@
-// Base64, text, URLs and UUIDs.
-import { int32, integer, lengthOf, octets, pick, string, uint32 } from './core.js';
+// Base64, text, URLs, UUIDs and times.
+import { int32, integer, lengthOf, object, octets, pick, string, uint32 } from './core.js';
 
 export const base64 = (core) => ({
     encode: (bytes) => core.text('base64_encode', octets('bytes', bytes)),
@@ -63,3 +63,26 @@ export const uuid = (core) => ({
     randBytes: (length) => core.array(Uint8Array, 'uuid_rand_bytes', uint32('length', length)),
     randInt: (a, b) => core.call('uuid_rand_int', int32('a', a), int32('b', b)),
 });
+
+const maxTime = 2 ** 52;
+
+function fields(name, time) {
+    const { seconds, microseconds } = object(name, time);
+    return [
+        integer(`${name}.seconds`, seconds, -maxTime, maxTime),
+        integer(`${name}.microseconds`, microseconds, -maxTime, maxTime),
+    ];
+}
+
+export function time(core) {
+    const made = (name, ...args) => {
+        const [seconds, microseconds] = core.array(Float64Array, name, ...args);
+        return { seconds, microseconds };
+    };
+    return {
+        balance: (time) => made('time_balance', ...fields('time', time)),
+        add: (a, b) => made('time_add', ...fields('a', a), ...fields('b', b)),
+        sub: (a, b) => made('time_sub', ...fields('a', a), ...fields('b', b)),
+        compare: (a, b) => Math.sign(core.call('time_compare', ...fields('a', a), ...fields('b', b))),
+    };
+}

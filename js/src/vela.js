@@ -1,14 +1,12 @@
 // Everything that one instance offers.
 import { Core } from './core.js';
 import { colour } from './colour.js';
-import { curve } from './curve.js';
-import { fixedpoint } from './fixedpoint.js';
 import { hull } from './hull.js';
 import { matrix } from './matrix.js';
+import { curve, fixedpoint } from './numbers.js';
 import { resampler } from './resampler.js';
 import { spheremap } from './spheremap.js';
-import { base64, text, url, uuid } from './text.js';
-import { time } from './time.js';
+import { base64, text, time, url, uuid } from './text.js';
 
 export function vela(module, options) {
     const core = new Core(module, options);

@@ -235,6 +235,6 @@ test('text by hand is that of the coders that worklets lack', () => {
         const four = Uint8Array.from([0, 1, 2, 3], (place) => bytes[Math.floor(i / count ** place) % count]);
         equal(decodeByHand(four), decoder.decode(four), `bytes ${four}`);
     }
-    for (const text of ['', 'a\0ü€😀', '\ud800a\udc00', '\udbff\udfff'])
+    for (const text of ['', 'a\0\x7f\x80\u07ff\u0800\uffff\u{10000}😀', '\ud800a\udc00', '\udbff\udfff'])
         same(encodeByHand(text), new TextEncoder().encode(text));
 });

@@ -30,8 +30,9 @@ export function testPictures(check, vela, models) {
             const read = stride ?? 2 * width + (width % 2);
             const expected = models.array(Uint8Array, 'colour_unpack', from, width, height, read);
             const to = new Uint8Array(3 * width * height);
+            const exact = from.subarray(0, width && read * (height - 1) + 2 * width + (width % 2));
             same(colour.unpack(from, width, height, stride), expected);
-            equal(colour.unpack(from, width, height, stride, to), to);
+            equal(colour.unpack(exact, width, height, stride, to), to);
             same(to, expected);
         }
     });

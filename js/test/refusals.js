@@ -1,5 +1,5 @@
 // Wrong arguments: what a call throws, or null for a result of null.
-import { deepEqual as same, equal, throws } from 'node:assert/strict';
+import { deepEqual as same, equal, ok, throws } from 'node:assert/strict';
 import { test } from 'node:test';
 
 function refuse(rows) {
@@ -63,6 +63,7 @@ export function testRefusals(name, vela) {
             [() => vela.fixedpoint.intSqrt('4'), TypeError],
             [() => vela.fixedpoint.sinQ10inQ12out(0.5), RangeError],
             [() => vela.fixedpoint.reciprocal(1, 31), RangeError],
+            [() => vela.fixedpoint.sincQ15(333772), RangeError],
             [() => new vela.Hull(4, 8), TypeError],
             [() => vela.Hull.ofPoints(none, none, Uint8Array.of(1)), RangeError],
             [() => vela.Hull.ofPixels(new Uint8Array(9)), null],
@@ -70,7 +71,8 @@ export function testRefusals(name, vela) {
             [() => hull.grow(none, none, Uint8Array.of(1)), RangeError],
             [() => hull.growByPixels(Uint8Array.of(1, 2)), RangeError],
             [() => hull.contains(1, 2), TypeError],
-            [() => hull.distances(1, 2, 6000), RangeError],
+            [() => hull.distances(1, 2, 5256), RangeError],
+            [() => hull.distances(-5001, 2, 3), RangeError],
             [() => vela.matrix.make(-1, 2), RangeError],
             [() => vela.matrix.of(2, 2, new Float32Array(3)), RangeError],
             [() => vela.matrix.transposed(null), TypeError],
@@ -88,7 +90,7 @@ export function testRefusals(name, vela) {
             [() => vela.matrix.fitSurface(new Float32Array(9), new Float32Array(9), new Float32Array(9)), null],
             [() => vela.matrix.polyfit(new Float32Array(3), new Float32Array(3), 2), null],
             [() => vela.matrix.polyfit(new Float32Array(0), new Float32Array(0), 2), RangeError],
-            [() => vela.matrix.polyfit2D(Uint16Array.of(50000), Uint16Array.of(1), Float32Array.of(1)), RangeError],
+            [() => vela.matrix.polyfit2D(Uint16Array.of(46341), Uint16Array.of(1), Float32Array.of(1)), RangeError],
             [() => vela.matrix.poly2DValue(1, 1, new Float32Array(5)), RangeError],
             [() => new vela.Resampler(), TypeError],
             [() => vela.Resampler.make(44100, 44101), RangeError],
@@ -100,13 +102,14 @@ export function testRefusals(name, vela) {
             [() => freed.push(new Int16Array(6)), TypeError],
             [() => vela.spheremap.sphereToScreen(Int32Array.of(1), view), RangeError],
             [() => vela.spheremap.spherePtToScreenPt(0, 0, { ...view, fovQ10: 0 }), RangeError],
+            [() => vela.spheremap.spherePtToScreenPt(0, 0, { ...view, height: 0 }), RangeError],
             [() => vela.spheremap.spherePtToScreenPt(184320, 0, view), null],
             [() => vela.spheremap.spherePtToScreenPt(0, 0, null), TypeError],
             [() => vela.spheremap.screenToSphere(Int32Array.of(1, 2), degrees), TypeError],
             [() => vela.text.hex2bin('000'), null],
             [() => vela.text.strip('a\0b'), RangeError],
             [() => vela.text.chunkSplit(none, 0), RangeError],
-            [() => vela.time.balance({ seconds: 1e300, microseconds: 0 }), RangeError],
+            [() => vela.time.balance({ seconds: 2 ** 52 + 1, microseconds: 0 }), RangeError],
             [() => vela.url.parse('://'), null],
             [() => vela.url.parse('a://b\0'), null],
             [() => vela.url.encodeForm([1]), TypeError],
@@ -117,6 +120,14 @@ export function testRefusals(name, vela) {
             [() => vela.uuid.parse('00112233445566778899aabbccddeef+'), null],
             [() => vela.uuid.toString(none), RangeError],
         ]);
+        const last = [
+            vela.fixedpoint.reciprocal(1, 30),
+            vela.fixedpoint.sincQ15(-333771) + vela.fixedpoint.sincQ15(333771),
+            hull.distances(5255, -5000, 5255),
+            vela.matrix.polyfit2D(Uint16Array.of(46340), Uint16Array.of(1), Float32Array.of(1)),
+            vela.spheremap.polygonOnScreen(Int32Array.of(65534, 65534), { ...view, width: 65535, height: 65535 }),
+        ];
+        ok(last[2] && last[4], 'the last values in range are taken');
         equal(resampler.push(new Int16Array(600)).length, 100, 'what is refused leaves the stream alone');
         hull.free();
         resampler.free();
@@ -169,6 +180,8 @@ export function testOverlayRefusals({ Mask, Picture, project, unproject, project
             [() => picture.draw(view), TypeError],
             [() => picture.draw(view, pixels, 0x1000000), RangeError],
         ]);
+        ok(mask.runs({ ...view, fov: 180 }).length > 0, 'the last field of view is taken');
+        picture.draw(view, pixels, 0xffffff);
         for (const owner of [mask, picture]) owner.free();
         refuse([
             [() => mask.runs(view), TypeError],

@@ -56,10 +56,10 @@ export function testStreams(check, { Resampler }, models) {
             one.free();
         });
     }
-    check('samples beyond the range', () => {
+    check('samples beyond the range, and between integers', () => {
         const one = Resampler.make(1, 1, 'bilinear');
-        const made = [...one.push(Float32Array.of(2, -2, 0.5)), ...one.flush()];
-        same(made.slice(0, 3), [32767 / 32768, -1, 0.5]);
+        const made = [...one.push(Float32Array.of(2, -2, 0.5, 1.6 / 32768, -1.6 / 32768)), ...one.flush()];
+        same(made.slice(0, 5), [32767 / 32768, -1, 0.5, 2 / 32768, -2 / 32768]);
         one.free();
     });
 }

@@ -1,4 +1,5 @@
-import { int32, integer, uint32 } from './core.js';
+// Fixed point and curves.
+import { array, groups, int32, integer, pick, uint32 } from './core.js';
 
 export const fixedpoint = (core) => ({
     sinQ10inQ12out: (angle) => core.call('fixedpoint_sin_q10_in_q12_out', int32('angle', angle)),
@@ -12,3 +13,18 @@ export const fixedpoint = (core) => ({
     sines: () => core.array(Int32Array, 'fixedpoint_sines'),
     arcsines: () => core.array(Int32Array, 'fixedpoint_arcsines'),
 });
+
+const methods = ['line', 'spline', 'fixedSpline'];
+
+export function curve(core) {
+    const table = (Type, name, knots, ...args) => {
+        groups('knots', array('knots', knots, 'Int16Array'), 2);
+        const values = core.array(Type, name, ...args, knots);
+        if (!values) throw new RangeError('knots: expected 1 to 32767 pairs of x and y with rising x');
+        return values;
+    };
+    return {
+        table: (method, knots) => table(Int16Array, 'curve_table', knots, pick('method', method, methods)),
+        floatTable: (knots) => table(Float32Array, 'curve_float_table', knots),
+    };
+}
