@@ -1,7 +1,6 @@
 // The coders, in a buffer that may be too small, the components of a URL and MAC addresses against models;
 // any text as a query, and through a builder and back.
-#include "../tests/models/query.hpp"
-#include "../tests/models/rfc3986.hpp"
+#include "../tests/models/cpp_url.hpp"
 #include "fuzz.hpp"
 
 int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {

@@ -1,4 +1,3 @@
-#include "arguments.hpp"
 #include "support.hpp"
 #include <cstring>
 #include <vela/check.h>

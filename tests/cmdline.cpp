@@ -1,5 +1,4 @@
-#include "arguments.hpp"
-#include "fenced.hpp"
+#include "models/memory.hpp"
 #include "support.hpp"
 #include <algorithm>
 #include <vela/cmdline.h>

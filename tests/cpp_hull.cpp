@@ -121,6 +121,7 @@ TEST(membership_tests_pictures) {
         ck_assert(!table.count(picture, size));
     }
     ck_assert(!table.test(picture, std::span(inside).first(3), 4));
+    ck_assert(!table.test(std::span(picture).first(12), inside, 4));
     ck_assert(inside == bytes(4, 7));
     ck_assert(table.test(picture, inside, 4));
     ck_assert(inside == bytes({1, 0, 0, 1}));

@@ -1,5 +1,4 @@
 // The option parser for C++.
-#include "arguments.hpp"
 #include "support.hpp"
 #include <vela/cpp/options.hpp>
 

@@ -1,6 +1,5 @@
 // URLs parsed and built, and queries parsed.
-#include "models/query.hpp"
-#include "models/rfc3986.hpp"
+#include "models/cpp_url.hpp"
 #include "support.hpp"
 
 using namespace std::literals;

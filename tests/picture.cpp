@@ -1,8 +1,8 @@
 // Pictures in every format, against the published formulas in floating point and against each other's SIMD levels; with
 // odd sizes and strides, and fences after each plane.
-#include "fenced.hpp"
 #include "generated.hpp"
 #include "models/agree.hpp"
+#include "models/memory.hpp"
 #include "support.hpp"
 #include <array>
 #include <cstring>

@@ -1,8 +1,7 @@
-// What the suites share: how a test joins its suite, comparison of texts, and what a piece of code prints.
+// What the suites share: how a test joins its suite, comparison of texts, and running a piece of code.
 #pragma once
 
 #include "models/agree.hpp"
-#include "simd_levels.hpp"
 #include <check.h>
 #undef fail // a macro that would break the standard headers below
 #include <algorithm>
@@ -17,6 +16,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
+#ifdef __arm__
+#include <asm/hwcap.h>
+#include <sys/auxv.h>
+#endif
 
 // Where a comparison with a model ends that fails.
 inline void disagree(const std::string &report) { ck_abort_msg("%s", report.c_str()); }
@@ -48,6 +51,24 @@ inline std::string random_text(std::mt19937 &random, size_t length, std::string_
         ch = characters[random() % characters.size()];
     return text;
 }
+
+// A program's arguments, as main() has them.
+struct arguments {
+    std::vector<std::string> texts;
+    std::vector<char *> vector;
+
+    arguments(std::initializer_list<const char *> list) : texts(list.begin(), list.end()) {
+        for (std::string &text : texts)
+            vector.push_back(text.data());
+    }
+    int32_t count() const { return static_cast<int32_t>(vector.size()); }
+    std::string joined() const {
+        std::string line;
+        for (const char *text : vector)
+            line += std::string(line.empty() ? "" : " ") + text;
+        return line;
+    }
+};
 
 // How a process of its own ends that exits with what the action returns.
 template <class Action>
@@ -91,6 +112,33 @@ void assert_aborts(const std::string &pattern, Action action) {
     ck_assert_int_eq(WTERMSIG(status), SIGABRT);
     ck_assert_msg(fnmatch(pattern.c_str(), report.c_str(), 0) == 0, "%s is no %s", report.c_str(), pattern.c_str());
 }
+
+// The SIMD levels of this architecture, and the library's hidden switch, which these programs can set since they link
+// the archive: the highest level that it may use; on a processor without it, the next lower one.
+extern "C" uint8_t vela_max_simd;
+
+namespace simd {
+
+struct level {
+    const char *name;
+    bool (*is_supported)();
+    void (*use)(); // limits the library to this level
+};
+
+inline const level levels[] = {
+    {"scalar", [] { return true; }, [] { vela_max_simd = 0; }},
+#if defined __arm__ && defined __ARM_FP
+    {"neon", [] { return (getauxval(AT_HWCAP) & HWCAP_NEON) != 0; }, [] { vela_max_simd = 1; }},
+#elif defined __aarch64__
+    {"neon", [] { return true; }, [] { vela_max_simd = 1; }},
+#elif defined __x86_64__
+    {"avx2", [] { return __builtin_cpu_supports("avx2") != 0; }, [] { vela_max_simd = 2; }},
+#elif defined __wasm_simd128__
+    {"simd128", [] { return true; }, [] { vela_max_simd = 3; }},
+#endif
+};
+
+} // namespace simd
 
 // The tests of all suites, in the order of their files.
 inline std::vector<const TTest *> all_tests;

@@ -26,7 +26,23 @@ runs() { same "$*" "$("$@" one -v two | tail -n 1)" '  <two>'; }
 
 mkdir "$work/consumer"
 cd "$work/consumer"
-cp "$source/tests/abi/consumer.cmake" CMakeLists.txt
+# A project that uses the library: installed, or from its source where VELA_SOURCE names it. It has no build type.
+cat >CMakeLists.txt <<'END'
+cmake_minimum_required(VERSION 3.25)
+project(consumer LANGUAGES C CXX)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_CXX_STANDARD 17)
+if(VELA_SOURCE)
+  add_subdirectory(${VELA_SOURCE} vela)
+else()
+  find_package(vela 1.0 REQUIRED)
+endif()
+
+add_executable(shared first.cpp)
+target_link_libraries(shared vela::vela vela::overlay)
+add_executable(static first.c)
+target_link_libraries(static vela::vela_static vela::overlay_static)
+END
 # program LANGUAGE PAGE, line BEGINNING PAGE: the first of its kind, as the page shows it.
 program() { sed -n "/^ *\`\`\`$1\$/,/^ *\`\`\`\$/p" "$source/$2" | sed '1d;$d'; }
 line() { sed -n "s/^ *\($1 .*\)/\1/p" "$source/$2" | head -n 1; }

@@ -1,7 +1,7 @@
 // An independent implementation of Base64, bit by bit and group by group, at any place in memory.
 #pragma once
 
-#include "block.hpp"
+#include "memory.hpp"
 #include <algorithm>
 #include <vela/cpp/base64.hpp>
 

@@ -2,8 +2,7 @@
 // pixel by pixel.
 #pragma once
 
-#include "../fenced.hpp"
-#include "agree.hpp"
+#include "memory.hpp"
 #include <algorithm>
 #include <array>
 #include <span>

@@ -2,7 +2,7 @@
 // the text of a response.
 #pragma once
 
-#include "query.hpp"
+#include "cpp_url.hpp"
 #include <map>
 #include <vela/cpp/cgi.hpp>
 

@@ -3,7 +3,7 @@
 // cut the magnitudes.
 #pragma once
 
-#include "block.hpp"
+#include "memory.hpp"
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // An independent implementation of hexadecimal text, trimming and chunks, character by character.
 #pragma once
 
-#include "block.hpp"
+#include "memory.hpp"
 #include <algorithm>
 #include <vela/text.h>
 

@@ -1,8 +1,7 @@
 // An independent implementation of the percent coders and of the components of a URL.
 #pragma once
 
-#include "../fenced.hpp"
-#include "agree.hpp"
+#include "memory.hpp"
 #include <algorithm>
 #include <regex.h>
 #include <strings.h>

@@ -1,7 +1,7 @@
 // UUIDs by the C library's formats.
 #pragma once
 
-#include "block.hpp"
+#include "memory.hpp"
 #include <algorithm>
 #include <array>
 #include <cstring>

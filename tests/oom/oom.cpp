@@ -1,6 +1,5 @@
 // Every allocation of every module made to fail in turn: what was made so far stays right, and nothing leaks.
 #include "allocator.hpp"
-#include "arguments.hpp"
 #include "generated.hpp"
 #include "models/cgi.hpp"
 #include "scratch.hpp"

@@ -1,6 +1,6 @@
 #!/bin/sh
 # Makes one check of the source; run in the root directory.
-# usage: check.sh CHECK BUILD-DIRECTORY
+# usage: lint.sh CHECK BUILD-DIRECTORY
 set -eu
 
 # files PATTERN...: those of the tree, tracked or new.
@@ -15,7 +15,7 @@ javascript() { files "$@" '*.js' '*.mjs'; }
 # on FILES COMMAND...: runs the command on the files, of which there must be some.
 on() {
     [ "$1" ] || {
-        echo "check.sh: no files to check" >&2
+        echo "lint.sh: no files to check" >&2
         exit 1
     }
     list=$1
