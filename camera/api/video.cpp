@@ -53,17 +53,17 @@ double uptime() { return motion::seconds_between({}, state::uptime()); }
 
 // Takes in acknowledgments until the next picture may be sent; false when none come any more.
 bool wait_for_link(flow_control &flow, int acknowledgments) {
-    constexpr double kLongestWait = 10;
     constexpr int kMilliseconds = 10;
-    for (const double end = uptime() + kLongestWait; uptime() < end;) {
+    for (;;) {
         for (web::acknowledgment seen = {}; recv(acknowledgments, &seen, sizeof seen, 0) == sizeof seen;)
             flow.acknowledged(seen.picture, seen.seconds, uptime());
+        if (flow.is_lost(uptime()))
+            return false;
         if (flow.is_open(uptime()))
             return true;
         pollfd waiting = {acknowledgments, POLLIN, 0};
         poll(&waiting, 1, kMilliseconds);
     }
-    return false;
 }
 
 std::string fields_of(const eye &sensor, int32_t number) {

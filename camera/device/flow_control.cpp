@@ -9,7 +9,8 @@ namespace {
 constexpr double kPicturesPerSecond = 12; // at the least, by smaller pictures
 constexpr double kWindow = 0.2;           // seconds that pictures may wait for each other
 constexpr double kShortWait = 0.1, kLongWait = 0.3;
-constexpr double kMeasured = 1; // seconds over which the rate is measured
+constexpr double kProbe = 2, kLost = 10; // seconds without an acknowledgment
+constexpr double kMeasured = 1;          // seconds over which the rate is measured
 constexpr double kSlowest = 4e3;
 constexpr int32_t kShares[] = {8, 6, 4, 3, 2}; // eighths of the width and the height
 constexpr int32_t kWorstQuality = 30, kBestOfSmall = 80;
@@ -32,11 +33,16 @@ flow_control::form flow_control::next() const {
 }
 
 bool flow_control::is_open(double now) const {
-    if (pictures_.empty())
+    // An acknowledgment may be lost, and nothing would come for the next one.
+    if (pictures_.empty() || now - pictures_.back().time > kProbe)
         return true;
+    if (arrivals_.empty()) // nothing is known of the link
+        return false;
     return static_cast<double>(on_the_way_) + rate_ / kPicturesPerSecond < rate_ * (shortest_ + kWindow) &&
            now - pictures_.front().time < shortest_ + kLongWait && now >= due_;
 }
+
+bool flow_control::is_lost(double now) const { return !pictures_.empty() && now - pictures_.front().time > kLost; }
 
 void flow_control::sent(uint32_t number, size_t bytes, double now) {
     pictures_.push_back({number, bytes, now});

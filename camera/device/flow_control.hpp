@@ -19,6 +19,8 @@ public:
     form next() const;
     // Whether it may be sent: what is on its way arrives soon enough. Times are in seconds.
     bool is_open(double now) const;
+    // Whether the client does not acknowledge any more.
+    bool is_lost(double now) const;
     void sent(uint32_t number, size_t bytes, double now);
     // This picture, and all before it, have arrived, this long before the client said so.
     void acknowledged(uint32_t number, double ago, double now);
@@ -38,7 +40,7 @@ private:
     void fit(size_t bytes);
 
     form most_;
-    size_t size_ = 2;        // index of the share of the largest size
+    size_t size_ = 3;        // index of the share of the largest size
     double coarseness_ = 80; // of the quantization, in percent of the standard's tables
     double rate_ = 60e3;     // bytes a second
     double shortest_ = 1;    // time from a picture's start to its acknowledgment, in seconds

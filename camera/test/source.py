@@ -59,6 +59,13 @@ def difference(one, other):
     return sum(abs(a - b) for a, b in zip(one[first:], other[first:])) / len(one[first:])
 
 
+def wait_until(predicate, text):
+    end = time.monotonic() + 25
+    while not predicate():
+        expect(time.monotonic() < end, text)
+        time.sleep(0.2)
+
+
 class Reader:
     """The program that reads a source, with what it shows."""
 
@@ -72,18 +79,13 @@ class Reader:
     def picture(self, **view):
         return run("video", "/raw", self.directory, time=1000000000, **SIZE, **view)
 
-    def wait(self):
-        end = time.monotonic() + 20
-        while not os.path.getsize(f"{self.directory}/video") and time.monotonic() < end:
-            time.sleep(0.1)
-        return self
-
     def children(self):
         done = subprocess.run(["ps", "-o", "pid=", "--ppid", str(self.process.pid)], stdout=subprocess.PIPE)
         return [int(each) for each in done.stdout.split()]
 
     def __enter__(self):
-        return self.wait()
+        wait_until(lambda: os.path.getsize(f"{self.directory}/video"), "a picture comes")
+        return self
 
     def __exit__(self, *_):
         self.process.kill()
@@ -125,17 +127,18 @@ class Source(unittest.TestCase):
 
     def check_endings(self, reader):
         """ffmpeg is killed: it is started again. It is stopped: the picture says so, and it is started again."""
-        for child in reader.children():
-            os.kill(child, signal.SIGKILL)
-        time.sleep(3)
-        self.compare(reader, 0)
-        for child in reader.children():
-            os.kill(child, signal.SIGSTOP)
-        time.sleep(4)
-        marked = difference(reader.picture(**VIEWS[0]), self.expected[0])
-        expect(0.3 < marked < 10, f"a source that stalls is said on the picture: {marked}")
-        time.sleep(9)
-        self.compare(reader, 0)
+
+        def marked():
+            return difference(reader.picture(**VIEWS[0]), self.expected[0])
+
+        for number in (signal.SIGKILL, signal.SIGSTOP):
+            before = reader.children()
+            for child in before:
+                os.kill(child, number)
+            if number == signal.SIGSTOP:
+                wait_until(lambda: 0.3 < marked() < 10, "a source that stalls is said on the picture")
+            wait_until(lambda: len(set(reader.children()) - set(before)) == 2, "ffmpeg is started again")
+            wait_until(lambda: marked() == 0, "the picture is back")
         reader.log.seek(0)
         log = reader.log.read()
         expect("has ended; trying again in 1 s" in log and "10 seconds; trying" in log, f"what happened: {log}")
