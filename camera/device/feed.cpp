@@ -141,7 +141,8 @@ motion::limits video::limits() {
         return {};
     const auto [across, down] = half_angles();
     const double tilt = file_->where.tilt;
-    motion::limits found = {0, 0, std::max(-90.0, tilt - down), std::min(90.0, tilt + down)};
+    motion::limits found = {0, 0, std::max(-90.0, tilt - down), std::min(90.0, tilt + down),
+                            std::clamp(2 * across, motion::kNarrowest, motion::kWidest)};
     if (std::fabs(tilt) + down < 90 && across < 180) {
         const auto turned = [](double pan) { return pan - 360 * std::floor(pan / 360); };
         found.left = turned(file_->where.pan - across);

@@ -139,7 +139,7 @@ plan plan::resting(const timeval &since, const position &at) {
 
 position within(const limits &allowed, position target) {
     target.axis[1] = std::clamp(target.axis[1], allowed.low, allowed.high);
-    target.axis[2] = std::clamp(target.axis[2], std::log2(kNarrowest), std::log2(kWidest));
+    target.axis[2] = std::clamp(target.axis[2], std::log2(kNarrowest), std::log2(allowed.widest));
     if (!allowed.all_round()) {
         const double span = std::fmod(allowed.right - allowed.left + 720, 360);
         double in = std::fmod(target.axis[0] - allowed.left, 360);
@@ -226,7 +226,7 @@ reach reach_from(double pan, const limits &allowed) {
     const double base = allowed.left + turns_before(allowed, pan);
     return {{{allowed.all_round() ? -1e9 : base, allowed.all_round() ? 1e9 : base + span},
              {allowed.low, allowed.high},
-             {std::log2(kNarrowest), std::log2(kWidest)}}};
+             {std::log2(kNarrowest), std::log2(allowed.widest)}}};
 }
 
 smap_view view_of(const position &at, int32_t width, int32_t height) {

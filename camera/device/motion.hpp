@@ -23,9 +23,10 @@ position at_rest(double pan, double tilt, double fov);
 
 inline constexpr double kNarrowest = 2, kWidest = 110; // fields of view in degrees
 
-// How far the camera may turn. Pan from `left` clockwise to `right`; a full turn where they are equal.
+// How far the camera may turn and zoom. Pan from `left` clockwise to `right`; a full turn where they are equal.
 struct limits {
     double left = 0, right = 0, low = -90, high = 90;
+    double widest = kWidest; // field of view
     bool all_round() const { return left == right; }
 };
 

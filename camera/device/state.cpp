@@ -112,9 +112,10 @@ std::optional<preset> find_preset(const std::string &id) {
 
 motion::limits limits() {
     const store::record fields = single("limits", 4);
+    const motion::limits of_lens = feed::video().limits();
     if (fields.empty())
-        return feed::video().limits();
-    return {number(fields[0]), number(fields[1]), number(fields[2]), number(fields[3])};
+        return of_lens;
+    return {number(fields[0]), number(fields[1]), number(fields[2]), number(fields[3]), of_lens.widest};
 }
 
 void keep(const motion::limits &allowed) {

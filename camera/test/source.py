@@ -163,6 +163,10 @@ class Source(unittest.TestCase):
             options = ["--video", film, "--projection", projection, "--lens", str(file), "--aim"]
             with Reader(projection, *options, "180,0") as reader:
                 right = self.compare(reader, 3)
+                pans, _, zooms = json.loads(run("ptz", "", reader.directory))["reach"]
+                seen = [pans[0], pans[1], 2 ** zooms[1]]
+                allowed = {"fisheye": [90, 270, 110], "pinhole": [135, 225, 90]}[projection]
+                expect(all(abs(a - b) < 0.2 for a, b in zip(seen, allowed)), f"{projection}: as far as it sees: {seen}")
             with Reader(f"{projection} aside", *options, "181,0") as reader:
                 wrong = difference(reader.picture(**VIEWS[0]), self.expected[0])
             expect(wrong > 2 * right, f"one degree aside is noticed: {wrong:.2f}, not {right:.2f}")
