@@ -78,7 +78,7 @@ export function initHeadline({ live, ptz }) {
                 return element(
                     'tr',
                     {},
-                    element('th', { scope: 'row' }, say(`costs.${name}`), element('small', {}, ...codes), gauge),
+                    element('th', { scope: 'row' }, say(`costs.${name}`), ' ', element('small', {}, ...codes), gauge),
                     element('td', { textContent: value }),
                 );
             }),

@@ -116,7 +116,6 @@ export class Scope {
         byId('sound-spectrum-words').textContent = say('sound.spectrum.words', {
             rate: formatNumber(rate / 1000),
             speaker: formatNumber(speaker / 1000, speaker % 1000 ? 1 : 0),
-            half: formatNumber(Math.min(rate, speaker) / 2000),
         });
         this.#draw();
     }

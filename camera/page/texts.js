@@ -146,7 +146,7 @@ const en = {
     'sound.wave': 'Waveform',
     'sound.spectrum': 'What the resampler lets through',
     'sound.spectrum.words':
-        'From {rate} kHz to the {speaker} kHz of the loudspeaker: beyond {half} kHz nothing belongs, and what a filter lets through there is its error. Filled: the sound now, as it arrives and after the filter.',
+        'From {rate} kHz to the {speaker} kHz of the loudspeaker. To the right of the dashed line nothing belongs: what a filter lets through there is its error. Filled: the sound now.',
     'sound.filter': '{lobes} lobes',
     'sound.best': 'the best',
     'sound.before': 'as it arrives',
@@ -180,7 +180,7 @@ const en = {
 
     // ---- Measuring
     'costs.title': 'What a picture costs',
-    'costs.words': 'Milliseconds of the processor for each picture: of the camera, and of this page.',
+    'costs.words': 'Milliseconds for each picture: of the camera’s processor, and until this page shows it.',
     'costs.bar': '{total} ms a picture: what it costs',
     'costs.total': '{total} ms a picture',
     'costs.start': 'Camera: start',
