@@ -6,7 +6,7 @@
 // large the hull is. The hull of n random points has O(log^2 n) vertices in a cube and O(n^(1/2)) in a ball, so there
 // the time per point falls as n grows. On the shell nearly every point is a vertex, until the 8-bit grid is full at
 // some ten thousand vertices.
-#include "clouds.hpp"
+#include "inputs.hpp"
 #include "ratios.hpp"
 #include <cstdint>
 #include <cstdio>
@@ -157,7 +157,10 @@ void register_picture() {
     const auto add = [&](const char *implementation, auto count) {
         ratios::add(case_name, implementation, picture.size() / 3, count);
     };
-    add("vela", [] { return colours->membership()->count(picture); });
+    add("vela", [] {
+        const auto table = colours->membership();
+        return table->count(picture);
+    });
     add("is_in_chull", [] {
         int32_t inside = 0;
         for (size_t i = 0; i < picture.size(); i += 3)

@@ -1,7 +1,7 @@
 // Tables through a few knots, against GSL's interpolation with its accelerator, and the error of each against GSL in
 // double.
+#include "inputs.hpp"
 #include "ratios.hpp"
-#include "tone_curve.hpp"
 #include <algorithm>
 #include <cmath>
 #include <string>

@@ -1,5 +1,5 @@
 // The scan and the print against the C library's formats.
-#include "../tests/models/uuid.hpp"
+#include "../tests/models/text.hpp"
 #include "fuzz.hpp"
 
 int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {

@@ -1,5 +1,5 @@
 // UUIDs as values.
-#include "models/uuid.hpp"
+#include "models/text.hpp"
 #include "support.hpp"
 #include <cerrno>
 #include <set>

@@ -1,5 +1,5 @@
 // Randomness from the device and from the fallback, and UUIDs as texts.
-#include "models/uuid.hpp"
+#include "models/text.hpp"
 #include "support.hpp"
 #include <atomic>
 #include <cerrno>

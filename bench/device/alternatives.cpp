@@ -1,5 +1,5 @@
 // What other libraries cost for the same work.
-#include "../clouds.hpp"
+#include "../inputs.hpp"
 #include "device.hpp"
 #include <algorithm>
 #include <cstdio>
@@ -70,12 +70,11 @@ void add_svd(int rows, int columns) {
 }
 
 const device::cases registered([] {
-    constexpr size_t kKnots = 16, kEntries = 4096;
     device::add("gsl_spline_eval", "entry", kEntries, [] {
-        std::vector<double> xs(kKnots), ys(kKnots);
-        for (size_t i = 0; i < kKnots; ++i) {
-            xs[i] = static_cast<double>(i * 273 + (i % 3 == 1 ? 40 : 0));
-            ys[i] = static_cast<double>(i * i * 10) - static_cast<double>(i * 70);
+        std::vector<double> xs, ys;
+        for (const interp_knot &knot : tone_curve()) {
+            xs.push_back(knot.x);
+            ys.push_back(knot.y);
         }
         return [=, table = std::vector<double>(kEntries)]() mutable {
             gsl_interp_accel *position = gsl_interp_accel_alloc();

@@ -1,5 +1,5 @@
 // Hulls of 10,000 points, and queries of a hull of 200 faces.
-#include "../clouds.hpp"
+#include "../inputs.hpp"
 #include "device.hpp"
 #include <cstdint>
 #include <cstdlib>

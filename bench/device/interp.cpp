@@ -1,5 +1,5 @@
 // Entries of tables: the tone curve by each method.
-#include "../tone_curve.hpp"
+#include "../inputs.hpp"
 #include "device.hpp"
 #include <vector>
 

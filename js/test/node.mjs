@@ -11,7 +11,7 @@ import { decodeByHand, encodeByHand } from './vela/src/utf8.js';
 import { callsOf, publicNames, uncalled, uncalledBindings, watchBindings, watched } from './calls.js';
 import { testOverlayRefusals, testRefusals } from './refusals.js';
 import { testOverlay } from './overlay.js';
-import { generator } from './generator.js';
+import { generator } from './sample.js';
 import { testNumbers } from './numbers.js';
 import { testPictures } from './pictures.js';
 import { testStreams } from './streams.js';

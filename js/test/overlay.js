@@ -1,7 +1,7 @@
 // Masks, paths and pictures, against the projection's formula and half-spaces in double precision.
 import { deepEqual as same, equal, ok } from 'node:assert/strict';
 import { test } from 'node:test';
-import { generator } from './generator.js';
+import { generator } from './sample.js';
 
 const degree = Math.PI / 180;
 const vector = (pan, tilt) => [

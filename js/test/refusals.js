@@ -1,6 +1,7 @@
 // Wrong arguments: what a call throws, or null for a result of null.
 import { deepEqual as same, equal, ok, throws } from 'node:assert/strict';
 import { test } from 'node:test';
+import { VelaError } from 'vela';
 
 function refuse(rows) {
     for (const [run, expected] of rows) {
@@ -91,6 +92,7 @@ export function testRefusals(name, vela) {
             [() => vela.matrix.polyfit(new Float32Array(3), new Float32Array(3), 2), null],
             [() => vela.matrix.polyfit(new Float32Array(0), new Float32Array(0), 2), RangeError],
             [() => vela.matrix.polyfit2D(Uint16Array.of(46341), Uint16Array.of(1), Float32Array.of(1)), RangeError],
+            [() => vela.matrix.polyfit2D(Uint16Array.of(1), Uint16Array.of(1), Float32Array.of(NaN)), null],
             [() => vela.matrix.poly2DValue(1, 1, new Float32Array(5)), RangeError],
             [() => new vela.Resampler(), TypeError],
             [() => vela.Resampler.make(44100, 44101), RangeError],
@@ -172,6 +174,7 @@ export function testOverlayRefusals({ Mask, Picture, project, unproject, project
             [() => unproject(view, 1e6, 0), null],
             [() => project(view, 170, -40), null],
             [() => project({ ...view, width: 0 }, 170, -40), RangeError],
+            [() => project({ ...view, fov: 1e-7 }, 350, 40), VelaError],
             [() => projectPath(view, Float64Array.of(0, 0, 180, 0)), null],
             [() => projectPath(view, Float64Array.of(0, 0, 180)), RangeError],
             [() => unprojectPolygon(view, Float64Array.of(0, 0, 1e6, 0)), null],

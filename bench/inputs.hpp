@@ -1,11 +1,13 @@
-// Clouds of points with 8-bit coordinates: of the whole range, of the ball that fits in it, and of that ball's shell.
+// Inputs that benchmarks and device cases share.
 #pragma once
 
 #include <cmath>
 #include <cstdint>
 #include <random>
 #include <vector>
+#include <vela/interp.h>
 
+// Clouds of points with 8-bit coordinates: of the whole range, of the ball that fits in it, and of that ball's shell.
 namespace clouds {
 
 struct cloud {
@@ -44,3 +46,13 @@ inline cloud cloud_of(shape kind, int32_t count) {
 }
 
 } // namespace clouds
+
+// A curve of rising knots, not quite evenly spaced over the table.
+constexpr size_t kKnots = 16, kEntries = 4096;
+
+inline std::vector<interp_knot> tone_curve() {
+    std::vector<interp_knot> knots(kKnots);
+    for (size_t i = 0; i < kKnots; ++i)
+        knots[i] = {static_cast<int16_t>(i * 273 + (i % 3 == 1 ? 40 : 0)), static_cast<int16_t>(i * i * 10 - i * 70)};
+    return knots;
+}
