@@ -475,7 +475,7 @@ class Editor {
         byId('masks-count').textContent =
             this.#selected !== null
                 ? say('masks.selected', { number: this.#selected + 1, count })
-                : say(count < 3 ? 'masks.count.few' : 'masks.count', { count });
+                : say(count === 0 ? 'masks.begin' : count < 3 ? 'masks.count.few' : 'masks.count', { count });
         byId('masks-keep').disabled = count < 3;
         byId('masks-back').disabled = this.#history.counts[0] === 0;
         byId('masks-corner').disabled = count >= maxCorners;

@@ -7,7 +7,8 @@ import { say } from './texts.js';
 const size = 2048; // samples of a spectrum
 const floor = -100; // dB
 const kept = 2 * size; // samples of the sound that are shown
-const filters = [2, 16];
+const best = 'best';
+const filters = [2, 16, best];
 const colours = { 2: '#d9822b', 16: '#2b83c9', best: '#2e9e5b' };
 
 // ---- Spectra
@@ -51,13 +52,20 @@ function levelsOf(samples, isResponse = false) {
     );
 }
 
-const makeResampler = (speaker, rate, lobes) =>
-    lobes === 'best' ? library.Resampler.best(speaker, rate) : library.Resampler.withLobes(speaker, rate, lobes);
+function makeResampler(speaker, rate, lobes) {
+    if (lobes !== best) return library.Resampler.withLobes(speaker, rate, lobes);
+    try {
+        return library.Resampler.make(speaker, rate, best);
+    } catch {
+        return null; // a library without it, or rates that it has no filter for
+    }
+}
 
 // What a filter lets through, at each frequency of the speaker's. An impulse in numbers from -1 to 1 would be rounded to
 // 16 bits after it, which is where the lines end.
 function responseOf(speaker, rate, lobes) {
     const resampler = makeResampler(speaker, rate, lobes);
+    if (!resampler) return null;
     const impulse = new Float32Array(Math.ceil((size * rate) / speaker));
     impulse[Math.floor(impulse.length / 2)] = 0.9;
     const samples = resampler.push(impulse);
@@ -99,16 +107,17 @@ export class Scope {
 
     #measure() {
         const [rate, speaker] = this.#rates;
-        const all = library.Resampler.best ? [...filters, 'best'] : filters;
-        this.#responses = all.map((lobes) => ({ lobes, levels: responseOf(speaker, rate, lobes) }));
+        this.#responses = filters
+            .map((lobes) => ({ lobes, levels: responseOf(speaker, rate, lobes) }))
+            .filter(({ levels }) => levels);
         const key = (name, colour) => {
             const made = element('span', { className: 'key', textContent: name });
             made.style.setProperty('--key', colour);
             return made;
         };
         byId('sound-legend').replaceChildren(
-            ...all.map((lobes) =>
-                key(say(lobes === 'best' ? 'sound.best' : 'sound.filter', { lobes }), colours[lobes]),
+            ...this.#responses.map(({ lobes }) =>
+                key(say(lobes === best ? 'sound.best' : 'sound.filter', { lobes }), colours[lobes]),
             ),
             key(say('sound.before'), '#8a93a0'),
             key(say('sound.after'), '#5b636d'),

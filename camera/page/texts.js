@@ -125,6 +125,7 @@ const en = {
     'masks.look.name': 'Look at {name}',
     'masks.edit': 'Edit',
     'masks.edit.name': 'Edit {name}',
+    'masks.begin': 'Click the corners of what nobody is to see.',
     'masks.count': { one: 'One corner so far', other: '{count} corners so far' },
     'masks.count.few': {
         one: 'One corner so far; a mask has at least 3.',

@@ -177,6 +177,54 @@ test('no picture for some seconds: it is said how late it is', async () => {
     await open();
 });
 
+test('tablets leave no holes', async () => {
+    await page.setViewport({ width: 820, height: 1180 });
+    await wait(500);
+    const gaps = await page.$$eval('.panels .panel, .panels h2', (all) => {
+        const boxes = all.map((each) => each.getBoundingClientRect());
+        const below = ({ left, bottom }) =>
+            boxes.filter((box) => Math.abs(box.left - left) < 5 && box.top >= bottom - 1);
+        return boxes
+            .filter((box) => below(box).length)
+            .map((box) => Math.min(...below(box).map(({ top }) => top - box.bottom)));
+    });
+    assert.ok(gaps.length > 10 && Math.max(...gaps) < 30, `gaps of ${gaps}`);
+    await page.setViewport({ width: 1280, height: 800 });
+});
+
+test('on a phone a finger takes a handle, and what a mask needs stays in sight', { skip: isFirefox }, async () => {
+    await page.setViewport({ width: 390, height: 844, isMobile: true, hasTouch: true });
+    await open();
+    await page.$eval('#masks-draw', (button) => button.scrollIntoView());
+    await page.tap('#masks-draw');
+    const isInSight = () =>
+        page.evaluate(() =>
+            ['view', 'masks-keep', 'masks-back', 'masks-name'].every((id) => {
+                const { top, bottom } = document.getElementById(id).getBoundingClientRect();
+                return top >= 0 && bottom <= innerHeight;
+            }),
+        );
+    await eventually(isInSight, 'it is out of sight');
+    const { x, y, width, height } = await (await page.$('#view')).boundingBox();
+    for (const [right, down] of [
+        [0.3, 0.3],
+        [0.7, 0.3],
+        [0.5, 0.7],
+    ])
+        await page.touchscreen.tap(x + right * width, y + down * height);
+    await untilText('masks-count', /^3/);
+    const first = () => page.$eval('#sketch .corner', (corner) => Number(corner.getAttribute('cx')));
+    const before = await first();
+    const [fromX, fromY] = [x + 0.3 * width - 13, y + 0.3 * height - 13]; // 18 pixels beside
+    await page.touchscreen.touchStart(fromX, fromY);
+    await page.touchscreen.touchMove(fromX + 60, fromY + 10);
+    await page.touchscreen.touchEnd();
+    assert.ok((await first()) > before + 50, `the corner is at ${await first()}, as at ${before}`);
+    await page.$eval('#masks-cancel', (button) => button.click());
+    await page.setViewport({ width: 1280, height: 800 });
+    await open();
+});
+
 // Without axe's own frame, which a page that lets no script in has no place for.
 test('nothing is inaccessible with all panels open', async () => {
     const source = readFileSync(new URL('../../../node_modules/axe-core/axe.min.js', import.meta.url), 'utf8');

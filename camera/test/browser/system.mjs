@@ -54,6 +54,7 @@ test('nothing is wider than the window', async () => {
 test('a lost connection is reported, and found again', async () => {
     await page.setOfflineMode(true);
     await untilText('message', /No connection to the camera since \d/);
+    assert.match(await page.$eval('#live', (picture) => getComputedStyle(picture).filter), /grayscale/);
     await page.setOfflineMode(false);
     await until(() => document.getElementById('message').hidden);
 });
