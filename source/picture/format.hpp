@@ -17,6 +17,9 @@ enum class packing : uint8_t {
     luma         // a plane of luma alone
 };
 
+// How rows of chroma lie: pairs of Cb and Cr for two columns, a row of each for two columns, a row of each for all.
+enum class chroma_layout : uint8_t { pairs, halves, planes };
+
 // Where the bytes of one component lie: that of column x and row y at
 // planes[plane].data + (y >> shift_y) * stride + (x >> shift_x) * step + offset.
 struct component {
@@ -33,6 +36,11 @@ struct format {
     [[nodiscard]] constexpr const component &last() const { return of[components - 1]; }
     [[nodiscard]] constexpr bool halves_columns() const { return last().shift_x != 0; }
     [[nodiscard]] constexpr bool halves_rows() const { return last().shift_y != 0; }
+    [[nodiscard]] constexpr chroma_layout layout() const {
+        return kind != packing::planar ? chroma_layout::pairs
+               : halves_columns()      ? chroma_layout::halves
+                                       : chroma_layout::planes;
+    }
 };
 
 // In the order of the numbers that <vela/picture.h> gives them.

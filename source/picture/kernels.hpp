@@ -21,4 +21,13 @@ inline void with_size(size_t size, Function &&do_it) {
     size == 3 ? do_it(std::integral_constant<size_t, 3>()) : do_it(std::integral_constant<size_t, 4>());
 }
 
+// Calls do_it with the layout as a constant.
+template <class Function>
+inline void with_layout(chroma_layout layout, Function &&do_it) {
+    using enum chroma_layout;
+    layout == pairs    ? do_it(std::integral_constant<chroma_layout, pairs>())
+    : layout == halves ? do_it(std::integral_constant<chroma_layout, halves>())
+                       : do_it(std::integral_constant<chroma_layout, planes>());
+}
+
 } // namespace vela::detail
