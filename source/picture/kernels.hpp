@@ -1,16 +1,20 @@
-// The kernels of rows, by SIMD code where the processor has it. NEON has the scalar code, compiled for it.
+// The kernels of rows, by SIMD code where the processor has it.
 #pragma once
 
 #include "common/simd.hpp"
 #include "scalar.hpp"
-#ifdef VELA_AVX2
+#if defined VELA_AVX2
 #include "avx2.hpp"
+#elif defined VELA_NEON
+#include "neon.hpp"
 #endif
 
 namespace vela::detail {
 
-#ifdef VELA_AVX2
+#if defined VELA_AVX2
 using picture_simd = picture_avx2;
+#elif defined VELA_NEON
+using picture_simd = picture_neon;
 #else
 using picture_simd = picture_scalar;
 #endif
