@@ -11,6 +11,7 @@
 #include <vela/cpp/matrix.hpp>
 #include <vela/filesystem.h>
 #include <vela/interp.h>
+#include <vela/overlay.h>
 #include <vela/resample.h>
 
 // Allocations of C++ until one throws; negative afterwards, and if none is to throw.
@@ -274,4 +275,41 @@ TEST(resamplers_keep_the_table_they_have) {
             ck_assert_int_eq(out[0], 0);
             resample_free(state);
         });
+}
+
+// Views and masks are whole or not there; what a mask covers is hidden all the same, by a colour where averages of
+// squares have no memory.
+TEST(masks_hide_without_memory) {
+    constexpr int32_t kWidth = 64, kHeight = 48;
+    const auto noise_of_picture = noise<uint8_t>(size_t{kWidth} * kHeight, 1);
+    const vela_direction corners[] = {{-8, -6}, {9, -5}, {3, 8}};
+    const vela_orientation first = {0, 0, 0}, second = {3, 1, 0};
+    for (const int32_t style : {VELA_SOLID, VELA_BLOCKS, VELA_BLUR})
+        for (const bool is_swept : {false, true})
+            oom::each_allocation_fails([&] {
+                vela_lens lens = vela_lens_of_fov(VELA_LENS_PINHOLE, kWidth, kHeight, 50);
+                lens.distortion[0] = -0.1;
+                vela_view *const from = vela_view_make(kWidth, kHeight, &first, &lens), *const to = vela_view_make(
+                                                                                            kWidth, kHeight, &second,
+                                                                                            &lens);
+                vela_mask *const mask = vela_mask_make(corners, 3);
+                ck_assert(oom::has_failed() || (from && to && mask));
+                auto pixels = noise_of_picture;
+                vela_picture picture = {kWidth, kHeight, VELA_GREY, VELA_BT601_FULL, {}};
+                vela_picture_lay_out(&picture, pixels.data(), pixels.size());
+                const vela_cover cover = {style, 8, {255, 255, 255}};
+                const vela_position middle = {31, 23};
+                vela_direction ahead = {};
+                if (from && to && mask && vela_view_unproject(from, &middle, &ahead)) {
+                    ck_assert_int_eq(vela_mask_contains(mask, &ahead), 1);
+                    ck_assert_int_eq(vela_mask_hide(mask, from, is_swept ? to : nullptr, &picture, &cover), 0);
+                    const uint8_t *const hidden = &pixels[23 * kWidth + 31];
+                    const bool is_solid = hidden[0] == 255 && hidden[1] == 255;
+                    ck_assert_msg(is_solid || (style != VELA_SOLID && std::abs(hidden[0] - hidden[1]) < 16),
+                                  "style %d: %d, %d", style, hidden[0], hidden[1]);
+                }
+                vela_mask_free(mask);
+                vela_view_free(to);
+                vela_view_free(from);
+            });
 }
