@@ -1,5 +1,7 @@
 // A mask by five lenses, and on the way between two views. Prints two blocks for each: x, y and kind of each pixel (0
-// sky, 1 ground, 2 nothing, 3 hidden), and the outline of the mask at both ends of the way.
+// sky, 1 ground, 2 nothing, 3 hidden; 4 and 5 sky and ground in every other square of 15 degrees), and the outline of
+// the mask at both ends of the way.
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
@@ -10,6 +12,11 @@ namespace {
 using namespace vela::overlay;
 
 constexpr int kColumns = 304, kRows = 190;
+
+int kind_of(const direction &d) {
+    const double column = std::floor(d.pan / 15), row = std::floor(d.tilt / 15);
+    return (d.tilt < 0) + (std::fmod(column + row + 100, 2) < 1 ? 0 : 4);
+}
 
 void print(const std::optional<view> &from, const std::optional<view> &to) {
     const std::vector<direction> corners = {{4, -6}, {26, -6}, {26, 14}, {16, 20}, {4, 14}, {4, -6}};
@@ -27,7 +34,7 @@ void print(const std::optional<view> &from, const std::optional<view> &to) {
             std::printf("%d %d %d\n", x, y,
                         is_hidden[static_cast<size_t>(y * kColumns + x)] ? 3
                         : !shown                                         ? 2
-                                                                         : shown->tilt < 0);
+                                                                         : kind_of(*shown));
         }
     std::printf("\n\n");
     for (const auto &seen : {from, to})

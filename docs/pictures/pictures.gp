@@ -1,6 +1,6 @@
 # Draws the picture `name` from `data`.
 height = name eq "curve" ? 620 : name eq "lanczos" || name eq "sphere" ? 640 : name eq "sine" ? 700 : \
-    name eq "resample" ? 1080 : 720
+    name eq "resample" ? 1080 : name eq "nv12" ? 350 : 720
 set terminal svg size 640, height font "sans-serif,14" background "white"
 set grid lt 1 lc rgb "#dde1e6"
 set border lc rgb "#57616d"
@@ -159,8 +159,8 @@ if (name eq "masks" || name eq "lenses") {
     unset key
     unset colorbox
     unset grid
-    set palette maxcolors 4 defined (0 "#d6e4f4", 1 "#e2d9c6", 2 "#ffffff", 3 "#282c34")
-    set cbrange [-0.5:3.5]
+    set palette maxcolors 6 defined (0 "#d6e4f4", 1 "#e2d9c6", 2 "#ffffff", 3 "#282c34", 4 "#c8d9ec", 5 "#d6ccb6")
+    set cbrange [-0.5:5.5]
     set xrange [-0.5:303.5]
     set yrange [189.5:-0.5]
     do for [k = 0:5] {
@@ -172,5 +172,22 @@ if (name eq "masks" || name eq "lenses") {
         plot data index blocks * k with image, \
             for [i = 1 : blocks - 2] '' index blocks * k + i with lines lw 0.6 lc rgb "#a06e7682", \
             '' index blocks * k + blocks - 1 with lines lw 1.5 lc rgb "#ff8c00"
+    }
+}
+if (name eq "nv12") {
+    array titles = ["picture", "luma", "chroma", "masked: blur, colour, blocks", "luma", "chroma"]
+    set multiplot
+    unset tics
+    unset key
+    unset grid
+    set xrange [-0.5:199.5]
+    set yrange [131.5:-0.5]
+    do for [k = 0:5] {
+        set lmargin at screen 0.01 + k % 3 * 0.33
+        set rmargin at screen 0.33 + k % 3 * 0.33
+        set tmargin at screen 0.92 - k / 3 * 0.49
+        set bmargin at screen 0.534 - k / 3 * 0.49
+        set title titles[k + 1] offset 0, -0.7
+        plot data index k using 1:2:3:4:5 with rgbimage
     }
 }
