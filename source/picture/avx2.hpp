@@ -29,7 +29,7 @@ struct middle_split {
     int32_t low[2], high[2];
 
     constexpr explicit middle_split(const decoder &d)
-        : half(int16_t{1} << (low_bits(d.is_studio) + shift(d.is_studio) - 1)), low{}, high{} {
+        : half(static_cast<int16_t>(1 << (low_bits(d.is_studio) + shift(d.is_studio) - 1))), low{}, high{} {
         for (size_t i = 0; i < 2; ++i) {
             low[i] = -d.weights[1][i] & ((1 << low_bits(d.is_studio)) - 1);
             high[i] = -d.weights[1][i] >> low_bits(d.is_studio);

@@ -110,10 +110,10 @@ write_row place(const vela_picture &p, size_t x, size_t y, const write_row &spar
         return spare;
     uint8_t *const luma = sample(p, f.of[0], x, y);
     if (f.kind == packing::semi_planar)
-        return {luma, {pairs_of(p, x, y)}};
+        return {luma, {pairs_of(p, x, y), spare.chroma[1]}};
     if (f.kind == packing::planar)
         return {luma, {sample(p, f.of[1], x, y), sample(p, f.of[2], x, y)}};
-    return {luma, {spare.chroma[0]}};
+    return {luma, {spare.chroma[0], spare.chroma[1]}};
 }
 
 // Quads of luma and of pairs or halves. That of an odd column has one byte of luma.

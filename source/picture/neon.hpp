@@ -91,7 +91,8 @@ struct picture_neon : picture_scalar {
     }
     VELA_SIMD_INLINE static void store(constant<3>, const uint8x16x3_t &p, uint8_t *to) { vst3q_u8(to, p); }
     VELA_SIMD_INLINE static void store(constant<4>, const uint8x16x3_t &p, uint8_t *to) {
-        vst4q_u8(to, {{p.val[0], p.val[1], p.val[2], vdupq_n_u8(255)}});
+        const uint8x16x4_t opaque = {{p.val[0], p.val[1], p.val[2], vdupq_n_u8(255)}};
+        vst4q_u8(to, opaque);
     }
 
     // Whole blocks; the number of pixels that are done.
@@ -176,12 +177,12 @@ struct picture_neon : picture_scalar {
             const terms sums = {{vreinterpretq_s16_u16(vpaddlq_u8(p.val[0])),
                                  vreinterpretq_s16_u16(vpaddlq_u8(p.val[1])),
                                  vreinterpretq_s16_u16(vpaddlq_u8(p.val[2]))}};
-            const uint8x8_t lower_chroma = one.byte<1>(1, sums), upper_chroma = one.byte<1>(2, sums);
+            const uint8x8x2_t chroma = {{one.byte<1>(1, sums), one.byte<1>(2, sums)}};
             if constexpr (layout == chroma_layout::pairs)
-                vst2_u8(first + x, {{lower_chroma, upper_chroma}});
+                vst2_u8(first + x, chroma);
             else {
-                vst1_u8(first + x / 2, lower_chroma);
-                vst1_u8(second + x / 2, upper_chroma);
+                vst1_u8(first + x / 2, chroma.val[0]);
+                vst1_u8(second + x / 2, chroma.val[1]);
             }
         }
         const size_t i = layout == chroma_layout::pairs ? x : x / 2;
