@@ -70,6 +70,7 @@ public:
     }
 
     bool operator==(const axes &) const noexcept = default;
+    bool shows_all_until(const axes &to) const noexcept { return cosine_ > 0 && to.cosine_ > 0; }
     // The field of view changes linearly.
     axes at(const axes &to, double part) const noexcept {
         axes made = *this;

@@ -25,7 +25,8 @@ public:
         const double beyond = 1.25 * farthest(width, height, given.cx, given.cy, given.fx, given.fy);
         // The rim of a lens that sees all would be a single direction: a hundredth of a pixel nearer.
         const double hair = std::clamp(0.01 / made.focal() / std::max(1.0, made.radial_.slope(kPi)), 1e-9, 1e-3);
-        made.clip_ = seen_out > beyond ? made.radial_.inverse(beyond, made.limit_) : made.limit_;
+        made.is_screen_within_ = seen_out > beyond;
+        made.clip_ = made.is_screen_within_ ? made.radial_.inverse(beyond, made.limit_) : made.limit_;
         made.clip_ = std::min(made.clip_, kPi - hair);
         made.cosine_ = std::cos(made.clip_);
         return made;
@@ -72,11 +73,14 @@ public:
     }
 
     bool operator==(const azimuthal &) const noexcept = default;
+    bool shows_all_until(const azimuthal &to) const noexcept {
+        return is_screen_within_ && to.is_screen_within_ && radial_ == to.radial_;
+    }
     azimuthal at(const azimuthal &to, double part) const noexcept {
         return combined(to, [part](double a, double b) { return mixed(a, b, part); });
     }
     azimuthal widest(const azimuthal &to) const noexcept {
-        return combined(to, [](double a, double b) { return std::max(std::fabs(a), std::fabs(b)); });
+        return combined(to, [](double a, double b) { return a == b ? a : std::max(std::fabs(a), std::fabs(b)); });
     }
     drift drift_to(const azimuthal &to, vec p, double reach) const noexcept {
         const azimuthal most = widest(to), change = combined(to, [](double a, double b) { return std::fabs(b - a); });
@@ -107,8 +111,9 @@ private:
 
     fisheye lens_;
     odd_series radial_;
-    double limit_;                 // the angle that is seen
-    double clip_ = 0, cosine_ = 0; // of the cone
+    double limit_;                  // the angle that is seen
+    double clip_ = 0, cosine_ = 0;  // of the cone
+    bool is_screen_within_ = false; // in what is seen
 };
 
 } // namespace vela::overlay::internal

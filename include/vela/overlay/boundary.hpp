@@ -1,6 +1,6 @@
 /**
  * @file
- * The boundary of what a lens sees of a polygon, as chords on the screen. Part of <vela/overlay.hpp>; nothing here is
+ * The boundary of what a lens sees of an outline, as chords on the screen. Part of <vela/overlay.hpp>; nothing here is
  * public.
  */
 #pragma once
@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <span>
 #include <vela/overlay/flatten.hpp>
-#include <vela/overlay/polygon.hpp>
 
 namespace vela::overlay::internal {
 
@@ -22,18 +21,19 @@ struct exit {
     int step;
 };
 
-template <class Lens, class Chord>
+template <class Lens, class Winding, class Chord>
 class boundary {
 public:
     // chord(from, to, weight) is called for each chord: on one side of it, the right one where it leads downward, the
-    // winding number is greater by the weight. There must be memory for four exits of each edge.
-    boundary(polygon &shape, const Lens &lens, const frame &axes, std::span<exit> exits, const flattener<Lens> &flatten,
-             Chord &chord) noexcept
-        : shape_(shape), lens_(lens), axes_(axes), exits_(exits), flatten_(flatten), chord_(chord) {}
+    // winding number is greater by the weight. There must be memory for four exits of each edge. winding(direction) is
+    // asked at the boundary of what is seen.
+    boundary(const Lens &lens, std::span<exit> exits, const flattener<Lens> &flatten, Winding &&winding,
+             Chord &&chord) noexcept
+        : lens_(lens), exits_(exits), flatten_(flatten), winding_(winding), chord_(chord) {}
 
-    // Together the chords are closed: the winding number beyond what is seen is 0.
-    void draw() noexcept {
-        const std::span<const vec> corners = shape_.corners_in(axes_);
+    // Directions in the view's frame; the last one is connected to the first. Together the chords are closed: the
+    // winding number beyond what is seen is 0.
+    void draw(std::span<const vec> corners) {
         for (std::size_t i = 0; i < corners.size(); ++i)
             cut_to_seen(lens_, corners[i], corners[i + 1 < corners.size() ? i + 1 : 0],
                         [this](vec a, vec b, bool enters, bool leaves) { add(a, b, enters, leaves); });
@@ -55,13 +55,13 @@ private:
     }
 
     // Adds the parts of the boundary of what is seen that are inside. Around the axis the winding number changes at the
-    // exits alone; in the middle of the largest gap between them it's the polygon's own.
-    void close() noexcept {
+    // exits alone.
+    void close() {
         const auto angle_after = [this](std::size_t i) {
             return i + 1 < count_ ? exits_[i + 1].around : exits_[0].around + 2 * kPi;
         };
         if (count_ == 0) {
-            const int winding = shape_.winding(axes_.to_sphere(unit(lens_.rim(0))));
+            const int winding = winding_(unit(lens_.rim(0)));
             const position at = lens_.project(lens_.flat(lens_.rim(kPi)));
             return winding ? add_rim({-kPi, at, 0}, {kPi, at, 0}, winding) : void();
         }
@@ -71,8 +71,7 @@ private:
         for (std::size_t i = 1; i < count_; ++i)
             if (angle_after(i) - exits_[i].around > angle_after(widest) - exits_[widest].around)
                 widest = i;
-        const vec middle = lens_.rim((exits_[widest].around + angle_after(widest)) / 2);
-        int winding = shape_.winding(axes_.to_sphere(unit(middle)));
+        int winding = winding_(unit(lens_.rim((exits_[widest].around + angle_after(widest)) / 2)));
         for (std::size_t i = 0, at = widest; i < count_; ++i) {
             const std::size_t next = at + 1 < count_ ? at + 1 : 0;
             if (winding != 0)
@@ -87,12 +86,11 @@ private:
         flatten_.rim(to.around, from.around, to.at, from.at, [&](position a, position b) { chord_(a, b, winding); });
     }
 
-    polygon &shape_;
     const Lens &lens_;
-    const frame &axes_;
     std::span<exit> exits_;
     std::size_t count_ = 0;
     const flattener<Lens> &flatten_;
+    Winding &winding_;
     Chord &chord_;
 };
 

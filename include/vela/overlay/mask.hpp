@@ -119,14 +119,19 @@ public:
             const Lens &lens_to = *std::get_if<Lens>(&to.lens_);
             const internal::motion<Lens> way(from.where_, to.where_, lens, lens_to);
             constexpr double tolerance = internal::motion<Lens>::kTolerance;
+            // What an edge leaves was inside before, if that is what one side of all edges is, but where it wasn't
+            // seen.
+            const int inside = shape_.sign(), side = way.is_rim_fixed() ? inside : 0;
             draw_by_chords(from, 0.5 + tolerance + kMargin, each, [&](const internal::window &screen) {
-                // Where the lens changes, its rim may pass what no edge does.
-                if (!add_boundary(from, lens, screen, tolerance, 0) ||
-                    (way.zooms() && !add_boundary(to, lens_to, screen, tolerance, 1)))
+                constexpr double flatness = internal::motion<Lens>::kFlatness;
+                // The rim may pass what no edge does.
+                if (!add_boundary(from, lens, screen, flatness, 0) ||
+                    (!way.is_rim_fixed() && !add_boundary(to, lens_to, screen, flatness, 1)))
                     return false;
-                swept area(chords_);
-                for (const internal::edge &side : shape_.edges())
-                    way.pass(side.from, side.to, screen, area);
+                swept area{chords_, inside};
+                for (const internal::edge &one : shape_.edges())
+                    way.pass(one, side, screen, area);
+                chords_.remove_opposite();
                 return area.is_complete;
             });
         });
@@ -162,21 +167,20 @@ private:
 
     explicit mask(internal::polygon shape) noexcept
         : shape_(std::move(shape)), active_(internal::allocate<active_segment>(shape_.max_segments())),
-          line_(shape_.max_segments() + 64), chords_(4 * shape_.edge_count() + kMinSides),
+          line_(4 * shape_.edge_count() + kMinChords), chords_(4 * shape_.edge_count() + kMinChords),
           exits_(internal::allocate<internal::exit>(4 * shape_.edge_count())) {}
 
-    // What edges pass, as long as there is memory for it.
+    // What edges pass, as long as there is memory for it. What they pass to one side has winding numbers of one sign: 1
+    // or more as polygon 2, -1 or less as polygon 3, or together with the mask itself, if that has the same.
     struct swept {
         internal::chords &kept;
+        int inside;
         bool is_complete = true;
 
-        explicit swept(internal::chords &chords) noexcept : kept(chords) {}
-        void chord(position from, position to, int step) noexcept {
-            is_complete = is_complete && kept.add(from, to, step, 2);
+        void outline(position from, position to, int side, int weight = 1) noexcept {
+            is_complete = is_complete && kept.add(from, to, weight, side == inside ? 0 : side > 0 ? 2 : 3);
         }
-        void quad(const std::array<position, 4> &corners, bool is_convex) noexcept {
-            is_complete = is_complete && kept.add(corners, is_convex);
-        }
+        void line(position from, position to) noexcept { is_complete = is_complete && kept.add(from, to, 0, 0); }
     };
 
     // Fills what collect(screen) adds: all rows at once or, where memory doesn't suffice, fewer.
@@ -205,12 +209,12 @@ private:
     bool add_boundary(const view &seen, const Lens &lens, const internal::window &screen, double tolerance,
                       int which) noexcept {
         bool is_full = false;
-        const auto chord = [&](position from, position to, int weight) {
-            is_full = is_full || !chords_.add(from, to, weight, which);
-        };
         const internal::flattener<Lens> flatten(lens, screen, tolerance);
         const std::span<internal::exit> exits(exits_.get(), 4 * shape_.edge_count());
-        internal::boundary<Lens, decltype(chord)>(shape_, lens, seen.frame_, exits, flatten, chord).draw();
+        internal::boundary(
+            lens, exits, flatten, [&](internal::vec p) { return shape_.winding(seen.frame_.to_sphere(p)); },
+            [&](position from, position to, int weight) { is_full = is_full || !chords_.add(from, to, weight, which); })
+            .draw(shape_.corners_in(seen.frame_));
         return !is_full;
     }
 
@@ -278,7 +282,7 @@ private:
     static constexpr double kBeside = -9, kMargin = 1e-3;
     // Pixels from an arc to its chords, where pixels that are touched are covered and where centres decide.
     static constexpr double kTolerance = 0.25, kCentreTolerance = 1.0 / 256;
-    static constexpr std::size_t kMinSides = 384;
+    static constexpr std::size_t kMinChords = 384;
 
     internal::polygon shape_;
     internal::array<active_segment> active_;

@@ -30,6 +30,25 @@ struct anchor {
     int winding;
 };
 
+// The change of a polygon's winding number along the shorter arc between two directions away from its edges. corner(i)
+// gives the corners.
+template <class Corner>
+int crossings(vec from, vec to, std::size_t count, Corner &&corner) noexcept {
+    const vec normal = cross(from, to), middle = from + to;
+    const double reach = dot(from, middle);
+    int change = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const vec p = corner(i), q = corner(i + 1 < count ? i + 1 : 0);
+        const double a = dot(normal, p), b = dot(normal, q);
+        if ((a >= 0) == (b >= 0))
+            continue;
+        const vec meeting = std::fabs(b) * p + std::fabs(a) * q;
+        if (dot(meeting, middle) > length(meeting) * reach)
+            change += b >= 0 ? -1 : 1;
+    }
+    return change;
+}
+
 class polygon {
 public:
     // Empty for corners that mask::make() refuses.
@@ -46,6 +65,9 @@ public:
 
     std::size_t edge_count() const noexcept { return count_; }
     std::span<const edge> edges() const noexcept { return {edges_.get(), count_}; }
+
+    // 1 where no winding number is below 0, which is the outside's, -1 where none is above, otherwise 0.
+    int sign() const noexcept { return lowest_ >= 0 ? 1 : highest_ <= 0 ? -1 : 0; }
 
     // The corners in a view's frame, until the next call.
     std::span<const vec> corners_in(const frame &view) noexcept {
@@ -111,20 +133,8 @@ private:
         return true;
     }
 
-    // The change of the winding number along the shorter arc between two directions away from the edges.
     int crossings(vec from, vec to) const noexcept {
-        const vec normal = cross(from, to), middle = from + to;
-        const double reach = dot(from, middle);
-        int change = 0;
-        for (std::size_t i = 0; i < count_; ++i) {
-            const double a = dot(normal, edges_[i].from), b = dot(normal, edges_[i].to);
-            if ((a >= 0) == (b >= 0))
-                continue;
-            const vec meeting = std::fabs(b) * edges_[i].from + std::fabs(a) * edges_[i].to;
-            if (dot(meeting, middle) > length(meeting) * reach)
-                change += b >= 0 ? -1 : 1;
-        }
-        return change;
+        return internal::crossings(from, to, count_, [this](std::size_t i) { return edges_[i].from; });
     }
 
     const anchor &nearest_anchor(vec p) const noexcept {
@@ -186,6 +196,11 @@ private:
             static_cast<int>(std::max_element(areas.get(), areas.get() + levels) - areas.get() - middle);
         for (anchor &a : anchors_)
             a.winding -= outside;
+        for (int level = -static_cast<int>(count_); level <= static_cast<int>(count_); ++level)
+            if (areas[middle + level] > kLeastArea) {
+                lowest_ = std::min(lowest_, level - outside);
+                highest_ = std::max(highest_, level - outside);
+            }
         return true;
     }
 
@@ -247,7 +262,11 @@ private:
     // Turned so that directions in whole degrees are on none of its planes.
     static constexpr frame kGeneric = {{0.36, 0.48, 0.8}, {-0.8, 0.6, 0}, {-0.48, -0.64, 0.6}};
 
+    // Steradians; less is rounding where edges coincide.
+    static constexpr double kLeastArea = 1e-15;
+
     std::size_t count_ = 0;
+    int lowest_ = 0, highest_ = 0; // winding numbers, relative to the outside's
     array<edge> edges_;
     array<vec> corners_; // of the edges, in the frame of the last view
     edge_list list_;

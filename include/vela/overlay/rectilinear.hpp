@@ -34,6 +34,7 @@ public:
             radius = made.radius_beyond(beyond, radius);
         made.safe_ = made.tangential_ > 0 ? made.first_fold(radius) : radius;
         made.folds_ = made.safe_ < radius;
+        made.is_screen_within_ = seen_out > beyond && !made.folds_;
         made.clip_ = made.folds_ ? std::min(made.limit_, 8 * (farthest_out + 1 / made.tangential_)) : radius;
         made.clip_ = std::min(made.clip_, 1e9);
         made.cosine_ = 1 / std::sqrt(1 + made.clip_ * made.clip_);
@@ -108,11 +109,15 @@ public:
     }
 
     bool operator==(const rectilinear &) const noexcept = default;
+    bool shows_all_until(const rectilinear &to) const noexcept {
+        return is_screen_within_ && to.is_screen_within_ && radial_ == to.radial_ && lens_.p1 == to.lens_.p1 &&
+               lens_.p2 == to.lens_.p2;
+    }
     rectilinear at(const rectilinear &to, double part) const noexcept {
         return combined(to, [part](double a, double b) { return mixed(a, b, part); });
     }
     rectilinear widest(const rectilinear &to) const noexcept {
-        return combined(to, [](double a, double b) { return std::max(std::fabs(a), std::fabs(b)); });
+        return combined(to, [](double a, double b) { return a == b ? a : std::max(std::fabs(a), std::fabs(b)); });
     }
     drift drift_to(const rectilinear &to, vec p, double reach) const noexcept {
         const rectilinear most = widest(to), change = combined(to, [](double a, double b) { return std::fabs(b - a); });
@@ -268,10 +273,11 @@ private:
 
     pinhole lens_;
     odd_series radial_;
-    double tangential_, limit_;  // the length of p; the radius that is seen, without it
-    double safe_ = 0, clip_ = 0; // radii: all within is seen; of the cone
-    double cosine_ = 0;          // of the cone
-    bool folds_ = false;         // within the cone
+    double tangential_, limit_;     // the length of p; the radius that is seen, without it
+    double safe_ = 0, clip_ = 0;    // radii: all within is seen; of the cone
+    double cosine_ = 0;             // of the cone
+    bool folds_ = false;            // within the cone
+    bool is_screen_within_ = false; // in what is seen
 };
 
 } // namespace vela::overlay::internal
