@@ -63,7 +63,7 @@ function makeResampler(speaker, rate, lobes) {
 
 // What a filter lets through, at each frequency of the speaker's. An impulse in numbers from -1 to 1 would be rounded to
 // 16 bits after it, which is where the lines end.
-function responseOf(speaker, rate, lobes) {
+export function responseOf(speaker, rate, lobes) {
     const resampler = makeResampler(speaker, rate, lobes);
     if (!resampler) return null;
     const impulse = new Float32Array(Math.ceil((size * rate) / speaker));

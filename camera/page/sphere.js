@@ -100,11 +100,13 @@ function findSources() {
 }
 
 async function loadFace(view, number) {
-    const reply = await fetch(`/api/video?${new URLSearchParams({ ...view, stamp: 0, quality: 80 })}`);
-    if (!reply.ok) return;
+    const fields = new URLSearchParams({ ...view, stamp: 0, quality: 80 });
+    const reply = await fetch(`/api/video?${fields}`).catch(() => null); // without a connection it stays as it is
+    if (!reply?.ok) return;
     const image = await createImageBitmap(await reply.blob());
     const context = new OffscreenCanvas(side, side).getContext('2d', { willReadFrequently: true });
     context.drawImage(image, 0, 0);
+    image.close();
     const { data } = context.getImageData(0, 0, side, side);
     picture.pixels ??= new Uint32Array(faces.length * side * side).fill(ground);
     picture.pixels.set(new Uint32Array(data.buffer), number * side * side);
@@ -112,12 +114,10 @@ async function loadFace(view, number) {
 
 // One after the other: the live picture goes on meanwhile.
 const loadPicture = latest(async () => {
-    try {
-        for (const [number, view] of faces.entries()) await loadFace(view, number);
-    } catch {
-        return; // a camera that is not there will be there again
+    for (const [number, view] of faces.entries()) {
+        await loadFace(view, number);
+        drawPicture();
     }
-    drawPicture();
 });
 
 // With masks as they are by now.

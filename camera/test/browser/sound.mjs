@@ -101,6 +101,29 @@ test('each format is heard without a gap, and ends', async () => {
     await client.detach();
 });
 
+test('the chart shows what filters let through', async () => {
+    const level = (lobes, hertz) =>
+        page.evaluate(
+            async (lobes, hertz) => {
+                const levels = (await import('/spectrum.js')).responseOf(48000, 16000, lobes);
+                return levels[Math.round((hertz / 24000) * levels.length)];
+            },
+            lobes,
+            hertz,
+        );
+    for (const [lobes, hertz, low, high] of [
+        [2, 1000, -0.5, 0.5],
+        [16, 1000, -0.5, 0.5],
+        [16, 7000, -1, 1],
+        [2, 10000, -25, -5],
+        [16, 10000, -80, -40],
+        [16, 20000, -100, -60],
+    ]) {
+        const found = await level(lobes, hertz);
+        assert.ok(found > low && found < high, `${lobes} lobes at ${hertz} Hz: ${found.toFixed(1)} dB`);
+    }
+});
+
 // As on a page of another computer without https.
 test('without a worklet the page plays it', async () => {
     await page.evaluateOnNewDocument(() => {
