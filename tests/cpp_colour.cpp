@@ -31,6 +31,7 @@ TEST(incomplete_pixels_short_spans_and_partial_overlap_are_refused) {
     ck_assert(!to_rgb(variant::full, memory.subspan(14), memory.first(16)));
     ck_assert(all == model::pixels(30, 7));
     ck_assert(to_rgb(variant::full, memory.first(15), memory.last(15)));
+    ck_assert(to_rgb(variant::full, memory.last(15), memory)); // only what is written may not overlap
 }
 
 TEST(long_pictures_are_converted_in_chunks) {
