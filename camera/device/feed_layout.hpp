@@ -24,7 +24,9 @@ struct video_file {
     std::atomic<int64_t> time;   // of the newest, in microseconds of the clock of motion
 
     size_t frame_size() const { return size_t{2} * static_cast<size_t>(width) * static_cast<size_t>(height); }
-    size_t place_of(uint64_t frame) const { return kPage + frame % kFrames * whole_pages(frame_size()); }
+    size_t place_of(uint64_t frame) const {
+        return kPage + static_cast<size_t>(frame % kFrames) * whole_pages(frame_size());
+    }
     size_t file_size() const { return place_of(0) + kFrames * whole_pages(frame_size()); }
 };
 

@@ -47,7 +47,7 @@ sound::sound() {
         return;
     }
     rate_ = feed::sound_file::kRate;
-    const size_t count = std::min<uint64_t>(source_.count(), kLastSeconds * rate_);
+    const auto count = static_cast<size_t>(std::min<uint64_t>(source_.count(), kLastSeconds * rate_));
     speech_ = live(source_.count() - count, count);
 }
 
