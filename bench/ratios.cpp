@@ -24,6 +24,7 @@ struct registrations {
     std::vector<std::string> lower_bounds, notes;
     std::vector<target_record> targets;
     std::vector<ratios::accuracy> accuracies;
+    std::vector<std::pair<std::string, double>> as_good;
 };
 
 registrations &registered() {
@@ -60,12 +61,15 @@ public:
             if (std::none_of(all.begin(), at, [&](const auto &other) { return other.first == at->first; }))
                 print_case(at->first);
         print_accuracies();
+        for (const auto &[case_name, difference] : registered().as_good)
+            print_as_good(case_name, difference);
         for (const std::string &line : registered().notes)
             std::printf("\n%s\n", line.c_str());
     }
 
 private:
     std::map<std::string, std::vector<double>> times;
+    std::map<std::pair<std::string, std::string>, std::map<std::string, double>> figures; // of cases and measures
 
     // The median, or 0 if it was not timed.
     [[nodiscard]] double time_of(const std::string &case_name, const std::string &implementation) const {
@@ -103,8 +107,34 @@ private:
         return result;
     }
 
+    // A row for each alternative, with the fastest of ours whose figures are not lower.
+    void print_as_good(const std::string &case_name, double difference) const {
+        std::printf("\n| %s | ns | as good | ns | ratio |\n|---|--:|---|--:|--:|\n", case_name.c_str());
+        const auto is_ours = [](const std::string &name) { return name.rfind("vela", 0) == 0; };
+        const auto is_lower = [&](const std::string &one, const std::string &other) {
+            return std::any_of(figures.begin(), figures.end(), [&](const auto &measure) {
+                return measure.first.first == case_name &&
+                       measure.second.at(one) < measure.second.at(other) - difference;
+            });
+        };
+        for (const auto &[of, alternative] : registered().implementations) {
+            const double time = time_of(case_name, alternative);
+            if (of != case_name || is_ours(alternative) || time == 0)
+                continue;
+            std::string best = "none";
+            for (const auto &[of_ours, ours] : registered().implementations)
+                if (of_ours == case_name && is_ours(ours) && time_of(case_name, ours) > 0 &&
+                    !is_lower(ours, alternative) &&
+                    (best == "none" || time_of(case_name, ours) < time_of(case_name, best)))
+                    best = ours;
+            const double our_time = time_of(case_name, best);
+            std::printf("| %s | %.3g | %s | %.3g | %.3g |\n", alternative.c_str(), time, best.c_str(), our_time,
+                        our_time > 0 ? time / our_time : 0);
+        }
+    }
+
     // A row for each measure of a case, with all implementations that were timed.
-    void print_accuracies() const {
+    void print_accuracies() {
         std::map<std::pair<std::string, std::string>, std::string> rows;
         std::vector<std::pair<std::string, std::string>> order;
         for (const ratios::accuracy &one : registered().accuracies) {
@@ -112,7 +142,8 @@ private:
                 continue;
             const std::pair key{one.case_name, one.measure};
             char text[100];
-            std::snprintf(text, sizeof text, "%s %.3g", one.implementation.c_str(), one.figure());
+            const double figure = figures[key][one.implementation] = one.figure();
+            std::snprintf(text, sizeof text, "%s %.3g", one.implementation.c_str(), figure);
             if (rows[key].empty())
                 order.push_back(key);
             rows[key] += (rows[key].empty() ? "" : ", ") + std::string(text);
@@ -139,6 +170,10 @@ void ratios::target(const std::string &case_name, double factor, std::initialize
 void ratios::lower_bound(const std::string &implementation) { registered().lower_bounds.push_back(implementation); }
 
 void ratios::add(accuracy one) { registered().accuracies.push_back(std::move(one)); }
+
+void ratios::as_good(const std::string &case_name, double difference) {
+    registered().as_good.emplace_back(case_name, difference);
+}
 
 void ratios::note(std::string line) { registered().notes.push_back(std::move(line)); }
 

@@ -53,6 +53,10 @@ struct accuracy {
 };
 void add(accuracy one);
 
+// Prints which implementation of ours is the fastest of those that are as good as each alternative in every figure of
+// accuracy, of which more is better; but for a difference.
+void as_good(const std::string &case_name, double difference);
+
 // A line below the tables.
 void note(std::string line);
 

@@ -28,7 +28,7 @@ if(NOT VELA_SMALL AND NOT VELA_COVERAGE)
     vela_compile_options(${place} -O3)
   endforeach()
   foreach(place check chull/records chull/steps chull/checks chull/listing chull/off filesystem matrix/solve
-          matrix/fit)
+          matrix/fit resample/bank_design)
     vela_compile_options(${place} -Os)
   endforeach()
   vela_compile_options(text -ftree-vectorize)
@@ -36,6 +36,8 @@ if(NOT VELA_SMALL AND NOT VELA_COVERAGE)
     # Where kernels use all vector registers, keeping the source's order avoids copies.
     vela_compile_options(resample -fno-schedule-insns)
     vela_compile_options(matrix/svd -fno-schedule-insns)
+    # For code size: its inner loops are intrinsics.
+    vela_compile_options(resample/bank -Os)
     # For code size: unrolled, the elimination executes a sixth fewer instructions and takes a third more code.
     vela_compile_options(matrix/inverse -O2)
   endif()

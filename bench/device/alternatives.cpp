@@ -124,23 +124,27 @@ const device::cases registered([] {
         };
     });
 
-    add_resampler("soxr_process/QQ", [](rate_pair pair) {
-        const soxr_io_spec_t samples = soxr_io_spec(SOXR_INT16_I, SOXR_INT16_I);
-        const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_QQ, 0);
-        soxr_t resampler = soxr_create(pair.in, pair.out, 1, nullptr, &samples, &quality, nullptr);
-        return [resampler](const std::vector<int16_t> &input, std::vector<int16_t> &output) {
-            size_t consumed, produced;
-            soxr_process(resampler, input.data(), input.size(), &consumed, output.data(), output.size(), &produced);
-        };
-    });
+    constexpr std::pair<const char *, unsigned long> recipes[] = {
+        {"QQ", SOXR_QQ}, {"LQ", SOXR_LQ}, {"MQ", SOXR_MQ}, {"HQ", SOXR_HQ}, {"VHQ", SOXR_VHQ}};
+    for (const auto &[name, recipe] : recipes)
+        add_resampler(std::string("soxr_process/") + name, [recipe = recipe](rate_pair pair) {
+            const soxr_io_spec_t samples = soxr_io_spec(SOXR_INT16_I, SOXR_INT16_I);
+            const soxr_quality_spec_t quality = soxr_quality_spec(recipe, 0);
+            soxr_t resampler = soxr_create(pair.in, pair.out, 1, nullptr, &samples, &quality, nullptr);
+            return [resampler](const std::vector<int16_t> &input, std::vector<int16_t> &output) {
+                size_t consumed, produced;
+                soxr_process(resampler, input.data(), input.size(), &consumed, output.data(), output.size(), &produced);
+            };
+        });
 
-    add_resampler("speex_resampler_process_int/0", [](rate_pair pair) {
-        SpeexResamplerState *resampler = speex_resampler_init(1, pair.in, pair.out, 0, nullptr);
-        return [resampler](const std::vector<int16_t> &input, std::vector<int16_t> &output) {
-            auto consumed = static_cast<uint32_t>(input.size()), produced = static_cast<uint32_t>(output.size());
-            speex_resampler_process_int(resampler, 0, input.data(), &consumed, output.data(), &produced);
-        };
-    });
+    for (const int quality : {0, 3, 5, 10})
+        add_resampler("speex_resampler_process_int/" + std::to_string(quality), [quality](rate_pair pair) {
+            SpeexResamplerState *resampler = speex_resampler_init(1, pair.in, pair.out, quality, nullptr);
+            return [resampler](const std::vector<int16_t> &input, std::vector<int16_t> &output) {
+                auto consumed = static_cast<uint32_t>(input.size()), produced = static_cast<uint32_t>(output.size());
+                speex_resampler_process_int(resampler, 0, input.data(), &consumed, output.data(), &produced);
+            };
+        });
 
     device::add("uriParseSingleUriA", "URL of 77 characters", 1, [] {
         return [] {

@@ -3,7 +3,10 @@
 #include <cstdlib>
 #include <malloc.h>
 #include <random>
+#include <string>
+#include <utility>
 #include <vector>
+#include <vela/cpp/resampler.hpp>
 #include <vela/vela.h>
 
 namespace {
@@ -56,6 +59,18 @@ int main() {
     print_heap("resampler, LAN2, 44100 to 48000 Hz", [] { resample_alloc(48000, 44100, RESAMPLE_LAN2); });
     print_heap("resampler, LANC, 44100 to 8000 Hz", [] { resample_alloc(8000, 44100, RESAMPLE_LANC); });
     print_heap("resampler, BILI, 8000 to 16000 Hz", [] { resample_alloc(16000, 8000, RESAMPLE_BILI); });
+    for (const auto &[name, quality] : {std::pair("high", vela::quality::high), {"best", vela::quality::best}}) {
+        const std::string object = std::string("rate converter, ") + name;
+        print_heap((object + ", 44100 to 48000 Hz").c_str(),
+                   [quality = quality] { new auto(vela::resampler::make(48000, 44100, quality)); });
+        print_heap((object + ", 44100 to 8000 Hz").c_str(),
+                   [quality = quality] { new auto(vela::resampler::make(8000, 44100, quality)); });
+        print_heap((object + ", 44100 to 48000 Hz, after set_ratio()").c_str(), [quality = quality] {
+            auto *made = new auto(vela::resampler::make(48000, 44100, quality));
+            if (!(*made)->set_ratio(1))
+                std::abort();
+        });
+    }
     print_heap("hull of 100 points in the cube", [] { make_hull(false, 100); });
     print_heap("hull of 10,000 points in the cube", [] { make_hull(false, 10000); });
     print_heap("hull of 10,000 points of a shell", [] { make_hull(true, 10000); });

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 #include <vector>
-#include <vela/resample.h>
+#include <vela/cpp/rate_converter.hpp>
 
 namespace {
 
@@ -39,6 +39,19 @@ void add_packet(const std::string &name, const conversion &c, uint32_t milliseco
         c.out_rate * milliseconds / 1000, false);
 }
 
+// The same through a filter bank.
+void add_quality(const std::string &name, const conversion &c, vela::quality quality, uint32_t inputs) {
+    const auto outputs = static_cast<uint32_t>(uint64_t{inputs} * c.out_rate / c.in_rate);
+    device::add(name, "output", outputs, [=] {
+        auto converter =
+            std::make_shared<vela::rate_converter<>>(*vela::rate_converter<>::make(c.out_rate, c.in_rate, quality));
+        std::vector<int16_t> in(inputs), out(outputs + 1);
+        for (uint32_t i = 0; i < inputs; ++i)
+            in[i] = static_cast<int16_t>(i * 40503 >> 3);
+        return [=]() mutable { (void)converter->push(in, std::span(out)); };
+    });
+}
+
 } // namespace
 
 static const device::cases registered([] {
@@ -53,6 +66,15 @@ static const device::cases registered([] {
         for (const auto &[pair, c] : rates)
             add_block(kernel + pair, {c.in_rate, c.out_rate, tag});
     add_block("LAN2/8000-16000/mu-law-to-A-law", recoding);
+    const std::pair<std::string, vela::quality> qualities[] = {{"speech/", vela::quality::speech},
+                                                               {"low/", vela::quality::low},
+                                                               {"medium/", vela::quality::medium},
+                                                               {"high/", vela::quality::high},
+                                                               {"best/", vela::quality::best}};
+    for (const auto &[name, quality] : qualities)
+        for (const auto &[pair, c] : rates)
+            add_quality("rate_converter/" + name + pair, c, quality, c.in_rate);
+    add_quality("rate_converter/high/44100-48000/10ms", {44100, 48000}, vela::quality::high, 441);
     for (const uint32_t milliseconds : {10, 20}) {
         for (const auto &[pair, c] : rates)
             add_packet(std::string("LAN2/") + pair, c, milliseconds);

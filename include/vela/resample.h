@@ -35,6 +35,7 @@
 #define VELA_RESAMPLE_H
 
 #include <stdint.h>
+#include <stdlib.h>
 #include <vela/attributes.h>
 
 #ifdef __cplusplus
@@ -189,6 +190,64 @@ void resample_mono(resample_state *state, const void *in, uint32_t *in_count, vo
  */
 void resample_test(resample_state *state, const int16_t *in, uint32_t *in_count, int16_t *out, uint32_t *out_count)
     VELA_NONNULL(1, 3, 5);
+
+/** The response of a filter bank. Frequencies are relative to the Nyquist frequency of the lower of the two rates. */
+typedef struct resample_design {
+    double pass;        /**< the end of the pass band */
+    double stop;        /**< the beginning of the stop band: above @p pass; aliases of what lies between are passed */
+    double attenuation; /**< dB, above 21; ripple in the pass band is as far below the signal */
+    uint32_t fine_bits; /**< bits of fraction of a coefficient beyond 14: up to 8 */
+} resample_design;
+
+/**
+ * A filter bank for streams of finer quality than resample_mono() has: a windowed sinc, sampled at a number of phases,
+ * positions between two input samples. It is never changed after it was made, so threads may share one.
+ *
+ * Row p is for outputs p / phases after a sample. It begins with `coarse` coefficients of 14 bits of fraction, for the
+ * middle of its `taps` samples; then come `taps` coefficients of `fine_bits` more bits, none if that is 0. An output's
+ * coefficient is the sum of both. A row's coefficients add up to exactly 1, so that a constant is kept.
+ */
+typedef struct resample_bank {
+    uint64_t step;      /**< from one output to the next, in 2^-32 phases */
+    uint32_t phases;    /**< rows but one, which is row 0 a sample later */
+    uint32_t cycle;     /**< outputs after which the phases repeat exactly; 0 if they don't, but are interpolated */
+    uint32_t taps;      /**< input samples that an output is made of; the first is taps / 2 - 1 before its position */
+    uint32_t coarse;    /**< a multiple of 16, as `taps` is */
+    uint32_t fine_bits; /**< as in the design */
+    uint32_t copies;    /**< 1 if row 0 is a single coefficient of 1: outputs of its phase are samples */
+    int16_t *rows;      /**< in the same block of memory as this struct */
+} resample_bank;
+
+/**
+ * Designs a filter bank: a sinc by the Kaiser window of the design's transition band and attenuation. All machines make
+ * the same coefficients.
+ *
+ * @param out_rate    output rate
+ * @param in_rate     input rate, in the same unit
+ * @param design      the response
+ * @param min_phases  1 for outputs of these rates alone; 512 for steps of any size
+ * @return the bank, to be released by free(); null for rates of 0, when memory runs out, and for a transition band so
+ *         sharp that it needs more than 16384 taps or could overflow sums
+ */
+VELA_NODISCARD VELA_RELEASED_BY(free) resample_bank *resample_bank_alloc(uint32_t out_rate, uint32_t in_rate,
+                                                                         const resample_design *design,
+                                                                         uint32_t min_phases) VELA_NONNULL(3);
+
+/**
+ * Makes outputs of a stream from a window on its samples. An output between two phases is interpolated linearly from
+ * their rows. A sum has 14 bits of fraction, rounded down; outputs are rounded to nearest, and saturate.
+ *
+ * @param bank      the filter
+ * @param window    consecutive samples: output `i` needs `taps` from (*position + i x step) / (2^32 x phases) on
+ * @param position  in: of the first output, in the unit of bank->step; out: that after the last. Below 2^63
+ * @param step      bank->step, or another for another ratio of the rates
+ * @param out       receives the outputs, @p stride elements apart; null for their sums
+ * @param sums      receives the sums instead, for samples of more bits, which are converted as a high and a low part
+ * @param count     their number
+ * @param stride    1, or the number of channels for interleaved samples
+ */
+void resample_bank_run(const resample_bank *bank, const int16_t *window, uint64_t *position, uint64_t step,
+                       int16_t *out, int32_t *sums, uint32_t count, uint32_t stride) VELA_NONNULL(1, 2, 3);
 
 /** @} */
 #pragma GCC visibility pop

@@ -21,6 +21,7 @@
 #include <vela/cpp/multipart.hpp>
 #include <vela/cpp/options.hpp>
 #include <vela/cpp/owner.hpp>
+#include <vela/cpp/rate_converter.hpp>
 #include <vela/cpp/resampler.hpp>
 #include <vela/cpp/result.hpp>
 #include <vela/cpp/timestamp.hpp>

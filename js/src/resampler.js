@@ -1,6 +1,7 @@
 import { Owner, groups, handleOf, integer, kindOf, lengthOf, octets, pick } from './core.js';
 
 const kernels = ['bilinear', 'lanczos', 'lanczos2'];
+const qualities = ['speech', 'low', 'medium', 'high', 'best'];
 const formats = ['littleEndian', 'bigEndian', 'alaw', 'ulaw'];
 const sizeOf = (format) => (format < 2 ? 2 : 1);
 
@@ -32,8 +33,12 @@ export function resampler(core) {
         }
 
         static make(outRate, inRate, kernel = 'lanczos2') {
-            const index = pick('kernel', kernel, kernels);
-            return Resampler.#owning('resampler_make', rate('outRate', outRate), rate('inRate', inRate), index);
+            const out = rate('outRate', outRate),
+                input = rate('inRate', inRate),
+                index = pick('kernel', kernel, [...kernels, ...qualities]);
+            return index < kernels.length
+                ? Resampler.#owning('resampler_make', out, input, index)
+                : Resampler.#owning('resampler_with_quality', out, input, index - kernels.length);
         }
         static withLobes(outRate, inRate, lobes) {
             const count = integer('lobes', lobes, 1, 0x7fff);
@@ -43,6 +48,18 @@ export function resampler(core) {
             const handle = core.call(name, outRate, inRate, kernel);
             if (!handle) throw new RangeError(`no resampler from ${inRate} to ${outRate}: its kernel is too long`);
             return new Resampler(core, handle, 'resampler');
+        }
+
+        setRatio(ratio) {
+            if (!core.call('resampler_set_ratio', handleOf(this), ratio)) {
+                throw new RangeError('ratio: expected 0.9 to 1.1, of a resampler of a quality');
+            }
+        }
+        follow(fill, target) {
+            const frames = [integer('fill', fill, 0, 0xffffffff), integer('target', target, 0, 0xffffffff)];
+            if (!core.call('resampler_follow', handleOf(this), ...frames)) {
+                throw new RangeError('only a resampler of a quality follows');
+            }
         }
 
         outputCount(inputs) {

@@ -5,6 +5,7 @@
 #include "models/fixedpoint.hpp"
 #include "models/interp.hpp"
 #include "models/matrix.hpp"
+#include "models/rate_converter.hpp"
 #include "models/resample.hpp"
 #include "models/spheremap.hpp"
 
@@ -107,6 +108,15 @@ block *resampled(uint32_t out_rate, uint32_t in_rate, uint32_t kernel, uint32_t 
 VELA_EXPORT(resampler_latency) double latency(uint32_t out_rate, uint32_t in_rate, uint32_t kernel) {
     const model::converter state = model::make_converter(out_rate, in_rate, kernel);
     return (state->num_coeffs - 1) / 2.0 / state->decim_factor;
+}
+
+// The same through the filter bank of a quality.
+VELA_EXPORT(converted)
+block *converted(uint32_t out_rate, uint32_t in_rate, size_t quality, const int16_t *samples, size_t size) {
+    const model::filter_bank bank(out_rate, in_rate, static_cast<vela::quality>(quality));
+    std::vector<int16_t> in(samples, samples + size);
+    in.resize(size + bank.record->taps / 2);
+    return give_all(model::converted(bank, in, 1, [&](size_t) { return bank.record->step; }));
 }
 
 VELA_EXPORT(clipped) block *clipped(int32_t pan, int32_t tilt) {

@@ -98,6 +98,8 @@ export function testRefusals(name, vela) {
             [() => vela.Resampler.make(44100, 44101), RangeError],
             [() => vela.Resampler.make(8000, 44100, 'sinc'), RangeError],
             [() => vela.Resampler.withLobes(8000, 44100, 1000), RangeError],
+            [() => resampler.setRatio(1), RangeError],
+            [() => resampler.follow(0, 0), RangeError],
             [() => resampler.push(new Uint8Array(4)), TypeError],
             [() => resampler.pushInto(new Int16Array(600), new Int16Array(10)), RangeError],
             [() => resampler.pushBytes(new Uint8Array(3), 'littleEndian', 'alaw'), RangeError],

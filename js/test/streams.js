@@ -1,5 +1,5 @@
 // Resamplers, against the model of the library's tests: whole streams, and cut anywhere.
-import { deepEqual as same, equal } from 'node:assert/strict';
+import { deepEqual as same, equal, throws } from 'node:assert/strict';
 
 const tag = (name) => new Uint32Array(new TextEncoder().encode(name).buffer)[0];
 const kernels = { bilinear: tag('BILI'), lanczos: tag('LANC'), lanczos2: tag('LAN2') };
@@ -53,6 +53,35 @@ export function testStreams(check, { Resampler }, models) {
                     same(converted, model(Uint8Array, from, to), `${from} to ${to}`);
                 }
             }
+            one.free();
+        });
+    }
+    const qualities = ['speech', 'low', 'medium', 'high', 'best'];
+    for (const [index, quality] of qualities.entries()) {
+        check(`44100 to 16000, ${quality}`, (random) => {
+            const input = random.array(Int16Array, 9000);
+            const expected = models.array(Int16Array, 'converted', 16000, 44100, index, input);
+            const one = Resampler.make(16000, 44100, quality);
+            same(Int16Array.of(...one.push(input), ...one.flush()), expected);
+            const bytes = new Uint8Array(input.buffer);
+            const from = one.pushBytes(bytes, 'littleEndian', 'littleEndian');
+            same(new Int16Array(from.buffer), expected.subarray(0, from.length / 2));
+            one.reset();
+            const law = Resampler.make(8000, 8000, 'bilinear').pushBytes(bytes, 'littleEndian', 'alaw');
+            const linear = Resampler.make(8000, 8000, 'bilinear').pushBytes(law, 'alaw', 'littleEndian');
+            const byLaw = one.pushBytes(law, 'alaw', 'littleEndian');
+            const late = one.flushBytes('bigEndian');
+            same(byLaw, one.pushBytes(linear, 'littleEndian', 'littleEndian'));
+            same(late, one.flushBytes('bigEndian'));
+
+            one.setRatio(1.1);
+            const made = one.outputCount(44100);
+            equal(Math.abs(made - 17600) < 2, true);
+            equal(one.push(new Int16Array(44100)).length, made);
+            one.follow(100, 200);
+            equal(one.outputCount(44100) >= 16000, true);
+            for (const ratio of [0.8, 1.2, NaN]) throws(() => one.setRatio(ratio), RangeError);
+            throws(() => one.follow(-1, 0), RangeError);
             one.free();
         });
     }

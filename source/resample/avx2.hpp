@@ -28,10 +28,19 @@ struct simd_ops {
         return _mm256_add_epi32(sum, products4(a, b));
     }
     // Pairwise additions, a to d being the outputs:  a a a a | a a a a   to   a b c d | a b c d   to   a b c d
-    VELA_SIMD [[gnu::always_inline]] static void store(const sums (&sum)[kOutputs], int16_t *to) {
+    // Moves what is above the lowest bits of a sum to another, shifted.
+    VELA_SIMD [[gnu::always_inline]] static void carry(sums &to, sums &from, int bits) {
+        const __m128i by = _mm_cvtsi32_si128(bits);
+        const sums above = _mm256_sra_epi32(from, by);
+        to = _mm256_add_epi32(to, above);
+        from = _mm256_sub_epi32(from, _mm256_sll_epi32(above, by));
+    }
+    VELA_SIMD [[gnu::always_inline]] static int32x4 totals(const sums (&sum)[kOutputs]) {
         const sums quarters = _mm256_hadd_epi32(_mm256_hadd_epi32(sum[0], sum[1]), _mm256_hadd_epi32(sum[2], sum[3]));
-        const __m128i all = _mm_add_epi32(_mm256_castsi256_si128(quarters), _mm256_extracti128_si256(quarters, 1));
-        const __m128i shifted = _mm_srai_epi32(all, kCoefficientBits);
+        return int32x4(_mm_add_epi32(_mm256_castsi256_si128(quarters), _mm256_extracti128_si256(quarters, 1)));
+    }
+    VELA_SIMD [[gnu::always_inline]] static void store(const sums (&sum)[kOutputs], int16_t *to) {
+        const __m128i shifted = _mm_srai_epi32(__m128i(totals(sum)), kCoefficientBits);
         _mm_storeu_si64(to, _mm_packs_epi32(shifted, shifted));
     }
 };

@@ -14,6 +14,18 @@
 
 namespace vela::detail {
 
+// Two products added to a sum.
+[[gnu::always_inline]] inline uint32_t add_pair(uint32_t sum, const int16_t *row, const int16_t *samples) {
+#if defined __ARM_FEATURE_SIMD32 && defined __ARMEL__
+    int32_t coefficients, pair;
+    std::memcpy(&coefficients, row, sizeof coefficients);
+    std::memcpy(&pair, samples, sizeof pair);
+    return static_cast<uint32_t>(__smlad(coefficients, pair, static_cast<int32_t>(sum)));
+#else
+    return sum + static_cast<uint32_t>(row[0] * samples[0]) + static_cast<uint32_t>(row[1] * samples[1]);
+#endif
+}
+
 // Four products added to a sum. The coefficients are aligned, the samples are not.
 [[gnu::always_inline]] inline uint32_t add_products(uint32_t sum, const int16_t *row, const int16_t *samples) {
 #if defined __ARM_FEATURE_SIMD32 && defined __ARMEL__
@@ -77,6 +89,9 @@ void filter_each(const polyphase &filter, const int16_t *window, row_position &a
     }
     at = walk.position(filter, window);
 }
+
+// Four sums, as a vector of GCC's.
+using int32x4 [[gnu::vector_size(16)]] = int32_t;
 
 } // namespace vela::detail
 

@@ -36,10 +36,17 @@ struct simd_ops {
         return vadd_s32(vget_low_s32(sum), vget_high_s32(sum));
     }
     // Pairwise additions, a to d being the outputs:  a a a a   to   a a   to   a b   and   a b c d
+    // Moves what is above the lowest bits of a sum to another, shifted.
+    VELA_SIMD [[gnu::always_inline]] static void carry(sums &to, sums &from, int bits) {
+        const sums above = from >> bits;
+        to += above;
+        from -= above << bits;
+    }
+    VELA_SIMD [[gnu::always_inline]] static int32x4_t totals(const sums (&sum)[kOutputs]) {
+        return vcombine_s32(vpadd_s32(halves(sum[0]), halves(sum[1])), vpadd_s32(halves(sum[2]), halves(sum[3])));
+    }
     VELA_SIMD [[gnu::always_inline]] static void store(const sums (&sum)[kOutputs], int16_t *to) {
-        const int32x2_t first = vpadd_s32(halves(sum[0]), halves(sum[1]));
-        const int32x2_t second = vpadd_s32(halves(sum[2]), halves(sum[3]));
-        vst1_s16(to, vqshrn_n_s32(vcombine_s32(first, second), kCoefficientBits));
+        vst1_s16(to, vqshrn_n_s32(totals(sum), kCoefficientBits));
     }
 };
 

@@ -30,9 +30,17 @@ struct simd_ops {
         return wasm_i32x4_add(wasm_i32x4_shuffle(a, b, 0, 2, 4, 6), wasm_i32x4_shuffle(a, b, 1, 3, 5, 7));
     }
     // Pairwise additions, a to d being the outputs:  a a a a   to   a a b b   to   a b c d
+    // Moves what is above the lowest bits of a sum to another, shifted.
+    [[gnu::always_inline]] static void carry(sums &to, sums &from, int bits) {
+        const sums above = wasm_i32x4_shr(from, static_cast<uint32_t>(bits));
+        to = wasm_i32x4_add(to, above);
+        from = wasm_i32x4_sub(from, wasm_i32x4_shl(above, static_cast<uint32_t>(bits)));
+    }
+    [[gnu::always_inline]] static int32x4 totals(const sums (&sum)[kOutputs]) {
+        return int32x4(pairwise(pairwise(sum[0], sum[1]), pairwise(sum[2], sum[3])));
+    }
     [[gnu::always_inline]] static void store(const sums (&sum)[kOutputs], int16_t *to) {
-        const sums all = pairwise(pairwise(sum[0], sum[1]), pairwise(sum[2], sum[3]));
-        const v128_t shifted = wasm_i32x4_shr(all, kCoefficientBits);
+        const v128_t shifted = wasm_i32x4_shr(v128_t(totals(sum)), kCoefficientBits);
         wasm_v128_store64_lane(to, wasm_i16x8_narrow_i32x4(shifted, shifted), 0);
     }
 };

@@ -255,6 +255,15 @@ TEST(matrices_say_what_failed) {
                    "malloc_matrix: failed data malloc\n");
 }
 
+TEST(filter_banks_need_all_their_memory) {
+    oom::each_allocation_fails([] {
+        const resample_design design = {0.8, 1.2, 90, 4};
+        resample_bank *bank = resample_bank_alloc(2, 3, &design, 1);
+        ck_assert_int_eq(bank == nullptr, oom::has_failed());
+        std::free(bank);
+    });
+}
+
 // With a table but no memory for its rows, a record converts all the same; a table that can't be replaced stays.
 TEST(resamplers_keep_the_table_they_have) {
     for (const uint32_t kernel : {RESAMPLE_LANC, RESAMPLE_LAN2, RESAMPLE_BILI})

@@ -28,12 +28,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <functional>
 #include <optional>
 #include <span>
 #include <utility>
 #include <vector>
 #include <vela/cpp/owner.hpp>
+#include <vela/cpp/rate_converter.hpp>
 #include <vela/resample.h>
 
 namespace vela {
@@ -79,6 +79,13 @@ public:
                                                        kernel shape) noexcept {
         resample_state *record = resample_alloc(out_rate, in_rate, static_cast<std::uint32_t>(shape));
         return record ? std::optional(resampler(record)) : std::nullopt;
+    }
+
+    /** Makes a converter of a quality, for one or more channels: see rate_converter::make(). */
+    template <class Sample = std::int16_t>
+    [[nodiscard]] static std::optional<rate_converter<Sample>> make(std::uint32_t out_rate, std::uint32_t in_rate,
+                                                                    quality of, std::size_t channels = 1) noexcept {
+        return rate_converter<Sample>::make(out_rate, in_rate, of, channels);
     }
 
     /**
@@ -134,7 +141,7 @@ public:
      */
     void push(std::span<const std::int16_t> in, std::vector<std::int16_t> &out) {
         const std::size_t before = out.size();
-        in = grow(out, output_size(in.size()), in);
+        in = internal::grow(out, output_size(in.size()), in);
         convert(in.data(), in.size(), kNative, out.data() + before, kNative);
     }
 
@@ -168,7 +175,7 @@ public:
         if (in.size() % sample_size(in_format) != 0)
             return false;
         const std::size_t before = out.size(), count = in.size() / sample_size(in_format);
-        in = grow(out, output_size(count) * sample_size(out_format), in);
+        in = internal::grow(out, output_size(count) * sample_size(out_format), in);
         convert(in.data(), count, in_format, out.data() + before, out_format);
         return true;
     }
@@ -211,16 +218,6 @@ private:
 
     std::size_t output_size(std::size_t inputs) const noexcept {
         return static_cast<std::size_t>(output_count(inputs));
-    }
-
-    // Appends elements to `out`; returns the input, which has moved if it is a part of `out`.
-    template <class Element>
-    static std::span<const Element> grow(std::vector<Element> &out, std::size_t count, std::span<const Element> in) {
-        const std::less<const Element *> before;
-        const bool is_inside = !before(in.data(), out.data()) && before(in.data(), out.data() + out.size());
-        const std::ptrdiff_t offset = is_inside ? in.data() - out.data() : 0;
-        out.resize(out.size() + count);
-        return is_inside ? std::span<const Element>(out.data() + offset, in.size()) : in;
     }
 
     // Up to the middle of the kernel.
@@ -292,7 +289,7 @@ public:
         if (in.size() % stride != 0)
             return false;
         const auto before = out.size(), count = channels_.front().output_size(frames) * stride;
-        in = resampler::grow(out, count, in);
+        in = internal::grow(out, count, in);
         out.resize(before);
         std::vector<std::int16_t> samples(frames);
         append_frames(out, [&](std::size_t channel, std::vector<std::int16_t> &made) {
