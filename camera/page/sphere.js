@@ -1,7 +1,8 @@
 // The map of all directions around the camera: what it sees now, masks, presets, limits, and the way of a patrol. A
 // click looks there; corners of masks are dragged.
 import { byId, clamp, shape, turned } from './dom.js';
-import { masks, reachOf } from './masks.js';
+import { reachOf } from './mask-editor.js';
+import { masks } from './masks.js';
 import { library, overlay } from './modules.js';
 import { pathBetween } from './motion.js';
 import { latest } from './server.js';
