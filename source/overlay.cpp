@@ -107,6 +107,12 @@ size_t vela_mask_runs(vela_mask *mask, const vela_view *from, const vela_view *t
     return each.count;
 }
 
+size_t vela_mask_runs_within(vela_mask *mask, const vela_view *view, double margin, vela_run *out, size_t capacity) {
+    vela::internal::run_receiver each{out, capacity};
+    mask->value.draw(view->value, margin, each);
+    return each.count;
+}
+
 int32_t vela_mask_hide(vela_mask *mask, const vela_view *from, const vela_view *to, const vela_picture *picture,
                        const vela_cover *cover) {
     const auto onto = vela::picture::make(*picture);

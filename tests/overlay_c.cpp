@@ -61,16 +61,22 @@ TEST(each_lens_gives_what_the_headers_give) {
         agree_all("unproject", std::array{model}, std::array{ahead.pan, ahead.tilt}, std::array{30.0, 9.0}, 0.01);
         const vela_direction opposite = {-155, -2};
         ck_assert_int_eq(vela_view_project(seen.get(), &opposite, &at), 0);
-        for (const vela_view *to : {static_cast<vela_view *>(nullptr), last.get()}) {
+        for (const int which : {0, 1, 2}) { // one view, a sweep, a margin
             std::vector<int> runs, got;
             const auto keep = [&](int y, int begin, int end) { runs.insert(runs.end(), {y, begin, end}); };
-            to ? same.draw(first, second, keep) : same.draw(first, keep);
+            which == 0   ? same.draw(first, keep)
+            : which == 1 ? same.draw(first, second, keep)
+                         : same.draw(first, 1.5, keep);
             std::vector<vela_run> out(runs.size() / 3);
-            ck_assert_uint_eq(vela_mask_runs(hidden.get(), seen.get(), to, out.data(), 2), out.size());
-            ck_assert_uint_eq(vela_mask_runs(hidden.get(), seen.get(), to, out.data(), out.size()), out.size());
+            for (const size_t capacity : {size_t{2}, out.size()})
+                ck_assert_uint_eq(
+                    which == 2
+                        ? vela_mask_runs_within(hidden.get(), seen.get(), 1.5, out.data(), capacity)
+                        : vela_mask_runs(hidden.get(), seen.get(), which ? last.get() : nullptr, out.data(), capacity),
+                    out.size());
             for (const vela_run &run : out)
                 got.insert(got.end(), {run.y, run.begin, run.end});
-            agree_all("runs", std::array{model, to ? 1 : 0}, got, runs);
+            agree_all("runs", std::array{model, which}, got, runs);
         }
     }
     const vela_direction inside = {25, 0}, outside = {25, 20};

@@ -90,6 +90,63 @@ TEST(sweeps_cover_every_moment) {
     }
 }
 
+// By the angle between a direction and each arc.
+TEST(margins_cover_what_is_within_them) {
+    for (const kind which : kinds)
+        for (uint32_t i = 0; i < 12; ++i) {
+            generator random{7919 * i + static_cast<uint32_t>(which)};
+            const auto below = below_of(random);
+            const auto [polygon, large] = model::any_scene(which, below);
+            const camera seen(97, 61, large.where, model::any_lens_of(which, 97, 61, below));
+            const model::mask truth(polygon);
+            const auto made = seen.made();
+            auto drawn = mask::make(polygon);
+            const double margin = i % 2 ? below(1000) / 100.0 : below(80);
+            if (!made || !drawn || !truth.is_clear)
+                continue;
+            model::picture covered{97, 61};
+            drawn->draw(*made, margin, covered.filler(seen.numbers()));
+            const auto is_within = [&](double x, double y) {
+                const auto shown = made->unproject({x, y});
+                if (!shown)
+                    return false;
+                const model::vec3 p = model::towards(shown->pan, shown->tilt);
+                real nearest = truth.contains(p) ? 0 : 9;
+                for (size_t side = 0; side < truth.points.size(); ++side) {
+                    const model::vec3 &a = truth.points[side], &b = truth.next(side), n = model::cross(a, b);
+                    const bool is_beside =
+                        model::dot(model::cross(n, a), p) >= 0 && model::dot(model::cross(b, n), p) >= 0;
+                    const auto angle = [&p](const model::vec3 &q) {
+                        return std::atan2(model::length(model::cross(p, q)), model::dot(p, q));
+                    };
+                    nearest = std::min(
+                        {nearest, angle(a), angle(b),
+                         is_beside && model::length(n) > 0 ? std::fabs(angle(n) - 90 * model::kDegree) : real{9}});
+                }
+                return nearest <= margin * model::kDegree;
+            };
+            for (int j = 0; j < 100; ++j) {
+                const int x = below(97), y = below(61);
+                bool is_touched = false, is_near = false;
+                for (const auto &[dx, dy] : {point{0, 0}, {0.49, 0.49}, {-0.49, 0.49}, {0.49, -0.49}, {-0.49, -0.49}})
+                    is_touched = is_touched || is_within(x + dx, y + dy);
+                for (int k = 0; k < 72 && !is_touched && !is_near; ++k)
+                    is_near = is_within(x + (k % 3 + 1) * 0.5 * std::cos(k / 3 * 0.2618),
+                                        y + (k % 3 + 1) * 0.5 * std::sin(k / 3 * 0.2618));
+                const bool is_covered = covered.is_covered(x, y);
+                ck_assert_msg(is_covered ? is_touched || is_near : !is_touched, "%s %u: %d, %d is covered: %d",
+                              model::kKinds[size_t(which)], i, x, y, is_covered);
+            }
+        }
+    mask any = value_of(mask::make(corners{{0, 0}, {5, 0}, {0, 5}}));
+    const view away = value_of(view::make(4, 3, orientation{90, 0}, pinhole::of_fov(4, 3, 60)));
+    for (const auto &[margin, expected] : {std::pair(-1.0, 0), {std::nan(""), 0}, {90.0, 12}, {INFINITY, 12}}) {
+        int pixels = 0;
+        any.draw(away, margin, [&](int, int begin, int end) { pixels += end - begin; });
+        ck_assert_int_eq(pixels, expected);
+    }
+}
+
 // A hundred points of each arc are half a pixel from a line at most.
 TEST(paths_follow_their_arcs) {
     for (const kind which : kinds)

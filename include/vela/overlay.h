@@ -161,6 +161,19 @@ int32_t vela_mask_contains(const vela_mask *mask, const vela_direction *at);
 size_t vela_mask_runs(vela_mask *mask, const vela_view *from, const vela_view *to, vela_run *out, size_t capacity);
 
 /**
+ * Finds the pixels that a mask may cover in one view, where the camera's orientation is known to within an angle:
+ * those that see a direction within it of the mask.
+ *
+ * @param mask      the mask
+ * @param view      the view
+ * @param margin    degrees; 0 or less (or NaN) for none, all of the picture is covered from 90 on
+ * @param out       receives runs, for vela_picture_hide(); as for vela_mask_runs()
+ * @param capacity  how many it can hold
+ * @return the number of all runs, which may exceed the capacity
+ */
+size_t vela_mask_runs_within(vela_mask *mask, const vela_view *view, double margin, vela_run *out, size_t capacity);
+
+/**
  * Hides what a mask covers in a picture: in one view, or at any moment on the way from one to another.
  *
  * @param mask     the mask

@@ -27,8 +27,8 @@ public:
     // chord(from, to, weight) is called for each chord: on one side of it, the right one where it leads downward, the
     // winding number is greater by the weight. There must be memory for four exits of each edge. winding(direction) is
     // asked at the boundary of what is seen.
-    boundary(const Lens &lens, std::span<exit> exits, const flattener<Lens> &flatten, Winding &&winding,
-             Chord &&chord) noexcept
+    boundary(const Lens &lens, std::span<exit> exits, const flattener<Lens> &flatten, Winding winding,
+             Chord chord) noexcept
         : lens_(lens), exits_(exits), flatten_(flatten), winding_(winding), chord_(chord) {}
 
     // Directions in the view's frame; the last one is connected to the first. Together the chords are closed: the
@@ -90,8 +90,8 @@ private:
     std::span<exit> exits_;
     std::size_t count_ = 0;
     const flattener<Lens> &flatten_;
-    Winding &winding_;
-    Chord &chord_;
+    Winding winding_;
+    Chord chord_;
 };
 
 } // namespace vela::overlay::internal

@@ -18,6 +18,7 @@
 #include <vela/overlay/polygon.hpp>
 #include <vela/overlay/scanline.hpp>
 #include <vela/overlay/sweep.hpp>
+#include <vela/overlay/vicinity.hpp>
 #include <vela/overlay/view.hpp>
 
 namespace vela::overlay {
@@ -133,6 +134,48 @@ public:
                     way.pass(one, side, screen, area);
                 chords_.remove_opposite();
                 return area.is_complete;
+            });
+        });
+    }
+
+    /**
+     * Finds the pixels that the mask may cover where the camera's position is known to within an angle: each whose
+     * square touches a direction within that angle of the inside or its boundary; none whose centre is 1.5 pixels from
+     * all of them, for margins up to ten thousand pixels.
+     *
+     * @param seen    the view
+     * @param margin  degrees; 0 or less (or NaN) for none, all of the picture is covered from 90 on
+     * @param each    called as for one view
+     */
+    template <class Each>
+    void draw(const view &seen, double margin, Each &&each) {
+        if (!(margin > 0))
+            return draw(seen, each);
+        if (margin >= 90) {
+            for (int y = 0; y < seen.height_; ++y)
+                each(y, 0, seen.width_);
+            return;
+        }
+        seen.by_lens([&]<class Lens>(const Lens &lens) {
+            const double angle = margin * internal::kDegree;
+            draw_by_chords(seen, 0.5 + kTolerance + kMargin, each, [&](const internal::window &screen) {
+                bool is_complete = add_boundary(seen, lens, screen, kTolerance, 0);
+                const internal::flattener<Lens> flatten(lens, screen, kTolerance - kExcess);
+                for (const internal::edge &side : shape_.edges()) {
+                    // How fast positions move that are on the screen and near the edge.
+                    const internal::vec p = seen.frame_.to_local(side.from + side.to);
+                    const double away = std::atan2(std::hypot(p.y, p.z), p.x),
+                                 reach = internal::arc_angle(side.from, side.to) / 2 + angle,
+                                 end = std::min(away + reach, lens.limit_angle()),
+                                 speed = lens.bounds_near({1, 0, 0}, end).speed;
+                    if (away - reach > lens.limit_angle())
+                        continue;
+                    internal::vicinity(side, std::tan(angle), kExcess / speed)
+                        .draw(seen.frame_, lens, flatten, [&](position from, position to, int weight) {
+                            is_complete = is_complete && chords_.add(from, to, weight, 1);
+                        });
+                }
+                return is_complete;
             });
         });
     }
@@ -282,6 +325,8 @@ private:
     static constexpr double kBeside = -9, kMargin = 1e-3;
     // Pixels from an arc to its chords, where pixels that are touched are covered and where centres decide.
     static constexpr double kTolerance = 0.25, kCentreTolerance = 1.0 / 256;
+    // Pixels that the outline of what is within a margin may have too much.
+    static constexpr double kExcess = 0.1;
     static constexpr std::size_t kMinChords = 384;
 
     internal::polygon shape_;
