@@ -260,7 +260,7 @@ TEST(filter_banks_need_all_their_memory) {
         const resample_design design = {0.8, 1.2, 90, 4};
         resample_bank *bank = resample_bank_alloc(2, 3, &design, 1);
         ck_assert_int_eq(bank == nullptr, oom::has_failed());
-        std::free(bank);
+        oom_free(bank);
     });
 }
 
