@@ -1,5 +1,5 @@
 # Draws the picture `name` from `data`.
-height = name eq "curve" ? 620 : name eq "lanczos" || name eq "sphere" ? 640 : name eq "sine" ? 700 : \
+height = name eq "curve" ? 620 : name eq "lanczos" || name eq "sphere" || name eq "qualities" ? 640 : name eq "sine" ? 700 : \
     name eq "resample" ? 1080 : name eq "nv12" ? 350 : 720
 set terminal svg size 640, height font "sans-serif,14" background "white"
 set grid lt 1 lc rgb "#dde1e6"
@@ -190,4 +190,22 @@ if (name eq "nv12") {
         set title titles[k + 1] offset 0, -0.7
         plot data index k using 1:2:3:4:5 with rgbimage
     }
+}
+if (name eq "qualities") {
+    set multiplot layout 2, 1
+    array names[5] = ["speech", "low", "medium", "high", "best"]
+    array types[5] = [6, 5, 2, 3, 1]
+    set title "Gain of tones in dB, from 44.1 to 8 kHz, by frequency in kHz" font ",16"
+    set xrange [0:8]
+    set xtics 1
+    set yrange [-140:6]
+    set ytics 20
+    set arrow from 4, graph 0 to 4, graph 1 nohead lc rgb ink
+    plot for [k = 1:5] data using 1:(column(k + 1)) with lines lt types[k] title names[k]
+    set title "The ends of the pass bands" font ",16"
+    set xrange [3:4.2]
+    set xtics 0.1
+    set yrange [-7:1]
+    set ytics 1
+    plot for [k = 1:5] data using 1:(column(k + 1)) with lines lt types[k] title names[k]
 }
