@@ -85,12 +85,16 @@ test('arrow keys turn it', async () => {
             return isSample ? (first ??= getImageData.apply(this, area)) : getImageData.apply(this, area);
         };
     });
-    await wait(1000);
     const drawn = () => page.$eval('#hull', (canvas) => canvas.toDataURL());
-    const pictures = new Set([await drawn()]);
-    await wait(500);
-    pictures.add(await drawn());
-    assert.equal(pictures.size, 1);
+    let last = '';
+    // The average of several pictures comes to rest.
+    const isStill = async () => {
+        const before = last;
+        await wait(1000);
+        return (last = await drawn()) === before;
+    };
+    await eventually(isStill, 'it does not come to rest');
+    const pictures = new Set([last]);
     await page.focus('#hull');
     for (const key of ['ArrowLeft', 'ArrowUp', 'ArrowUp']) {
         await page.keyboard.press(key);
