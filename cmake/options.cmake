@@ -36,7 +36,8 @@ if(VELA_COVERAGE)
 endif()
 if(VELA_SANITIZE)
   target_compile_options(vela_options INTERFACE
-    -g -fsanitize=${VELA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    -g -fsanitize=${VELA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>) # GCC warns of what the sanitizers' own code only seems to read
   target_link_options(vela_options INTERFACE -fsanitize=${VELA_SANITIZE})
 endif()
 
