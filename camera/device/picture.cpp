@@ -226,9 +226,12 @@ void renderer::render(const surface &from, const smap_view &view, const tones &l
     };
     const auto draw = [&](warp_cell cell) {
         if (!cell.is_known || (!from.lens && !source.unwrap(cell))) {
+            // Beside the picture of a lens no corner has a position, which would be above 0.
+            const bool is_beside = from.lens && std::none_of(std::begin(cell.corners), std::end(cell.corners),
+                                                             [](const source_position &each) { return each.u > 0; });
             for (int y = cell.y; y < cell.y + cell.height; ++y)
                 for (int x = cell.x; x < cell.x + cell.width; ++x)
-                    source.put_exactly(locate(x, y), x, row(y), levels);
+                    source.put_exactly(is_beside ? std::nullopt : locate(x, y), x, row(y), levels);
             return;
         }
         cell.for_each_row([&](int y, source_position at, source_position step) {
