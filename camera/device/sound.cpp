@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <new>
 #include <vela/fixedpoint.h>
 
 namespace {
@@ -47,6 +48,9 @@ sound::sound() {
         return;
     }
     rate_ = feed::sound_file::kRate;
+    follower_ = vela::rate_converter<>::make(rate_, rate_, vela::quality::high);
+    if (!follower_)
+        throw std::bad_alloc();
     const auto count = static_cast<size_t>(std::min<uint64_t>(source_.count(), kLastSeconds * rate_));
     speech_ = live(source_.count() - count, count);
 }
@@ -77,22 +81,26 @@ uint64_t sound::place_of(const timeval &at) {
     return static_cast<uint64_t>(at.tv_sec) * rate_ + static_cast<uint64_t>(at.tv_usec) * rate_ / 1000000;
 }
 
+// The source's samples fill a buffer, whose level the converter keeps although the source has another clock.
 std::vector<int16_t> sound::next(uint64_t &place, size_t step) {
-    size_t count = step;
-    if (is_fed_) {
-        constexpr int64_t kSlowly = 64; // of what is missing or too much
-        const uint64_t end = source_.count(), ready = end - std::min(end, place), reserve = rate_ / 4;
-        if (ready < step / 2)
-            return std::vector<int16_t>(step);
-        if (ready > 8 * reserve) // it has not listened for long
-            place = end - reserve;
-        else
-            count = static_cast<size_t>(std::clamp<int64_t>(
-                static_cast<int64_t>(step) + (static_cast<int64_t>(ready) - static_cast<int64_t>(reserve)) / kSlowly,
-                static_cast<int64_t>(step / 2), static_cast<int64_t>(ready)));
+    if (!is_fed_) {
+        place += step;
+        return live(place - step, step);
     }
-    auto samples = live(place, count);
-    place += count;
+    const size_t reserve = rate_ / 4;
+    const uint64_t end = source_.count();
+    if (end - std::min(end, place) > 2 * rate_) // it has not listened for long
+        place = end - reserve;
+    const auto fresh = static_cast<size_t>(end - std::min(end, place));
+    follower_->push(live(place, fresh), buffer_);
+    place += fresh;
+    if (buffer_.size() < 2 * reserve && !follower_->follow(buffer_.size(), reserve))
+        throw std::bad_alloc();
+    is_waiting_ = buffer_.size() < (is_waiting_ ? reserve : step);
+    if (is_waiting_)
+        return std::vector<int16_t>(step);
+    std::vector<int16_t> samples(buffer_.begin(), buffer_.begin() + static_cast<ptrdiff_t>(step));
+    buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<ptrdiff_t>(step));
     return samples;
 }
 

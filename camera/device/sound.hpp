@@ -4,9 +4,11 @@
 
 #include "feed.hpp"
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <sys/time.h>
 #include <vector>
+#include <vela/cpp/rate_converter.hpp>
 
 class sound {
 public:
@@ -19,8 +21,8 @@ public:
     // The index of the live sample at a time, and samples from an index on.
     uint64_t place_of(const timeval &at);
     std::vector<int16_t> live(uint64_t from, size_t count);
-    // The next samples of a listener, who is at an index: a step of them, more or less as the source's clock is ahead
-    // or late, and silence while it gives nothing.
+    // The next samples of a listener, who is at an index and takes them by the camera's clock, which the source's
+    // follow; silence while it gives nothing.
     std::vector<int16_t> next(uint64_t &place, size_t step);
 
 private:
@@ -28,6 +30,9 @@ private:
 
     bool is_fed_ = feed::sound::is_configured();
     feed::sound source_;
+    std::optional<vela::rate_converter<>> follower_;
+    std::vector<int16_t> buffer_; // of what is next
+    bool is_waiting_ = false;     // until there is enough in it
     uint32_t rate_ = 0;
     std::vector<int16_t> speech_, bell_;
 };

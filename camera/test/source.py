@@ -118,6 +118,8 @@ class Source(unittest.TestCase):
         samples = memoryview(body[46:]).cast("h")
         crossings = sum((a < 0) != (b < 0) for a, b in zip(samples, samples[1:]))
         expect(len(samples) == 32000, f"two seconds: {len(samples)} samples")
+        silent = [at for at in range(0, 32000, 160) if max(samples[at : at + 160]) < 1000]
+        expect(not silent, f"the tone has gaps at {silent}")
         expect(
             abs(crossings / 4 - TONE) < TONE / 50,
             f"a tone of {TONE} Hz crosses zero {crossings / 2:.0f} times a second",
