@@ -57,7 +57,7 @@ function makeResampler(speaker, rate, lobes) {
     try {
         return library.Resampler.make(speaker, rate, best);
     } catch {
-        return null; // a library without it, or rates that it has no filter for
+        return null; // rates that it has no filter for
     }
 }
 
