@@ -58,7 +58,7 @@ export function resampler(core) {
         follow(fill, target) {
             const frames = [integer('fill', fill, 0, 0xffffffff), integer('target', target, 0, 0xffffffff)];
             if (!core.call('resampler_follow', handleOf(this), ...frames)) {
-                throw new RangeError('only a resampler of a quality follows');
+                throw new RangeError('follow: expected a resampler of a quality');
             }
         }
 

@@ -23,14 +23,14 @@ test('declarations are valid, and fit them', () => {
     run('tsc', ...options, '--allowJs', '--checkJs', ...programs);
 });
 
-test('it holds what it should, in at most 64 KiB a module', () => {
+test('it holds what it should, in at most 68 KiB a module', () => {
     const files = 'CHANGELOG.md README.md index.d.ts index.js overlay.d.ts overlay.js package.json src';
     const modules = ['vela-overlay.wasm', 'vela-simd.wasm', 'vela.wasm'];
     assert.deepEqual(readdirSync('vela').sort(), [...files.split(' '), ...modules].sort());
     for (const name of modules) {
         const size = brotliCompressSync(readFileSync(`vela/${name}`)).length;
         console.log(`${name}: ${size} bytes as Brotli`);
-        assert.ok(size <= 65536, `${name}: ${size} bytes`);
+        assert.ok(size <= 68 * 1024, `${name}: ${size} bytes`);
     }
     assert.equal(JSON.parse(readFileSync('vela/package.json')).version, process.env.VELA_VERSION);
 });
