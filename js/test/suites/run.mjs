@@ -9,10 +9,6 @@ const module = new WebAssembly.Module(readFileSync(path));
 const leftOut = {
     'chull off_files_number_the_vertices': 'writes files',
     'cpp_hull off_files_are_those_of_c_and_a_full_disk_is_an_error': 'writes files',
-    'overlay masks_cover_the_inside_of_the_model': "the model's long doubles: Clang 14 divides 1 by 1 - 2^-113 to 2",
-    'overlay_lens masks_cover_what_the_model_has_inside': "the model's long doubles, as above",
-    'overlay_lens sweeps_cover_every_moment': "the model's long doubles, as above",
-    'overlay_lens unprojected_polygons_keep_their_sides': "the model's long doubles, as above",
     'url url_components': "the model's regular expressions: this C library's know no bytes beyond ASCII",
 };
 
