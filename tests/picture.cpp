@@ -382,7 +382,8 @@ TEST(a_mask_on_nv12_hides_what_it_covers) {
     }
     ck_assert(!p.hide(door, value_of(view::make(640, 361, {3, 1}, 40.0))));
     ck_assert(!p.hide(door, seen, picture::cover::blocks(1)));
-    ck_assert(!p.line({0, 0}, {1e7, 0}));
-    ck_assert(!p.line({NAN, 0}, {1, 0}));
+    for (const auto &[from, to] : std::array<std::array<vela::overlay::position, 2>, 4>{
+             {{{{NAN, 0}, {1, 0}}}, {{{0, NAN}, {1, 0}}}, {{{0, 0}, {1e7, 0}}}, {{{0, 0}, {0, NAN}}}}})
+        ck_assert_msg(!p.line(from, to), "from %g, %g to %g, %g", from.x, from.y, to.x, to.y);
     ck_assert(p.line({0, 0}, {640, 360}));
 }
