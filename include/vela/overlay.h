@@ -146,9 +146,9 @@ VELA_NODISCARD vela_mask *vela_mask_make(const vela_direction *corners, size_t c
 int32_t vela_mask_contains(const vela_mask *mask, const vela_direction *at);
 
 /**
- * Finds the pixels that a mask covers: in one view, or at any moment on the way from one to another.
+ * Finds the pixels that a mask covers: in one view, or at any moment of the motion from one to another.
  *
- * On the way the orientation and the numbers of the lens change evenly, by the shorter way around. Between views of
+ * In that motion the orientation and the numbers of the lens change evenly, by the shorter way around. Between views of
  * different sizes or models there is none: the whole picture is covered.
  *
  * @param mask      the mask
@@ -174,7 +174,7 @@ size_t vela_mask_runs(vela_mask *mask, const vela_view *from, const vela_view *t
 size_t vela_mask_runs_within(vela_mask *mask, const vela_view *view, double margin, vela_run *out, size_t capacity);
 
 /**
- * Hides what a mask covers in a picture: in one view, or at any moment on the way from one to another.
+ * Hides what a mask covers in a picture: in one view, or at any moment of the motion from one to another.
  *
  * @param mask     the mask
  * @param from     the view, or the first one; of the picture's size

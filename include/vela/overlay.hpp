@@ -22,8 +22,8 @@
  * great circle crosses a scanline in closed form, by the lens of <vela/spheremap.h>, or is a straight line, by a
  * pinhole without distortion. By other lenses arcs are cut into chords; bounds of an arc's second derivative, not
  * samples, say how many: within a quarter of a pixel, or 1/256 where the centres of pixels decide. A mask drawn
- * between two views covers what it passes on the way from one to the other, one with a margin what is within that
- * angle.
+ * between two views covers what it passes during the motion from one to the other, one with a margin what is within
+ * that angle.
  *
  * Drawing a mask takes time proportional to the scanlines that it spans times the edges on each of them, beside one
  * pass over all corners.

@@ -32,7 +32,7 @@ namespace vela {
 namespace internal {
 
 // Takes the runs of a mask: one type for all that is done with them, so that drawing is compiled once. The first are
-// kept where there is room, others are hidden if there is a picture.
+// kept up to the capacity, others are hidden if there is a picture.
 struct run_receiver {
     vela_run *runs = nullptr;
     std::size_t capacity = 0;
@@ -193,7 +193,7 @@ public:
         return is_shown(seen) && hide_drawn([&](receiver &each) { what.draw(seen, each); }, how);
     }
 
-    /** The same for what a mask covers at any moment of the way from one view to another. */
+    /** The same for what a mask covers at any moment of the motion from one view to another. */
     [[nodiscard]] bool hide(overlay::mask &what, const overlay::view &from, const overlay::view &to,
                             const cover &how = {}) const noexcept {
         return is_shown(from) && is_shown(to) && hide_drawn([&](receiver &each) { what.draw(from, to, each); }, how);

@@ -1,6 +1,6 @@
 /**
  * @file
- * Directions, positions on the screen, and the vectors behind them. Part of <vela/overlay.hpp>.
+ * Directions, positions on the screen, and their vectors. Part of <vela/overlay.hpp>.
  */
 #pragma once
 

@@ -97,13 +97,13 @@ public:
     }
 
     /**
-     * Finds the pixels that the mask covers at any moment of the way from one view to another: the camera turns and
+     * Finds the pixels that the mask covers at any moment of the motion from one view to another: the camera turns and
      * zooms while the shutter is open, or its position isn't known exactly. Each pixel whose square touches the inside
      * or its boundary at any moment is covered; none whose centre is 1.5 pixels off at each.
      *
-     * On the way pan, tilt and roll change evenly by the shorter way around, and so do the numbers of the lens (the
-     * field of view, where that is given alone). Between views of different sizes or models there is no way: all of the
-     * picture of the first view's size is covered.
+     * In that motion pan, tilt and roll change evenly by the shorter way around, and so do the numbers of the lens (the
+     * field of view, where that is given alone). Between views of different sizes or models there is no motion: all of
+     * the picture of the first view's size is covered.
      *
      * @param from  the view at the begin
      * @param to    the view at the end
@@ -118,20 +118,20 @@ public:
         }
         from.by_lens([&]<class Lens>(const Lens &lens) {
             const Lens &lens_to = *std::get_if<Lens>(&to.lens_);
-            const internal::motion<Lens> way(from.where_, to.where_, lens, lens_to);
+            const internal::motion<Lens> change(from.where_, to.where_, lens, lens_to);
             constexpr double tolerance = internal::motion<Lens>::kTolerance;
             // What an edge leaves was inside before, if that is what one side of all edges is, but where it wasn't
             // seen.
-            const int inside = shape_.sign(), side = way.is_rim_fixed() ? inside : 0;
+            const int inside = shape_.sign(), side = change.is_rim_fixed() ? inside : 0;
             draw_by_chords(from, 0.5 + tolerance + kMargin, each, [&](const internal::window &screen) {
                 constexpr double flatness = internal::motion<Lens>::kFlatness;
                 // The rim may pass what no edge does.
                 if (!add_boundary(from, lens, screen, flatness, 0) ||
-                    (!way.is_rim_fixed() && !add_boundary(to, lens_to, screen, flatness, 1)))
+                    (!change.is_rim_fixed() && !add_boundary(to, lens_to, screen, flatness, 1)))
                     return false;
                 swept area{chords_, inside};
                 for (const internal::edge &one : shape_.edges())
-                    way.pass(one, side, screen, area);
+                    change.pass(one, side, screen, area);
                 chords_.remove_opposite();
                 return area.is_complete;
             });
@@ -301,7 +301,7 @@ private:
     }
 
     // Follows the active segments down to the next scanline: collects its crossings, in the conservative mode what the
-    // segments touch on the way, and drops the segments that end.
+    // segments touch, and drops the segments that end.
     active_segment *advance(const internal::axes &lens, active_segment *end, double line, coverage mode) noexcept {
         line_.clear();
         active_segment *kept = active_.get();

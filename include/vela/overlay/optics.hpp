@@ -17,9 +17,9 @@
  *                            parts, each is n^2 times as close
  *     rim_bend(a, b)         the same for a part of the rim
  *     bounds_near(p, reach)  upper bounds within an angle of a direction, see below
- *     shows_all_until(lens)  whether all of the screen is seen on the linear way to another lens
- *     at(lens, part)         the lens on that way; widest(lens): as large as any of them
- *     drift_to(lens, p, reach)  how fast positions change on that way
+ *     shows_all_until(lens)  whether all of the screen is seen during the linear change to another lens
+ *     at(lens, part)         the lens at a part of that change; widest(lens): as large as any of them
+ *     drift_to(lens, p, reach)  how fast positions change in it
  */
 #pragma once
 

@@ -127,7 +127,7 @@ private:
     }
 
     template <class Sink>
-    void pass(const patch &part, int wanted, const window &screen, Sink &sink, int &splits) const {
+    void pass(const patch &part, int expected, const window &screen, Sink &sink, int &splits) const {
         const double middle = (part.begin + part.end) / 2;
         const moment during = at(middle);
         // How fast the ends leave their place to the side that the normal doesn't point to; an arc that is less than
@@ -142,7 +142,7 @@ private:
                    int{std::max(from_speed, to_speed) <= allowed - slack};
         };
         int side = side_of(0);
-        if (side != 0 && wanted != 0 && side != wanted)
+        if (side != 0 && expected != 0 && side != expected)
             return;
         size.swung = swing_near(halfway, size.angle / 2, axis, size.time);
         const double reach = (size.angle + size.swung.angle) / 2;
@@ -163,7 +163,7 @@ private:
             if (from_axis + reach <= safe_angle_) {
                 if (side == 0)
                     side = zooms_ ? side_on_screen(part, size, during) : side_of(kRounding / size.near.speed);
-                if (side != 0 && wanted != 0 && side != wanted)
+                if (side != 0 && expected != 0 && side != expected)
                     return;
                 if (side != 0 && add_outline(part, side, screen, sink))
                     return;
@@ -188,11 +188,11 @@ private:
             return;
         }
         if (is_arc_split) {
-            pass(part.with_arc(part.a, cut), wanted, screen, sink, splits);
-            pass(part.with_arc(cut, part.b), wanted, screen, sink, splits);
+            pass(part.with_arc(part.a, cut), expected, screen, sink, splits);
+            pass(part.with_arc(cut, part.b), expected, screen, sink, splits);
         } else {
-            pass(part.with_time(part.begin, middle), wanted, screen, sink, splits);
-            pass(part.with_time(middle, part.end), wanted, screen, sink, splits);
+            pass(part.with_time(part.begin, middle), expected, screen, sink, splits);
+            pass(part.with_time(middle, part.end), expected, screen, sink, splits);
         }
     }
 
