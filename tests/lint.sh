@@ -3,9 +3,22 @@
 # usage: lint.sh CHECK BUILD-DIRECTORY
 set -eu
 
-# files PATTERN...: those of the tree, tracked or new.
+# The files of the tree, tracked or new; of an archive, all that are not built or installed.
+tree() {
+    if [ -e .git ]; then
+        git ls-files --cached --others --exclude-standard
+    else
+        find . '(' -name build -o -name node_modules ')' -prune -o -type f -print | cut -c 3-
+    fi
+}
+# files PATTERN...: those that match, or are in a directory that does.
 files() {
-    git ls-files --cached --others --exclude-standard -- "$@" | while read -r file; do [ ! -f "$file" ] || echo "$file"; done
+    tree | while read -r file; do
+        for pattern in "$@"; do
+            # shellcheck disable=SC2254 # a pattern indeed
+            case $file in $pattern | $pattern/*) [ ! -f "$file" ] || echo "$file" ;; esac
+        done
+    done
 }
 cpp() { files '*.h' '*.hpp' '*.c' '*.cpp'; }
 python() { files '*.py' && grep -l '^#!.*python' $(files scripts); }

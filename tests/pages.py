@@ -20,6 +20,9 @@ NOT_RUN = re.compile(r"<!-- not run: [^>]+ -->\s*$")
 
 
 def copy_of_tree(source, target):
+    if not (source / ".git").exists():  # an archive
+        shutil.copytree(source, target, ignore=shutil.ignore_patterns("build", "node_modules"))
+        return
     command = ["git", "ls-files", "--cached", "--others", "--exclude-standard"]
     for name in subprocess.run(command, cwd=source, text=True, check=True, stdout=subprocess.PIPE).stdout.splitlines():
         if (source / name).is_file():

@@ -81,7 +81,7 @@ enum class quality : std::uint8_t { speech, low, medium, high, best };
 template <class Sample = std::int16_t>
 class rate_converter {
 public:
-    static constexpr std::size_t max_channels = 8;
+    static constexpr std::size_t max_channels = 8; /**< the most channels that a stream has */
 
     /**
      * Makes a converter, whose history is silence.

@@ -197,7 +197,7 @@ private:
         for (anchor &a : anchors_)
             a.winding -= outside;
         for (int level = -static_cast<int>(count_); level <= static_cast<int>(count_); ++level)
-            if (areas[middle + level] > kLeastArea) {
+            if (areas.get()[middle + level] > kLeastArea) {
                 lowest_ = std::min(lowest_, level - outside);
                 highest_ = std::max(highest_, level - outside);
             }
