@@ -266,19 +266,20 @@ TEST(a_zoom_table_gives_the_lens_of_a_position) {
 
 namespace {
 
-// Sightings of some points by a camera that turns, with noise; every 20th is off by 40 pixels.
+// Sightings of some points by a camera that turns, with noise, in a part of the picture; every 20th is off by 40
+// pixels.
 template <class Lens>
-std::vector<sighting> sightings_of(const Lens &lens, double noise, double reach) {
+std::vector<sighting> sightings_of(const Lens &lens, double noise, double across, double down) {
     generator random{11};
     const auto within = [&random](double range) { return range * (random.below(20001) - 10000) / 10000; };
     const view middle = value_of(view::make(1920, 1080, orientation{40, 5}, lens));
     std::vector<sighting> all;
     std::vector<direction> points;
     while (points.size() < 40)
-        if (const auto seen = middle.unproject({960 + within(960 * reach), 540 + within(540 * reach)}))
+        if (const auto seen = middle.unproject({960 + within(960 * across), 540 + within(540 * down)}))
             points.push_back(*seen);
     for (int i = 0; i < 12; ++i) {
-        const orientation where = {40 + (i % 4 - 1.5) * 8 * reach, 5 + (i / 4 - 1) * 6 * reach, i % 3 * 1.0};
+        const orientation where = {40 + (i % 4 - 1.5) * 8 * across, 5 + (i / 4 - 1) * 6 * down, i % 3 * 1.0};
         const view seen = value_of(view::make(1920, 1080, where, lens));
         for (size_t which = 0; which < points.size(); ++which) {
             const auto at = seen.project(points[which]);
@@ -293,7 +294,7 @@ std::vector<sighting> sightings_of(const Lens &lens, double noise, double reach)
 
 template <class Lens>
 void check_calibration(const Lens &lens) {
-    const std::vector<sighting> sightings = sightings_of(lens, 0.2, 1);
+    const std::vector<sighting> sightings = sightings_of(lens, 0.2, 1, 1);
     const auto found = value_of(calibrate<Lens>(1920, 1080, sightings));
     ck_assert_double_le(found.residual, 0.2);
     for (size_t i = 0; i < sightings.size(); ++i)
@@ -306,6 +307,13 @@ void check_calibration(const Lens &lens) {
         const position there = value_of(got.project(value_of(expected.unproject(at))));
         ck_assert_double_le(std::hypot(there.x - at.x, there.y - at.y), 1);
     }
+    // What one part of the picture shows fits as well, and is known to leave the others open.
+    for (const auto &[across, down] : {std::pair(0.25, 0.25), {0.4, 0.4}, {0.5, 0.5}, {0.7, 0.02}, {0.02, 1.0}}) {
+        const auto part = value_of(calibrate<Lens>(1920, 1080, sightings_of(lens, 0.2, across, down)));
+        ck_assert_msg(part.residual <= 0.2, "%g x %g: %g", across, down, part.residual);
+        ck_assert_msg(std::ranges::find(part.is_determined, false) != part.is_determined.end(), "%g x %g", across,
+                      down);
+    }
 }
 
 } // namespace
@@ -315,12 +323,12 @@ TEST(calibration_finds_the_lens_and_leaves_out_what_is_off) {
     check_calibration(fisheye{700, 705, 970, 530, 0.03, -0.01, 0.002, -0.0005});
     // In the middle of the picture distortion doesn't show.
     const auto narrow =
-        value_of(calibrate<pinhole>(1920, 1080, sightings_of(pinhole{1200, 1200, 960, 540}, 0.2, 0.25)));
+        value_of(calibrate<pinhole>(1920, 1080, sightings_of(pinhole{1200, 1200, 960, 540}, 0.2, 0.25, 0.25)));
     ck_assert(narrow.is_determined[0]);
     ck_assert(!narrow.is_determined[8]);
     ck_assert_double_eq(narrow.lens.k3, 0);
     // One position of the camera tells nothing about directions that aren't known.
-    std::vector<sighting> still = sightings_of(pinhole{1200, 1200, 960, 540}, 0, 1);
+    std::vector<sighting> still = sightings_of(pinhole{1200, 1200, 960, 540}, 0, 1, 1);
     std::erase_if(still, [&](const sighting &one) {
         return one.where.pan != still[0].where.pan || one.where.tilt != still[0].where.tilt;
     });

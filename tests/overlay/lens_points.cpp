@@ -1,8 +1,11 @@
 // What the test against OpenCV asks of the library. Numbers are doubles of the machine, from standard input to standard
 // output, all as many as there are:
+//
 //     project    MODEL WIDTH HEIGHT FIELDS...  x y z of a direction in the camera's axes -> x y, NaN where there is
 //     none unproject  MODEL WIDTH HEIGHT FIELDS...  x y -> x y z calibrate  MODEL WIDTH HEIGHT            pan tilt roll
-//     x y point -> the lens' fields and the residual
+//     x y point -> the lens' fields, the residual, and for each
+//                                              field 1 if it is determined
+//
 // MODEL is pinhole or fisheye.
 #include <cmath>
 #include <cstdio>
@@ -43,6 +46,8 @@ int answer(const std::string &action, int width, int height, char **fields) {
             return EXIT_FAILURE;
         std::fwrite(&found->lens, sizeof found->lens, 1, stdout);
         write({found->residual});
+        for (const bool is_determined : found->is_determined)
+            write({static_cast<double>(is_determined)});
         return EXIT_SUCCESS;
     }
     double given[sizeof(Lens) / sizeof(double)] = {};

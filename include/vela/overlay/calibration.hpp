@@ -41,8 +41,9 @@ template <class Lens>
 struct calibration {
     Lens lens;       /**< the lens */
     double residual; /**< root of the mean squared distance in pixels, of the sightings that were used */
-    /** Which of the lens' fields the sightings determine, in their order. The others are 0, fy like fx, the centre that
-     * of the picture. Fields are fixed until no position in the picture has a standard deviation above a pixel. */
+    /** Which of the lens' fields the sightings determine, in their order: as many as leave no position that the lens
+     * shows in the picture with a standard deviation above a pixel. The others are guesses: 0, fy like fx, the centre
+     * that of the picture; or what fits, where that is clearly something else. */
     std::array<bool, sizeof(Lens) / sizeof(double)> is_determined;
     std::vector<bool> is_used; /**< for each sighting: false for those that were left out */
 };
@@ -81,9 +82,11 @@ public:
         for (int round = 0; round < 20; ++round) {
             if (!fit())
                 return std::nullopt;
-            if (!leave_out_outliers() && !fix_least_determined())
+            if (!leave_out_outliers() && !give_up_least_determined())
                 break;
         }
+        for (std::size_t k = 0; k < kFields; ++k)
+            free_[k] = free_[k] && !guessed_[k];
         return calibration<Lens>{lens_of<Lens>(numbers_), residual(), free_, used_};
     }
 
@@ -404,9 +407,14 @@ private:
         return is_changed && ++exclusions_ < 10;
     }
 
-    // Fixes the least determined field, if the sightings leave a position in the picture open by more than a pixel.
-    bool fix_least_determined() {
+    // Gives up the least determined field, if the sightings leave a position in the picture open by more than a pixel:
+    // fixes it, or keeps it as a guess when what it would be fixed at is three standard deviations away, and one of
+    // them moves the corner by less than a tenth of the picture.
+    bool give_up_least_determined() {
         const auto lens = optics_of(numbers_);
+        const std::array<bool, kFields> fitted = free_;
+        for (std::size_t k = 0; k < kFields; ++k)
+            free_[k] = free_[k] && !guessed_[k];
         std::vector<elimination> eliminations(points_.size());
         equations all = reduced(collect(*lens, 1e9, eliminations), eliminations, 0);
         const double noise = std::max(residual(), kLeastNoise);
@@ -415,26 +423,37 @@ private:
         for (std::size_t k = 0; k < kFields; ++k)
             all.matrix[k][k] += std::pow(noise * effect(k, corner) / 1e4, 2);
         std::array<numbers, kFields> covariance{};
-        std::size_t least = kFields;
-        double most = 0;
+        std::size_t least = 0; // the focal length, when it is the last
+        double most = 0, deviation = 0;
         for (std::size_t i = 0; i < kFields; ++i) {
             const std::size_t k = order(i);
             all.right = {};
             all.right[k] = noise * noise;
-            if (!free_[k] || !solve(all, covariance[k]))
+            if (!free_[k])
                 continue;
-            const double open = std::sqrt(std::max(covariance[k][k], 0.0)) * effect(k, corner);
-            if (i > 0 && open >= most) {
-                most = open;
+            const bool is_solved = solve(all, covariance[k]);
+            // The second focal length is fixed at the first.
+            const double variance =
+                k == 1 ? covariance[0][0] + covariance[1][1] - 2 * covariance[0][1] : covariance[k][k];
+            const double own = is_solved ? std::sqrt(std::max(variance, 0.0)) : kUnbounded;
+            if (i > 0 && own * effect(k, corner) >= most) {
+                most = own * effect(k, corner);
                 least = k;
+                deviation = own;
             }
         }
-        if (least == kFields || !(largest_deviation(*lens, covariance) > 1))
+        const bool is_open = largest_deviation(*lens, covariance) > 1;
+        free_ = fitted;
+        if (!is_open)
             return false;
-        free_[least] = false;
         const numbers plain = coefficients_of(Lens::of_fov(width_, height_, 60));
-        numbers_[least] = least == 1 ? numbers_[0] : least < 4 ? plain[least] : 0;
-        is_shared_ = !free_[1];
+        const double fixed = least == 1 ? numbers_[0] : least < 4 ? plain[least] : 0;
+        guessed_[least] = least == 0 || (std::fabs(numbers_[least] - fixed) > 3 * deviation && most < 0.1 * width_);
+        if (!guessed_[least]) {
+            free_[least] = false;
+            numbers_[least] = fixed;
+            is_shared_ = !free_[1];
+        }
         return true;
     }
 
@@ -443,9 +462,9 @@ private:
         double largest = 0;
         for (int i = 0; i < 9; ++i) {
             const int column = i % 3, row = i / 3;
-            const std::optional<vec> p = lens.unproject({column * (width_ - 1) / 2.0, row * (height_ - 1) / 2.0});
+            const std::optional<vec> p = shown_near({column * (width_ - 1) / 2.0, row * (height_ - 1) / 2.0}, lens);
             if (!p)
-                continue;
+                return kUnbounded;
             std::array<position, kFields> rates{};
             for (std::size_t k = 0; k < kFields; ++k) {
                 numbers near = numbers_, far = numbers_;
@@ -454,8 +473,10 @@ private:
                 if (is_shared_)
                     near[1] = near[0], far[1] = far[0];
                 const auto low = optics_of(near), high = optics_of(far);
-                if (!free_[k] || !low || !high)
+                if (!free_[k])
                     continue;
+                if (!low || !high)
+                    return kUnbounded;
                 const position a = low->project(low->flat(*p)), b = high->project(high->flat(*p));
                 rates[k] = {(b.x - a.x) / (2 * variation(k)), (b.y - a.y) / (2 * variation(k))};
             }
@@ -468,6 +489,18 @@ private:
             largest = std::max({largest, std::sqrt(std::max(x, 0.0)), std::sqrt(std::max(y, 0.0))});
         }
         return largest;
+    }
+
+    // What the lens shows at a position, or on the way there from its centre: a lens whose distortion isn't determined
+    // tends to show less than the picture has, and its rim is the most uncertain.
+    std::optional<vec> shown_near(position at, const optics &lens) const noexcept {
+        for (int part = 256; part > 0; --part) {
+            const double x = numbers_[2] + part * (at.x - numbers_[2]) / 256,
+                         y = numbers_[3] + part * (at.y - numbers_[3]) / 256;
+            if (const auto p = lens.unproject({x, y}))
+                return p;
+        }
+        return std::nullopt;
     }
 
     // How far a change of a field by 1 moves the picture's corner.
@@ -493,7 +526,8 @@ private:
     std::vector<bool> used_;
     numbers numbers_{};
     std::array<bool, kFields> free_{};
-    bool is_shared_ = false; // one focal length
+    std::array<bool, kFields> guessed_{}; // free, but not determined
+    bool is_shared_ = false;              // one focal length
     int exclusions_ = 0;
 };
 
