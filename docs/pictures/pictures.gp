@@ -1,6 +1,6 @@
 # Draws the picture `name` from `data`.
-height = name eq "curve" ? 620 : name eq "lanczos" || name eq "sphere" || name eq "qualities" ? 640 : name eq "sine" ? 700 : \
-    name eq "resample" ? 1080 : name eq "nv12" ? 350 : 720
+height = name eq "curve" ? 620 : name eq "lanczos" || name eq "sphere" ? 640 : name eq "sine" ? 700 : \
+    name eq "resample" || name eq "qualities" ? 1080 : name eq "nv12" ? 350 : 720
 set terminal svg size 640, height font "sans-serif,14" background "white"
 set grid lt 1 lc rgb "#dde1e6"
 set border lc rgb "#57616d"
@@ -192,20 +192,50 @@ if (name eq "nv12") {
     }
 }
 if (name eq "qualities") {
-    set multiplot layout 2, 1
     array names[5] = ["speech", "low", "medium", "high", "best"]
     array types[5] = [6, 5, 2, 3, 1]
+    array others[2] = ["soxr HQ", "soxr VHQ"]
+    others_data = "soxr.tsv"
+    set multiplot
+    set lmargin at screen 0.08
+    set rmargin at screen 0.97
+    set tmargin at screen 0.95
+    set bmargin at screen 0.715
     set title "Gain of tones in dB, from 44.1 to 8 kHz, by frequency in kHz" font ",16"
     set xrange [0:8]
     set xtics 1
-    set yrange [-140:6]
-    set ytics 20
+    set yrange [-150:8]
+    set ytics 30
+    set key at screen 0.53, screen 0.363 center vertical maxrows 2
     set arrow from 4, graph 0 to 4, graph 1 nohead lc rgb ink
-    plot for [k = 1:5] data using 1:(column(k + 1)) with lines lt types[k] title names[k]
-    set title "The ends of the pass bands" font ",16"
-    set xrange [3:4.2]
-    set xtics 0.1
-    set yrange [-7:1]
-    set ytics 1
-    plot for [k = 1:5] data using 1:(column(k + 1)) with lines lt types[k] title names[k]
+    plot for [k = 1:5] data index 0 using 1:(column(k + 1)) with lines lt types[k] title names[k], \
+        for [k = 1:2] others_data using 1:(column(k + 1)) with lines lw 2 lc rgb ink dt k + 1 title others[k]
+    unset key
+    set tmargin at screen 0.64
+    set bmargin at screen 0.415
+    set title "The ends of the pass bands"
+    set xrange [3:4.6]
+    set xtics 0.2
+    set yrange [-13:1]
+    set ytics 3
+    replot
+    unset arrow
+    set palette defined (0 "#0a0c18", 1 "#263082", 2 "#962c82", 3 "#e85c3c", 4 "#ffec96")
+    set cbrange [-110:0]
+    unset colorbox
+    set xrange [0:12]
+    set xtics 4
+    set yrange [0:4]
+    set ytics 2
+    set tmargin at screen 0.27
+    set bmargin at screen 0.06
+    set xlabel "frequency of a sweep, kHz"
+    set label "Frequencies in the output, kHz; colours: -110 to 0 dB" at screen 0.5, 0.325 center font ",16"
+    do for [k = 0:1] {
+        set lmargin at screen 0.08 + k * 0.475
+        set rmargin at screen 0.495 + k * 0.475
+        set title names[1 + 4 * k] font ",14" offset 0, -0.6
+        plot data index k + 1 matrix using ($2 / 20):($1 / 25):3 with image
+        unset label
+    }
 }
