@@ -16,7 +16,8 @@ export class History extends EventTarget {
     }
 
     #step(from, to, name) {
-        this.#queue = this.#queue.then(async () => {
+        const ended = this.#queue.catch(() => {}); // a step that failed, as others may not
+        this.#queue = ended.then(async () => {
             const change = from().pop();
             if (!change) return;
             await change[name]();

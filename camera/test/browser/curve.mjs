@@ -114,7 +114,9 @@ test('changes are undone and made again, a drag at once', async () => {
     const before = await curve();
     await drag(0, 0, -60);
     await page.mouse.up();
-    await eventually(async () => (await curve())[0][1] > 20, 'the knot has not moved');
+    const level = await page.$eval('#curve [data-knot="0"]', (knot) => Number(knot.getAttribute('aria-valuenow')));
+    assert.ok(level > 20, 'the knot has not moved');
+    await eventually(async () => (await curve())[0][1] === level, 'the curve is not saved');
     const after = await curve();
     await page.keyboard.down('Control');
     await page.keyboard.press('z');

@@ -112,7 +112,8 @@ test('corners are removed and put in, the whole is moved, all of it undone', asy
     await page.mouse.click(...screen(first[1]));
     await page.keyboard.press('Delete');
     await untilCorners('3');
-    assert.deepEqual(await places(), first.toSpliced(1, 1));
+    const rest = first.filter((_, index) => index !== 1);
+    assert.deepEqual(await places(), rest);
     await chord('Control', 'z');
     await untilCorners('4');
     assert.deepEqual(await places(), first);

@@ -85,7 +85,8 @@ test("a mask is black on it, and its corner's drag moves it; an undo moves it ba
     await eventually(async () => (await brightness(95, 15)) === 0, 'the mask does not follow');
     await page.mouse.up();
     await eventually(async () => Math.abs((await cornersNow())[1][0] - 110) < 2, 'the corner is not saved');
-    assert.deepEqual((await cornersNow()).toSpliced(1, 1), before.toSpliced(1, 1));
+    const unmoved = (corners) => corners.filter((_, index) => index !== 1);
+    assert.deepEqual(unmoved(await cornersNow()), unmoved(before));
     await page.click('#undo');
     await eventually(async () => JSON.stringify(await cornersNow()) === JSON.stringify(before), 'it is not undone');
     await post('/api/mask', { action: 'remove', id: (await get('/api/mask')).masks.at(-1).id });
