@@ -112,8 +112,8 @@ test('corners are removed and put in, the whole is moved, all of it undone', asy
     await page.mouse.click(...screen(first[1]));
     await page.keyboard.press('Delete');
     await untilCorners('3');
-    const rest = first.filter((_, index) => index !== 1);
-    assert.deepEqual(await places(), rest);
+    const three = first.filter((_, index) => index !== 1);
+    assert.deepEqual(await places(), three);
     await chord('Control', 'z');
     await untilCorners('4');
     assert.deepEqual(await places(), first);
