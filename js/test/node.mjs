@@ -1,5 +1,6 @@
 // All tests of the package under Node, in one process so that uncalled functions show. Run in a directory where the
 // package is installed; VELA_MODELS is the module of the models.
+import { webcrypto } from 'node:crypto';
 import { deepEqual as same, equal, ok, throws, match, rejects, notDeepEqual } from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import { readFileSync, writeFileSync } from 'node:fs';
@@ -17,6 +18,7 @@ import { testPictures } from './pictures.js';
 import { testStreams } from './streams.js';
 import { testTexts } from './texts.js';
 
+globalThis.crypto ??= webcrypto; // Node 18 has none of its own
 const { VelaError } = lib;
 const compiled = (path) => new WebAssembly.Module(readFileSync(path));
 const models = new Core(compiled(process.env.VELA_MODELS));
