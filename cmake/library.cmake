@@ -28,10 +28,13 @@ if(NOT VELA_SMALL AND NOT VELA_COVERAGE)
     vela_compile_options(${place} -O3)
   endforeach()
   foreach(place check chull/records chull/steps chull/checks chull/listing chull/off filesystem matrix/solve
-          matrix/fit resample/bank_design)
+          matrix/fit)
     vela_compile_options(${place} -Os)
   endforeach()
   vela_compile_options(text -ftree-vectorize)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+    vela_compile_options(resample/bank_design -Os) # elsewhere its speed counts more than its size
+  endif()
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
     # Where kernels use all vector registers, keeping the source's order avoids copies.
     vela_compile_options(resample -fno-schedule-insns)
