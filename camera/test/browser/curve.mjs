@@ -1,7 +1,7 @@
 // The tone curve: computed as the camera computes it, drawn at once, and followed by the picture.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { eventually, get, luma, openPanel, page, post, textOf, wait } from './harness.mjs';
+import { eventually, get, luma, ofElement, openPanel, page, post, textOf, wait } from './harness.mjs';
 
 const curve = async () => (await get('/api/video/settings')).curve;
 const untilCurve = (knots) =>
@@ -12,7 +12,7 @@ const ends = [
 ];
 
 async function drag(knot, right, down) {
-    const [x, y] = await page.$eval(`#curve [data-knot="${knot}"]`, (circle) => {
+    const [x, y] = await ofElement(`#curve [data-knot="${knot}"]`, (circle) => {
         const { x, y, width, height } = circle.getBoundingClientRect();
         return [x + width / 2, y + height / 2];
     });
@@ -52,7 +52,7 @@ test("the page's curves are the camera's, value by value", async () => {
 
 test('the curve is drawn while it is dragged, and the picture follows', async () => {
     await openPanel('curve');
-    await page.$eval('#curve', (plot) => plot.scrollIntoView({ block: 'center' }));
+    await ofElement('#curve', (plot) => plot.scrollIntoView({ block: 'center' }));
     await page.click('#curve-straight');
     await untilCurve(ends);
     await wait(300);
@@ -91,7 +91,7 @@ test('knots are added, moved and removed by keys', async () => {
         [255, 255],
     ]);
     const { spline } = await get('/api/video/settings');
-    const path = await page.$eval('#curve .spline', (line) => line.getAttribute('d'));
+    const path = await ofElement('#curve .spline', (line) => line.getAttribute('d'));
     const drawn = path
         .slice(1)
         .split('L')
@@ -103,7 +103,7 @@ test('knots are added, moved and removed by keys', async () => {
     await eventually(async () => (await curve())[1][0] === 254, 'the knot is not beside its neighbour');
     await page.keyboard.press('Delete');
     await untilCurve(ends);
-    assert.ok(await page.$eval('#curve-error', (error) => error.hidden));
+    assert.ok(await ofElement('#curve-error', (error) => error.hidden));
     await page.focus('#exposure');
     await page.keyboard.press('ArrowLeft');
     await eventually(async () => (await get('/api/video/settings')).exposure === -0.1, 'the exposure is not saved');
@@ -114,7 +114,7 @@ test('changes are undone and made again, a drag at once', async () => {
     const before = await curve();
     await drag(0, 0, -60);
     await page.mouse.up();
-    const level = await page.$eval('#curve [data-knot="0"]', (knot) => Number(knot.getAttribute('aria-valuenow')));
+    const level = await ofElement('#curve [data-knot="0"]', (knot) => Number(knot.getAttribute('aria-valuenow')));
     assert.ok(level > 20, 'the knot has not moved');
     await eventually(async () => (await curve())[0][1] === level, 'the curve is not saved');
     const after = await curve();

@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import { readFileSync } from 'node:fs';
 import { test } from 'node:test';
 import { clickPicture, eventually, get, isFirefox, open, openAnother, openPanel } from './harness.mjs';
-import { fill, page, post, rest, textOf, until, untilText, wait } from './harness.mjs';
+import { fill, ofElement, page, post, rest, textOf, until, untilText, wait } from './harness.mjs';
 
 const angleBetween = (a, b) => Math.abs(((a - b + 540) % 360) - 180);
 
@@ -76,7 +76,7 @@ test('the picture fills a laptop, and the whole screen', async () => {
     await page.setViewport({ width: 1280, height: 720 });
     await page.evaluate(() => scrollTo(0, 0));
     const share = () =>
-        page.$eval('#view', (view) => {
+        ofElement('#view', (view) => {
             const { width, height } = view.getBoundingClientRect();
             return Math.max(width / innerWidth, height / innerHeight);
         });
@@ -132,11 +132,11 @@ test('what another client changes arrives within a second', async () => {
 test('open panels are remembered', async () => {
     const isOpen = () => page.$$eval('details', (all) => all.map(({ open }) => open));
     await openPanel('curve');
-    await page.$eval('#masks-title', (title) => title.closest('summary').click());
+    await ofElement('#masks-title', (title) => title.closest('summary').click());
     const before = await isOpen();
     await open();
     assert.deepEqual(await isOpen(), before);
-    await page.$eval('#masks-title', (title) => title.closest('summary').click());
+    await ofElement('#masks-title', (title) => title.closest('summary').click());
 });
 
 test('errors name the field as the page does', async () => {
@@ -195,7 +195,7 @@ test('tablets leave no holes', async () => {
 test('on a phone a finger takes a handle, and what a mask needs stays in sight', { skip: isFirefox }, async () => {
     await page.setViewport({ width: 390, height: 844, isMobile: true, hasTouch: true });
     await open();
-    await page.$eval('#masks-draw', (button) => button.scrollIntoView());
+    await ofElement('#masks-draw', (button) => button.scrollIntoView());
     await page.tap('#masks-draw');
     const isInSight = () =>
         page.evaluate(() =>
@@ -213,14 +213,14 @@ test('on a phone a finger takes a handle, and what a mask needs stays in sight',
     ])
         await page.touchscreen.tap(x + right * width, y + down * height);
     await untilText('masks-count', /^3/);
-    const first = () => page.$eval('#sketch .corner', (corner) => Number(corner.getAttribute('cx')));
+    const first = () => ofElement('#sketch .corner', (corner) => Number(corner.getAttribute('cx')));
     const before = await first();
     const [fromX, fromY] = [x + 0.3 * width - 13, y + 0.3 * height - 13]; // 18 pixels beside
     await page.touchscreen.touchStart(fromX, fromY);
     await page.touchscreen.touchMove(fromX + 60, fromY + 10);
     await page.touchscreen.touchEnd();
     assert.ok((await first()) > before + 50, `the corner is at ${await first()}, as at ${before}`);
-    await page.$eval('#masks-cancel', (button) => button.click());
+    await ofElement('#masks-cancel', (button) => button.click());
     await page.setViewport({ width: 1280, height: 800 });
     await open();
 });
@@ -242,6 +242,6 @@ test('nothing is inaccessible with all panels open', async () => {
         );
         assert.deepEqual(violations, [], `at ${width} pixels`);
     }
-    await page.$eval('#masks-cancel', (button) => button.click());
+    await ofElement('#masks-cancel', (button) => button.click());
     await page.setViewport({ width: 1280, height: 800 });
 });

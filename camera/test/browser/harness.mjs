@@ -45,6 +45,9 @@ export async function openAnother(prepare = () => {}) {
 
 export const wait = (milliseconds) => new Promise((done) => setTimeout(done, milliseconds));
 export const until = (predicate, ...args) => page.waitForFunction(predicate, { timeout: 20000 }, ...args);
+// What a function says of the first such element, found and asked in one step: between two the page may draw it anew.
+export const ofElement = (selector, ask, ...args) =>
+    page.evaluate(`(${ask})(document.querySelector(${JSON.stringify(selector)}), ...${JSON.stringify(args)})`);
 // Until an asynchronous function of this program returns true.
 export async function eventually(predicate, text) {
     for (const end = performance.now() + 20000; !(await predicate()); await wait(50)) {
@@ -77,18 +80,18 @@ export async function open(of = page) {
 }
 
 export const openPanel = (name) =>
-    page.$eval(`#${name}-title`, (title) => {
+    ofElement(`#${name}-title`, (title) => {
         title.closest('details').open = true;
     });
 export const fill = (selector, value) =>
-    page.$eval(
+    ofElement(
         selector,
         (field, value) => {
             field.value = value;
         },
         value,
     );
-export const textOf = (selector) => page.$eval(selector, (element) => element.textContent);
+export const textOf = (selector) => ofElement(selector, (element) => element.textContent);
 export const untilText = (id, pattern) =>
     until((id, source) => new RegExp(source).test(document.getElementById(id).textContent), id, pattern.source);
 export const untilCount = (selector, count) =>

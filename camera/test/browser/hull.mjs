@@ -1,7 +1,7 @@
 // The hull that the page computes is the camera's for the same colours; it follows the picture, and is turned by keys.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { eventually, get, openPanel, page, post, textOf, untilText, wait } from './harness.mjs';
+import { eventually, get, ofElement, openPanel, page, post, textOf, untilText, wait } from './harness.mjs';
 
 const shareIn = (text) => Number.parseFloat(/[\d.]+/.exec(text)?.[0]);
 const share = async () => shareIn(await textOf('#hull-words'));
@@ -85,7 +85,7 @@ test('arrow keys turn it', async () => {
             return isSample ? (first ??= getImageData.apply(this, area)) : getImageData.apply(this, area);
         };
     });
-    const drawn = () => page.$eval('#hull', (canvas) => canvas.toDataURL());
+    const drawn = () => ofElement('#hull', (canvas) => canvas.toDataURL());
     let last = '';
     // The average of several pictures comes to rest.
     const isStill = async () => {

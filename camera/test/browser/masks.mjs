@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { clickPicture, eventually, get, luma, middleOf, open, page, post } from './harness.mjs';
-import { rest, showPicture, textOf, until, untilCount, untilText, wait } from './harness.mjs';
+import { ofElement, rest, showPicture, textOf, until, untilCount, untilText, wait } from './harness.mjs';
 import { watchFrames } from './frames.mjs';
 
 const untilCorners = (text) => untilText('masks-count', new RegExp(`^${text}`));
@@ -72,7 +72,7 @@ test('a corner is dragged, and moved by keys', async () => {
     await page.mouse.up();
     await page.keyboard.press('Enter'); // what was dragged is selected until now
     await page.keyboard.press(' ');
-    const across = () => page.$eval('#sketch .selected', (corner) => Number(corner.getAttribute('cx')));
+    const across = () => ofElement('#sketch .selected', (corner) => Number(corner.getAttribute('cx')));
     await until(() => document.querySelector('#sketch .selected'));
     const before = await across();
     await page.keyboard.press('ArrowRight');
@@ -197,7 +197,7 @@ test('a clicked pixel stays under its corner when the camera zooms in', async ()
     });
     assert.ok(Math.hypot(pixel[0] - 300, pixel[1] - 200) < 2, `the click was at ${pixel}`);
     await move({ pan: direction.pan, tilt: direction.tilt, fov: 2 });
-    const corner = await page.$eval('#sketch .corner', (circle) =>
+    const corner = await ofElement('#sketch .corner', (circle) =>
         ['cx', 'cy'].map((name) => Number(circle.getAttribute(name))),
     );
     const off = Math.hypot(corner[0] - 640, corner[1] - 360);

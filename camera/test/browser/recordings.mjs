@@ -5,6 +5,7 @@ import {
     eventually,
     fill,
     get,
+    ofElement,
     openPanel,
     page,
     post,
@@ -63,7 +64,7 @@ test('a clip plays at its own speed, with a pause and a timeline', async () => {
         await show('clip.avi', 'video/x-msvideo', 'A clip');
         window.fetch = original;
     });
-    const position = () => page.$eval('#recordings-picture input', (line) => [Number(line.value), Number(line.max)]);
+    const position = () => ofElement('#recordings-picture input', (line) => [Number(line.value), Number(line.max)]);
     await eventually(async () => (await position())[0] > 3, 'the pictures do not change');
     await page.click('#recordings-picture button');
     const [paused, last] = await position();
@@ -104,6 +105,6 @@ test('a wrong number of days is refused, and marked', async () => {
     await fill('#recordings-days', 'many');
     await pressTwice('#recordings-drop');
     await untilText('recordings-old', /older than: a number from 0 to 3650/);
-    assert.equal(await page.$eval('#recordings-days', (field) => field.getAttribute('aria-invalid')), 'true');
+    assert.equal(await ofElement('#recordings-days', (field) => field.getAttribute('aria-invalid')), 'true');
     assert.match(await textOf('#recordings-old'), /number/);
 });

@@ -1,7 +1,7 @@
 // The map of all directions: what it shows lies where it is, a click looks there, corners of masks are dragged.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { eventually, get, page, post, rest, until, untilCount, wait } from './harness.mjs';
+import { eventually, get, ofElement, page, post, rest, until, untilCount, wait } from './harness.mjs';
 
 const angleBetween = (a, b) => Math.abs(((a - b + 540) % 360) - 180);
 
@@ -30,7 +30,7 @@ async function readOutline() {
 }
 const brightness = async (pan, tilt) => {
     const { home } = await get('/api/ptz');
-    return page.$eval(
+    return ofElement(
         '#sphere-picture',
         (canvas, right, down) => {
             const [r, g, b] = canvas
@@ -44,7 +44,7 @@ const brightness = async (pan, tilt) => {
 };
 
 test('it is open, and a click looks there', async () => {
-    assert.ok(await page.$eval('#sphere-panel', ({ open }) => open));
+    assert.ok(await ofElement('#sphere-panel', ({ open }) => open));
     for (const [pan, tilt] of [
         [120, 10],
         [300, -30],
@@ -102,7 +102,7 @@ test('saved views are on it, and the way that a patrol takes', async () => {
     await untilCount('#sphere .preset', 2);
     await page.mouse.click(...(await placeOf(10, -20)));
     await eventually(async () => angleBetween((await rest()).pan, 10) < 0.01, 'the view is not recalled');
-    const way = await page.$eval('#sphere .way', (path) =>
+    const way = await ofElement('#sphere .way', (path) =>
         path
             .getAttribute('d')
             .split(/[ML]/)
@@ -122,7 +122,7 @@ test('saved views are on it, and the way that a patrol takes', async () => {
     assert.ok(moving > 5, 'the camera was hardly on its way');
     await post('/api/ptz', { action: 'limits', left: 300, right: 200, low: -40, high: 60 });
     await eventually(
-        () => page.$eval('#sphere .beyond', (path) => path.getAttribute('d') !== ''),
+        () => ofElement('#sphere .beyond', (path) => path.getAttribute('d') !== ''),
         'no limits are shown',
     );
     await post('/api/ptz', { action: 'limits', left: 0, right: 0, low: -90, high: 90 });

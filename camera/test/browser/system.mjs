@@ -1,7 +1,7 @@
 // Checksums and encodings; names of controls, widths of the page, and a lost connection.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { fill, get, openPanel, page, textOf, until, untilCount, untilText } from './harness.mjs';
+import { fill, get, ofElement, openPanel, page, textOf, until, untilCount, untilText } from './harness.mjs';
 
 test('the page and the camera compute the same checksums', async () => {
     const { modules } = await get('/api/system/checksums');
@@ -54,7 +54,7 @@ test('nothing is wider than the window', async () => {
 test('a lost connection is reported, and found again', async () => {
     await page.setOfflineMode(true);
     await untilText('message', /No connection to the camera since \d/);
-    assert.match(await page.$eval('#live', (picture) => getComputedStyle(picture).filter), /grayscale/);
+    assert.match(await ofElement('#live', (picture) => getComputedStyle(picture).filter), /grayscale/);
     await page.setOfflineMode(false);
     await until(() => document.getElementById('message').hidden);
 });

@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { eventually, fill, get, middleOf, openPanel, page, post, rest, showPicture } from './harness.mjs';
-import { until, untilCount, untilText, wait } from './harness.mjs';
+import { ofElement, until, untilCount, untilText, wait } from './harness.mjs';
 
 const angleBetween = (a, b) => Math.abs(((a - b + 540) % 360) - 180);
 
@@ -16,7 +16,7 @@ async function hold(selector, milliseconds, end) {
 }
 
 // The list is drawn again when another answer comes.
-const removeLast = () => page.$eval('#presets-list li:last-child button:last-child', (button) => button.click());
+const removeLast = () => ofElement('#presets-list li:last-child button:last-child', (button) => button.click());
 
 test('presets are saved and deleted, and a wrong patrol is refused', async () => {
     await page.type('#presets-name', 'A view');
