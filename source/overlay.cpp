@@ -1,5 +1,7 @@
 // The overlay's views and masks for C, as records on the heap of what <vela/overlay.hpp> gives.
 #include "common/memory.hpp"
+#include <algorithm>
+#include <bit>
 #include <new>
 #include <utility>
 #include <vela/cpp/picture.hpp>
@@ -50,6 +52,28 @@ std::optional<overlay::view> view_of(int32_t width, int32_t height, const vela_o
     }
 }
 
+// Records of C as those of C++, which have the same fields; null when memory runs out.
+template <class To, class From>
+vela::detail::owned<To[]> copy_of(const From *from, size_t count) {
+    vela::detail::owned<To[]> to = vela::detail::allocate<To>(count);
+    if (to)
+        std::transform(from, from + count, to.get(), [](const From &one) { return std::bit_cast<To>(one); });
+    return to;
+}
+
+// Takes what is found: kept up to the capacity.
+template <class Record>
+struct receiver {
+    Record *out;
+    size_t capacity, count = 0;
+
+    void add(const Record &found) {
+        if (count < capacity)
+            out[count] = found;
+        ++count;
+    }
+};
+
 template <class Lens>
 vela_lens lens_of(int32_t model, const Lens &lens) {
     return {model, 0, lens.fx, lens.fy, lens.cx, lens.cy, {}};
@@ -87,14 +111,31 @@ int32_t vela_view_unproject(const vela_view *view, const vela_position *from, ve
     return found.has_value();
 }
 
+size_t vela_view_project_path(const vela_view *view, const vela_direction *path, size_t count, vela_line *out,
+                              size_t capacity) {
+    const auto directions = copy_of<overlay::direction>(path, count);
+    receiver<vela_line> lines{out, capacity};
+    const auto add = [&](overlay::position a, overlay::position b) { lines.add({{a.x, a.y}, {b.x, b.y}}); };
+    return directions && overlay::project_path(view->value, {directions.get(), count}, add) ? lines.count : SIZE_MAX;
+}
+
+size_t vela_view_unproject_polygon(const vela_view *view, const vela_position *corners, size_t count,
+                                   vela_direction *out, size_t capacity) {
+    const auto positions = copy_of<overlay::position>(corners, count);
+    receiver<vela_direction> found{out, capacity};
+    const auto add = [&](overlay::direction corner) { found.add({corner.pan, corner.tilt}); };
+    return positions && overlay::unproject_polygon(view->value, {positions.get(), count}, add) ? found.count : SIZE_MAX;
+}
+
+int32_t vela_view_warp(const vela_view *from, const uint32_t *pixels, size_t count, const vela_view *to,
+                       uint32_t background, uint32_t *out, size_t capacity) {
+    return !overlay::warp_picture(from->value, {pixels, count}, to->value, background, {out, capacity});
+}
+
 vela_mask *vela_mask_make(const vela_direction *corners, size_t count) {
-    const auto copied = vela::detail::allocate<overlay::direction>(count);
-    if (!copied)
-        return nullptr;
-    for (size_t i = 0; i < count; ++i)
-        copied[i] = {corners[i].pan, corners[i].tilt};
+    const auto directions = copy_of<overlay::direction>(corners, count);
     // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): what the mask owns moves into the record
-    return record_of<vela_mask>(overlay::mask::make({copied.get(), count}));
+    return directions ? record_of<vela_mask>(overlay::mask::make({directions.get(), count})) : nullptr;
 }
 
 int32_t vela_mask_contains(const vela_mask *mask, const vela_direction *at) {
@@ -110,6 +151,12 @@ size_t vela_mask_runs(vela_mask *mask, const vela_view *from, const vela_view *t
 size_t vela_mask_runs_within(vela_mask *mask, const vela_view *view, double margin, vela_run *out, size_t capacity) {
     vela::internal::run_receiver each{out, capacity};
     mask->value.draw(view->value, margin, each);
+    return each.count;
+}
+
+size_t vela_mask_runs_by_centres(vela_mask *mask, const vela_view *view, vela_run *out, size_t capacity) {
+    vela::internal::run_receiver each{out, capacity};
+    mask->value.draw(view->value, each, overlay::coverage::centres);
     return each.count;
 }
 

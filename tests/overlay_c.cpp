@@ -61,16 +61,18 @@ TEST(each_lens_gives_what_the_headers_give) {
         agree_all("unproject", std::array{model}, std::array{ahead.pan, ahead.tilt}, std::array{30.0, 9.0}, 0.01);
         const vela_direction opposite = {-155, -2};
         ck_assert_int_eq(vela_view_project(seen.get(), &opposite, &at), 0);
-        for (const int which : {0, 1, 2}) { // one view, a sweep, a margin
+        for (const int which : {0, 1, 2, 3}) { // one view, a sweep, a margin, centres
             std::vector<int> runs, got;
             const auto keep = [&](int y, int begin, int end) { runs.insert(runs.end(), {y, begin, end}); };
             which == 0   ? same.draw(first, keep)
             : which == 1 ? same.draw(first, second, keep)
-                         : same.draw(first, 1.5, keep);
+            : which == 2 ? same.draw(first, 1.5, keep)
+                         : same.draw(first, keep, coverage::centres);
             std::vector<vela_run> out(runs.size() / 3);
             for (const size_t capacity : {size_t{2}, out.size()})
                 ck_assert_uint_eq(
-                    which == 2
+                    which == 3 ? vela_mask_runs_by_centres(hidden.get(), seen.get(), out.data(), capacity)
+                    : which == 2
                         ? vela_mask_runs_within(hidden.get(), seen.get(), 1.5, out.data(), capacity)
                         : vela_mask_runs(hidden.get(), seen.get(), which ? last.get() : nullptr, out.data(), capacity),
                     out.size());
@@ -82,6 +84,71 @@ TEST(each_lens_gives_what_the_headers_give) {
     const vela_direction inside = {25, 0}, outside = {25, 20};
     ck_assert_int_eq(vela_mask_contains(hidden.get(), &inside), 1);
     ck_assert_int_eq(vela_mask_contains(hidden.get(), &outside), 0);
+}
+
+TEST(paths_polygons_and_pictures_are_those_of_the_headers) {
+    constexpr vela_direction path[] = {{0, -20}, {28, -6}, {60, 30}};
+    constexpr vela_position corners[] = {{10, 20}, {600, 30}, {300, 300}};
+    for (const int model : {VELA_LENS_AXES, VELA_LENS_PINHOLE, VELA_LENS_FISHEYE}) {
+        const vela_orientation where = {25, 2, model == VELA_LENS_AXES ? 0.0 : 15.0}, turned = {40, -9, where.roll};
+        const auto seen = view_of(model, where), taken = view_of(model, turned);
+        const view first = same_view(model, where), second = same_view(model, turned);
+
+        std::vector<double> expected, got;
+        const std::array<direction, 3> directions = {{{0, -20}, {28, -6}, {60, 30}}};
+        ck_assert(project_path(first, directions, [&](position from, position to) {
+            expected.insert(expected.end(), {from.x, from.y, to.x, to.y});
+        }));
+        std::vector<vela_line> lines(expected.size() / 4);
+        for (const size_t capacity : {size_t{0}, lines.size()})
+            ck_assert_uint_eq(vela_view_project_path(seen.get(), path, 3, lines.data(), capacity), lines.size());
+        for (const vela_line &line : lines)
+            got.insert(got.end(), {line.from.x, line.from.y, line.to.x, line.to.y});
+        agree_all("path", std::array{model}, got, expected);
+
+        expected.clear();
+        got.clear();
+        const std::array<position, 3> positions = {{{10, 20}, {600, 30}, {300, 300}}};
+        ck_assert(unproject_polygon(first, positions, [&](direction corner) {
+            expected.insert(expected.end(), {corner.pan, corner.tilt});
+        }));
+        std::vector<vela_direction> shown(expected.size() / 2);
+        for (const size_t capacity : {size_t{2}, shown.size()})
+            ck_assert_uint_eq(vela_view_unproject_polygon(seen.get(), corners, 3, shown.data(), capacity),
+                              shown.size());
+        for (const vela_direction &corner : shown)
+            got.insert(got.end(), {corner.pan, corner.tilt});
+        agree_all("polygon", std::array{model}, got, expected);
+
+        constexpr uint32_t kBackground = 77;
+        std::vector<uint32_t> pixels(size_t{kWidth} * kHeight), drawn(pixels.size()), same(pixels.size());
+        for (uint32_t &pixel : pixels)
+            pixel = static_cast<uint32_t>(&pixel - pixels.data()) * 2654435761u;
+        ck_assert(warp_picture(second, pixels, first, kBackground, same));
+        ck_assert_int_eq(vela_view_warp(taken.get(), pixels.data(), pixels.size(), seen.get(), kBackground,
+                                        drawn.data(), drawn.size()),
+                         0);
+        agree_all("picture", std::array{model}, drawn, same);
+    }
+}
+
+TEST(what_is_refused_writes_nothing) {
+    const auto seen = view_of(VELA_LENS_PINHOLE, {0, 0, 0});
+    const vela_direction opposite[] = {{0, 0}, {180, 0}}, endless[] = {{0, 0}, {std::nan(""), 0}};
+    vela_line line = {{1, 2}, {3, 4}};
+    for (const vela_direction *path : {opposite, endless})
+        ck_assert(vela_view_project_path(seen.get(), path, 2, &line, 1) == SIZE_MAX);
+    ck_assert_uint_eq(vela_view_project_path(seen.get(), nullptr, 0, nullptr, 0), 0);
+    ck_assert(line.from.x == 1 && line.to.y == 4);
+    const vela_position nowhere[] = {{0, 0}, {INFINITY, 0}};
+    vela_direction shown = {5, 6};
+    ck_assert(vela_view_unproject_polygon(seen.get(), nowhere, 2, &shown, 1) == SIZE_MAX);
+    ck_assert(shown.pan == 5);
+    const size_t all = size_t{kWidth} * kHeight;
+    std::vector<uint32_t> pixels(all), out(all, 9);
+    for (const auto &[count, capacity] : {std::pair(all - 1, all), std::pair(all, all - 1)})
+        ck_assert_int_eq(vela_view_warp(seen.get(), pixels.data(), count, seen.get(), 0, out.data(), capacity), 1);
+    ck_assert(out == std::vector<uint32_t>(all, 9));
 }
 
 TEST(what_is_out_of_range_is_null) {

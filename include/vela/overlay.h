@@ -52,6 +52,12 @@ typedef struct vela_position {
     double y; /**< downward */
 } vela_position;
 
+/** A straight line in a picture. */
+typedef struct vela_line {
+    vela_position from; /**< one end */
+    vela_position to;   /**< the other */
+} vela_line;
+
 /** Where a camera looks. */
 typedef struct vela_orientation {
     double pan;  /**< any number of turns */
@@ -127,6 +133,51 @@ VELA_NODISCARD int32_t vela_view_project(const vela_view *view, const vela_direc
 VELA_NODISCARD int32_t vela_view_unproject(const vela_view *view, const vela_position *from, vela_direction *to);
 
 /**
+ * Projects a path: straight lines that are nowhere half a pixel from the great-circle arcs between its directions,
+ * clipped at the rim of what the lens sees and at the border of the picture.
+ *
+ * @param view      the view
+ * @param path      the directions
+ * @param count     their number
+ * @param out       receives the lines along the path; may be null for a capacity of 0
+ * @param capacity  how many it can hold
+ * @return the number of all lines, which may exceed the capacity; SIZE_MAX with nothing written for numbers that are
+ *         not finite, for neighbours that are opposite to each other, and when memory runs out
+ */
+VELA_NODISCARD size_t vela_view_project_path(const vela_view *view, const vela_direction *path, size_t count,
+                                             vela_line *out, size_t capacity);
+
+/**
+ * Unprojects a polygon, with as many corners as its straight sides need: the arcs between them are nowhere half a pixel
+ * from the sides.
+ *
+ * @param view      the view
+ * @param corners   the positions, in the picture or beside it; the last one is connected to the first
+ * @param count     their number
+ * @param out       receives the directions in the polygon's order; may be null for a capacity of 0
+ * @param capacity  how many it can hold
+ * @return the number of all directions, which may exceed the capacity; SIZE_MAX with nothing written where a position
+ *         shows nothing, and when memory runs out
+ */
+VELA_NODISCARD size_t vela_view_unproject_polygon(const vela_view *view, const vela_position *corners, size_t count,
+                                                  vela_direction *out, size_t capacity);
+
+/**
+ * Draws a picture that was taken in one view as another view sees it, interpolated between its pixels.
+ *
+ * @param from        the view of the picture
+ * @param pixels      the picture, row after row: four bytes a pixel, in any order
+ * @param count       their number
+ * @param to          the view to draw
+ * @param background  the pixel where the picture has nothing
+ * @param out         receives the pixels of the view to draw; none of the picture's memory
+ * @param capacity    how many it can hold
+ * @return 0; 1 with nothing written where a view has more pixels than there are, and when memory runs out
+ */
+VELA_NODISCARD int32_t vela_view_warp(const vela_view *from, const uint32_t *pixels, size_t count, const vela_view *to,
+                                      uint32_t background, uint32_t *out, size_t capacity);
+
+/**
  * Makes a mask. Takes time proportional to the square of the number of corners.
  *
  * @param corners  the directions, in the order of the outline; the side with most of the sphere is outside
@@ -172,6 +223,18 @@ size_t vela_mask_runs(vela_mask *mask, const vela_view *from, const vela_view *t
  * @return the number of all runs, which may exceed the capacity
  */
 size_t vela_mask_runs_within(vela_mask *mask, const vela_view *view, double margin, vela_run *out, size_t capacity);
+
+/**
+ * Finds the pixels whose centre is inside a mask, in one view: for what is measured or marked there. To hide it takes
+ * all that it touches, which vela_mask_runs() finds.
+ *
+ * @param mask      the mask
+ * @param view      the view
+ * @param out       receives runs; as for vela_mask_runs()
+ * @param capacity  how many it can hold
+ * @return the number of all runs, which may exceed the capacity
+ */
+size_t vela_mask_runs_by_centres(vela_mask *mask, const vela_view *view, vela_run *out, size_t capacity);
 
 /**
  * Hides what a mask covers in a picture: in one view, or at any moment of the motion from one to another.

@@ -322,3 +322,25 @@ TEST(masks_hide_without_memory) {
                 vela_view_free(from);
             });
 }
+
+// Paths, polygons and warped pictures are whole or refused.
+TEST(views_refuse_without_memory) {
+    constexpr int32_t kSize = 40;
+    constexpr vela_direction path[] = {{-40, 0}, {40, 5}};
+    constexpr vela_position corners[] = {{1, 1}, {30, 2}, {15, 35}};
+    const vela_orientation ahead = {0, 0, 0};
+    const vela_lens lens = vela_lens_of_fov(VELA_LENS_FISHEYE, kSize, kSize, 100);
+    vela_view *const view = vela_view_make(kSize, kSize, &ahead, &lens);
+    const std::vector<uint32_t> pixels(size_t{kSize} * kSize, 5);
+    oom::each_allocation_fails([&] {
+        std::vector<uint32_t> out(pixels.size());
+        const size_t lines = vela_view_project_path(view, path, 2, nullptr, 0);
+        const size_t shown = vela_view_unproject_polygon(view, corners, 3, nullptr, 0);
+        const int32_t refused = vela_view_warp(view, pixels.data(), pixels.size(), view, 0, out.data(), out.size());
+        ck_assert(oom::has_failed() || (lines < SIZE_MAX && shown < SIZE_MAX && refused == 0));
+        ck_assert(lines == SIZE_MAX || lines > 0);
+        ck_assert(shown == SIZE_MAX || shown >= 3);
+        ck_assert_uint_eq(out[500], refused ? 0 : 5);
+    });
+    vela_view_free(view);
+}
