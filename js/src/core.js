@@ -88,13 +88,40 @@ export class Core {
                     continue;
                 }
                 const array = typeof arg === 'string' ? encodeUtf8(arg) : arg;
-                numbers.push(this.#copyIn(array, blocks), lengthOf(array));
+                blocks.push(this.allocate(array));
+                numbers.push(blocks.at(-1), lengthOf(array));
             }
             return this.#exports[`vela_${name}`](...numbers);
         } finally {
             stack.value = before;
             for (const block of blocks) this.#exports.free(block);
         }
+    }
+
+    // The address of a new block, for functions that take it alone: a copy of an array, or a number of bytes to write.
+    allocate(content) {
+        const isArray = typeof content !== 'number',
+            kind = isArray ? kindOf(content) : 'Uint8Array',
+            size = this.heap[kind].BYTES_PER_ELEMENT,
+            bytes = isArray ? lengthOf(content) * size : content,
+            block = bytes < 0x100000000 ? this.#exports.malloc(bytes || 1) >>> 0 : 0;
+        if (block === 0) throw new VelaError('out of memory');
+        if (isArray) setElements(this.heap[kind], content, block / size);
+        return block;
+    }
+
+    free(block) {
+        this.#exports.free(block);
+    }
+
+    // A copy of so many bytes.
+    read(Type, address, size) {
+        return new Type(this.heap.Uint8Array.slice(address, address + size).buffer);
+    }
+
+    // The same, into an array of bytes.
+    readInto(to, address, size) {
+        setElements(to, this.heap.Uint8Array.subarray(address, address + size));
     }
 
     // The array that a binding returns as a block; null for none.
@@ -127,17 +154,6 @@ export class Core {
         }
     }
 
-    #copyIn(array, blocks) {
-        const kind = kindOf(array),
-            size = this.heap[kind].BYTES_PER_ELEMENT,
-            bytes = lengthOf(array) * size,
-            block = bytes < 0x100000000 ? this.#exports.malloc(bytes || 1) >>> 0 : 0;
-        if (block === 0) throw new VelaError('out of memory');
-        blocks.push(block);
-        setElements(this.heap[kind], array, block / size);
-        return block;
-    }
-
     #textAt(address) {
         const { Uint8Array: bytes } = this.heap;
         return address === 0 ? null : decodeUtf8(bytes.slice(address, bytes.indexOf(0, address)));
@@ -157,11 +173,11 @@ export function handleOf(owner) {
 export class Owner {
     #release;
 
-    // `type` is the prefix of its bindings.
+    // `type` is the prefix of its bindings; without one the handle is a block.
     constructor(core, handle, type) {
         if (!(core instanceof Core)) throw new TypeError(`${new.target.name}: made by its static functions only`);
         handles.set(this, handle);
-        this.#release = () => core.call(`${type}_free`, handle);
+        this.#release = () => (type ? core.call(`${type}_free`, handle) : core.free(handle));
     }
 
     free() {

@@ -52,7 +52,7 @@ export function watchBindings() {
     WebAssembly.Instance = function (module, imports) {
         const exports = { ...new Instance(module, imports).exports };
         for (const [name, run] of Object.entries(exports)) {
-            if (!name.startsWith('vela_')) continue;
+            if (!/^vela_|^free$/.test(name)) continue;
             bindings.set(name, bindings.get(name) ?? 0);
             exports[name] = (...args) => {
                 bindings.set(name, bindings.get(name) + 1);
@@ -63,5 +63,5 @@ export function watchBindings() {
     };
 }
 
-export const callsOf = (binding) => bindings.get(`vela_${binding}`);
+export const callsOf = (binding) => bindings.get(binding);
 export const uncalledBindings = () => [...bindings.keys()].filter((name) => bindings.get(name) === 0);

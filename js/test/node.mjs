@@ -169,10 +169,19 @@ test('no call leaks memory', () => {
         () => vela.url.encodeForm('a b'),
         () => vela.uuid.toString(vela.uuid.random()),
         () => vela.uuid.parse('none'),
-        () => owned(Mask.make(triangle), (one) => one.runs(degrees)),
+        () =>
+            owned(Mask.make(triangle), (one) => {
+                one.runs(degrees, 'centres');
+                one.runsBetween(degrees, { ...degrees, pan: 1 });
+                one.runsWithin(degrees, 1);
+            }),
         () => Mask.make(Float64Array.of(0, 0, 0, 0, 0, 0)),
         () => owned(Picture.make(degrees, pixels), (one) => one.draw(degrees, pixels)),
+        () => rest.hide({ data: pixels, width: 8, height: 8 }, Int32Array.of(1, 2, 3)),
+        () => throws(() => rest.hide({ data: pixels, width: 8, height: 9 }, new Int32Array(0)), RangeError),
+        () => throws(() => rest.project({ ...degrees, fov: 1e-7 }, 0, 0), RangeError),
         () => [
+            rest.lensOfFov('pinhole', 8, 8, 60),
             rest.project(degrees, 1, 2),
             rest.unproject(degrees, 1, 2),
             rest.projectPath(degrees, triangle),
@@ -202,9 +211,10 @@ test('an object is released once, however often that is asked for', () => {
             picture: masks.Picture.make(view, new Uint8Array(256)),
         };
     for (const [type, owner] of Object.entries(owners)) {
-        const before = callsOf(`${type}_free`);
+        const binding = type === 'picture' ? 'free' : `vela_${type}_free`,
+            before = callsOf(binding);
         for (const name of ['free', 'free', Symbol.dispose ?? Symbol.for('Symbol.dispose')]) owner[name]();
-        same([callsOf(`${type}_free`) - before, owner.freed], [1, true], type);
+        same([callsOf(binding) - before, owner.freed], [1, true], type);
     }
 });
 

@@ -14,7 +14,7 @@ test("the README's programs run", () => {
     assert.match(first[0], /^\{ x: \d+, y: \d+ \}$/);
     assert.match(first[1], /^\d+ (true|false)$/);
     assert.equal(first[2], '8017'); // a second, and half of the kernel
-    assert.deepEqual(masks, ['215']); // rows 253 to 467: 5 degrees up and down, at 1280 pixels for 60
+    assert.match(masks.join(), /^19[567]$/); // rows 263 to 457, and up to 1.5 pixels off
 });
 
 test('declarations are valid, and fit them', () => {

@@ -1,7 +1,6 @@
 // Wrong arguments: what a call throws, or null for a result of null.
 import { deepEqual as same, equal, ok, throws } from 'node:assert/strict';
 import { test } from 'node:test';
-import { VelaError } from 'vela';
 
 function refuse(rows) {
     for (const [run, expected] of rows) {
@@ -157,14 +156,18 @@ export function testRefusals(name, vela) {
     });
 }
 
-export function testOverlayRefusals({ Mask, Picture, project, unproject, projectPath, unprojectPolygon }) {
-    const view = { width: 320, height: 180, pan: 350, tilt: 40, fov: 90 },
+export function testOverlayRefusals({ Mask, Picture, hide, lensOfFov, ...rest }) {
+    const { project, unproject, projectPath, unprojectPolygon } = rest,
+        lens = { model: 'pinhole', fx: 200, fy: 200, cx: 160, cy: 90 },
+        seenBy = (change) => project({ ...view, fov: undefined, lens: { ...lens, ...change } }, 350, 40),
+        view = { width: 320, height: 180, pan: 350, tilt: 40, fov: 90 },
         corners = Float64Array.of(340, 30, 375, 35, 10, 55),
         pixels = new Uint8Array(4 * 320 * 180);
 
     test('overlay: what is refused', () => {
         const mask = Mask.make(corners),
-            picture = Picture.make(view, pixels);
+            picture = Picture.make(view, pixels),
+            runs = Int32Array.of(0, 0, 320);
         refuse([
             [() => Mask.make(Float64Array.of(0, 0, 1, 1)), RangeError],
             [() => Mask.make(Float64Array.of(0, 0, 1, 1, NaN, 1)), null],
@@ -176,7 +179,29 @@ export function testOverlayRefusals({ Mask, Picture, project, unproject, project
             [() => unproject(view, 1e6, 0), null],
             [() => project(view, 170, -40), null],
             [() => project({ ...view, width: 0 }, 170, -40), RangeError],
-            [() => project({ ...view, fov: 1e-7 }, 350, 40), VelaError],
+            [() => project({ ...view, fov: 1e-7 }, 350, 40), RangeError],
+            [() => project({ ...view, tilt: 91 }, 350, 40), RangeError],
+            [() => project({ ...view, roll: 1 }, 350, 40), RangeError],
+            [() => project({ ...view, roll: 'left' }, 350, 40), TypeError],
+            [() => project({ ...view, lens }, 350, 40), TypeError],
+            [() => project({ ...view, fov: undefined }, 350, 40), TypeError],
+            [() => seenBy({ model: 'fish' }), RangeError],
+            [() => seenBy({ fx: undefined }), TypeError],
+            [() => seenBy({ fx: 0 }), RangeError],
+            [() => seenBy({ k1: NaN }), RangeError],
+            [() => seenBy({ k4: 0 }), RangeError],
+            [() => seenBy({ model: 'fisheye', p1: 0 }), RangeError],
+            [() => lensOfFov('axes', 320, 180, 90), RangeError],
+            [() => lensOfFov('pinhole', 320, 180, 180), RangeError],
+            [() => lensOfFov('fisheye', 320, 0, 180), RangeError],
+            [() => mask.runsBetween(view), TypeError],
+            [() => mask.runsWithin(view, NaN), RangeError],
+            [() => hide({ data: pixels, width: 320, height: 181 }, runs), RangeError],
+            [() => hide({ data: pixels, width: 320, height: 180, format: 'nv12' }, runs), RangeError],
+            [() => hide({ data: pixels, width: 65535, height: 65535 }, runs), RangeError],
+            [() => hide({ data: [...pixels], width: 320, height: 180 }, runs), TypeError],
+            [() => hide({ data: pixels, width: 320, height: 180 }, Int32Array.of(1, 2)), RangeError],
+            [() => hide({ data: pixels, width: 320, height: 180 }, runs, { style: 'blur', size: 1 }), RangeError],
             [() => projectPath(view, Float64Array.of(0, 0, 180, 0)), null],
             [() => projectPath(view, Float64Array.of(0, 0, 180)), RangeError],
             [() => unprojectPolygon(view, Float64Array.of(0, 0, 1e6, 0)), null],
@@ -185,6 +210,7 @@ export function testOverlayRefusals({ Mask, Picture, project, unproject, project
             [() => picture.draw(view), TypeError],
             [() => picture.draw(view, pixels, 0x1000000), RangeError],
         ]);
+        ok(!pixels.includes(255), 'what is refused writes nothing');
         ok(mask.runs({ ...view, fov: 180 }).length > 0, 'the last field of view is taken');
         picture.draw(view, pixels, 0xffffff);
         for (const owner of [mask, picture]) owner.free();
@@ -201,5 +227,6 @@ export function testOverlayRefusals({ Mask, Picture, project, unproject, project
             new Uint8Array(4),
         );
         throws(() => Picture.make({ ...one, width: 15000 }, Lying.of(1, 2, 3, 4)), RangeError);
+        throws(() => hide({ data: Lying.of(1, 2, 3, 4), width: 15000, height: 1 }, new Int32Array(0)), RangeError);
     });
 }
