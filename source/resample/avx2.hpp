@@ -27,7 +27,15 @@ struct simd_ops {
     VELA_SIMD [[gnu::always_inline]] static sums add4(sums sum, const int16_t *a, const int16_t *b) {
         return _mm256_add_epi32(sum, products4(a, b));
     }
-    // Pairwise additions, a to d being the outputs:  a a a a | a a a a   to   a b c d | a b c d   to   a b c d
+    // Of each of two sums, both halves added:  a a a a | b b b b
+    VELA_SIMD [[gnu::always_inline]] static sums pair(sums a, sums b) {
+        return _mm256_add_epi32(_mm256_permute2x128_si256(a, b, 0x20), _mm256_permute2x128_si256(a, b, 0x31));
+    }
+    VELA_SIMD [[gnu::always_inline]] static sums totals_of_pairs(const sums *pairs) {
+        const sums quarters = _mm256_hadd_epi32(_mm256_hadd_epi32(pairs[0], pairs[1]), // a c e g | b d f h
+                                                _mm256_hadd_epi32(pairs[2], pairs[3]));
+        return _mm256_permutevar8x32_epi32(quarters, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+    }
     // Moves what is above the lowest bits of a sum to another, shifted.
     VELA_SIMD [[gnu::always_inline]] static void carry(sums &to, sums &from, int bits) {
         const __m128i by = _mm_cvtsi32_si128(bits);
@@ -35,9 +43,14 @@ struct simd_ops {
         to = _mm256_add_epi32(to, above);
         from = _mm256_sub_epi32(from, _mm256_sll_epi32(above, by));
     }
-    VELA_SIMD [[gnu::always_inline]] static int32x4 totals(const sums (&sum)[kOutputs]) {
+    VELA_SIMD [[gnu::always_inline]] static int32x4 totals(const sums *sum) {
         const sums quarters = _mm256_hadd_epi32(_mm256_hadd_epi32(sum[0], sum[1]), _mm256_hadd_epi32(sum[2], sum[3]));
         return int32x4(_mm_add_epi32(_mm256_castsi256_si128(quarters), _mm256_extracti128_si256(quarters, 1)));
+    }
+    VELA_SIMD [[gnu::always_inline]] static __m128i rounded(sums of) {
+        const sums shifted =
+            _mm256_srai_epi32(_mm256_add_epi32(of, _mm256_set1_epi32(1 << kCoefficientBits >> 1)), kCoefficientBits);
+        return _mm_packs_epi32(_mm256_castsi256_si128(shifted), _mm256_extracti128_si256(shifted, 1));
     }
     VELA_SIMD [[gnu::always_inline]] static void store(const sums (&sum)[kOutputs], int16_t *to) {
         const __m128i shifted = _mm_srai_epi32(__m128i(totals(sum)), kCoefficientBits);

@@ -11,82 +11,27 @@ constexpr uint32_t kPlaces = 64; // at a time, a multiple of kOutputs
 // What a sum of products is made of. An interpolated output has two.
 struct place {
     const int16_t *row, *samples;
+    uint32_t weight; // of the second
 };
 
-// A position in a window, or a step: samples, phases and 2^-32 phases.
+// A position in a window, or a step: samples, and 2^-32 phases.
 struct place_in_window {
-    uint32_t sample, phase, fraction;
+    uint32_t sample;
+    uint64_t phase;
 
     place_in_window(uint64_t at, uint32_t phases)
-        : sample(static_cast<uint32_t>(at >> 32) / phases), phase(static_cast<uint32_t>(at >> 32) % phases),
-          fraction(static_cast<uint32_t>(at)) {}
+        : sample(static_cast<uint32_t>(at >> 32) / phases), phase(at - (uint64_t{sample} * phases << 32)) {}
+
+    bool is_between_phases() const { return static_cast<uint32_t>(phase) != 0; }
 
     void advance(const place_in_window &by, uint32_t phases) {
-        fraction += by.fraction;
-        phase += by.phase + (fraction < by.fraction);
-        const bool carries = phase >= phases;
-        phase -= carries ? phases : 0;
-        sample += by.sample + carries;
-    }
-};
-
-// The positions of outputs, a step apart.
-class sequence {
-public:
-    const bool interpolates;
-
-    sequence(const resample_bank &bank, const int16_t *window, const place_in_window &first, uint64_t step)
-        : interpolates((first.fraction | static_cast<uint32_t>(step)) != 0), bank_(bank), window_(window), next_(first),
-          step_(step, bank.phases), of_group_(step * kOutputs, bank.phases),
-          shares_row(!interpolates && step_.phase == 0) {
-        for (uint32_t i = 0; i < kOutputs && !interpolates; ++i, next_.advance(step_, bank.phases)) {
-            phases_[i] = next_.phase;
-            samples_[i] = next_.sample;
+        phase += by.phase;
+        sample += by.sample;
+        if (phase >> 32 >= phases) {
+            phase -= uint64_t{phases} << 32;
+            ++sample;
         }
     }
-
-    // Writes the places of the next outputs, in groups, two for each interpolated one; and the weights of their second
-    // rows.
-    void next(uint32_t count, place *places, uint32_t *weights) {
-        const uint32_t row = row_size(bank_);
-        if (interpolates) {
-            for (; count; --count, next_.advance(step_, bank_.phases)) {
-                *weights++ = next_.fraction >> 8;
-                *places++ = {bank_.rows + size_t{next_.phase} * row, window_ + next_.sample};
-                *places = {places[-1].row + row, places[-1].samples};
-                ++places;
-            }
-            return;
-        }
-        for (uint32_t at = 0; at < count; at += kOutputs) {
-            // Side by side, so that none waits for another.
-            const uint32x4 rows = phases_ * row;
-            for (uint32_t i = 0; i < kOutputs; ++i)
-                *places++ = {bank_.rows + rows[i], window_ + samples_[i]};
-            phases_ += of_group_.phase;
-            const auto carries = uint32x4(phases_ >= bank_.phases); // all bits
-            phases_ -= carries & bank_.phases;
-            samples_ += of_group_.sample - carries;
-        }
-    }
-
-    // The index of the first sample of the next output, and their distance, if they share a row.
-    uint32_t sample() const { return samples_[0]; }
-    uint32_t apart() const { return step_.sample; }
-
-private:
-    using uint32x4 [[gnu::vector_size(16)]] = uint32_t;
-
-    const resample_bank &bank_;
-    const int16_t *const window_;
-    place_in_window next_; // of interpolated outputs
-    const place_in_window step_, of_group_;
-
-public:
-    const bool shares_row;
-
-private:
-    uint32x4 phases_ = {}, samples_ = {}; // of others
 };
 
 // Where outputs go: as sums, or rounded.
@@ -95,18 +40,17 @@ struct output {
     int32_t *sums;
     size_t stride;
 
-    void advance(uint32_t outputs) {
-        if (sums)
-            sums += outputs * stride;
-        else
-            samples += outputs * stride;
+    output from(size_t at, size_t apart) const {
+        return {sums ? samples : samples + at * stride, sums ? sums + at * stride : sums, apart * stride};
     }
     void put(int32_t sum) {
-        if (sums)
+        if (sums) {
             *sums = sum;
-        else
+            sums += stride;
+        } else {
             *samples = sample_of(static_cast<uint32_t>(sum) + (1U << kCoefficientBits >> 1));
-        advance(1);
+            samples += stride;
+        }
     }
 };
 
@@ -144,16 +88,14 @@ void add_up(const resample_bank &bank, const place *places, uint32_t count, int3
 
 #ifdef VELA_SIMD
 #ifdef VELA_AVX2
-constexpr bool kSharesRows = true;
-
 // As many steps of 16 taps of four places as there are, some at a time.
-template <bool shares_row, uint32_t steps>
+template <uint32_t steps>
 VELA_SIMD_INLINE void add_steps(simd_ops::sums (&sums)[kOutputs], const int16_t *(&rows)[kOutputs],
                                 const int16_t *(&samples)[kOutputs], uint32_t &taps) {
     for (; taps >= 16 * steps; taps -= 16 * steps) {
         for (uint32_t k = 0; k < 16 * steps; k += 16)
             for (uint32_t i = 0; i < kOutputs; ++i)
-                sums[i] = simd_ops::add16(sums[i], rows[shares_row ? 0 : i] + k, samples[i] + k);
+                sums[i] = simd_ops::add16(sums[i], rows[i] + k, samples[i] + k);
         for (uint32_t i = 0; i < kOutputs; ++i) {
             rows[i] += 16 * steps;
             samples[i] += 16 * steps;
@@ -161,23 +103,19 @@ VELA_SIMD_INLINE void add_steps(simd_ops::sums (&sums)[kOutputs], const int16_t 
     }
 }
 
-// Adds products of four places, of the same row if they share it.
-template <bool shares_row>
+// Adds products of four places.
 VELA_SIMD_INLINE void add_products(simd_ops::sums (&sums)[kOutputs], const place *places, uint32_t row, uint32_t sample,
                                    uint32_t taps) {
     const int16_t *rows[kOutputs], *samples[kOutputs];
     for (uint32_t i = 0; i < kOutputs; ++i) {
-        rows[i] = places[shares_row ? 0 : i].row + row;
+        rows[i] = places[i].row + row;
         samples[i] = places[i].samples + sample;
     }
-    add_steps<shares_row, 4>(sums, rows, samples, taps);
-    add_steps<shares_row, 1>(sums, rows, samples, taps);
+    add_steps<4>(sums, rows, samples, taps);
+    add_steps<1>(sums, rows, samples, taps);
 }
 #else
-constexpr bool kSharesRows = false; // for the size of the code
-
 // Adds products of four places.
-template <bool>
 VELA_SIMD_INLINE void add_products(simd_ops::sums (&sums)[kOutputs], const place *places, uint32_t row, uint32_t sample,
                                    uint32_t taps) {
     for (simd_ops::sums &sum : sums) {
@@ -193,14 +131,13 @@ VELA_SIMD_INLINE void add_products(simd_ops::sums (&sums)[kOutputs], const place
 #endif
 
 // The sums of groups of places.
-template <bool shares_row>
 VELA_SIMD void add_up_groups(const resample_bank &bank, const place *places, uint32_t count, int32_t *sums) {
     const auto fine_bits = static_cast<int32_t>(bank.fine_bits);
     for (uint32_t at = 0; at < count; at += kOutputs, places += kOutputs) {
         simd_ops::sums coarse[kOutputs] = {}, fine[kOutputs] = {};
-        add_products<shares_row>(coarse, places, 0, (bank.taps - bank.coarse) / 2, bank.coarse);
+        add_products(coarse, places, 0, (bank.taps - bank.coarse) / 2, bank.coarse);
         for (uint32_t k = 0; fine_bits && k < bank.taps; k += kFineTaps) {
-            add_products<shares_row>(fine, places, bank.coarse + k, k, std::min(bank.taps - k, kFineTaps));
+            add_products(fine, places, bank.coarse + k, k, std::min(bank.taps - k, kFineTaps));
             for (uint32_t i = 0; i < kOutputs; ++i)
                 simd_ops::carry(coarse[i], fine[i], fine_bits);
         }
@@ -212,36 +149,107 @@ VELA_SIMD void add_up_groups(const resample_bank &bank, const place *places, uin
 }
 #endif
 
-void run(const resample_bank &bank, sequence of, output to, uint32_t count) {
+#ifdef VELA_AVX2
+constexpr uint32_t kOfRow = 8; // outputs of a row that are computed side by side
+
+// Adds products of a row and samples that are some apart.
+VELA_SIMD_INLINE void add_products(simd_ops::sums (&sums)[kOfRow], const int16_t *row, const int16_t *samples,
+                                   size_t apart, uint32_t taps) {
+    const int16_t *from[] = {samples, samples + 3 * apart, samples + 6 * apart}, *const end = row + taps;
+    do {
+#pragma GCC unroll 8
+        for (uint32_t i = 0; i < kOfRow; ++i)
+            sums[i] = simd_ops::add16(sums[i], row, from[i / 3] + i % 3 * apart);
+        row += 16;
+        for (const int16_t *&each : from)
+            each += 16;
+    } while (row != end);
+}
+
+// Makes outputs of a row of up to kFineTaps taps, at least kOfRow.
+VELA_SIMD void run_row(const resample_bank &bank, const int16_t *row, const int16_t *window, size_t apart,
+                       const output &to, uint32_t count) {
+    const auto fine_bits = static_cast<int32_t>(bank.fine_bits);
+    for (uint32_t next = 0; next < count; next += kOfRow) {
+        const size_t at = std::min(next, count - kOfRow); // the last group may begin within the one before it
+        const int16_t *samples = window + at * apart;
+        simd_ops::sums pairs[kOfRow / 2] = {}, rest = simd_ops::zero();
+        if (fine_bits) {
+            simd_ops::sums fine[kOfRow] = {}, below[kOfRow / 2];
+            add_products(fine, row + bank.coarse, samples, apart, bank.taps);
+#pragma GCC unroll 4
+            for (uint32_t i = 0; i < kOfRow / 2; ++i) {
+                below[i] = simd_ops::pair(fine[2 * i], fine[2 * i + 1]);
+                simd_ops::carry(pairs[i], below[i], fine_bits);
+            }
+            rest = _mm256_srl_epi32(simd_ops::totals_of_pairs(below), _mm_cvtsi32_si128(fine_bits));
+        }
+        simd_ops::sums coarse[kOfRow] = {};
+        add_products(coarse, row, samples + (bank.taps - bank.coarse) / 2, apart, bank.coarse);
+#pragma GCC unroll 4
+        for (uint32_t i = 0; i < kOfRow / 2; ++i)
+            pairs[i] = _mm256_add_epi32(pairs[i], simd_ops::pair(coarse[2 * i], coarse[2 * i + 1]));
+        const simd_ops::sums sums = _mm256_add_epi32(simd_ops::totals_of_pairs(pairs), rest);
+        const output group = to.from(at, 1);
+        if (group.sums) {
+            int32_t all[kOfRow];
+            std::memcpy(all, &sums, sizeof all);
+            for (uint32_t i = 0; i < kOfRow; ++i)
+                group.sums[i * group.stride] = all[i];
+        } else {
+            int16_t all[kOfRow];
+            const __m128i rounded = simd_ops::rounded(sums);
+            std::memcpy(all, &rounded, sizeof all);
+            for (uint32_t i = 0; i < kOfRow; ++i)
+                group.samples[i * group.stride] = all[i];
+        }
+    }
+}
+#endif
+
+// Makes outputs a step apart.
+void run(const resample_bank &bank, const int16_t *window, place_in_window next, const place_in_window &step, output to,
+         uint32_t count) {
+    const bool interpolates = next.is_between_phases() || step.is_between_phases();
+    const uint32_t size = row_size(bank);
     place places[kPlaces];
-    uint32_t weights[kPlaces];
     int32_t sums[kPlaces];
-    for (uint32_t some; count; count -= some) {
-        some = std::min(count, kPlaces >> of.interpolates);
-        of.next(some, places, weights);
-        const uint32_t used = some << of.interpolates;
+    while (count) {
+        place *end = places;
+        do {
+            const int16_t *row = bank.rows + static_cast<uint32_t>(next.phase >> 32) * size;
+            const int16_t *samples = window + next.sample;
+            *end++ = {row, samples, static_cast<uint32_t>(next.phase) >> 8};
+            if (interpolates)
+                *end++ = {row + size, samples, 0};
+            next.advance(step, bank.phases);
+        } while (--count && end != places + kPlaces);
+        const auto used = static_cast<uint32_t>(end - places);
 #ifdef VELA_SIMD
         if (has_simd()) {
-            std::fill(places + used, places + (used + kOutputs - 1) / kOutputs * kOutputs, places[used - 1]);
-            (kSharesRows && of.shares_row ? add_up_groups<kSharesRows> : add_up_groups<false>)(bank, places, used,
-                                                                                               sums);
+            std::fill(end, places + (used + kOutputs - 1) / kOutputs * kOutputs, end[-1]);
+            add_up_groups(bank, places, used, sums);
         } else
 #endif
             add_up(bank, places, used, sums);
-        if (of.interpolates)
-            for (uint32_t i = 0; i < some; ++i) {
-                const int64_t difference = int64_t{sums[2 * i + 1]} - sums[2 * i];
-                sums[i] = sums[2 * i] + static_cast<int32_t>(difference * weights[i] >> 24);
+        for (uint32_t i = 0; i < used; ++i) {
+            int32_t sum = sums[i];
+            if (interpolates) {
+                const uint32_t weight = places[i].weight;
+                sum += static_cast<int32_t>((int64_t{sums[++i]} - sum) * weight >> 24);
             }
-        for (uint32_t i = 0; i < some; ++i)
-            to.put(sums[i]);
+            to.put(sum);
+        }
     }
 }
 
 // Outputs that are samples.
-void copy(const int16_t *sample, size_t apart, output to, uint32_t count) {
-    for (; count; --count, sample += apart)
-        to.put(*sample * (1 << kCoefficientBits));
+void copy(const int16_t *sample, size_t apart, const output &to, uint32_t count) {
+    for (size_t at = 0; at < count * to.stride; at += to.stride, sample += apart)
+        if (to.sums)
+            to.sums[at] = *sample * (1 << kCoefficientBits);
+        else
+            to.samples[at] = *sample;
 }
 
 } // namespace
@@ -250,22 +258,29 @@ void copy(const int16_t *sample, size_t apart, output to, uint32_t count) {
 void resample_bank_run(const resample_bank *bank, const int16_t *window, uint64_t *position, uint64_t step,
                        int16_t *out, int32_t *sums, uint32_t count, uint32_t stride) {
     // NOLINTEND(readability-non-const-parameter)
-    // Where each row has many outputs, one row after the other: their samples are a whole number apart.
-    constexpr uint32_t many = 32;
-    const bool shares_rows = step == bank->step && bank->cycle && count / many >= bank->cycle;
-    const uint32_t sequences = shares_rows ? bank->cycle : 1;
-    place_in_window first(*position, bank->phases);
-    const place_in_window by(step, bank->phases);
+    // Where each row has several outputs, one row after the other: their samples are a whole number apart.
+#ifdef VELA_AVX2
+    constexpr uint32_t several = 12; // at most one and a half groups of kOfRow are computed for them
+#else
+    constexpr uint32_t several = 32;
+#endif
+    place_in_window next(*position, bank->phases);
+    const bool by_rows =
+        !next.is_between_phases() && step == bank->step && bank->cycle && count / several >= bank->cycle;
+    const uint32_t rows = by_rows ? bank->cycle : 1;
+    const place_in_window by(step, bank->phases), of_row(step * rows, bank->phases);
     *position += count * step;
-    for (uint32_t i = 0; i < sequences; ++i, first.advance(by, bank->phases)) {
-        const sequence of(*bank, window, first, step * sequences);
-        output to = {out, sums, stride};
-        to.advance(i);
-        to.stride *= sequences;
-        const uint32_t some = (count - i + sequences - 1) / sequences;
-        if (bank->copies && of.shares_row && first.phase == 0)
-            copy(window + of.sample() + bank->taps / 2 - 1, of.apart(), to, some);
+    for (uint32_t i = 0; i < rows; ++i, next.advance(by, bank->phases)) {
+        const output to = output{out, sums, stride}.from(i, rows);
+        const uint32_t outputs = (count - i + rows - 1) / rows;
+        if (by_rows && bank->copies && next.phase == 0)
+            copy(window + next.sample + bank->taps / 2 - 1, of_row.sample, to, outputs);
+#ifdef VELA_AVX2
+        else if (by_rows && bank->taps <= kFineTaps && has_simd())
+            run_row(*bank, bank->rows + (next.phase >> 32) * row_size(*bank), window + next.sample, of_row.sample, to,
+                    outputs);
+#endif
         else
-            run(*bank, of, to, some);
+            run(*bank, window, next, of_row, to, outputs);
     }
 }

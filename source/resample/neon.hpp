@@ -42,7 +42,7 @@ struct simd_ops {
         to += above;
         from -= above << bits;
     }
-    VELA_SIMD [[gnu::always_inline]] static int32x4_t totals(const sums (&sum)[kOutputs]) {
+    VELA_SIMD [[gnu::always_inline]] static int32x4_t totals(const sums *sum) {
         return vcombine_s32(vpadd_s32(halves(sum[0]), halves(sum[1])), vpadd_s32(halves(sum[2]), halves(sum[3])));
     }
     VELA_SIMD [[gnu::always_inline]] static void store(const sums (&sum)[kOutputs], int16_t *to) {

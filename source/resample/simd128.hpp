@@ -36,7 +36,7 @@ struct simd_ops {
         to = wasm_i32x4_add(to, above);
         from = wasm_i32x4_sub(from, wasm_i32x4_shl(above, static_cast<uint32_t>(bits)));
     }
-    [[gnu::always_inline]] static int32x4 totals(const sums (&sum)[kOutputs]) {
+    [[gnu::always_inline]] static int32x4 totals(const sums *sum) {
         return int32x4(pairwise(pairwise(sum[0], sum[1]), pairwise(sum[2], sum[3])));
     }
     [[gnu::always_inline]] static void store(const sums (&sum)[kOutputs], int16_t *to) {
