@@ -272,7 +272,8 @@ private:
                         put(channel, held_ + i, in[i * channels_ + channel]);
             held_ += some;
             const auto count = static_cast<std::uint32_t>(outputs_until(position_, held_));
-            for (std::size_t channel = 0; channel < channels_; ++channel)
+            // Without outputs there may be no memory for them.
+            for (std::size_t channel = 0; count && channel < channels_; ++channel)
                 make_outputs(channel, count, out + channel);
             out += count * channels_;
             made_ += count;
