@@ -126,15 +126,17 @@ struct level {
 };
 
 inline const level levels[] = {
+#ifdef __wasm_simd128__
+    {"simd128", [] { return true; }, [] { vela_max_simd = 0; }}, // always
+#else
     {"scalar", [] { return true; }, [] { vela_max_simd = 0; }},
+#endif
 #if defined __arm__ && defined __ARM_FP
     {"neon", [] { return (getauxval(AT_HWCAP) & HWCAP_NEON) != 0; }, [] { vela_max_simd = 1; }},
 #elif defined __aarch64__
     {"neon", [] { return true; }, [] { vela_max_simd = 1; }},
 #elif defined __x86_64__
     {"avx2", [] { return __builtin_cpu_supports("avx2") != 0; }, [] { vela_max_simd = 2; }},
-#elif defined __wasm_simd128__
-    {"simd128", [] { return true; }, [] { vela_max_simd = 3; }},
 #endif
 };
 

@@ -55,11 +55,14 @@ extern "C" {
 namespace vela::detail {
 
 // In ascending order on each architecture.
-enum class simd_level : uint8_t { scalar, neon, avx2, simd128 };
+enum class simd_level : uint8_t { scalar, neon, avx2 };
 
 inline bool may_use(simd_level level) { return vela_max_simd >= static_cast<uint8_t>(level); }
 
 // Whether VELA_SIMD functions may be called. Out of line, since a call is smaller than its body.
+#ifdef VELA_SIMD128
+constexpr bool has_simd() { return true; } // always, which leaves scalar code out of the module
+#else
 [[gnu::noinline]] inline bool has_simd() {
 #if defined VELA_AVX2
     return may_use(simd_level::avx2) && __builtin_cpu_supports("avx2");
@@ -68,12 +71,11 @@ inline bool may_use(simd_level level) { return vela_max_simd >= static_cast<uint
 #elif defined VELA_NEON
     constexpr unsigned long neon = 1UL << 12; // HWCAP_NEON
     return may_use(simd_level::neon) && (getauxval(AT_HWCAP) & neon);
-#elif defined VELA_SIMD128
-    return may_use(simd_level::simd128);
 #else
     return false;
 #endif
 }
+#endif
 
 #ifdef VELA_SIMD
 template <auto kernel, class... Arguments>

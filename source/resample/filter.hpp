@@ -138,15 +138,20 @@ VELA_SIMD void filter_groups(const polyphase &filter, const int16_t *window, row
 }
 #endif
 
-// Selects the functions for a filter's taps. Those for up to 32 taps are unrolled.
+// Selects the functions for a filter's taps. Those for up to 32 taps are unrolled; but where SIMD code is always there
+// the rest of a group isn't worth that.
 inline void choose_functions(polyphase &filter, [[maybe_unused]] bool use_simd) {
     using all_taps = std::make_integer_sequence<uint32_t, 9>;
-    const size_t index = filter.taps <= 32 ? filter.taps / kTapsMultiple : 0;
+    [[maybe_unused]] const size_t index = filter.taps <= 32 ? filter.taps / kTapsMultiple : 0;
+#ifdef VELA_SIMD128
+    filter.each = filter_each<0>;
+#else
     static constexpr auto each_of = []<uint32_t... i>(std::integer_sequence<uint32_t, i...>) {
         return std::array{filter_each<i * kTapsMultiple>...};
     }
     (all_taps());
     filter.each = each_of[index];
+#endif
 #ifdef VELA_SIMD
     static constexpr auto groups_of = []<uint32_t... i>(std::integer_sequence<uint32_t, i...>) {
         return std::array{filter_groups<i * kTapsMultiple>...};
