@@ -411,7 +411,10 @@ export type Quality = 'speech' | 'low' | 'medium' | 'high' | 'best';
 /** Samples in bytes: signed 16-bit linear, or one byte of ITU-T G.711. */
 export type SampleFormat = 'littleEndian' | 'bigEndian' | 'alaw' | 'ulaw';
 
-/** Samples: signed 16-bit integers, or numbers from -1 to 1, which are rounded to 16 bits and clamped. */
+/**
+ * Samples: signed 16-bit integers, or numbers from -1 to 1. Those are rounded to 16 bits and clamped, but by a resampler of
+ * floats, whose range is -8 to 8 with a resolution of 2^-27. Several channels are interleaved: a frame is one of each.
+ */
 export type Samples = Int16Array | Float32Array;
 
 export interface ResamplerMaker {
@@ -419,29 +422,44 @@ export interface ResamplerMaker {
      * A converter, at the start of a stream.
      * @param outRate 1 to 2^32 - 1, usually in Hz, like inRate
      * @param kernel or a quality; by default `lanczos2`
-     * @throws RangeError if no quality has a filter for the rates, which differ by more than a factor of 100, or the kernel would have more than 65535 coefficients: with the larger rate, divided by the
-     * greatest common divisor, above 16384 for `lanczos2` and 32768 for `lanczos`; for `bilinear`, the output rate
+     * @param options for a quality alone
+     * @param options.channels 1 to 8; 1 by default
+     * @param options.floats whether the stream is one of floats, of more than 16 bits; false by default
+     * @throws RangeError if no quality has a filter for the rates, which differ by more than a factor of 100, or the kernel
+     * would have more than 65535 coefficients: with the larger rate, divided by the greatest common divisor, above 16384 for
+     * `lanczos2` and 32768 for `lanczos`; for `bilinear`, the output rate
      */
-    make(outRate: number, inRate: number, kernel?: Kernel | Quality): Resampler;
+    make(
+        outRate: number,
+        inRate: number,
+        kernel?: Kernel | Quality,
+        options?: { channels?: number; floats?: false },
+    ): Resampler;
+    make(
+        outRate: number,
+        inRate: number,
+        quality: Quality,
+        options: { channels?: number; floats: true },
+    ): FloatResampler;
     /** A Lanczos kernel of any number of lobes. From 48 to 8 kHz, 16 pass 3700 Hz and attenuate 5000 Hz by 65 dB. */
     withLobes(outRate: number, inRate: number, lobes: number): Resampler;
 }
 
 /**
- * The stream of one channel. The output does not depend on how the input is divided into pushes: each takes all its
+ * A stream. The output does not depend on how the input is divided into pushes: each takes all its
  * samples, and keeps those that later outputs need.
  */
 export interface Resampler extends Owner {
-    /** The exact number of samples that the next push of `inputs` samples returns. */
+    /** The exact number of frames that the next push of `inputs` frames returns. */
     outputCount(inputs: number): number;
-    /** The delay of the output, in output samples. */
+    /** The delay of the output, in output frames. */
     readonly latency: number;
-    /** Converts the next samples. @returns an array of the same type */
+    /** Converts the next samples, of whole frames. @returns an array of the same type */
     push<Kind extends Samples>(samples: Kind): Kind;
     /**
      * Converts the next samples without allocating anything, as the process() of an audio worklet should.
-     * @param to at least outputCount(samples.length) samples, of either type
-     * @returns the number of samples written, outputCount(samples.length)
+     * @param to at least the samples of outputCount(frames) frames, of either type
+     * @returns the number of samples written
      */
     pushInto(samples: Samples, to: Samples): number;
     /** Converts the next samples between formats, which may change from push to push. */
@@ -466,6 +484,11 @@ export interface Resampler extends Owner {
     follow(fill: number, target: number): void;
     /** Discards the stream's history, for a new stream. */
     reset(): void;
+}
+
+/** A stream of floats. */
+export interface FloatResampler extends Omit<Resampler, 'flush' | 'pushBytes' | 'flushBytes'> {
+    flush(): Float32Array;
 }
 
 declare global {

@@ -10,40 +10,10 @@ using vela::resampler;
 
 namespace {
 
-using converter = vela::rate_converter<>;
-
 constexpr resampler::kernel kKernels[] = {resampler::kernel::bilinear, resampler::kernel::lanczos,
                                           resampler::kernel::lanczos2};
 constexpr resampler::format kFormats[] = {resampler::format::little_endian, resampler::format::big_endian,
                                           resampler::format::alaw, resampler::format::ulaw};
-
-// A stream of one of the two kinds.
-struct stream {
-    static constexpr uint64_t kSamples = 4096;
-
-    // As many inputs as have at most kSamples outputs, and one where it alone has more; a tenth more after set_ratio().
-    stream(std::optional<resampler> by_kernel, std::optional<converter> by_quality, uint64_t up, uint64_t down)
-        : kernel(std::move(by_kernel)), quality(std::move(by_quality)) {
-        in.resize(static_cast<size_t>(std::clamp<uint64_t>(kSamples * down / up, 1, kSamples)));
-        out.resize(static_cast<size_t>((in.size() * up / down + 1) * 10 / 9 + 1));
-    }
-
-    template <class Use>
-    auto with(Use use) {
-        return kernel ? use(*kernel) : use(*quality);
-    }
-
-    std::optional<resampler> kernel;
-    std::optional<converter> quality;
-    std::vector<int16_t> in, out;
-};
-
-stream *hold_stream(std::optional<resampler> made) {
-    if (!made)
-        return nullptr;
-    const uint32_t up = made->get()->interp_factor, down = made->get()->decim_factor;
-    return new stream(std::move(made), std::nullopt, up, down);
-}
 
 // Samples in one format as those of another, without a conversion of rates.
 std::vector<uint8_t> recoded(std::span<const uint8_t> bytes, resampler::format from, resampler::format to) {
@@ -54,10 +24,114 @@ std::vector<uint8_t> recoded(std::span<const uint8_t> bytes, resampler::format f
     return made;
 }
 
-block *give_as(const std::vector<int16_t> &samples, resampler::format to) {
-    const auto *const bytes = reinterpret_cast<const uint8_t *>(samples.data());
-    const std::vector<uint8_t> made = recoded({bytes, samples.size() * 2}, resampler::format::little_endian, to);
-    return give(std::span<const uint8_t>(made));
+std::span<const uint8_t> bytes_of(const std::vector<int16_t> &samples) {
+    return {reinterpret_cast<const uint8_t *>(samples.data()), samples.size() * sizeof(int16_t)};
+}
+
+std::vector<uint8_t> flushed(const std::vector<int16_t> &late, resampler::format to) {
+    return recoded(bytes_of(late), resampler::format::little_endian, to);
+}
+
+// Streams by a kernel, and by a quality for either kind of samples. Those of floats have no bytes.
+struct stream {
+    void *in = nullptr, *out = nullptr;
+    size_t piece = 0; // the samples that there is room for at in
+
+    virtual ~stream() = default;
+    virtual double output_count(uint64_t inputs) = 0;
+    virtual double latency() = 0;
+    virtual size_t push(size_t count) = 0;
+    virtual block *push_bytes(std::span<const uint8_t> bytes, resampler::format from, resampler::format to) = 0;
+    virtual block *flush() = 0;
+    virtual block *flush_bytes(resampler::format to) = 0;
+    virtual void reset() = 0;
+    virtual bool set_ratio(double ratio) = 0;
+    virtual bool follow(size_t fill, size_t target) = 0;
+};
+
+template <class Of, class Sample>
+struct stream_of final : stream {
+    static constexpr bool has_kernel = std::is_same_v<Of, resampler>;
+    static constexpr uint64_t kSamples = 4096;
+
+    Of of;
+    std::vector<Sample> from, to;
+
+    // As many inputs as have at most kSamples outputs, and one where it alone has more; a tenth more after set_ratio().
+    stream_of(Of made, uint64_t up, uint64_t down, size_t channels) : of(std::move(made)) {
+        const auto frames = static_cast<size_t>(std::clamp<uint64_t>(kSamples * down / up, 1, kSamples));
+        from.resize(frames * channels);
+        to.resize(static_cast<size_t>((frames * up / down + 1) * 10 / 9 + 1) * channels);
+        in = from.data();
+        out = to.data();
+        piece = from.size();
+    }
+
+    double output_count(uint64_t inputs) override { return static_cast<double>(of.output_count(inputs)); }
+    double latency() override { return of.latency(); }
+    size_t push(size_t count) override {
+        const auto made = of.push(std::span<const Sample>(from).first(count), std::span(to));
+        return made ? made->size() : 0;
+    }
+    block *push_bytes(std::span<const uint8_t> bytes, resampler::format format, resampler::format to_format) override {
+        std::vector<uint8_t> made;
+        if constexpr (has_kernel) {
+            if (!of.push(bytes, format, made, to_format))
+                return nullptr;
+        } else if constexpr (std::is_same_v<Sample, int16_t>) {
+            const std::vector<uint8_t> linear = recoded(bytes, format, resampler::format::little_endian);
+            std::vector<int16_t> samples(linear.size() / 2), outputs;
+            std::copy(linear.begin(), linear.end(), reinterpret_cast<uint8_t *>(samples.data()));
+            if (!of.push(std::span<const int16_t>(samples), outputs))
+                return nullptr;
+            made = flushed(outputs, to_format);
+        } else {
+            return nullptr;
+        }
+        return give(std::span<const uint8_t>(made));
+    }
+    block *flush() override {
+        std::vector<Sample> late;
+        of.flush(late);
+        return give(std::span<const Sample>(late));
+    }
+    block *flush_bytes(resampler::format to_format) override {
+        if constexpr (std::is_same_v<Sample, int16_t>) {
+            std::vector<int16_t> late;
+            of.flush(late);
+            const std::vector<uint8_t> made = flushed(late, to_format);
+            return give(std::span<const uint8_t>(made));
+        } else {
+            return nullptr;
+        }
+    }
+    void reset() override { of.reset(); }
+    bool set_ratio(double ratio) override {
+        if constexpr (has_kernel)
+            return false;
+        else
+            return of.set_ratio(ratio);
+    }
+    bool follow(size_t fill, size_t target) override {
+        if constexpr (has_kernel)
+            return false;
+        else
+            return of.follow(fill, target);
+    }
+};
+
+stream *hold_stream(std::optional<resampler> made) {
+    if (!made)
+        return nullptr;
+    const uint32_t up = made->get()->interp_factor, down = made->get()->decim_factor;
+    return new stream_of<resampler, int16_t>(std::move(*made), up, down, 1);
+}
+
+template <class Sample>
+stream *hold_converter(uint32_t out_rate, uint32_t in_rate, size_t quality, size_t channels) {
+    using converter = vela::rate_converter<Sample>;
+    auto made = converter::make(out_rate, in_rate, static_cast<vela::quality>(quality), channels);
+    return made ? new stream_of<converter, Sample>(std::move(*made), out_rate, in_rate, channels) : nullptr;
 }
 
 } // namespace
@@ -70,69 +144,41 @@ VELA_EXPORT(resampler_with_lobes) stream *with_lobes(uint32_t out_rate, uint32_t
     return hold_stream(resampler::with_lobes(out_rate, in_rate, lobes));
 }
 
-VELA_EXPORT(resampler_with_quality) stream *with_quality(uint32_t out_rate, uint32_t in_rate, size_t quality) {
-    auto made = converter::make(out_rate, in_rate, static_cast<vela::quality>(quality));
-    return made ? new stream(std::nullopt, std::move(made), out_rate, in_rate) : nullptr;
+VELA_EXPORT(resampler_with_quality)
+stream *with_quality(uint32_t out_rate, uint32_t in_rate, size_t quality, size_t channels, bool has_floats) {
+    return has_floats ? hold_converter<float>(out_rate, in_rate, quality, channels)
+                      : hold_converter<int16_t>(out_rate, in_rate, quality, channels);
 }
 
 // False for streams of a kernel, and if there is no such ratio.
-VELA_EXPORT(resampler_set_ratio) bool set_ratio(stream *one, double ratio) {
-    return one->quality && one->quality->set_ratio(ratio);
-}
-VELA_EXPORT(resampler_follow) bool follow(stream *one, size_t fill, size_t target) {
-    return one->quality && one->quality->follow(fill, target);
-}
+VELA_EXPORT(resampler_set_ratio) bool set_ratio(stream *one, double ratio) { return one->set_ratio(ratio); }
+VELA_EXPORT(resampler_follow) bool follow(stream *one, size_t fill, size_t target) { return one->follow(fill, target); }
 
 VELA_EXPORT(resampler_free) void free_stream(stream *one) { delete one; }
 
+// Inputs and outputs are frames here.
 VELA_EXPORT(resampler_output_count) double output_count(stream *one, double inputs) {
-    return one->with([&](auto &of) { return static_cast<double>(of.output_count(static_cast<uint64_t>(inputs))); });
+    return one->output_count(static_cast<uint64_t>(inputs));
 }
 
-VELA_EXPORT(resampler_latency) double latency(stream *one) {
-    return one->with([](auto &of) { return of.latency(); });
-}
+VELA_EXPORT(resampler_latency) double latency(stream *one) { return one->latency(); }
 
-VELA_EXPORT(resampler_piece) size_t piece(const stream *one) { return one->in.size(); }
-VELA_EXPORT(resampler_in) int16_t *in(stream *one) { return one->in.data(); }
-VELA_EXPORT(resampler_out) int16_t *out(stream *one) { return one->out.data(); }
+VELA_EXPORT(resampler_piece) size_t piece(const stream *one) { return one->piece; }
+VELA_EXPORT(resampler_in) void *in(stream *one) { return one->in; }
+VELA_EXPORT(resampler_out) void *out(stream *one) { return one->out; }
 
 // Converts the samples at in() to those at out(), and returns the number of these.
-VELA_EXPORT(resampler_push) size_t push(stream *one, size_t count) {
-    return one->with([&](auto &of) {
-        const auto made = of.push(std::span<const int16_t>(one->in).first(count), std::span(one->out));
-        return made ? made->size() : 0;
-    });
-}
+VELA_EXPORT(resampler_push) size_t push(stream *one, size_t count) { return one->push(count); }
 
 VELA_EXPORT(resampler_push_bytes)
 block *push_bytes(stream *one, const uint8_t *bytes, size_t size, size_t in_format, size_t out_format) {
-    const resampler::format from = kFormats[in_format], to = kFormats[out_format];
-    if (one->kernel) {
-        std::vector<uint8_t> made;
-        if (!one->kernel->push({bytes, size}, from, made, to))
-            return nullptr;
-        return give(std::span<const uint8_t>(made));
-    }
-    const std::vector<uint8_t> linear = recoded({bytes, size}, from, resampler::format::little_endian);
-    std::vector<int16_t> in(linear.size() / 2), made;
-    std::copy(linear.begin(), linear.end(), reinterpret_cast<uint8_t *>(in.data()));
-    one->quality->push(std::span<const int16_t>(in), made);
-    return give_as(made, to);
+    return one->push_bytes({bytes, size}, kFormats[in_format], kFormats[out_format]);
 }
 
-VELA_EXPORT(resampler_flush) block *flush(stream *one) {
-    std::vector<int16_t> made;
-    one->with([&](auto &of) { of.flush(made); });
-    return give(std::span<const int16_t>(made));
-}
+VELA_EXPORT(resampler_flush) block *flush(stream *one) { return one->flush(); }
 
 VELA_EXPORT(resampler_flush_bytes) block *flush_bytes(stream *one, size_t out_format) {
-    std::vector<int16_t> made;
-    one->with([&](auto &of) { of.flush(made); });
-    return give_as(made, kFormats[out_format]);
+    return one->flush_bytes(kFormats[out_format]);
 }
 
-VELA_EXPORT(resampler_reset) void reset(stream *one) {
-    one->with([](auto &of) { of.reset(); });
-}
+VELA_EXPORT(resampler_reset) void reset(stream *one) { one->reset(); }

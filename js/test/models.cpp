@@ -111,12 +111,21 @@ VELA_EXPORT(resampler_latency) double latency(uint32_t out_rate, uint32_t in_rat
 }
 
 // The same through the filter bank of a quality.
-VELA_EXPORT(converted)
-block *converted(uint32_t out_rate, uint32_t in_rate, size_t quality, const int16_t *samples, size_t size) {
+template <class Sample>
+block *converted(uint32_t out_rate, uint32_t in_rate, size_t quality, size_t channels, std::vector<Sample> in) {
     const model::filter_bank bank(out_rate, in_rate, static_cast<vela::quality>(quality));
-    std::vector<int16_t> in(samples, samples + size);
-    in.resize(size + bank.record->taps / 2);
-    return give_all(model::converted(bank, in, 1, [&](size_t) { return bank.record->step; }));
+    in.resize(in.size() + bank.record->taps / 2 * channels);
+    return give_all(model::converted(bank, in, channels, [&](size_t) { return bank.record->step; }));
+}
+VELA_EXPORT(converted)
+block *converted_integers(uint32_t out_rate, uint32_t in_rate, size_t quality, size_t channels, const int16_t *samples,
+                          size_t size) {
+    return converted<int16_t>(out_rate, in_rate, quality, channels, {samples, samples + size});
+}
+VELA_EXPORT(converted_floats)
+block *converted_floats(uint32_t out_rate, uint32_t in_rate, size_t quality, size_t channels, const float *samples,
+                        size_t size) {
+    return converted<float>(out_rate, in_rate, quality, channels, {samples, samples + size});
 }
 
 VELA_EXPORT(clipped) block *clipped(int32_t pan, int32_t tilt) {

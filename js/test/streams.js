@@ -60,7 +60,7 @@ export function testStreams(check, { Resampler }, models) {
     for (const [index, quality] of qualities.entries()) {
         check(`44100 to 16000, ${quality}`, (random) => {
             const input = random.array(Int16Array, 9000);
-            const expected = models.array(Int16Array, 'converted', 16000, 44100, index, input);
+            const expected = models.array(Int16Array, 'converted', 16000, 44100, index, 1, input);
             const one = Resampler.make(16000, 44100, quality);
             same(Int16Array.of(...one.push(input), ...one.flush()), expected);
             const bytes = new Uint8Array(input.buffer);
@@ -85,6 +85,55 @@ export function testStreams(check, { Resampler }, models) {
             one.free();
         });
     }
+    for (const [index, quality] of qualities.entries()) {
+        for (const Type of [Int16Array, Float32Array]) {
+            const channels = index + 2;
+            check(`${channels} channels of ${Type.name}, 16000 to 22050, ${quality}`, (random) => {
+                const floats = Type === Float32Array,
+                    input = Type.from(random.array(Int16Array, 1200 * channels), (x) => (floats ? x / 16384 : x)),
+                    model = floats ? 'converted_floats' : 'converted',
+                    expected = models.array(Type, model, 22050, 16000, index, channels, input),
+                    one = Resampler.make(22050, 16000, quality, { channels, floats }),
+                    made = [];
+                for (let at = 0; at < input.length; ) {
+                    const piece = input.subarray(at, (at += channels * random.below(400)));
+                    const outputs = one.outputCount(piece.length / channels) * channels;
+                    made.push(...one.push(piece));
+                    equal(made.length % channels, 0);
+                    equal(outputs <= made.length, true);
+                }
+                const late = one.flush();
+                equal(late.constructor, Type);
+                same(Type.of(...made, ...late), expected);
+
+                // The other kind of samples is scaled, both ways.
+                const Other = floats ? Int16Array : Float32Array,
+                    other = Other.from(input, (x) => (floats ? Math.round(x * 8192) : x / 32768)),
+                    again = one.push(other),
+                    to = new Type(again.length);
+                one.reset();
+                one.pushInto(other, to);
+                same(
+                    again,
+                    Other.from(to, (x) => (floats ? Math.round(x * 32768) : x / 32768)),
+                );
+                throws(() => one.push(new Type(channels + 1)), RangeError);
+                if (floats) {
+                    throws(() => one.pushBytes(new Uint8Array(4 * channels), 'littleEndian', 'alaw'), RangeError);
+                    throws(() => one.flushBytes('alaw'), RangeError);
+                }
+                one.free();
+            });
+        }
+    }
+    check('options of kernels and qualities', () => {
+        for (const options of [{ channels: 2 }, { floats: true }]) {
+            throws(() => Resampler.make(1, 1, 'bilinear', options), RangeError);
+        }
+        for (const channels of [0, 9, 1.5]) {
+            throws(() => Resampler.make(1, 1, 'low', { channels }), RangeError);
+        }
+    });
     check('samples beyond the range, and between integers', () => {
         const one = Resampler.make(1, 1, 'bilinear');
         const made = [...one.push(Float32Array.of(2, -2, 0.5, 1.6 / 32768, -1.6 / 32768)), ...one.flush()];
