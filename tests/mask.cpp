@@ -129,7 +129,9 @@ TEST(lenses_have_opencvs_names) {
                    {R"({"fx": 500, "image_height": 479})", "lens:1: the lens is that of another size*"},
                    {R"({"model": "wide", "fx": 500})", "lens:1: model: expected*"},
                    {R"({"camera_matrix": [500, 1, 320, 0, 500, 240, 0, 0, 1]})", "lens:1: camera_matrix: expected*"},
-                   {R"({"fx": 500, "dist_coeffs": [0, 0, 0, 0, 0, 0.1]})", "lens:1: dist_coeffs: only*"},
+                   {R"({"fx": 500, "dist_coeffs": [0, 0, 0, 0, 0, 0.1]})", "lens:1: distortion: only*"},
+                   {R"({"fx": 500, "k4": 0.1})", "lens:1: distortion: only*"},
+                   {R"({"model": "fisheye", "fx": 500, "p1": 0.1})", "lens:1: distortion: only*"},
                    {R"({"fx": 1e999})", "lens:1: expected a value"}};
     for (const auto &[text, says] : refused)
         assert_refused(text, says, [&] { (void)read(text); });

@@ -126,20 +126,23 @@ vela_lens read_lens(std::string_view text, const std::string &name, int width, i
             lens.cx = number("cx", std::floor(width / 2.0));
             lens.cy = number("cy", std::floor(height / 2.0));
         }
-        const size_t count = lens.model == VELA_LENS_FISHEYE ? 4 : 5;
-        if (distortion) {
-            const std::vector<double> d = numbers_of(*distortion, "dist_coeffs");
-            for (size_t i = 0; i < d.size(); ++i)
-                if (i < count)
-                    lens.distortion[i] = d[i];
-                else if (d[i] != 0)
-                    throw json::error("dist_coeffs: only k1, k2, p1, p2, k3 of a pinhole and k1 to k4 of a fisheye",
-                                      distortion->line);
-        } else {
-            static constexpr const char *kNames[2][5] = {{"k1", "k2", "p1", "p2", "k3"}, {"k1", "k2", "k3", "k4"}};
-            for (size_t i = 0; i < count; ++i)
-                lens.distortion[i] = number(kNames[lens.model == VELA_LENS_FISHEYE][i], 0);
-        }
+        // What the models have comes first, then what OpenCV's further models have.
+        static constexpr const char *kNames[2][8] = {{"k1", "k2", "p1", "p2", "k3", "k4", "k5", "k6"},
+                                                     {"k1", "k2", "k3", "k4", "k5", "k6", "p1", "p2"}};
+        const bool is_fisheye = lens.model == VELA_LENS_FISHEYE;
+        const size_t count = is_fisheye ? 4 : 5;
+        std::vector<double> coefficients;
+        if (distortion)
+            coefficients = numbers_of(*distortion, "dist_coeffs");
+        else
+            for (const char *const key : kNames[is_fisheye])
+                coefficients.push_back(number(key, 0));
+        for (size_t i = 0; i < coefficients.size(); ++i)
+            if (i < count)
+                lens.distortion[i] = coefficients[i];
+            else if (coefficients[i] != 0)
+                throw json::error("distortion: only k1, k2, p1, p2, k3 of a pinhole and k1 to k4 of a fisheye",
+                                  distortion ? distortion->line : root.line);
         const vela_orientation ahead = {};
         if (!view(vela_view_make(width, height, &ahead, &lens)))
             refuse("this is no lens: fx and fy must be above 0, cx and cy in or near the picture");
