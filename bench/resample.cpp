@@ -184,6 +184,7 @@ implementation samplerate(const char *name, int type) {
 const std::vector<implementation> &implementations() {
     static const std::vector<implementation> all = [] {
         std::vector<implementation> made = {
+            ours("vela-BILI", RESAMPLE_BILI),
             ours("vela-LANC", RESAMPLE_LANC),
             ours("vela", RESAMPLE_LAN2),
             of_lobes("vela-16-lobes", 16),
@@ -429,9 +430,32 @@ void add_plain_loops() {
     }
 }
 
+// A live stream's packets of 10 ms, beside long calls.
+void add_packets(rates rates) {
+    const std::string name = std::to_string(rates.in) + "->" + std::to_string(rates.out) + ", high, 10 ms per call";
+    const auto add = [&](const char *implementation, uint32_t inputs) {
+        ratios::add(name, implementation, [=](ratios::State &state) {
+            auto live = *vela::resampler::make(rates.out, rates.in, vela::quality::high);
+            const samples in(sampled({300, 3000}, inputs));
+            samples out(live.output_count(inputs) + 1);
+            size_t made = 0;
+            for (auto _ : state) {
+                made += live.push(in, std::span(out))->size();
+                benchmark::DoNotOptimize(out.data());
+            }
+            state.SetItemsProcessed(static_cast<int64_t>(made));
+        });
+    };
+    add("vela", rates.in / 100);
+    add("vela-long-calls", kBlock);
+    ratios::target(name, 1 / 1.5, {"vela-long-calls"});
+}
+
 const bool registered = [] {
-    for (const rates rates : kRates)
+    for (const rates rates : kRates) {
         add_conversions(rates);
+        add_packets(rates);
+    }
     add_laws();
     add_plain_loops();
     // With the first packet, which some make their tables for.

@@ -404,7 +404,7 @@ export type Kernel = 'bilinear' | 'lanczos' | 'lanczos2';
 
 /**
  * Filters with a pass band up to 0.86, 0.80, 0.85, 0.90 and 0.95 of the lower rate's Nyquist frequency, and a stop band as
- * far above it, attenuated by 54, 88, 90, 92 and 100 dB. From `low` on the only noise is the rounding to 16 bits.
+ * far above it, attenuated by 54, 87, 88, 92 and 100 dB. From `low` on the only noise is the rounding to 16 bits.
  */
 export type Quality = 'speech' | 'low' | 'medium' | 'high' | 'best';
 

@@ -19,8 +19,8 @@
  * | quality | pass band | ripple, dB | stop band | attenuation, dB | latency |
  * |---------|-----------|------------|-----------|-----------------|---------|
  * | speech  | to 0.86   | 0.02       | from 1.14 | 54              | 16      |
- * | low     | to 0.80   | 0.001      | from 1.20 | 88              | 15      |
- * | medium  | to 0.85   | 0.001      | from 1.15 | 90              | 21      |
+ * | low     | to 0.80   | 0.001      | from 1.20 | 87              | 15      |
+ * | medium  | to 0.85   | 0.001      | from 1.15 | 88              | 21      |
  * | high    | to 0.90   | 0.001      | from 1.10 | 92              | 32      |
  * | best    | to 0.95   | 0.0002     | from 1.05 | 100             | 71      |
  *
