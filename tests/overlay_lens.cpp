@@ -111,19 +111,9 @@ TEST(margins_cover_what_is_within_them) {
                 if (!shown)
                     return false;
                 const model::vec3 p = model::towards(shown->pan, shown->tilt);
-                real nearest = truth.contains(p) ? 0 : 9;
-                for (size_t side = 0; side < truth.points.size(); ++side) {
-                    const model::vec3 &a = truth.points[side], &b = truth.next(side), n = model::cross(a, b);
-                    const bool is_beside =
-                        model::dot(model::cross(n, a), p) >= 0 && model::dot(model::cross(b, n), p) >= 0;
-                    const auto angle = [&p](const model::vec3 &q) {
-                        return std::atan2(model::length(model::cross(p, q)), model::dot(p, q));
-                    };
-                    nearest = std::min(
-                        {nearest, angle(a), angle(b),
-                         is_beside && model::length(n) > 0 ? std::fabs(angle(n) - 90 * model::kDegree) : real{9}});
-                }
-                return nearest <= margin * model::kDegree;
+                const model::vec3 q = truth.nearest(p);
+                return truth.contains(p) ||
+                       std::atan2(model::length(model::cross(p, q)), model::dot(p, q)) <= margin * model::kDegree;
             };
             for (int j = 0; j < 100; ++j) {
                 const int x = below(97), y = below(61);

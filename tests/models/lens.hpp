@@ -212,18 +212,34 @@ faults judge(const mask &truth, const std::vector<camera> &moments, const pictur
     for (const camera &seen : moments)
         views.push_back(*seen.made());
     // The direction that a position shows: what the view says, if that is projected there.
-    const auto is_inside = [&](size_t moment, real x, real y) {
+    const auto shown_at = [&](size_t moment, real x, real y) -> std::optional<vec3> {
         const auto shown = views[moment].unproject({double(x), double(y)});
         if (!shown)
-            return false;
+            return std::nullopt;
         const vec3 p = towards(shown->pan, shown->tilt);
         const auto again = moments[moment].project(p);
-        return again && std::hypot((*again)[0] - x, (*again)[1] - y) < 0.01 && truth.contains(p);
+        return again && std::hypot((*again)[0] - x, (*again)[1] - y) < 0.01 ? std::optional(p) : std::nullopt;
+    };
+    const auto is_inside = [&](size_t moment, real x, real y) {
+        const auto p = shown_at(moment, x, y);
+        return p && truth.contains(*p);
+    };
+    // Within rounding of an edge either will do for a centre.
+    const auto is_on_edge = [&](real x, real y) {
+        const auto p = shown_at(0, x, y), at = p ? moments[0].project(truth.nearest(*p)) : std::nullopt;
+        return at && std::hypot((*at)[0] - x, (*at)[1] - y) < 0.02;
+    };
+    // A twentieth of a pixel from the rim decides neither way.
+    const auto is_at_rim = [&](size_t moment, const point &at) {
+        for (const auto &[dx, dy] : {point{0.05, 0}, {-0.05, 0}, {0, 0.05}, {0, -0.05}})
+            if (!views[moment].unproject({double(at[0] + dx), double(at[1] + dy)}))
+                return true;
+        return false;
     };
     std::vector<std::array<int, 2>> looked_at;
-    for (const camera &seen : moments)
+    for (size_t moment = 0; moment < moments.size(); ++moment)
         for (size_t i = 0; i < truth.points.size(); ++i)
-            walk_arc(seen, truth.points[i], truth.next(i), step, [&](const vec3 &, const point &at) {
+            walk_arc(moments[moment], truth.points[i], truth.next(i), step, [&](const vec3 &, const point &at) {
                 const std::array<int, 2> pixel = {static_cast<int>(std::lround(at[0])),
                                                   static_cast<int>(std::lround(at[1]))};
                 const bool is_clear = std::fabs(at[0] - pixel[0]) < 0.49 && std::fabs(at[1] - pixel[1]) < 0.49;
@@ -232,7 +248,7 @@ faults judge(const mask &truth, const std::vector<camera> &moments, const pictur
                     return;
                 ++found.looked_at;
                 if (how == coverage::conservative)
-                    found.open += !drawn.is_covered(pixel[0], pixel[1]);
+                    found.open += !drawn.is_covered(pixel[0], pixel[1]) && !is_at_rim(moment, at);
                 else if (below(20) == 0)
                     looked_at.push_back(pixel);
             });
@@ -253,8 +269,8 @@ faults judge(const mask &truth, const std::vector<camera> &moments, const pictur
             int inside = 0;
             for (const auto &[dx, dy] : {point{0, 0}, {0.02, 0}, {-0.02, 0}, {0, 0.02}, {0, -0.02}})
                 inside += is_inside(0, x + dx, y + dy);
-            found.open += inside == 5 && !is_covered;
-            found.too_far += inside == 0 && is_covered;
+            if ((is_covered ? inside == 0 : inside == 5) && !is_on_edge(x, y))
+                ++(is_covered ? found.too_far : found.open);
             continue;
         }
         bool is_near = near[drawn.index(x, y)];

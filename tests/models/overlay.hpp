@@ -89,6 +89,19 @@ public:
     bool contains(const vec3 &p) const { return level(p) != outside; }
     const vec3 &next(size_t corner) const { return points[(corner + 1) % points.size()]; }
 
+    // The point of the boundary that is nearest to a direction.
+    vec3 nearest(const vec3 &p) const {
+        vec3 best = points[0];
+        const auto take = [&](const vec3 &q) { best = dot(p, q) > dot(p, best) ? q : best; };
+        for (size_t i = 0; i < points.size(); ++i) {
+            const vec3 &a = points[i], &b = next(i), n = cross(a, b);
+            take(b);
+            if (dot(cross(n, a), p) > 0 && dot(cross(b, n), p) > 0)
+                take(unit(mixed(1, p, -dot(n, p) / dot(n, n), n)));
+        }
+        return best;
+    }
+
     // Whether the boundary comes that close to a position.
     bool passes(const lens &view, real x, real y, real pixels) const {
         // By bisection: a position moves at most sqrt(2) times as fast as its direction.

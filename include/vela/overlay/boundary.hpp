@@ -83,7 +83,19 @@ private:
 
     // The screen is on the right of who goes around by growing angles, clockwise.
     void add_rim(const exit &from, const exit &to, int winding) {
-        flatten_.rim(to.around, from.around, to.at, from.at, [&](position a, position b) { chord_(a, b, winding); });
+        const auto chord = [&](position a, position b) { chord_(a, b, winding); };
+        if constexpr (Lens::kFoldEdges > 0)
+            if (lens_.folds()) {
+                position last = to.at;
+                lens_.rim_parts(to.around, from.around, [&](double begin, double end, bool is_arc) {
+                    const vec a = lens_.rim(begin), b = lens_.rim(end);
+                    const position next = end == from.around ? from.at : lens_.project(b);
+                    is_arc ? flatten_.arc(a, b, last, next, chord) : flatten_.rim(begin, end, last, next, chord);
+                    last = next;
+                });
+                return chord(last, from.at);
+            }
+        flatten_.rim(to.around, from.around, to.at, from.at, chord);
     }
 
     const Lens &lens_;

@@ -5,7 +5,9 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <vela/overlay/chords.hpp>
 #include <vela/overlay/optics.hpp>
 
@@ -42,7 +44,7 @@ void clip_to_cone(vec a, vec b, double cosine, Part &&part) {
     const auto at = [&](double turn) { return curve.at(std::clamp(turn, 0.0, curve.angle)); };
     const double leaves = highest + half, enters = highest - half, enters_again = enters + 2 * kPi;
     if (a_is_inside && b_is_inside) {
-        if (!(leaves < enters_again && enters_again < curve.angle))
+        if (!(half < kPi && enters_again < curve.angle))
             return part(a, b, false, false);
         part(a, at(leaves), false, true);
         part(at(enters_again), b, true, false);
@@ -55,42 +57,39 @@ void clip_to_cone(vec a, vec b, double cosine, Part &&part) {
     }
 }
 
-// Cuts an arc within the cone where it crosses the fold; an end on the cone isn't seen. Two crossings closer than a
-// 32nd of the arc may be missed, with what is between.
+// Cuts an arc within the cone where it crosses the fold. More than four ends on the boundary of what is seen don't
+// count: those nearest to each other go.
 template <class Lens, class Part>
 void cut_at_fold(const Lens &lens, vec a, vec b, bool enters, bool leaves, Part &&part) {
-    constexpr int kSteps = 32, kMaxParts = 2;
     const vec from = lens.flat(a), to = lens.flat(b);
-    const auto at = [&](double t) { return t == 1 ? to : lens.flat(from + t * (to - from)); };
-    bool is_seen = !enters && lens.sees(from), begins_at_fold = false;
-    double begin = 0;
-    for (int i = 1, parts = 0; i <= kSteps && parts < kMaxParts; ++i) {
-        double low = 1.0 * (i - 1) / kSteps, high = 1.0 * i / kSteps;
-        const bool is_next_seen = !(i == kSteps && leaves) && lens.sees(at(high));
-        if (is_next_seen == is_seen)
-            continue;
-        for (double middle = (low + high) / 2; low < middle && middle < high; middle = (low + high) / 2)
-            (lens.sees(at(middle)) == is_seen ? low : high) = middle;
-        if (is_seen) {
-            part(at(begin), at(low), begins_at_fold, true);
-            ++parts;
-        }
-        begin = high;
-        begins_at_fold = true;
-        is_seen = is_next_seen;
+    const bool begins_seen = !lens.is_beyond_fold(from), ends_seen = !lens.is_beyond_fold(to);
+    std::array<double, 2 * Lens::kFoldEdges + 1> cuts;
+    std::size_t count = 0;
+    lens.cross_fold(from, to, [&](double t) { cuts[count++] = t; });
+    std::sort(cuts.begin(), cuts.begin() + count);
+    if ((count % 2 == 0) != (begins_seen == ends_seen))
+        cuts[count++] = 1; // by rounding
+    while (count + (begins_seen && enters) + (ends_seen && leaves) > 4) {
+        std::size_t nearest = 0;
+        for (std::size_t i = 1; i + 1 < count; ++i)
+            if (cuts[i + 1] - cuts[i] < cuts[nearest + 1] - cuts[nearest])
+                nearest = i;
+        std::copy(cuts.begin() + nearest + 2, cuts.begin() + count, cuts.begin() + nearest);
+        count -= 2;
     }
-    if (is_seen)
-        part(at(begin), to, begins_at_fold, false);
+    const auto at = [&](std::size_t cut) { return lens.flat(from + cuts[cut] * (to - from)); };
+    for (std::size_t i = begins_seen ? 0 : 1; i <= count; i += 2)
+        part(i == 0 ? from : at(i - 1), i == count ? to : at(i), i > 0 || enters, i < count || leaves);
 }
 
 // Clips an arc to what a lens sees and may show on the screen; part() as above.
 template <class Lens, class Part>
 void cut_to_seen(const Lens &lens, vec a, vec b, Part &&part) {
     clip_to_cone(a, b, lens.cosine(), [&](vec from, vec to, bool enters, bool leaves) {
-        if (lens.folds())
-            cut_at_fold(lens, from, to, enters, leaves, part);
-        else
-            part(from, to, enters, leaves);
+        if constexpr (Lens::kFoldEdges > 0)
+            if (lens.folds())
+                return cut_at_fold(lens, from, to, enters, leaves, part);
+        part(from, to, enters, leaves);
     });
 }
 
@@ -106,9 +105,15 @@ public:
     template <class Chord>
     void arc(vec a, vec b, Chord &&chord) const {
         const vec from = lens_.flat(a), to = lens_.flat(b);
+        arc(from, to, lens_.project(from), lens_.project(to), chord);
+    }
+
+    // The same for flat ends, from and to their positions.
+    template <class Chord>
+    void arc(vec from, vec to, position at_from, position at_to, Chord &&chord) const {
         int splits = 0;
         divide(
-            from, to, lens_.project(from), lens_.project(to), [this](vec p, vec q) { return lens_.bend(p, q); },
+            from, to, at_from, at_to, [this](vec p, vec q) { return lens_.bend(p, q); },
             [this](vec p, vec q, double part) { return lens_.flat(p + part * (q - p)); },
             [this](vec p) { return lens_.project(p); }, chord, 0, splits);
     }

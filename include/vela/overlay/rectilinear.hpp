@@ -3,12 +3,19 @@
  * The pinhole model with its distortion. Part of <vela/overlay.hpp>; nothing here is public.
  *
  * On the plane at depth 1 arcs are straight lines. There the distortion of q is q radial(|q|) + 2 (p q) q + |q|^2 p,
- * where p = (p2, p1).
+ * where p = (p2, p1). With u = p q, the series' slope and factor, and a = |p| |q|, its derivative has the determinant
+ *
+ *     slope factor - 4 a^2 + 2 (slope + 3 factor) u + 16 u^2
+ *
+ * which is positive for greater u than its greater zero. What isn't seen, as the map folds before, is a wedge around
+ * -p.
  */
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <optional>
 #include <vela/overlay/lens.hpp>
 #include <vela/overlay/optics.hpp>
@@ -27,25 +34,25 @@ public:
             return std::nullopt;
         // A circle around which the screen can't reach, if all within is seen; otherwise the boundary is on the screen.
         const double beyond = 1.25 * farthest_out;
-        double radius = made.limit_;
-        if (seen_out > beyond)
-            radius = made.radial_.inverse(beyond, made.limit_);
-        if (made.tangential_ > 0)
-            radius = made.radius_beyond(beyond, radius);
-        made.safe_ = made.tangential_ > 0 ? made.first_fold(radius) : radius;
-        made.folds_ = made.safe_ < radius;
-        made.is_screen_within_ = seen_out > beyond && !made.folds_;
-        made.clip_ = made.folds_ ? std::min(made.limit_, 8 * (farthest_out + 1 / made.tangential_)) : radius;
+        made.safe_ = made.tip();
+        made.is_screen_within_ = made.nearest(made.safe_) > beyond;
+        made.folds_ = !made.is_screen_within_ && made.safe_ < made.limit_;
+        if (made.is_screen_within_)
+            made.safe_ = made.radius_of(beyond);
+        made.clip_ = made.folds_ ? std::min(made.limit_, 8 * (farthest_out + 1 / made.tangential_)) : made.safe_;
         made.clip_ = std::min(made.clip_, 1e9);
         made.cosine_ = 1 / std::sqrt(1 + made.clip_ * made.clip_);
+        if (made.folds_)
+            made.find_fold();
         return made;
     }
 
     bool sees(vec p) const noexcept {
         if (!(p.x > 0))
             return false;
-        const double x = p.y / p.x, y = -p.z / p.x, r = std::hypot(x, y);
-        return r < limit_ && (r <= safe_ || tangential_ == 0 || r <= fold(x / r, y / r, r));
+        const planar q = {p.y / p.x, -p.z / p.x};
+        const double r = std::hypot(q.x, q.y);
+        return r < limit_ && (r <= safe_ || !folds_ || !is_beyond_fold(q));
     }
     position project(vec p) const noexcept {
         const planar d = distorted({p.y / p.x, -p.z / p.x});
@@ -65,12 +72,60 @@ public:
 
     static vec flat(vec p) noexcept { return {1, p.y / p.x, p.z / p.x}; }
     double cosine() const noexcept { return cosine_; }
+    static constexpr std::size_t kFoldEdges = 32; // of a side
     bool folds() const noexcept { return folds_; }
     double safe_angle() const noexcept { return std::atan(std::min(safe_, clip_)); }
     double limit_angle() const noexcept { return std::atan(clip_); }
     vec rim(double around) const noexcept {
-        const double x = std::cos(around), y = std::sin(around), r = folds_ ? fold(x, y, clip_) : clip_;
-        return direction_of({r * x, r * y});
+        const planar ray = {std::cos(around), std::sin(around)}, q = from_wedge(ray);
+        const std::size_t i = folds_ ? edge_across(q) : kFoldEdges;
+        if (i == kFoldEdges)
+            return direction_of({clip_ * ray.x, clip_ * ray.y});
+        const planar a = fold_[i], b = fold_[i + 1];
+        const double r = area(a, b) / area(planar{q.x, std::fabs(q.y)}, b - a);
+        return direction_of({r * ray.x, r * ray.y});
+    }
+
+    // Calls part(from, to, is_arc) for the arcs of the rim and what is between, from one angle around the axis to a
+    // smaller one.
+    template <class Part>
+    void rim_parts(double from, double to, Part &&part) const {
+        if (!folds_)
+            return part(from, to, false);
+        const double wedge = std::atan2(-lens_.p1, -lens_.p2),
+                     most = std::atan2(fold_[kFoldEdges].y, fold_[kFoldEdges].x);
+        const auto until = [&](double angle) {
+            const double next = std::max(angle, to);
+            if (from > next)
+                part(from, next, std::fabs(std::remainder((from + next) / 2 - wedge, 2 * kPi)) < most);
+            from = std::min(from, next);
+        };
+        for (int turn = 1; turn >= -1; --turn)
+            for (int i = -int{kFoldEdges}; i <= int{kFoldEdges}; ++i) {
+                const planar &at = fold_[static_cast<std::size_t>(std::abs(i))];
+                until(wedge + 2 * kPi * turn - std::copysign(std::atan2(at.y, at.x), i));
+            }
+        until(to);
+    }
+
+    bool is_beyond_fold(vec p) const noexcept { return is_beyond_fold(planar{p.y / p.x, -p.z / p.x}); }
+    // Calls crossing(t) for each point a + t (b - a) of a line where it crosses the fold.
+    template <class Crossing>
+    void cross_fold(vec a, vec b, Crossing &&crossing) const {
+        const planar from = from_wedge({a.y, -a.z}), to = from_wedge({b.y, -b.z});
+        if (std::max(dot(from, from), dot(to, to)) <= safe_ * safe_)
+            return;
+        const planar way = to - from;
+        for (const double side : {1.0, -1.0})
+            for (std::size_t i = 0; i < kFoldEdges; ++i) {
+                const planar p = {fold_[i].x, side * fold_[i].y}, q = {fold_[i + 1].x, side * fold_[i + 1].y};
+                const double before = area(way, p - from), after = area(way, q - from);
+                if ((before >= 0) == (after >= 0))
+                    continue;
+                const double begin = area(q - p, from - p), end = area(q - p, to - p);
+                if ((begin >= 0) != (end >= 0))
+                    crossing(begin / (begin - end));
+            }
     }
 
     // The projection to the plane moves up to 1 + r^2 times as fast as the direction, and accelerates by up to
@@ -92,20 +147,8 @@ public:
     }
     double rim_bend(double from, double to) const noexcept {
         const double angle = std::fabs(to - from);
-        if (!folds_) {
-            const auto [first, second] = rates_between(0, clip_);
-            return (second * clip_ + first) * clip_ * angle * angle / 8;
-        }
-        // The fold has no bounds of use: by points in between.
-        if (angle > 0.05)
-            return kUnbounded;
-        const position a = project(rim(from)), b = project(rim(to));
-        double away = 0;
-        for (const double part : {0.25, 0.5, 0.75}) {
-            const position at = project(rim(mixed(from, to, part)));
-            away = std::max(away, std::hypot(at.x - mixed(a.x, b.x, part), at.y - mixed(a.y, b.y, part)));
-        }
-        return angle < 1e-7 ? 0 : 1.5 * away;
+        const auto [first, second] = rates_between(0, clip_);
+        return (second * clip_ + first) * clip_ * angle * angle / 8;
     }
 
     bool operator==(const rectilinear &) const noexcept = default;
@@ -135,7 +178,12 @@ public:
 private:
     struct planar {
         double x, y;
+
+        bool operator==(const planar &) const noexcept = default;
+        friend planar operator-(planar a, planar b) noexcept { return {a.x - b.x, a.y - b.y}; }
     };
+    static double dot(planar a, planar b) noexcept { return a.x * b.x + a.y * b.y; }
+    static double area(planar a, planar b) noexcept { return a.x * b.y - a.y * b.x; }
 
     explicit rectilinear(const pinhole &given) noexcept
         : lens_(given), radial_{{given.k1, given.k2, given.k3, 0}}, tangential_(std::hypot(given.p1, given.p2)),
@@ -180,48 +228,60 @@ private:
         return p.x > 0 && reach < kPi / 2 && r * tangent < 1 ? (r + tangent) / (1 - r * tangent) : kUnbounded;
     }
 
-    // The determinant of the distortion's derivative at a radius in the direction (x, y). Its terms along the radius
-    // and across are the series' slope and factor.
-    double determinant(double x, double y, double r) const noexcept {
-        const double along = (lens_.p2 * x + lens_.p1 * y) * r, across = (lens_.p1 * x - lens_.p2 * y) * r;
-        return (radial_.slope(r) + 6 * along) * (radial_.factor(r) + 2 * along) - 4 * across * across;
-    }
-    // A lower bound for all directions.
-    double least_determinant(double r) const noexcept {
-        const double p = tangential_ * r;
-        return (radial_.slope(r) - 6 * p) * (radial_.factor(r) - 2 * p) - 4 * p * p;
+    // A lower bound of how far from the axis a radius is projected; it rises up to the tip.
+    double nearest(double r) const noexcept { return radial_.value(r) - 3 * tangential_ * r * r; }
+    double radius_of(double nearest_to_axis) const noexcept {
+        if (tangential_ == 0)
+            return radial_.inverse(nearest_to_axis, limit_);
+        double low = 0, high = safe_;
+        for (double middle = high / 2; low < middle && middle < high; middle = (low + high) / 2)
+            (nearest(middle) < nearest_to_axis ? low : high) = middle;
+        return high;
     }
 
-    // The first radius from `from` to `to` at which a function isn't positive any more.
-    template <class Function>
-    static double first_not_positive(double from, double to, Function &&function) noexcept {
-        constexpr int kSteps = 64;
-        double low = from;
-        for (int i = 1; i <= kSteps; ++i) {
-            double high = mixed(from, to, static_cast<double>(i) / kSteps);
-            if (!(function(high) > 0)) {
-                for (double middle = (low + high) / 2; low < middle && middle < high; middle = (low + high) / 2)
-                    (function(middle) > 0 ? low : high) = middle;
-                return low;
-            }
-            low = high;
+    // A radius within which the determinant is positive: for -p, as factors, and rising from there.
+    double tip() const noexcept {
+        if (tangential_ == 0)
+            return limit_;
+        const auto zero = [&](double by_p, double by_k1, double by_k2, double by_k3) {
+            return first_zero(
+                std::array{by_p * -tangential_, by_k1 * lens_.k1, 0.0, by_k2 * lens_.k2, 0.0, by_k3 * lens_.k3},
+                limit_);
+        };
+        return std::min({zero(6, 3, 5, 7), zero(2, 1, 1, 1), zero(4, 1.5, 2, 2.5)});
+    }
+
+    // The fold as a line of kFoldEdges straight edges, out to clip_: on one side, from the axis of the wedge.
+    void find_fold() noexcept {
+        double angle = 0;
+        for (std::size_t i = 0; i <= kFoldEdges; ++i) {
+            const double part = static_cast<double>(i) / kFoldEdges, r = safe_ * std::pow(clip_ / safe_, part * part);
+            const double s = radial_.slope(r), f = radial_.factor(r), a = tangential_ * r;
+            const double square = (s - f) * (s - 9 * f) + 64 * a * a,
+                         cosine = square >= 0 ? (s + 3 * f - std::sqrt(square)) / 16 / a : 1;
+            // What is farther out than the fold isn't seen. The angle grows with each edge.
+            if (i > 0)
+                angle = std::max(angle + 1e-7, std::acos(std::clamp(cosine, -1.0, 1.0)));
+            fold_[i] = {r * std::cos(angle), r * std::sin(angle)};
         }
-        return to;
     }
-    double first_fold(double radius) const noexcept {
-        return first_not_positive(0, radius, [this](double r) { return least_determinant(r); });
+    // With the wedge along the first axis.
+    planar from_wedge(planar q) const noexcept {
+        const double x = -lens_.p2 / tangential_, y = -lens_.p1 / tangential_;
+        return {x * q.x + y * q.y, x * q.y - y * q.x};
     }
-    double fold(double x, double y, double radius) const noexcept {
-        const double end = std::min(radius, limit_);
-        return end <= safe_ ? end
-                            : first_not_positive(safe_, end, [=, this](double r) { return determinant(x, y, r); });
+    // The edge that is seen in a direction, which is turned like that; kFoldEdges beside the wedge.
+    std::size_t edge_across(planar q) const noexcept {
+        const planar above = {q.x, std::fabs(q.y)};
+        std::size_t i = 0;
+        while (i < kFoldEdges && area(fold_[i + 1], above) >= 0)
+            ++i;
+        return i;
     }
-
-    // A radius, up to the limit, outside of which nothing is projected nearer to the axis than that far.
-    double radius_beyond(double far, double from) const noexcept {
-        const auto missing = [&](double r) { return far - radial_.value(r) + 3 * tangential_ * r * r; };
-        const double end = std::min(limit_, 4 * from);
-        return end > from ? first_not_positive(from, end, missing) : end;
+    bool is_beyond_fold(planar at) const noexcept {
+        const planar q = from_wedge(at);
+        const std::size_t i = edge_across(q);
+        return i < kFoldEdges && area(fold_[i + 1] - fold_[i], planar{q.x, std::fabs(q.y)} - fold_[i]) < 0;
     }
 
     // Newton's method from a first guess; false when it doesn't arrive.
@@ -278,6 +338,7 @@ private:
     double cosine_ = 0;             // of the cone
     bool folds_ = false;            // within the cone
     bool is_screen_within_ = false; // in what is seen
+    std::array<planar, kFoldEdges + 1> fold_{};
 };
 
 } // namespace vela::overlay::internal
