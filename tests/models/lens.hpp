@@ -226,7 +226,8 @@ faults judge(const mask &truth, const std::vector<camera> &moments, const pictur
     };
     // Within rounding of an edge either will do for a centre.
     const auto is_on_edge = [&](real x, real y) {
-        const auto p = shown_at(0, x, y), at = p ? moments[0].project(truth.nearest(*p)) : std::nullopt;
+        const auto p = shown_at(0, x, y);
+        const auto at = p ? moments[0].project(truth.nearest(*p)) : std::nullopt;
         return at && std::hypot((*at)[0] - x, (*at)[1] - y) < 0.02;
     };
     // A twentieth of a pixel from the rim decides neither way.

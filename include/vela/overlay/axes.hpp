@@ -44,7 +44,7 @@ public:
     static vec flat(vec p) noexcept { return unit(p); }
     double cosine() const noexcept { return cosine_; }
     static constexpr std::size_t kFoldEdges = 0;
-    double safe_angle() const noexcept { return angle_; }
+    double safe_angle() const noexcept { return kPi / 2; }
     double limit_angle() const noexcept { return angle_; }
     vec rim(double around) const noexcept { return on_cone(angle_, around); }
 

@@ -49,7 +49,7 @@ public:
     static vec flat(vec p) noexcept { return unit(p); }
     double cosine() const noexcept { return cosine_; }
     static constexpr std::size_t kFoldEdges = 0;
-    double safe_angle() const noexcept { return clip_; }
+    double safe_angle() const noexcept { return limit_; }
     double limit_angle() const noexcept { return clip_; }
     vec rim(double around) const noexcept { return on_cone(clip_, around); }
 

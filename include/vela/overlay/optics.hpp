@@ -9,10 +9,12 @@
  *     unproject(at)          the direction of a position, of any length
  *     flat(p)                p at the length that project() takes, at which straight lines between two vectors are
  *                            divided evenly
- *     cosine(), folds()      the cone around the optical axis that holds all that may be on the screen; whether some
- *                            directions within aren't seen, beyond a fold
- *     safe_angle(), limit_angle()   from the axis: what is nearer is seen, what is farther isn't
+ *     cosine()               the cone around the optical axis that holds all that may be on the screen
+ *     safe_angle(), limit_angle()   from the axis: what is nearer is seen, what is farther isn't on the screen
  *     rim(angle)             the boundary of what is seen within the cone, by the angle around the axis: a direction
+ *     kFoldEdges             if not 0, the lens may fold within the cone: what is beyond the fold isn't seen. folds(),
+ *                            is_beyond_fold(p); cross_fold(a, b, crossing) and rim_parts(from, to, part), whose
+ *                            boundary there is made of twice as many arcs
  *     bend(a, b)             how far the arc from a to b may be from its chord on the screen; divided evenly into n
  *                            parts, each is n^2 times as close
  *     rim_bend(a, b)         the same for a part of the rim

@@ -37,9 +37,9 @@ public:
         made.safe_ = made.tip();
         made.is_screen_within_ = made.nearest(made.safe_) > beyond;
         made.folds_ = !made.is_screen_within_ && made.safe_ < made.limit_;
-        if (made.is_screen_within_)
-            made.safe_ = made.radius_of(beyond);
-        made.clip_ = made.folds_ ? std::min(made.limit_, 8 * (farthest_out + 1 / made.tangential_)) : made.safe_;
+        made.clip_ = made.is_screen_within_ ? made.radius_of(beyond)
+                     : made.folds_          ? std::min(made.limit_, 8 * (farthest_out + 1 / made.tangential_))
+                                            : made.safe_;
         made.clip_ = std::min(made.clip_, 1e9);
         made.cosine_ = 1 / std::sqrt(1 + made.clip_ * made.clip_);
         if (made.folds_)
@@ -74,7 +74,7 @@ public:
     double cosine() const noexcept { return cosine_; }
     static constexpr std::size_t kFoldEdges = 32; // of a side
     bool folds() const noexcept { return folds_; }
-    double safe_angle() const noexcept { return std::atan(std::min(safe_, clip_)); }
+    double safe_angle() const noexcept { return std::atan(safe_); }
     double limit_angle() const noexcept { return std::atan(clip_); }
     vec rim(double around) const noexcept {
         const planar ray = {std::cos(around), std::sin(around)}, q = from_wedge(ray);
