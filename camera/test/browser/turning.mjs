@@ -27,6 +27,7 @@ test('presets are saved and deleted, and a wrong patrol is refused', async () =>
     // Another view of the same name takes its place.
     await post('/api/ptz', { action: 'move', pan: 120, tilt: 0, fov: 40 });
     await post('/api/ptz', { action: 'save', name: 'Another', pan: 0, tilt: 0, fov: 60 });
+    await untilCount('#presets-list li', 2); // which moves the button
     await fill('#patrol-dwell', 'long');
     await page.click('#patrol');
     await untilText('patrol-error', /seconds at each view: a number from 1 to 600/);
