@@ -114,7 +114,7 @@ export class Core {
         this.#exports.free(block);
     }
 
-    // A copy of so many bytes.
+    // A copy of a number of bytes at an address, as an array of a type.
     read(Type, address, size) {
         return new Type(this.heap.Uint8Array.slice(address, address + size).buffer);
     }
