@@ -15,16 +15,30 @@ export class History extends EventTarget {
         this.dispatchEvent(new CustomEvent('change', { detail: words }));
     }
 
+    // The same for a change that `make` has yet to ask the camera for: its result is what add() takes, or nothing if the
+    // change was not made, and then so is this function's. What is undone meanwhile waits, and undoes this change.
+    change(make) {
+        return this.#enqueue(async () => {
+            const made = await make();
+            if (made) this.add(...made);
+            return made;
+        });
+    }
+
+    // One after another, whether or not the one before has failed.
+    #enqueue(work) {
+        this.#queue = this.#queue.catch(() => {}).then(work);
+        return this.#queue;
+    }
+
     #step(from, to, name) {
-        const ended = this.#queue.catch(() => {}); // a step that failed, as others may not
-        this.#queue = ended.then(async () => {
+        return this.#enqueue(async () => {
             const change = from().pop();
             if (!change) return;
             await change[name]();
             to().push(change);
             this.dispatchEvent(new CustomEvent('change', { detail: '' }));
         });
-        return this.#queue;
     }
     undo() {
         return this.#step(

@@ -46,6 +46,7 @@ class Masks extends EventTarget {
     }
 
     #idOf = (id) => (this.#places.has(id) ? this.#idOf(this.#places.get(id)) : id);
+    #find = (id) => this.all.find((mask) => mask.id === this.#idOf(id));
 
     async #post(fields, place = error, marked = undefined) {
         const answer = await attempt(place, post('/api/mask', fields), marked);
@@ -56,60 +57,53 @@ class Masks extends EventTarget {
         return this.#post({ action: 'change', id: this.#idOf(id), ...fields }, ...where);
     }
 
-    async add(mask, ...where) {
-        const { name, corners } = mask;
+    // Each says whether it was done.
+    add({ name, corners }, ...where) {
         const put = () => this.#post({ action: 'add', name, corners: formatCorners(corners) }, ...where);
-        const answer = await put();
-        if (!answer) return false;
-        const id = answer.added;
-        history.add(
-            () => this.#post({ action: 'remove', id: this.#idOf(id) }),
-            async () => this.#places.set(this.#idOf(id), (await put())?.added),
-            say('masks.added', { name }),
-        );
-        return true;
+        return history.change(async () => {
+            const answer = await put();
+            if (!answer) return undefined;
+            const id = answer.added;
+            return [
+                () => this.#post({ action: 'remove', id: this.#idOf(id) }),
+                async () => this.#places.set(this.#idOf(id), (await put())?.added),
+                say('masks.added', { name }),
+            ];
+        });
     }
 
-    async change(id, { name, corners }, ...where) {
-        const before = this.all.find((mask) => mask.id === this.#idOf(id));
+    change(id, { name, corners }, ...where) {
         const use = (mask, ...place) =>
             this.#change(id, { name: mask.name, corners: formatCorners(mask.corners) }, ...place);
-        if (!(await use({ name, corners }, ...where))) return false;
-        history.add(
-            () => use(before),
-            () => use({ name, corners }),
-            say('masks.changed', { name }),
-        );
-        return true;
+        return history.change(async () => {
+            const before = this.#find(id);
+            if (!(await use({ name, corners }, ...where))) return undefined;
+            return [() => use(before), () => use({ name, corners }), say('masks.changed', { name })];
+        });
     }
 
-    async switch(id, on) {
+    switch(id, on) {
         const use = (value) => this.#change(id, { on: value ? 1 : 0 });
-        if (!(await use(on))) return false;
-        const { name } = this.all.find((mask) => mask.id === this.#idOf(id));
-        history.add(
-            () => use(!on),
-            () => use(on),
-            say('masks.changed', { name }),
-        );
-        return true;
+        return history.change(async () => {
+            if (!(await use(on))) return undefined;
+            return [() => use(!on), () => use(on), say('masks.changed', { name: this.#find(id).name })];
+        });
     }
 
-    async remove(mask) {
-        const { id, name, corners, on } = mask;
+    remove(id) {
         const take = () => this.#post({ action: 'remove', id: this.#idOf(id) });
-        if (!(await take())) return false;
-        history.add(
-            async () => {
+        return history.change(async () => {
+            const before = this.#find(id);
+            if (!(await take())) return undefined;
+            const { name, corners, on } = before;
+            const put = async () => {
                 const answer = await this.#post({ action: 'add', name, corners: formatCorners(corners) });
                 if (!answer) return;
                 this.#places.set(this.#idOf(id), answer.added);
                 if (!on) await this.#change(id, { on: 0 });
-            },
-            take,
-            say('masks.removed', { name }),
-        );
-        return true;
+            };
+            return [put, take, say('masks.removed', { name })];
+        });
     }
 
     // A corner that is dragged on the map: of the mask that is drawn, or of one that is there, which is saved at the end.
@@ -139,7 +133,7 @@ function makeRow(mask) {
     confirmPress(
         remove,
         async () => {
-            if (await masks.remove(mask)) (drawButton.hidden ? byId('masks-title').parentNode : drawButton).focus();
+            if (await masks.remove(id)) (drawButton.hidden ? byId('masks-title').parentNode : drawButton).focus();
         },
         name,
     );

@@ -69,31 +69,27 @@ function initPresetsPanel(ptz) {
     const put = ({ name, pan, tilt, fov }, marked) =>
         ptz.send({ action: 'save', name, pan: turned(pan), tilt, fov }, error, marked);
     const forget = (label) => ptz.send({ action: 'forget', id: find(label)?.id ?? '' }, error);
-    byId('presets-form').addEventListener('submit', async (event) => {
+    byId('presets-form').addEventListener('submit', (event) => {
         event.preventDefault();
         const { pan, tilt, fov } = ptz.state;
         const preset = { name: name.value.trim(), pan, tilt, fov };
-        const before = find(preset.name); // whose view this one replaces
-        if (!(await put(preset, { name }))) return;
-        event.target.reset();
-        history.add(
-            () => (before ? put(before) : forget(preset.name)),
-            () => put(preset),
-            say(before ? 'presets.replaced' : 'presets.saved', { name: preset.name }),
-        );
+        history.change(async () => {
+            const before = find(preset.name); // whose view this one replaces
+            if (!(await put(preset, { name }))) return undefined;
+            event.target.reset();
+            const words = say(before ? 'presets.replaced' : 'presets.saved', { name: preset.name });
+            return [() => (before ? put(before) : forget(preset.name)), () => put(preset), words];
+        });
     });
-    const makeRow = (preset) => {
-        const { id, name: label } = preset;
+    const makeRow = ({ id, name: label }) => {
         const recall = () => ptz.move({ action: 'recall', id }, error);
-        const removePreset = async () => {
-            if (!(await forget(label))) return;
-            name.focus({ preventScroll: true });
-            history.add(
-                () => put(preset),
-                () => forget(label),
-                say('presets.removed', { name: label }),
-            );
-        };
+        const removePreset = () =>
+            history.change(async () => {
+                const before = find(label);
+                if (!(await forget(label))) return undefined;
+                name.focus({ preventScroll: true });
+                return [() => put(before), () => forget(label), say('presets.removed', { name: label })];
+            });
         const button = element('button', { type: 'button', className: 'name', textContent: label, onclick: recall });
         const remove = element('button', { type: 'button', textContent: say('delete'), onclick: removePreset });
         remove.setAttribute('aria-label', say('delete.name', { name: label }));

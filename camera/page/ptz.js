@@ -9,27 +9,37 @@ export class Ptz extends EventTarget {
     state = { pan: 0, tilt: 0, fov: 60, presets: [], moving: false };
     motion = new Motion();
     #queue = Promise.resolve();
+    #orders = 0; // that were answered
 
     onChange(listener) {
         this.addEventListener('change', () => listener(this.state));
     }
 
     // Takes over the state of an answer.
-    async update(answer) {
-        const asked = performance.now();
-        this.state = await answer;
-        this.motion.update(this.state, asked);
+    #update(state, asked) {
+        this.state = state;
+        this.motion.update(state, asked);
         this.dispatchEvent(new Event('change'));
-        return true;
     }
 
-    refresh() {
-        return this.update(get('/api/ptz'));
+    // The answer to an order that came meanwhile is newer.
+    async refresh() {
+        const [asked, orders] = [performance.now(), this.#orders];
+        const state = await get('/api/ptz');
+        if (orders === this.#orders) this.#update(state, asked);
+    }
+
+    async #order(fields) {
+        const asked = performance.now();
+        const state = await post('/api/ptz', fields, 3000);
+        ++this.#orders;
+        this.#update(state, asked);
+        return true;
     }
 
     // One request at a time: a stop must not overtake the drive that it ends.
     send(fields, place = message, marked = undefined) {
-        this.#queue = this.#queue.then(() => attempt(place, this.update(post('/api/ptz', fields, 3000)), marked));
+        this.#queue = this.#queue.then(() => attempt(place, this.#order(fields), marked));
         return this.#queue;
     }
 
