@@ -19,6 +19,7 @@ class Masks extends EventTarget {
     edited = null; // its id, if it is not a new one
     #places = new Map(); // ids of masks that were deleted and are there again, by the ids that they had
     #renderer = null;
+    #changes = 0; // that were answered
 
     set renderer(renderer) {
         this.#renderer = renderer;
@@ -38,11 +39,11 @@ class Masks extends EventTarget {
         return true;
     }
 
+    // The answer to a change that came meanwhile is newer.
     load() {
-        return attempt(
-            error,
-            get('/api/mask').then((answer) => this.#show(answer)),
-        );
+        const changes = this.#changes;
+        const show = (answer) => changes !== this.#changes || this.#show(answer);
+        return attempt(error, get('/api/mask').then(show));
     }
 
     #idOf = (id) => (this.#places.has(id) ? this.#idOf(this.#places.get(id)) : id);
@@ -50,7 +51,9 @@ class Masks extends EventTarget {
 
     async #post(fields, place = error, marked = undefined) {
         const answer = await attempt(place, post('/api/mask', fields), marked);
-        if (answer) this.#show(answer);
+        if (!answer) return answer;
+        ++this.#changes;
+        this.#show(answer);
         return answer;
     }
     #change(id, fields, ...where) {

@@ -29,7 +29,8 @@ export function initPanels() {
     }
     const picture = byId('picture');
     new IntersectionObserver(
-        ([{ isIntersecting, boundingClientRect }]) => {
+        (changes) => {
+            const { isIntersecting, boundingClientRect } = changes.at(-1);
             picture.classList.toggle('away', !isIntersecting && boundingClientRect.top < 0);
         },
         { threshold: 0 },

@@ -1,7 +1,7 @@
 // The tone curve: computed as the camera computes it, drawn at once, and followed by the picture.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { eventually, get, luma, ofElement, openPanel, page, post, textOf, wait } from './harness.mjs';
+import { eventually, get, luma, ofElement, openPanel, page, post, press, textOf, wait } from './harness.mjs';
 
 const curve = async () => (await get('/api/video/settings')).curve;
 const untilCurve = (knots) =>
@@ -53,7 +53,7 @@ test("the page's curves are the camera's, value by value", async () => {
 test('the curve is drawn while it is dragged, and the picture follows', async () => {
     await openPanel('curve');
     await ofElement('#curve', (plot) => plot.scrollIntoView({ block: 'center' }));
-    await page.click('#curve-straight');
+    await press('#curve-straight');
     await untilCurve(ends);
     await wait(300);
     const before = await luma(0.25, 0.1);
@@ -73,12 +73,12 @@ test('the curve is drawn while it is dragged, and the picture follows', async ()
     await eventually(async () => (await curve())[1][1] < 200, 'the dragged knot is not saved');
     await wait(300);
     assert.ok((await luma(0.25, 0.1)) < before - 20, 'the picture follows the curve');
-    await page.click('#curve-straight');
+    await press('#curve-straight');
     await untilCurve(ends);
 });
 
 test('knots are added, moved and removed by keys', async () => {
-    await page.click('#curve-add');
+    await press('#curve-add');
     await untilCurve([
         [0, 0],
         [128, 128],
@@ -127,7 +127,7 @@ test('changes are undone and made again, a drag at once', async () => {
     for (let i = 0; i < 2; ++i) await page.keyboard.press('Z');
     for (const key of ['Shift', 'Control']) await page.keyboard.up(key);
     await untilCurve(after);
-    await page.click('#curve-straight');
+    await press('#curve-straight');
     await untilCurve(ends);
 });
 

@@ -2,8 +2,8 @@
 import assert from 'node:assert/strict';
 import { readFileSync } from 'node:fs';
 import { test } from 'node:test';
-import { clickPicture, eventually, get, isFirefox, open, openAnother, openPanel } from './harness.mjs';
-import { fill, ofElement, page, post, rest, textOf, until, untilText, wait } from './harness.mjs';
+import { clickPicture, eventually, get, isFirefox, open, openAnother, openPanel, press } from './harness.mjs';
+import { fill, ofElement, page, post, rest, setDevice, textOf, until, untilText, wait } from './harness.mjs';
 
 const angleBetween = (a, b) => Math.abs(((a - b + 540) % 360) - 180);
 
@@ -81,7 +81,7 @@ test('the picture fills a laptop, and the whole screen', async () => {
             return Math.max(width / innerWidth, height / innerHeight);
         });
     assert.ok((await share()) > 0.88, `the picture fills ${await share()}`);
-    await page.click('#full');
+    await press('#full');
     await eventually(
         async () => (await page.evaluate(() => document.fullscreenElement?.id)) === 'stage',
         'no full screen',
@@ -147,7 +147,7 @@ test('errors name the field as the page does', async () => {
     ]) {
         await fill('#limits-high', '70');
         await fill(`#${id}`, value);
-        await page.click('#limits-form .first');
+        await press('#limits-form .first');
         await untilText('limits-error', pattern);
         assert.equal(await page.evaluate(() => document.activeElement.id), id);
     }
@@ -157,7 +157,7 @@ test('the headline says what a picture costs, and whether it is live', async () 
     await until(() => document.getElementById('live-state').dataset.state === 'live');
     await untilText('rate', /^[1-9]\d* pictures?\/s$/);
     await untilText('costs-bar', /^[\d.]+ ms/);
-    await page.click('#costs-bar');
+    await press('#costs-bar');
     await until(() => document.querySelectorAll('#costs tr').length >= 5);
     assert.match(await textOf('#costs'), /sampling.*for_each_warp_cell/);
 });
@@ -193,8 +193,7 @@ test('tablets leave no holes', async () => {
 });
 
 test('on a phone a finger takes a handle, and what a mask needs stays in sight', { skip: isFirefox }, async () => {
-    await page.setViewport({ width: 390, height: 844, isMobile: true, hasTouch: true });
-    await open();
+    await setDevice({ width: 390, height: 844, isMobile: true, hasTouch: true });
     await ofElement('#masks-draw', (button) => button.scrollIntoView());
     await page.tap('#masks-draw');
     const isInSight = () =>
@@ -221,15 +220,14 @@ test('on a phone a finger takes a handle, and what a mask needs stays in sight',
     await page.touchscreen.touchEnd();
     assert.ok((await first()) > before + 50, `the corner is at ${await first()}, as at ${before}`);
     await ofElement('#masks-cancel', (button) => button.click());
-    await page.setViewport({ width: 1280, height: 800 });
-    await open();
+    await setDevice({ width: 1280, height: 800 });
 });
 
 // Without axe's own frame, which a page that lets no script in has no place for.
 test('nothing is inaccessible with all panels open', async () => {
     const source = readFileSync(new URL('../../../node_modules/axe-core/axe.min.js', import.meta.url), 'utf8');
     await page.$$eval('details', (all) => all.forEach((details) => (details.open = true)));
-    await page.click('#masks-draw');
+    await press('#masks-draw');
     await clickPicture(0.3, 0.3);
     for (const width of isFirefox ? [1280] : [390, 1280, 1440]) {
         await page.setViewport({ width, height: 800 });

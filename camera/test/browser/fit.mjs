@@ -1,11 +1,11 @@
 // Measurements: samples by pointer and keyboard, the surface and the line.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { clickPicture, openPanel, page, showPicture, until, untilCount, untilText } from './harness.mjs';
+import { clickPicture, openPanel, page, press, showPicture, until, untilCount, untilText } from './harness.mjs';
 
 test('samples of the exposure are taken, fitted and removed', async () => {
     await openPanel('fit');
-    await page.click('#fit-take');
+    await press('#fit-take');
     for (const [x, y] of [
         [0.1, 0.1],
         [0.5, 0.12],
@@ -28,7 +28,7 @@ test('samples of the exposure are taken, fitted and removed', async () => {
         'seven samples leave residuals',
     );
     assert.equal(await page.$$eval('#fit-sketch .stem', (all) => all.length), 7);
-    await page.click('#fit-back');
+    await press('#fit-back');
     await untilCount('#fit-rows tr', 6);
 });
 
@@ -44,10 +44,10 @@ test('a click takes the pixel under the pointer', async () => {
 });
 
 test('the line of the lens replaces the surface', async () => {
-    await page.click('[name=fit][value=lens]');
+    await press('[name=fit][value=lens]');
     await untilText('fit-words', /for 1000 pixels/);
-    await page.click('#fit-clear');
+    await press('#fit-clear');
     await untilText('fit-words', /^No samples/);
     await until(() => !document.querySelector('#fit-sketch circle'));
-    await page.click('#fit-take');
+    await press('#fit-take');
 });

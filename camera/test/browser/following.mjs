@@ -2,7 +2,7 @@
 // takes there, and what a mask hides is black in it, where a picture is known and where none is.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { clickPicture, get, page, post, rest, showPicture, untilText, wait } from './harness.mjs';
+import { clickPicture, get, page, post, press, rest, showPicture, untilText, wait } from './harness.mjs';
 import { watchFrames } from './frames.mjs';
 
 // Runs in the page: turns the view by dragging from a place, and compares pixels.
@@ -68,11 +68,11 @@ async function compare(x, y, corners) {
 test('corners follow the turning camera in each frame', async () => {
     await post('/api/ptz', { action: 'move', pan: 120, tilt: -6, fov: 62 });
     await rest();
-    await page.click('#masks-draw');
+    await press('#masks-draw');
     await clickPicture(0.5, 0.5);
     await untilText('masks-count', /^One/);
     await watchFrames('turn');
-    await page.click('#masks-cancel');
+    await press('#masks-cancel');
 });
 
 test('a warped picture is what the camera sees, with masks', async () => {

@@ -24,11 +24,22 @@ const browser = await puppeteer.launch({
     ...(isFirefox ? { browser: 'firefox' } : chromium),
 });
 export const page = await browser.newPage();
-const faults = [];
-page.on('pageerror', ({ message }) => {
-    // A page that is left while its modules load.
-    if (!message.includes('compilation aborted')) faults.push(message);
+// Counts the orders that are under way.
+await page.evaluateOnNewDocument(() => {
+    const { fetch } = window;
+    window.orders = 0;
+    window.fetch = async (address, options) => {
+        const isOrder = options?.method === 'POST' || String(address).includes('token');
+        window.orders += isOrder;
+        try {
+            return await fetch(address, options);
+        } finally {
+            window.orders -= isOrder;
+        }
+    };
 });
+const faults = [];
+page.on('pageerror', (error) => faults.push(error.message));
 page.on('console', (line) => {
     if (line.text().includes('Content Security Policy')) faults.push(line.text());
 });
@@ -64,24 +75,42 @@ export const get = async (path) => (await fetch(base + path)).json();
 export const post = (path, fields) =>
     page.evaluate(async (path, fields) => (await import('/server.js')).post(path, fields), path, fields);
 
-// The state of the camera at rest.
+// The state of the camera at rest, once it has had the page's orders.
 export async function rest() {
     for (let last = {}; ; await wait(200)) {
+        const orders = await page.evaluate(() => window.orders);
         const state = await get('/api/ptz');
-        if (!state.moving && state.pan === last.pan) return state;
+        if (orders === 0 && !state.moving && state.pan === last.pan) return state;
         last = state;
     }
 }
 
 // ---- The page
 
-export async function open(of = page) {
-    await of.goto(`${base}/`, { waitUntil: 'domcontentloaded' });
-    await of.waitForFunction(
+// A page that is left before would complain that its modules do not load.
+const untilLoaded = (of) =>
+    of.waitForFunction(
         () => document.getElementById('position').textContent && !document.getElementById('live').hidden,
     );
+
+export async function open(of = page) {
+    await of.goto(`${base}/`, { waitUntil: 'domcontentloaded' });
+    await untilLoaded(of);
 }
 
+// Between a phone and a desktop the page is loaded anew.
+export async function setDevice(viewport) {
+    await page.setViewport(viewport);
+    await untilLoaded(page);
+}
+
+// Presses what is there to be pressed, found in the same step: what arrives meanwhile may move it.
+export const press = (selector) =>
+    ofElement(selector, (control) => {
+        if (!control.checkVisibility()) throw new Error(`${control.id} is hidden`);
+        control.focus();
+        control.click();
+    });
 export const openPanel = (name) =>
     ofElement(`#${name}-title`, (title) => {
         title.closest('details').open = true;

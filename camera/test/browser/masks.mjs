@@ -1,7 +1,7 @@
 // Masks: drawn by pointer and keyboard while the camera turns, found after a reload, edited, switched and deleted.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { clickPicture, eventually, get, luma, middleOf, open, page, post } from './harness.mjs';
+import { clickPicture, eventually, get, luma, middleOf, open, page, post, press } from './harness.mjs';
 import { ofElement, rest, showPicture, textOf, until, untilCount, untilText, wait } from './harness.mjs';
 import { watchFrames } from './frames.mjs';
 
@@ -10,9 +10,9 @@ const lastMask = async () => (await get('/api/mask')).masks.at(-1);
 const row = (mask) => `#masks-list li[data-id="${mask.id}"]`;
 
 test('a mask is drawn by pointer and keyboard', async () => {
-    await page.click('#home');
+    await press('#home');
     await rest();
-    await page.click('#masks-draw');
+    await press('#masks-draw');
     await clickPicture(0.3, 0.3);
     await untilCorners('One');
     await clickPicture(0.6, 0.3);
@@ -35,11 +35,11 @@ test('a mask is drawn by pointer and keyboard', async () => {
         await page.keyboard.press(key);
         await untilCorners(count);
     }
-    await page.click('#masks-keep');
+    await press('#masks-keep');
     await until(() => !document.getElementById('masks-refused').hidden);
     assert.match(await textOf('#masks-refused'), /Name of the mask: please/, 'a mask without a name is refused');
     await page.keyboard.type('Window <b>&amp;'); // the field has the focus
-    await page.click('#masks-keep');
+    await press('#masks-keep');
     await untilCount('#masks-list li', 1);
 });
 
@@ -50,7 +50,7 @@ test('after a reload it is there, and hides', async () => {
     assert.equal(mask.name, 'Window <b>&amp;');
     assert.equal(await textOf(`${row(mask)} label`), mask.name, 'a name is text, whatever it is');
     assert.equal(mask.corners.length, 4);
-    await page.click(`${row(mask)} button[aria-label^=Look]`);
+    await press(`${row(mask)} button[aria-label^=Look]`);
     await rest();
     await wait(500);
     assert.ok((await luma(0.5, 0.5)) < 8, 'the mask is black in the middle of the picture');
@@ -58,7 +58,7 @@ test('after a reload it is there, and hides', async () => {
 
 test('a corner is dragged, and moved by keys', async () => {
     const mask = await lastMask();
-    await page.click(`${row(mask)} button[aria-label^=Edit]`);
+    await press(`${row(mask)} button[aria-label^=Edit]`);
     await untilCorners('4');
     const { pan } = await rest();
     await until(() => document.querySelector('#sketch .corner'));
@@ -79,7 +79,7 @@ test('a corner is dragged, and moved by keys', async () => {
     await wait(100);
     assert.ok(Math.abs((await across()) - before - 5) < 0.1, 'an arrow key moves the selected corner');
     await page.keyboard.press('Enter');
-    await page.click('#masks-keep');
+    await press('#masks-keep');
     await until(() => document.getElementById('masks-form').hidden);
     const edited = await lastMask();
     assert.equal(edited.id, mask.id);
@@ -95,7 +95,7 @@ const chord = async (...keys) => {
 
 test('corners are removed and put in, the whole is moved, all of it undone', async () => {
     const mask = await lastMask();
-    await page.click(`${row(mask)} button[aria-label^=Edit]`);
+    await press(`${row(mask)} button[aria-label^=Edit]`);
     await untilCorners('4');
     await rest();
     await wait(500);
@@ -139,12 +139,12 @@ test('corners are removed and put in, the whole is moved, all of it undone', asy
     }
     await chord('Control', 'z');
     assert.deepEqual(await places(), first);
-    await page.click('#masks-cancel');
+    await press('#masks-cancel');
 });
 
 test('a deleted mask comes back by an undo', async () => {
     const mask = await lastMask();
-    for (let i = 0; i < 2; ++i) await page.click(`${row(mask)} button[aria-label^=Delete]`);
+    for (let i = 0; i < 2; ++i) await press(`${row(mask)} button[aria-label^=Delete]`);
     await untilCount('#masks-list li', 0);
     await chord('Control', 'z');
     await untilCount('#masks-list li', 1);
@@ -157,13 +157,13 @@ test('a deleted mask comes back by an undo', async () => {
 
 test('it is switched off, and deleted by a second press', async () => {
     const mask = await lastMask();
-    await page.click(`${row(mask)} input`);
+    await press(`${row(mask)} input`);
     await eventually(async () => !(await lastMask()).on, 'the mask is not switched off');
     await wait(500);
     assert.ok((await luma(0.5, 0.5)) > 8, 'switched off, it hides nothing');
-    await page.click(`${row(mask)} button[aria-label^=Delete]`);
+    await press(`${row(mask)} button[aria-label^=Delete]`);
     assert.equal((await get('/api/mask')).masks.length, 1, 'deleting asks first');
-    await page.click(`${row(mask)} button[aria-label^=Delete]`);
+    await press(`${row(mask)} button[aria-label^=Delete]`);
     await untilCount('#masks-list li', 0);
 });
 
@@ -176,7 +176,7 @@ test('a clicked pixel stays under its corner when the camera zooms in', async ()
         await wait(500);
     };
     await move({ pan: 38, tilt: 4, fov: 62 });
-    await page.click('#masks-draw');
+    await press('#masks-draw');
     await page.evaluate(() => {
         const view = document.getElementById('view');
         const note = ({ clientX, clientY }) => (window.clicked = [clientX, clientY]);
@@ -202,5 +202,5 @@ test('a clicked pixel stays under its corner when the camera zooms in', async ()
     );
     const off = Math.hypot(corner[0] - 640, corner[1] - 360);
     assert.ok(off < 4, `at 2 degrees the corner is ${off.toFixed(1)} pixels from the clicked pixel`);
-    await page.click('#masks-cancel');
+    await press('#masks-cancel');
 });

@@ -9,6 +9,7 @@ import {
     openPanel,
     page,
     post,
+    press,
     textOf,
     until,
     untilCount,
@@ -19,25 +20,26 @@ import {
 const items = '#recordings-list li';
 const find = async (pattern) => (await get(`/api/recordings?${new URLSearchParams({ pattern })}`)).recordings.length;
 const pressTwice = async (selector) => {
-    await page.click(selector);
-    await page.click(selector);
+    await press(selector);
+    await press(selector);
 };
 
 test('a snapshot is taken, opened and deleted', async () => {
-    await page.click('#recordings-snapshot');
+    await press('#recordings-snapshot');
     await untilCount(items, 1);
-    await page.click(`${items} button`);
+    await press(`${items} button`);
     await until(() => document.querySelector('#recordings-picture img')?.naturalWidth === 1280);
     const { y, height } = await (await page.$('#recordings-show')).boundingBox();
     assert.ok(Math.abs(y + height / 2 - 400) < 2, `the dialog is in the middle of the window, not at ${y}`);
     await pressTwice('#recordings-remove');
     await untilCount(items, 0);
+    await until(() => !document.getElementById('recordings-show').open);
 });
 
 test('a clip plays at its own speed, with a pause and a timeline', async () => {
-    await page.click('#recordings-clip');
+    await press('#recordings-clip');
     await untilCount(items, 1);
-    await page.click(`${items} button`);
+    await press(`${items} button`);
     const read = () =>
         page.evaluate(() => {
             const { currentTime, duration, paused, controls } =
@@ -50,7 +52,7 @@ test('a clip plays at its own speed, with a pause and a timeline', async () => {
     const after = await read();
     const speed = (1000 * (after.currentTime - before.currentTime)) / (performance.now() - begun);
     assert.ok(Math.abs(speed - 1) < 0.3 && Math.abs(after.duration - 5) < 0.5 && after.controls, JSON.stringify(after));
-    await page.click('#recordings-close');
+    await press('#recordings-close');
     await until(() => !document.querySelector('#recordings-picture video'));
     // The same for AVI files, which are what a camera without ffmpeg records.
     await page.evaluate(async () => {
@@ -66,13 +68,13 @@ test('a clip plays at its own speed, with a pause and a timeline', async () => {
     });
     const position = () => ofElement('#recordings-picture input', (line) => [Number(line.value), Number(line.max)]);
     await eventually(async () => (await position())[0] > 3, 'the pictures do not change');
-    await page.click('#recordings-picture button');
+    await press('#recordings-picture button');
     const [paused, last] = await position();
     assert.equal(last, 19);
     await wait(300);
     assert.equal((await position())[0], paused);
     assert.match(await textOf('#recordings-picture output'), / of 2.0 s/);
-    await page.click('#recordings-close');
+    await press('#recordings-close');
     const { recordings } = await get('/api/recordings');
     for (const { id } of recordings) await post('/api/recordings', { action: 'remove', id });
     await untilCount(items, 0);
@@ -81,18 +83,18 @@ test('a clip plays at its own speed, with a pause and a timeline', async () => {
 test('an old one is found by its date, and expires', async () => {
     await openPanel('system');
     await fill('#clock', '1990-05-06T07:08:09');
-    await page.click('#clock-form button');
+    await press('#clock-form button');
     await untilText('system-clock-value', /^1990-05-06/);
-    await page.click('#recordings-snapshot');
+    await press('#recordings-snapshot');
     await eventually(async () => (await find('1990-05')) === 1, 'the snapshot of 1990 is not found');
-    await page.click('#clock-reset');
+    await press('#clock-reset');
     await untilText('system-clock-value', /^(?!1990)/);
-    await page.click('#recordings-more');
+    await press('#recordings-more');
     await fill('#recordings-pattern', '1990-0?-*snap');
-    await page.click('#recordings-find button');
+    await press('#recordings-find button');
     await untilCount(items, 1);
     await fill('#recordings-pattern', '1991');
-    await page.click('#recordings-find button');
+    await press('#recordings-find button');
     await untilText('recordings-none', /^Nothing matches/);
     await fill('#recordings-pattern', '1990');
     await fill('#recordings-days', '3650');

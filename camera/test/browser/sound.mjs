@@ -1,7 +1,7 @@
 // Sound: what is played is what the library makes of the stream, in an audio worklet and, without one, in the page.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { base, openPanel, page, textOf, until, wait } from './harness.mjs';
+import { base, openPanel, page, press, textOf, until, wait } from './harness.mjs';
 
 // Runs in the page: the recorded voice by pieces through the worklet, and by the library at once.
 async function playVoice(format, rate, lobes, to) {
@@ -77,7 +77,7 @@ test('each format is heard without a gap, and ends', async () => {
         return metrics.find(({ name }) => name === 'AudioWorkletProcessors').value;
     };
     const before = await countProcessors();
-    await page.click('#sound-listen');
+    await press('#sound-listen');
     await until(() => window.players.length === 1);
     for (const format of ['alaw', 'ulaw', 'wav']) {
         // A busy machine may be too late once.
@@ -92,7 +92,7 @@ test('each format is heard without a gap, and ends', async () => {
         assert.ok(await page.evaluate(() => window.players.at(-1).peak < 1));
     }
     for (let i = 0; i < 5; ++i) {
-        await page.click('#sound-listen');
+        await press('#sound-listen');
         await wait(100);
     }
     await until(() => document.getElementById('sound-levels').hidden);
@@ -133,9 +133,9 @@ test('without a worklet the page plays it', async () => {
     await page.evaluate(listen);
     await openPanel('sound');
     await page.select('#sound-format', 'ulaw');
-    await page.click('#sound-listen');
+    await press('#sound-listen');
     await untilHeard(1);
     assert.equal(await page.evaluate(() => window.players[0].node), 'ScriptProcessorNode');
-    await page.click('#sound-listen');
+    await press('#sound-listen');
     await until(() => window.players[0].context.state === 'closed');
 });

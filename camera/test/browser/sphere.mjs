@@ -1,7 +1,7 @@
 // The map of all directions: what it shows lies where it is, a click looks there, corners of masks are dragged.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { eventually, get, ofElement, page, post, rest, until, untilCount, wait } from './harness.mjs';
+import { eventually, get, ofElement, page, post, press, rest, until, untilCount, wait } from './harness.mjs';
 
 const angleBetween = (a, b) => Math.abs(((a - b + 540) % 360) - 180);
 
@@ -87,7 +87,8 @@ test("a mask is black on it, and its corner's drag moves it; an undo moves it ba
     await eventually(async () => Math.abs((await cornersNow())[1][0] - 110) < 2, 'the corner is not saved');
     const unmoved = (corners) => corners.filter((_, index) => index !== 1);
     assert.deepEqual(unmoved(await cornersNow()), unmoved(before));
-    await page.click('#undo');
+    await until(() => !document.getElementById('undo').disabled);
+    await press('#undo');
     await eventually(async () => JSON.stringify(await cornersNow()) === JSON.stringify(before), 'it is not undone');
     await post('/api/mask', { action: 'remove', id: (await get('/api/mask')).masks.at(-1).id });
     await until(() => !document.querySelector('#sphere .corner'));

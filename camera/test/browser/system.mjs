@@ -1,7 +1,7 @@
 // Checksums and encodings; names of controls, widths of the page, and a lost connection.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { fill, get, ofElement, openPanel, page, textOf, until, untilCount, untilText } from './harness.mjs';
+import { fill, get, ofElement, openPanel, page, press, textOf, until, untilCount, untilText } from './harness.mjs';
 
 test('the page and the camera compute the same checksums', async () => {
     const { modules } = await get('/api/system/checksums');
@@ -28,7 +28,7 @@ test('URLs are parsed, texts encoded', async () => {
     await untilText('codes-answer', /554/);
     await until(() => document.getElementById('codes-error').hidden);
     assert.match(await textOf('#codes-answer'), /a =1<2/);
-    await page.click('#codes-snapshot');
+    await press('#codes-snapshot');
     await until(() => atob(document.getElementById('codes-base64').value).startsWith('\xff\xd8\xff'));
 });
 

@@ -1,7 +1,7 @@
 // Presets, patrol and limits. A held button goes on, letting go and a lost connection stop; two fingers zoom.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { eventually, fill, get, middleOf, openPanel, page, post, rest, showPicture } from './harness.mjs';
+import { eventually, fill, get, middleOf, openPanel, page, post, press, rest, showPicture } from './harness.mjs';
 import { ofElement, until, untilCount, untilText, wait } from './harness.mjs';
 
 const angleBetween = (a, b) => Math.abs(((a - b + 540) % 360) - 180);
@@ -20,16 +20,16 @@ const removeLast = () => ofElement('#presets-list li:last-child button:last-chil
 
 test('presets are saved and deleted, and a wrong patrol is refused', async () => {
     await page.type('#presets-name', 'A view');
-    await page.click('#presets-form button');
+    await press('#presets-form button');
     await untilCount('#presets-list li', 1);
-    await page.click('#patrol');
+    await press('#patrol');
     await untilText('patrol-error', /two saved views/);
     // Another view of the same name takes its place.
     await post('/api/ptz', { action: 'move', pan: 120, tilt: 0, fov: 40 });
     await post('/api/ptz', { action: 'save', name: 'Another', pan: 0, tilt: 0, fov: 60 });
     await untilCount('#presets-list li', 2); // which moves the button
     await fill('#patrol-dwell', 'long');
-    await page.click('#patrol');
+    await press('#patrol');
     await untilText('patrol-error', /seconds at each view: a number from 1 to 600/);
     assert.equal(await page.evaluate(() => document.activeElement.id), 'patrol-dwell', 'the wrong field has the focus');
     const { presets } = await get('/api/ptz');
@@ -37,12 +37,12 @@ test('presets are saved and deleted, and a wrong patrol is refused', async () =>
     await untilCount('#presets-list li', 1);
     const { pan } = await rest();
     await page.type('#presets-name', 'A view');
-    await page.click('#presets-form button');
+    await press('#presets-form button');
     const panOf = async () => (await get('/api/ptz')).presets.map((preset) => Math.round(preset.pan)).join();
     await eventually(async () => (await panOf()) === `${Math.round(pan)}`, 'the view is not replaced');
     await removeLast();
     await untilCount('#presets-list li', 0);
-    await page.click('#toast-undo');
+    await press('#toast-undo');
     await untilCount('#presets-list li', 1);
     assert.equal(await panOf(), '120', 'a deleted view comes back as it was');
     await removeLast();
@@ -51,13 +51,13 @@ test('presets are saved and deleted, and a wrong patrol is refused', async () =>
 
 test('a held button stops at a limit', async () => {
     await openPanel('limits');
-    await page.click('#limits-go-home');
+    await press('#limits-go-home');
     const { pan } = await rest();
     const right = (pan + 5) % 360;
-    await page.click('[data-limit=left]');
+    await press('[data-limit=left]');
     await until((pan) => document.getElementById('limits-left').value === pan.toFixed(1), pan);
     await fill('#limits-right', right);
-    await page.click('#limits-form .first');
+    await press('#limits-form .first');
     await untilText('limits-words', /clockwise/);
     const felt = until(() => document.getElementById('view').dataset.stop === 'right');
     const stopped = await hold('[data-pan="1"]', 1500, () => page.mouse.up());
@@ -65,7 +65,7 @@ test('a held button stops at a limit', async () => {
     assert.ok(Math.abs(stopped.pan - right) < 0.1, `it stops at ${stopped.pan}, not at ${right}`);
     await fill('#limits-low', 10);
     await fill('#limits-high', -10);
-    await page.click('#limits-form .first');
+    await press('#limits-form .first');
     await untilText('limits-error', /tilt/);
     await post('/api/ptz', { action: 'limits', left: 0, right: 0, low: -90, high: 90 });
 });
