@@ -151,7 +151,8 @@ inline bool convert(void (*pixels)(const std::uint8_t *, std::uint8_t *, std::ui
     if (internal::overlap(from.first(static_cast<std::size_t>(packed_size(width, height, stride))),
                           to.first(static_cast<std::size_t>(rgb_size(width, height)))))
         return false;
-    cyc422_to_srgb(from.data(), width, height, stride, to.data());
+    if (width && height) // else the spans may be null
+        cyc422_to_srgb(from.data(), width, height, stride, to.data());
     return true;
 }
 
