@@ -24,15 +24,18 @@ const browser = await puppeteer.launch({
     ...(isFirefox ? { browser: 'firefox' } : chromium),
 });
 export const page = await browser.newPage();
-// Counts the orders that are under way.
+// Counts the orders that are under way; their answers can be held back for some milliseconds.
 await page.evaluateOnNewDocument(() => {
     const { fetch } = window;
     window.orders = 0;
+    window.heldBack = 0;
     window.fetch = async (address, options) => {
         const isOrder = options?.method === 'POST' || String(address).includes('token');
         window.orders += isOrder;
         try {
-            return await fetch(address, options);
+            const answer = await fetch(address, options);
+            if (isOrder) await new Promise((done) => setTimeout(done, window.heldBack));
+            return answer;
         } finally {
             window.orders -= isOrder;
         }
@@ -77,7 +80,9 @@ export const post = (path, fields) =>
 
 // The state of the camera at rest, once it has had the page's orders.
 export async function rest() {
+    const end = performance.now() + 60000;
     for (let last = {}; ; await wait(200)) {
+        assert.ok(performance.now() < end, 'the camera does not come to rest');
         const orders = await page.evaluate(() => window.orders);
         const state = await get('/api/ptz');
         if (orders === 0 && !state.moving && state.pan === last.pan) return state;

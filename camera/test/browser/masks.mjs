@@ -142,7 +142,9 @@ test('corners are removed and put in, the whole is moved, all of it undone', asy
     await press('#masks-cancel');
 });
 
+// That it is gone is seen in the list before the camera's answer comes.
 test('a deleted mask comes back by an undo', async () => {
+    await page.evaluate(() => (window.heldBack = 1000));
     const mask = await lastMask();
     for (let i = 0; i < 2; ++i) await press(`${row(mask)} button[aria-label^=Delete]`);
     await untilCount('#masks-list li', 0);
@@ -153,6 +155,7 @@ test('a deleted mask comes back by an undo', async () => {
     await untilCount('#masks-list li', 0);
     await chord('Control', 'z');
     await untilCount('#masks-list li', 1);
+    await page.evaluate(() => (window.heldBack = 0));
 });
 
 test('it is switched off, and deleted by a second press', async () => {
