@@ -140,7 +140,7 @@ struct camera {
     bool shows(real x, real y) const { return -0.5 <= x && x <= width - 0.5 && -0.5 <= y && y <= height - 0.5; }
 };
 
-// Points of the arc between two directions, at most that far apart where they are on the screen.
+// Points of the arc between two directions, at most that far apart where they are on the screen or 1.5 pixels beside it.
 template <class Each>
 void walk_arc(const camera &seen, const vec3 &a, const vec3 &b, real step, Each &&each, int depth = 0) {
     const vec3 middle = unit(mixed(1, a, 1, b));
@@ -152,7 +152,7 @@ void walk_arc(const camera &seen, const vec3 &a, const vec3 &b, real step, Each 
         const auto is_beside = [&](size_t i, int size) {
             const real low = std::min({(*from)[i], (*to)[i], (*at)[i]}),
                        high = std::max({(*from)[i], (*to)[i], (*at)[i]});
-            return low - away > size || high + away < 0;
+            return low - away > size + 1 || high + away < -2;
         };
         if (angle < 0.2 && (is_beside(0, seen.width) || is_beside(1, seen.height)))
             return;
