@@ -140,7 +140,8 @@ struct camera {
     bool shows(real x, real y) const { return -0.5 <= x && x <= width - 0.5 && -0.5 <= y && y <= height - 0.5; }
 };
 
-// Points of the arc between two directions, at most that far apart where they are on the screen or 1.5 pixels beside it.
+// Points of the arc between two directions, at most that far apart where they are on the screen or 1.5 pixels beside
+// it.
 template <class Each>
 void walk_arc(const camera &seen, const vec3 &a, const vec3 &b, real step, Each &&each, int depth = 0) {
     const vec3 middle = unit(mixed(1, a, 1, b));

@@ -90,6 +90,9 @@ public:
         const double away = std::hypot(std::fabs(arcsine(q.y)) + reach, std::fabs(arcsine(q.z)) + reach);
         return {largest * change * away, largest * change * std::numbers::sqrt2, 2 * largest * change * change * away};
     }
+    // Sweeps tell the sides of its arcs on the screen.
+    static double scale_to(const axes &) noexcept { return 0; }
+    static inward inward_near(vec, double) noexcept { return {0, kUnbounded, kUnbounded}; }
 
 private:
     double middle_x_, middle_y_, scale_; // of the centre, in pixels; pixels of a radian

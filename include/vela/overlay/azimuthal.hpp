@@ -90,6 +90,19 @@ public:
         return {std::hypot(change.lens_.cx, change.lens_.cy) + df * size.value + f * by.value,
                 (df * size.first + f * by.first) * std::max(q, 1.0), 2 * df * by.value};
     }
+    double scale_to(const azimuthal &to) const noexcept {
+        const double across = to.lens_.fx / lens_.fx, down = to.lens_.fy / lens_.fy;
+        const bool is_scaled = std::fabs(across - down) <= 1e-12 * across && lens_.cx == to.lens_.cx &&
+                               lens_.cy == to.lens_.cy && radial_ == to.radial_;
+        return is_scaled ? across : 0;
+    }
+    inward inward_near(vec p, double reach) const noexcept {
+        const double low = std::max(1e-9, angle_of(p) - reach), high = std::max(2e-9, angle_of(p) + reach);
+        const odd_series::range factor = radial_.factor_between(low, high), slope = radial_.slope_between(low, high);
+        if (!(high < kPi && factor.low > 0 && slope.low > 0))
+            return {0, kUnbounded, kUnbounded};
+        return {factor.low / slope.high * low / std::sin(low), factor.high / slope.low * high / std::sin(high), 0};
+    }
 
 private:
     explicit azimuthal(const fisheye &given) noexcept

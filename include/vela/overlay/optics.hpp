@@ -22,6 +22,8 @@
  *     shows_all_until(lens)  whether all of the screen is seen during the linear change to another lens
  *     at(lens, part)         the lens at a part of that change; widest(lens): as large as any of them
  *     drift_to(lens, p, reach)  how fast positions change in it
+ *     scale_to(lens)         how many times as large as by this lens all is by another; 0 if more than that changes
+ *     inward_near(p, reach)  what that does to the direction that a position shows, see below
  */
 #pragma once
 
@@ -46,6 +48,12 @@ struct bounds {
 // for each radian between directions, and its acceleration.
 struct drift {
     double speed, shear, acceleration;
+};
+
+// Bounds of how a direction moves while the focal length grows, at a rate of 1, whose position stays: towards the
+// optical axis, at between two speeds times the sine of the angle between them, and otherwise at a speed in radians.
+struct inward {
+    double least, most, beside;
 };
 
 inline double angle_between(vec a, vec b) noexcept { return std::atan2(length(cross(a, b)), dot(a, b)); }

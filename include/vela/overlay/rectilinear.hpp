@@ -174,6 +174,30 @@ public:
             (df * (size.first + 6 * most.tangential_ * r) + f * (by.first + 6 * change.tangential_ * r)) * (1 + r * r),
             2 * df * value};
     }
+    double scale_to(const rectilinear &to) const noexcept {
+        const double across = to.lens_.fx / lens_.fx, down = to.lens_.fy / lens_.fy;
+        const bool is_scaled = std::fabs(across - down) <= 1e-12 * across && lens_.cx == to.lens_.cx &&
+                               lens_.cy == to.lens_.cy && radial_ == to.radial_ && lens_.p1 == to.lens_.p1 &&
+                               lens_.p2 == to.lens_.p2;
+        return is_scaled ? across : 0;
+    }
+    // On the plane, the derivative of the distortion maps q to slope q + 2 t and another vector to factor q + t, which
+    // is the distortion itself; t is what p1 and p2 add. The latter is factor / slope q but for what is beside.
+    inward inward_near(vec p, double reach) const noexcept {
+        const double angle = std::atan2(std::hypot(p.y, p.z), p.x), low = std::tan(std::max(0.0, angle - reach)),
+                     high = radius_near(p, reach);
+        if (!(high < kUnbounded))
+            return {0, kUnbounded, kUnbounded};
+        const odd_series::range factor = radial_.factor_between(low, high), slope = radial_.slope_between(low, high);
+        const double rest = std::min(factor.low, slope.low) - 6 * tangential_ * high;
+        if (!(rest > 0))
+            return {0, kUnbounded, kUnbounded};
+        const double least = factor.low / slope.high, most = factor.high / slope.low,
+                     beside = 3 * tangential_ * high * high *
+                              std::max(std::fabs(1 - 2 * least), std::fabs(1 - 2 * most)) / rest,
+                     cosine = 1 / std::hypot(1, low);
+        return {least / std::hypot(1, high), most * cosine, beside * cosine};
+    }
 
 private:
     struct planar {

@@ -122,6 +122,18 @@ struct odd_series {
         sum.shear = std::min(sum.terms, std::fabs(shear) + shear_change);
         return sum;
     }
+    // Bounds of the factor and of the slope between two x.
+    struct range {
+        double low, high;
+    };
+    range factor_between(double low, double high) const noexcept {
+        const double middle = factor((low + high) / 2), change = size_between(low, high).shear * (high - low) / 2;
+        return {middle - change, middle + change};
+    }
+    range slope_between(double low, double high) const noexcept {
+        const double middle = slope((low + high) / 2), change = size_between(low, high).second * (high - low) / 2;
+        return {middle - change, middle + change};
+    }
     size size_up_to(double x, double linear = 1) const noexcept { return size_between(0, x, linear); }
 };
 

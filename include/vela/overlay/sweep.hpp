@@ -29,7 +29,7 @@ public:
         : from_{within_half_turn(from.pan), within_half_turn(from.tilt), within_half_turn(from.roll)},
           turn_{turn_between(from.pan, to.pan), turn_between(from.tilt, to.tilt), turn_between(from.roll, to.roll)},
           lens_(lens_from), lens_to_(lens_to), zooms_(!(lens_from == lens_to)),
-          is_all_seen_(lens_from.shows_all_until(lens_to)),
+          scales_(zooms_ && lens_from.scale_to(lens_to) > 0), is_all_seen_(lens_from.shows_all_until(lens_to)),
           limit_angle_(std::max(lens_from.limit_angle(), lens_to.limit_angle())),
           // Without a change of the lens outlines are clipped at its cone.
           safe_angle_(std::min({lens_from.safe_angle(), lens_to.safe_angle(), zooms_ ? kUnbounded : limit_angle_})),
@@ -37,6 +37,7 @@ public:
         const double pan = std::fabs(turn_.pan) * kDegree, tilt = std::fabs(turn_.tilt) * kDegree,
                      roll = std::fabs(turn_.roll) * kDegree;
         speed_change_ = pan * tilt + roll * (pan + tilt);
+        axis_speed_ = std::hypot(pan, tilt);
     }
 
     // Whether positions see at all times what they see at any.
@@ -164,8 +165,8 @@ private:
         const extent size = extent_of(halfway, angle, when);
         const double across = size.across(), along = size.along();
         verdict found = {0, halfway, across + along < kUnbounded ? across >= along : angle >= swung, false};
-        if (!zooms_)
-            found = side_on_sphere(part, when, size, found);
+        if (!zooms_ || scales_)
+            found = side_on_sphere(part, when, size, reach, found);
         if (found.side != 0 && expected != 0 && found.side != expected && !found.is_still)
             return;
         window box = screen;
@@ -181,11 +182,8 @@ private:
                     if (is_thin || (found.side != 0 && expected != 0 && found.side != expected && !found.is_still))
                         return;
                 }
-                if (found.side != 0) {
-                    if (add_outline(part, when, found.is_still ? 0 : found.side, screen, sink))
-                        return;
-                    found.is_arc_split = false;
-                }
+                if (found.side != 0)
+                    return add_outline(part, when, found.is_still ? 0 : found.side, screen, sink);
             }
             if (across + along <= kTolerance)
                 return is_seen(part, when.middle) ? sink.line(here, here) : void();
@@ -214,28 +212,59 @@ private:
         return false;
     }
 
+    // What a zoom adds to the rotation of the view for the directions of an arc, and how far off that may be; and
+    // whether that is for the most part because it changes with the time.
+    struct zoom_turn {
+        vec rotation;
+        double error;
+        bool is_by_time;
+    };
+
+    // A direction of a pixel moves towards the optical axis, by the speed that inward_near() bounds.
+    zoom_turn zoom_near(const patch &part, const interval &when, vec halfway, double reach,
+                        double angle) const noexcept {
+        if (!scales_)
+            return {};
+        const double time = when.length(), scale = when.first.lens.scale_to(when.last.lens),
+                     slowest = (1 - 1 / scale) / time, fastest = (scale - 1) / time, growth = (slowest + fastest) / 2,
+                     varying = (fastest - slowest) / 2;
+        const inward size = lens_.inward_near(when.middle.axes.to_local(halfway), reach);
+        const double speed = (size.least + size.most) / 2, wander = axis_speed_ * time / 2,
+                     off = dot(when.middle.axes.forward, part.normal), most = std::fabs(off) + wander,
+                     mean = std::fabs(growth) * speed;
+        const double by_time = varying * size.most * most + mean * wander,
+                     by_place = std::fabs(growth) * (size.most - size.least) / 2 * most +
+                                mean * std::fabs(off) * angle * angle / 8 + (std::fabs(growth) + varying) * size.beside;
+        if (!(by_time + by_place < kUnbounded))
+            return {{}, kUnbounded, false};
+        return {growth * speed * off * cross(halfway, part.normal), by_time + by_place, by_time > by_place};
+    }
+
     // How fast the ends leave their place to the side that the normal doesn't point to; an arc that is less than half a
     // circle is as fast as its slower end. It holds for other times but for the change of the rotation: what passes one
     // way and back meanwhile is kRounding at most.
-    verdict side_on_sphere(const patch &part, const interval &when, const extent &size, verdict found) const noexcept {
-        const vec axis = when.middle.rotation;
+    verdict side_on_sphere(const patch &part, const interval &when, const extent &size, double reach,
+                           verdict found) const noexcept {
+        const zoom_turn zoom = zoom_near(part, when, found.cut, reach, size.angle);
+        if (!(zoom.error < kUnbounded))
+            return found;
+        const vec axis = when.middle.rotation + zoom.rotation;
         const double from = dot(axis, cross(part.a, part.normal)), to = dot(axis, cross(part.b, part.normal)),
-                     time = when.length(), slack = speed_change_ * time / 2,
-                     once = kRounding / (size.near.speed * time), allowed = std::min(4 * once, slack + once / 2),
-                     least = slack - allowed;
+                     time = when.length(), slack = speed_change_ * time / 2, once = kRounding / size.near.speed,
+                     allowed = std::min(4 * once, slack + once / 2), least = slack - allowed + zoom.error;
         const double slower = std::min(std::fabs(from), std::fabs(to)),
                      faster = std::max(std::fabs(from), std::fabs(to));
-        found.is_still = faster + slack <= once;
+        found.is_still = (faster + slack + zoom.error) * time <= once;
         found.side = from + to >= 0 ? 1 : -1;
         if (std::min(found.side * from, found.side * to) >= least)
             return found;
         found.side = 0;
-        if ((from > 0) != (to > 0) && slower > std::max(slack, 1e-3 * faster)) {
+        if ((from > 0) != (to > 0) && slower > std::max(slack + zoom.error, 1e-3 * faster)) {
             // The foot of the axis.
             const vec foot = axis - dot(axis, part.normal) * part.normal;
             found.cut = unit(dot(foot, found.cut) < 0 ? -1 * foot : foot);
             found.is_arc_split = true;
-        } else if (slower <= slack && 16 * allowed >= slack)
+        } else if ((slower <= slack && 16 * allowed >= slack) || (zoom.error > slack && zoom.is_by_time))
             found.is_arc_split = false;
         return found;
     }
@@ -258,11 +287,11 @@ private:
                      paths = std::max(sides[1], sides[3]), by_path = 4 * arcs * path_bend,
                      by_arc = 4 * (paths + 4 * path_bend) * arc_bend,
                      slack = arc_bend + path_bend <= kFlatness ? 0 : by_path + by_arc,
-                     least = slack - 4 * kRounding * std::min(sides[0], sides[2]);
+                     least = slack - 4 * kRounding * when.length() * std::min(sides[0], sides[2]);
         const auto [low, high] = std::minmax_element(turns.begin(), turns.end());
         const int side = *low + *high >= 0 ? 1 : -1;
         verdict found = {std::min(side * *low, side * *high) >= least ? side : 0, unit(part.a + part.b),
-                         by_arc > by_path, false};
+                         paths * arc_bend > arcs * path_bend, false};
         found.is_still = std::max(*high, -*low) <= kRounding * std::min(sides[0], sides[2]);
         if (found.side != 0 && !found.is_still)
             return found;
@@ -289,14 +318,9 @@ private:
         return found;
     }
 
-    // Adds a patch whose arc moves to one side. False where the paths of the ends need many chords.
+    // Adds a patch whose arc moves to one side.
     template <class Sink>
-    bool add_outline(const patch &part, const interval &when, int side, const window &screen, Sink &sink) const {
-        const int a_parts = path_parts(part.a, when), b_parts = path_parts(part.b, when);
-        if (a_parts > kMaxParts || b_parts > kMaxParts)
-            return false;
-        const position a = place(part.a, when.first), b = place(part.b, when.first), a_last = place(part.a, when.last),
-                       b_last = place(part.b, when.last);
+    void add_outline(const patch &part, const interval &when, int side, const window &screen, Sink &sink) const {
         const auto chord = [&](position from, position to) {
             side == 0 ? sink.line(from, to) : sink.outline(from, to, side);
         };
@@ -306,15 +330,34 @@ private:
         };
         arc(when.last, chord);
         arc(when.first, backward);
-        add_path(part.a, when, a_parts, a, a_last, chord);
-        add_path(part.b, when, b_parts, b, b_last, backward);
-        return true;
+        add_path(part.a, when, place(part.a, when.first), place(part.a, when.last), screen, chord);
+        add_path(part.b, when, place(part.b, when.first), place(part.b, when.last), screen, backward);
     }
 
-    // How many chords the path of a direction needs.
-    int path_parts(vec p, const interval &when) const noexcept {
+    // Adds the path of a direction that is seen all the time, as a flattener does.
+    template <class Chord>
+    void add_path(vec p, const interval &when, position from, position to, const window &screen, Chord &&chord,
+                  int depth = 0) const {
         const double bend = extent_of(p, 0, when).path_bend();
-        return static_cast<int>(std::clamp(std::ceil(std::sqrt(bend / kFlatness)), 1.0, kMaxParts + 1.0));
+        const window box = around(from, to).grown(bend);
+        if (box.left > screen.right || box.top > screen.bottom || box.bottom < screen.top)
+            return;
+        if (box.right < screen.left || bend <= kFlatness)
+            return chord(from, to);
+        const double count = std::ceil(std::sqrt(bend / kFlatness));
+        if (!(count <= kMaxParts) && depth < kMaxPathDepth) {
+            const position at = place(p, when.middle);
+            add_path(p, interval(*this, when.first, when.middle), from, at, screen, chord, depth + 1);
+            add_path(p, interval(*this, when.middle, when.last), at, to, screen, chord, depth + 1);
+            return;
+        }
+        const std::size_t parts = count <= kMaxParts ? static_cast<std::size_t>(count) : 1;
+        for (std::size_t i = 1; i < parts; ++i) {
+            const position next = place(p, moment_at(i, parts, when));
+            chord(from, next);
+            from = next;
+        }
+        chord(from, to);
     }
 
     // The same for a lens that sees a part of it, up to an angle from its axis: the outline on the sphere, clipped.
@@ -354,17 +397,6 @@ private:
         return at(mixed(when.first.time, when.last.time, static_cast<double>(i) / static_cast<double>(parts)));
     }
 
-    template <class Chord>
-    void add_path(vec p, const interval &when, int parts, position from, position to, Chord &&chord) const {
-        for (int i = 1; i < parts; ++i) {
-            const position next =
-                place(p, moment_at(static_cast<std::size_t>(i), static_cast<std::size_t>(parts), when));
-            chord(from, next);
-            from = next;
-        }
-        chord(from, to);
-    }
-
     template <class Sink>
     static void cover(const window &box, Sink &sink) {
         sink.outline({box.left, box.top}, {box.left, box.bottom}, 1);
@@ -372,15 +404,16 @@ private:
     }
 
     static constexpr double kRounding = 0.05; // pixels that an arc which moves to one side may come back
-    static constexpr int kMaxParts = 8, kMaxDepth = 64;
+    static constexpr int kMaxParts = 8, kMaxDepth = 64, kMaxPathDepth = 24;
     // Only a lens that bends beside the picture far more than in it leads there: what is around a patch is covered.
     static constexpr int kMaxSplits = 1 << 16;
 
     orientation from_, turn_;
     Lens lens_, lens_to_;
-    bool zooms_, is_all_seen_;
+    bool zooms_, scales_, is_all_seen_;
     double limit_angle_, safe_angle_;
-    double speed_change_; // an upper bound, in radians, of how fast the rotation changes
+    double speed_change_; // upper bounds, in radians: of how fast the rotation changes
+    double axis_speed_;   // and the optical axis turns
     moment first_, last_;
     interval whole_{*this, first_, last_};
 };
