@@ -38,7 +38,7 @@ public:
     }
     // From now on what is added isn't kept, but drawn at once on one row; see fill().
     void draw_on(scanline &row, int y, double reach) noexcept {
-        row.clear();
+        row.clear(reach);
         row_ = &row;
         y_ = y;
         reach_ = reach;
@@ -91,7 +91,7 @@ public:
             for (; next < count_ && chords_[next].top.y - reach <= y; ++next)
                 active_[active++] = &chords_[next];
             std::size_t kept = 0;
-            line.clear();
+            line.clear(reach);
             for (std::size_t i = 0; i < active; ++i) {
                 const chord &at = *active_[i];
                 if (at.bottom.y + reach < y)

@@ -38,9 +38,11 @@ public:
           intervals_(allocate<interval>(2 * max_edges)) {}
     explicit operator bool() const noexcept { return crossings_ && intervals_; }
 
-    void clear() noexcept {
+    // What is between intervals that are twice the reach apart at most is within reach.
+    void clear(double reach = 0) noexcept {
         crossing_count_ = interval_count_ = 0;
         last_polygon_ = 0;
+        gap_ = 2 * reach;
     }
     // A polygon's winding number changes by step from left to right. Several polygons can be filled at once. Of more
     // edges than there is memory for all of the row is taken.
@@ -130,18 +132,18 @@ private:
             std::sort(items, items + count, [key](const Item &a, const Item &b) { return a.*key < b.*key; });
     }
 
-    // Makes intervals that overlap one; if none do, all.
+    // Makes intervals one between which there is nothing out of reach; if there are none, all.
     [[gnu::noinline]] void unite() noexcept {
         std::size_t last = 0;
         sort(intervals_.get(), interval_count_, &interval::begin);
         const bool are_apart = interval_count_ > capacity_ && [this] {
             for (std::size_t i = 1; i < interval_count_; ++i)
-                if (intervals_[i].begin <= intervals_[i - 1].end)
+                if (intervals_[i].begin <= intervals_[i - 1].end + gap_)
                     return false;
             return true;
         }();
         for (std::size_t i = 1; i < interval_count_; ++i) {
-            if (intervals_[i].begin > intervals_[last].end && !are_apart)
+            if (intervals_[i].begin > intervals_[last].end + gap_ && !are_apart)
                 intervals_[++last] = intervals_[i];
             else
                 intervals_[last].end = std::max(intervals_[last].end, intervals_[i].end);
@@ -154,6 +156,7 @@ private:
     array<interval> intervals_;
     std::size_t crossing_count_ = 0, interval_count_ = 0;
     int last_polygon_ = 0;
+    double gap_ = 0;
 };
 
 } // namespace vela::overlay::internal
