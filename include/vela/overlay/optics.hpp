@@ -13,8 +13,8 @@
  *     safe_angle(), limit_angle()   from the axis: what is nearer is seen, what is farther isn't on the screen
  *     rim(angle)             the boundary of what is seen within the cone, by the angle around the axis: a direction
  *     kFoldEdges             if not 0, the lens may fold within the cone: what is beyond the fold isn't seen. folds(),
- *                            is_beyond_fold(p); cross_fold(a, b, crossing) and rim_parts(from, to, part), whose
- *                            boundary there is made of twice as many arcs
+ *                            is_beyond_fold(p), side_of_fold(p, reach); cross_fold(a, b, crossing) and
+ *                            rim_parts(from, to, part), whose boundary there is made of twice as many arcs
  *     bend(a, b)             how far the arc from a to b may be from its chord on the screen; divided evenly into n
  *                            parts, each is n^2 times as close
  *     rim_bend(a, b)         the same for a part of the rim

@@ -109,6 +109,20 @@ public:
     }
 
     bool is_beyond_fold(vec p) const noexcept { return is_beyond_fold(planar{p.y / p.x, -p.z / p.x}); }
+    // Whether all within an angle of a direction is seen, 1, or beyond the fold, -1; 0 where that isn't certain.
+    int side_of_fold(vec p, double reach) const noexcept {
+        const double r = radius_near(p, reach), within = reach * (1 + r * r);
+        if (!folds_ || !(r < clip_))
+            return 0;
+        const planar q = from_wedge({p.y / p.x, -p.z / p.x}), above = {q.x, std::fabs(q.y)};
+        for (std::size_t i = 0; i < kFoldEdges; ++i) {
+            const planar from = above - fold_[i], edge = fold_[i + 1] - fold_[i];
+            const double part = std::clamp(dot(from, edge) / dot(edge, edge), 0.0, 1.0);
+            if (std::hypot(from.x - part * edge.x, from.y - part * edge.y) <= within)
+                return 0;
+        }
+        return is_beyond_fold(p) ? -1 : 1;
+    }
     // Calls crossing(t) for each point a + t (b - a) of a line where it crosses the fold.
     template <class Crossing>
     void cross_fold(vec a, vec b, Crossing &&crossing) const {

@@ -160,7 +160,8 @@ private:
         const vec halfway = unit(part.a + part.b), p = when.middle.axes.to_local(halfway);
         const double angle = arc_angle(part.a, part.b), from_axis = std::atan2(std::hypot(p.y, p.z), p.x),
                      swung = swing_near(halfway, angle / 2, when).angle, reach = (angle + swung) / 2;
-        if (from_axis - reach > limit_angle_)
+        const int seen = side_of_rim(p, from_axis, reach);
+        if (seen < 0)
             return;
         const extent size = extent_of(halfway, angle, when);
         const double across = size.across(), along = size.along();
@@ -175,7 +176,7 @@ private:
             box = around(here, here).grown(across + along);
             if (!meet(box, screen))
                 return;
-            if (from_axis + reach <= safe_angle_) {
+            if (seen > 0) {
                 if (found.side == 0) {
                     bool is_thin = false;
                     found = side_on_screen(part, when, size, sink, is_thin);
@@ -188,7 +189,7 @@ private:
             if (across + along <= kTolerance)
                 return is_seen(part, when.middle) ? sink.line(here, here) : void();
         }
-        if (found.side != 0 && !zooms_ && reach < 1 && from_axis + reach > safe_angle_ &&
+        if (found.side != 0 && !zooms_ && reach < 1 && seen == 0 &&
             add_seen_outline(part, when, found.side, std::min(from_axis + reach, limit_angle_), screen, sink))
             return;
         if (part.depth == kMaxDepth)
@@ -203,6 +204,20 @@ private:
             pass(same, interval(*this, when.first, when.middle), expected, screen, sink, splits);
             pass(same, interval(*this, when.middle, when.last), expected, screen, sink, splits);
         }
+    }
+
+    // Whether all within an angle of a direction is seen, 1, or nothing, -1; 0 where that isn't certain.
+    int side_of_rim(vec p, double from_axis, double reach) const noexcept {
+        if (from_axis - reach > limit_angle_)
+            return -1;
+        if (from_axis + reach <= safe_angle_)
+            return 1;
+        if constexpr (Lens::kFoldEdges > 0)
+            if (!zooms_ || scales_) {
+                const int side = lens_.side_of_fold(p, reach);
+                return side == lens_to_.side_of_fold(p, reach) ? side : 0;
+            }
+        return 0;
     }
 
     static bool is_seen(const patch &part, const moment &during) noexcept {
