@@ -58,10 +58,12 @@ public:
 
 private:
     // The rotation is the axis of the view's motion, as long as its speed in radians.
-    struct moment {
-        double time;
+    struct pose {
+        double time = -1;
         frame axes;
         vec rotation;
+    };
+    struct moment : pose {
         Lens lens;
     };
 
@@ -113,12 +115,20 @@ private:
         return within_half_turn(within_half_turn(to) - within_half_turn(from));
     }
 
-    moment at(double time) const noexcept {
+    pose pose_at(double time) const noexcept {
         const double pan = (from_.pan + time * turn_.pan) * kDegree;
         const frame axes = frame::of(
             orientation{from_.pan + time * turn_.pan, from_.tilt + time * turn_.tilt, from_.roll + time * turn_.roll});
         const vec turned = {turn_.tilt * std::sin(pan), -turn_.tilt * std::cos(pan), turn_.pan};
-        return {time, axes, kDegree * (turned - turn_.roll * axes.forward), zooms_ ? lens_.at(lens_to_, time) : lens_};
+        return {time, axes, kDegree * (turned - turn_.roll * axes.forward)};
+    }
+
+    // All edges pass the same moments, most of them: multiples of 1 / 840, since kMaxParts is 8.
+    moment at(double time) const noexcept {
+        pose &kept = poses_[static_cast<std::size_t>(840 * time) % poses_.size()];
+        if (kept.time != time)
+            kept = pose_at(time);
+        return {kept, zooms_ ? lens_.at(lens_to_, time) : lens_};
     }
 
     swing swing_near(vec p, double within, const interval &when) const noexcept {
@@ -422,6 +432,8 @@ private:
     static constexpr int kMaxParts = 8, kMaxDepth = 64, kMaxPathDepth = 24;
     // Only a lens that bends beside the picture far more than in it leads there: what is around a patch is covered.
     static constexpr int kMaxSplits = 1 << 16;
+
+    mutable std::array<pose, 32> poses_{}; // the last that were asked for
 
     orientation from_, turn_;
     Lens lens_, lens_to_;
