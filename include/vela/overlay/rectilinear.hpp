@@ -289,18 +289,49 @@ private:
         return std::min({zero(6, 3, 5, 7), zero(2, 1, 1, 1), zero(4, 1.5, 2, 2.5)});
     }
 
-    // The fold as a line of kFoldEdges straight edges, out to clip_: on one side, from the axis of the wedge.
+    // The fold as a line of kFoldEdges straight edges, out to clip_: on one side, from the axis of the wedge. Between
+    // its points the edges are moved to the side that is seen, so that what is beyond the fold is beyond them.
     void find_fold() noexcept {
+        constexpr std::size_t kBetween = 4;
+        std::array<planar, kBetween * kFoldEdges + 1> exact;
         double angle = 0;
-        for (std::size_t i = 0; i <= kFoldEdges; ++i) {
-            const double part = static_cast<double>(i) / kFoldEdges, r = safe_ * std::pow(clip_ / safe_, part * part);
+        for (std::size_t i = 0; i < exact.size(); ++i) {
+            const double part = static_cast<double>(i) / (exact.size() - 1),
+                         r = safe_ * std::pow(clip_ / safe_, part * part);
             const double s = radial_.slope(r), f = radial_.factor(r), a = tangential_ * r;
             const double square = (s - f) * (s - 9 * f) + 64 * a * a,
                          cosine = square >= 0 ? (s + 3 * f - std::sqrt(square)) / 16 / a : 1;
-            // What is farther out than the fold isn't seen. The angle grows with each edge.
+            // What is farther out than the fold isn't seen. The angle grows with each point.
             if (i > 0)
                 angle = std::max(angle + 1e-7, std::acos(std::clamp(cosine, -1.0, 1.0)));
+            exact[i] = {r * std::cos(angle), r * std::sin(angle)};
+        }
+        planar last = {0, 1}; // an edge's direction and how far it is beyond the fold; the tip is in a mirror's line
+        double last_beyond = 0;
+        for (std::size_t i = 0; i <= kFoldEdges; ++i) {
+            const planar at = exact[kBetween * i];
+            planar next = last;
+            double beyond = 0;
+            if (i < kFoldEdges) {
+                const planar edge = exact[kBetween * (i + 1)] - at;
+                const double size = std::hypot(edge.x, edge.y);
+                next = {edge.x / size, edge.y / size};
+                for (std::size_t j = 1; j < kBetween; ++j)
+                    beyond = std::max(beyond, 1.3 * area(next, exact[kBetween * i + j] - at));
+            }
+            const planar along = i > 0 ? planar{last.x + next.x, last.y + next.y} : last;
+            const double away = std::max(last_beyond, beyond) / std::max(dot(along, next), 0.1);
+            const planar moved = {at.x - away * along.y, at.y + away * along.x};
+            angle = i > 0 ? std::max(angle + 1e-7, std::atan2(moved.y, moved.x)) : 0;
+            const double r = std::hypot(moved.x, moved.y);
             fold_[i] = {r * std::cos(angle), r * std::sin(angle)};
+            last = next;
+            last_beyond = beyond;
+        }
+        for (std::size_t i = 0; i < kFoldEdges; ++i) {
+            const planar from = fold_[i], edge = fold_[i + 1] - from;
+            const double part = std::clamp(-dot(from, edge) / dot(edge, edge), 0.0, 1.0);
+            safe_ = std::min(safe_, std::hypot(from.x + part * edge.x, from.y + part * edge.y));
         }
     }
     // With the wedge along the first axis.
