@@ -1,7 +1,7 @@
 // Privacy masks, which are polygons of directions: those of the camera, their list, and their changes, which can be undone.
 import { attempt, byId, confirmPress, element } from './dom.js';
 import { history } from './history.js';
-import { get, post } from './server.js';
+import { getNewest, post } from './server.js';
 import { say } from './texts.js';
 
 const list = byId('masks-list');
@@ -19,7 +19,6 @@ class Masks extends EventTarget {
     edited = null; // its id, if it is not a new one
     #places = new Map(); // ids of masks that were deleted and are there again, by the ids that they had
     #renderer = null;
-    #changes = 0; // that were answered
 
     set renderer(renderer) {
         this.#renderer = renderer;
@@ -39,11 +38,9 @@ class Masks extends EventTarget {
         return true;
     }
 
-    // The answer to a change that came meanwhile is newer.
     load() {
-        const changes = this.#changes;
-        const show = (answer) => changes !== this.#changes || this.#show(answer);
-        return attempt(error, get('/api/mask').then(show));
+        const show = (answer) => !answer || this.#show(answer);
+        return attempt(error, getNewest('/api/mask').then(show));
     }
 
     #idOf = (id) => (this.#places.has(id) ? this.#idOf(this.#places.get(id)) : id);
@@ -51,9 +48,7 @@ class Masks extends EventTarget {
 
     async #post(fields, place = error, marked = undefined) {
         const answer = await attempt(place, post('/api/mask', fields), marked);
-        if (!answer) return answer;
-        ++this.#changes;
-        this.#show(answer);
+        if (answer) this.#show(answer);
         return answer;
     }
     #change(id, fields, ...where) {

@@ -1,7 +1,7 @@
 // The camera's state, and requests that move it.
 import { attempt, byId, clamp, turned } from './dom.js';
 import { Motion } from './motion.js';
-import { get, post } from './server.js';
+import { getNewest, post } from './server.js';
 
 const message = byId('message');
 
@@ -9,37 +9,29 @@ export class Ptz extends EventTarget {
     state = { pan: 0, tilt: 0, fov: 60, presets: [], moving: false };
     motion = new Motion();
     #queue = Promise.resolve();
-    #orders = 0; // that were answered
 
     onChange(listener) {
         this.addEventListener('change', () => listener(this.state));
     }
 
-    // Takes over the state of an answer.
-    #update(state, asked) {
+    // Takes over the state of an answer, if there is one.
+    async #update(answer) {
+        const asked = performance.now();
+        const state = await answer;
+        if (!state) return false;
         this.state = state;
         this.motion.update(state, asked);
         this.dispatchEvent(new Event('change'));
-    }
-
-    // The answer to an order that came meanwhile is newer.
-    async refresh() {
-        const [asked, orders] = [performance.now(), this.#orders];
-        const state = await get('/api/ptz');
-        if (orders === this.#orders) this.#update(state, asked);
-    }
-
-    async #order(fields) {
-        const asked = performance.now();
-        const state = await post('/api/ptz', fields, 3000);
-        ++this.#orders;
-        this.#update(state, asked);
         return true;
+    }
+
+    refresh() {
+        return this.#update(getNewest('/api/ptz'));
     }
 
     // One request at a time: a stop must not overtake the drive that it ends.
     send(fields, place = message, marked = undefined) {
-        this.#queue = this.#queue.then(() => attempt(place, this.#order(fields), marked));
+        this.#queue = this.#queue.then(() => attempt(place, this.#update(post('/api/ptz', fields, 3000)), marked));
         return this.#queue;
     }
 

@@ -28,13 +28,23 @@ export const get = async (path, fields = {}) =>
         }),
     );
 
+// How many orders were answered, by their paths.
+const answered = {};
+
+// The same, but nothing if an order to this path was answered meanwhile, since that answer is newer.
+export async function getNewest(path) {
+    const before = answered[path];
+    const answer = await get(path);
+    return before === answered[path] ? answer : undefined;
+}
+
 let token = null;
 
 export async function post(path, fields, timeout = defaultTimeout) {
     for (let isRepeated = false; ; isRepeated = true) {
         token ??= (await get('/api/ptz/token')).token;
         try {
-            return await readAnswer(
+            const answer = await readAnswer(
                 await fetch(path, {
                     method: 'POST',
                     headers: { 'X-Camera-Token': token },
@@ -42,6 +52,8 @@ export async function post(path, fields, timeout = defaultTimeout) {
                     signal: AbortSignal.timeout(timeout),
                 }),
             );
+            answered[path] = (answered[path] ?? 0) + 1;
+            return answer;
         } catch (error) {
             // A camera whose state was deleted has another token.
             if (error.status !== 403 || isRepeated) throw error;
